@@ -1,0 +1,69 @@
+# How every target of this project is made: warnings, debug information, export macros, version resource.
+
+find_package(Threads REQUIRED)
+
+# Compiler settings of our own targets. DWARF 4 is what the symbol service of the emulated system reads.
+add_library(qxfl_options INTERFACE)
+target_compile_options(qxfl_options INTERFACE -Wall -Wextra -Wconversion -Wshadow -gdwarf-4
+                       -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=
+                       $<$<BOOL:${QXFL_WERROR}>:-Werror>)
+if(WIN32)
+  target_compile_definitions(qxfl_options INTERFACE _WIN32_WINNT=0x0A00 WINVER=0x0A00 NOMINMAX WIN32_LEAN_AND_MEAN UNICODE _UNICODE)
+endif()
+if(QXFL_SANITIZE)
+  target_compile_options(qxfl_options INTERFACE -fsanitize=${QXFL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(qxfl_options INTERFACE -fsanitize=${QXFL_SANITIZE})
+endif()
+
+# Adds the Windows version resource of a DLL to its sources.
+function(qxfl_add_version_resource target file_name description)
+  set(QXFL_RC_FILE_NAME "${file_name}")
+  set(QXFL_RC_DESCRIPTION "${description}")
+  configure_file("${PROJECT_SOURCE_DIR}/cmake/version.rc.in" "${CMAKE_CURRENT_BINARY_DIR}/${target}.rc" @ONLY)
+  target_sources(${target} PRIVATE "${CMAKE_CURRENT_BINARY_DIR}/${target}.rc")
+endfunction()
+
+# qxfl_add_library(NAME DESCRIPTION text INCLUDE dir LOGIC sources… WINDOWS sources… PUBLIC libraries… PRIVATE libraries…
+#                  DEFINES definitions…)
+#
+# On Windows: the shared library libqx<NAME>.dll, target NAME with the alias qxfl::NAME, and NAME_static, the same objects
+# as an archive, for tests of the internal rules, which the DLL does not export. The macro <NAME>_BUILD is defined while
+# the sources are compiled, <NAME>_STATIC for users of the archive. Elsewhere: an archive of the LOGIC sources alone, under
+# all these names. DEFINES are seen by the sources and by all users.
+function(qxfl_add_library name)
+  cmake_parse_arguments(arg "" "DESCRIPTION;INCLUDE" "LOGIC;WINDOWS;PUBLIC;PRIVATE;DEFINES" ${ARGN})
+  string(TOUPPER "${name}" upper)
+  if(WIN32)
+    add_library(${name}_objects OBJECT ${arg_LOGIC} ${arg_WINDOWS})
+    target_compile_definitions(${name}_objects PRIVATE ${upper}_BUILD ${arg_DEFINES})
+    target_include_directories(${name}_objects PRIVATE "${arg_INCLUDE}" "${CMAKE_CURRENT_SOURCE_DIR}")
+    target_link_libraries(${name}_objects PRIVATE ${arg_PUBLIC} ${arg_PRIVATE} qxfl_options)
+
+    add_library(${name} SHARED $<TARGET_OBJECTS:${name}_objects>)
+    set_target_properties(${name} PROPERTIES OUTPUT_NAME qx${name} LINKER_LANGUAGE CXX
+                                             ARCHIVE_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/lib")
+    target_link_libraries(${name} PUBLIC ${arg_PUBLIC} PRIVATE ${arg_PRIVATE})
+    qxfl_add_version_resource(${name} libqx${name}.dll "${arg_DESCRIPTION}")
+    install(TARGETS ${name} EXPORT qxfl)
+    install(DIRECTORY "${arg_INCLUDE}/" DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.hpp")
+
+    add_library(${name}_static STATIC EXCLUDE_FROM_ALL $<TARGET_OBJECTS:${name}_objects>)
+    set_target_properties(${name}_static PROPERTIES LINKER_LANGUAGE CXX)
+    target_link_libraries(${name}_static PUBLIC ${arg_PUBLIC} ${arg_PRIVATE})
+    target_compile_definitions(${name}_static PUBLIC ${upper}_STATIC ${arg_DEFINES})
+    target_include_directories(${name}_static PUBLIC "${arg_INCLUDE}" "${CMAKE_CURRENT_SOURCE_DIR}")
+  else()
+    if(NOT arg_LOGIC)
+      return()
+    endif()
+    add_library(${name} STATIC ${arg_LOGIC})
+    target_compile_definitions(${name} PUBLIC ${upper}_STATIC)
+    target_link_libraries(${name} PUBLIC Boost::headers PRIVATE qxfl_options)
+    target_include_directories(${name} PUBLIC "${CMAKE_CURRENT_SOURCE_DIR}")
+    add_library(${name}_static ALIAS ${name})
+  endif()
+  add_library(qxfl::${name} ALIAS ${name})
+  target_compile_definitions(${name} PUBLIC ${arg_DEFINES})
+  target_compile_features(${name} PUBLIC cxx_std_17)
+  target_include_directories(${name} PUBLIC $<BUILD_INTERFACE:${arg_INCLUDE}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+endfunction()

@@ -1,0 +1,29 @@
+# Puts the shared run-time libraries (the compiler's and Boost's) beside the programs, at configure time.
+
+function(qxfl_copy_beside_programs file)
+  get_filename_component(name "${file}" NAME)
+  file(MAKE_DIRECTORY "${CMAKE_RUNTIME_OUTPUT_DIRECTORY}")
+  file(COPY_FILE "${file}" "${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/${name}" ONLY_IF_DIFFERENT)
+endfunction()
+
+foreach(name IN ITEMS libstdc++-6.dll libgcc_s_seh-1.dll libwinpthread-1.dll)
+  execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=${name} OUTPUT_VARIABLE file OUTPUT_STRIP_TRAILING_WHITESPACE)
+  if(NOT EXISTS "${file}")
+    set(file "${CMAKE_FIND_ROOT_PATH}/lib/${name}")
+  endif()
+  if(EXISTS "${file}")
+    file(REAL_PATH "${file}" file)
+    qxfl_copy_beside_programs("${file}")
+    list(APPEND qxfl_runtime_dlls "${file}")
+  elseif(CMAKE_CROSSCOMPILING)
+    message(FATAL_ERROR "the compiler's run-time library ${name} was not found beside ${CMAKE_CXX_COMPILER}")
+  endif()
+endforeach()
+
+# Boost's libraries refer to each other, so the whole set is copied.
+get_filename_component(boost_prefix "${Boost_DIR}/../../.." ABSOLUTE)
+file(GLOB boost_dlls "${boost_prefix}/bin/libboost_*.dll" "${boost_prefix}/bin/boost_*.dll")
+foreach(file IN LISTS boost_dlls)
+  qxfl_copy_beside_programs("${file}")
+  list(APPEND qxfl_runtime_dlls "${file}")
+endforeach()
