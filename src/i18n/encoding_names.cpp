@@ -1,0 +1,206 @@
+// The tables of names. Thread safety: pure functions over constant tables.
+#include "encoding_names.hpp"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <iterator>
+#include <string>
+
+namespace fl::i18n::detail {
+namespace {
+
+struct named_page {
+  std::string_view name;  // Lower case, letters and digits only.
+  unsigned page;
+};
+
+// Sorted by name. Names that are a prefix and a number stand in the next table instead.
+constexpr named_page named_pages[] = {
+    {"ansix341968", code_page::ascii},
+    {"ansix341986", code_page::ascii},
+    {"arabic", 28596},
+    {"ascii", code_page::ascii},
+    {"asmo708", 28596},
+    {"big5", 950},
+    {"cyrillic", 28595},
+    {"ecma114", 28596},
+    {"ecma118", 28597},
+    {"elot928", 28597},
+    {"euccn", 936},
+    {"euckr", 949},
+    {"gb18030", code_page::gb18030},
+    {"gb2312", 936},
+    {"gbk", 936},
+    {"greek", 28597},
+    {"greek8", 28597},
+    {"hebrew", 28598},
+    {"iso646irv1991", code_page::ascii},
+    {"iso646us", code_page::ascii},
+    {"iso88591", 28591},
+    {"iso885911", 874},
+    {"iso885911987", 28591},
+    {"iso885913", 28603},
+    {"iso885915", 28605},
+    {"iso88592", 28592},
+    {"iso885921987", 28592},
+    {"iso88593", 28593},
+    {"iso885931988", 28593},
+    {"iso88594", 28594},
+    {"iso885941988", 28594},
+    {"iso88595", 28595},
+    {"iso885951988", 28595},
+    {"iso88596", 28596},
+    {"iso885961987", 28596},
+    {"iso88597", 28597},
+    {"iso885971987", 28597},
+    {"iso88598", 28598},
+    {"iso885981988", 28598},
+    {"iso88598i", 38598},
+    {"iso88599", 28599},
+    {"iso885991989", 28599},
+    {"isoir100", 28591},
+    {"isoir101", 28592},
+    {"isoir109", 28593},
+    {"isoir110", 28594},
+    {"isoir126", 28597},
+    {"isoir127", 28596},
+    {"isoir138", 28598},
+    {"isoir144", 28595},
+    {"isoir148", 28599},
+    {"isoir149", 949},
+    {"isoir6", code_page::ascii},
+    {"isolatin1", 28591},
+    {"isolatin2", 28592},
+    {"isolatin3", 28593},
+    {"isolatin4", 28594},
+    {"isolatin5", 28599},
+    {"isolatinarabic", 28596},
+    {"isolatincyrillic", 28595},
+    {"isolatingreek", 28597},
+    {"isolatinhebrew", 28598},
+    {"johab", 1361},
+    {"koi8r", 20866},
+    {"koi8u", 21866},
+    {"korean", 949},
+    {"ksc5601", 949},
+    {"ksc56011987", 949},
+    {"ksc56011989", 949},
+    {"l1", 28591},
+    {"l2", 28592},
+    {"l3", 28593},
+    {"l4", 28594},
+    {"l5", 28599},
+    {"latin1", 28591},
+    {"latin2", 28592},
+    {"latin3", 28593},
+    {"latin4", 28594},
+    {"latin5", 28599},
+    {"latin9", 28605},
+    {"mac", 10000},
+    {"macintosh", 10000},
+    {"mskanji", 932},
+    {"pc850multilingual", 850},
+    {"pc862latinhebrew", 862},
+    {"pc8codepage437", 437},
+    {"pcmultilingual850euro", 858},
+    {"pcp852", 852},
+    {"pcp855", 855},
+    {"shiftjis", 932},
+    {"sjis", 932},
+    {"tis620", 874},
+    {"uhc", 949},
+    {"us", code_page::ascii},
+    {"usascii", code_page::ascii},
+    {"utf16", code_page::utf16_by_mark},
+    {"utf16be", code_page::utf16_big},
+    {"utf16le", code_page::utf16_little},
+    {"utf32", code_page::utf32_by_mark},
+    {"utf32be", code_page::utf32_big},
+    {"utf32le", code_page::utf32_little},
+    {"utf8", code_page::utf8},
+    {"windows31j", 932},
+    {"xmaccyrillic", 10007},
+    {"xmacgreek", 10006},
+    {"xmacroman", 10000},
+    {"xmacturkish", 10081},
+};
+
+struct numbered_page {
+  unsigned number;  // As in IBM850, cp850, windows-1252, ms932.
+  unsigned page;
+};
+
+// Sorted by number.
+constexpr numbered_page numbered_pages[] = {
+    {37, 37},     {273, 20273}, {277, 20277}, {278, 20278}, {280, 20280}, {284, 20284},   {285, 20285}, {297, 20297},
+    {367, 20127}, {420, 20420}, {423, 20423}, {424, 20424}, {437, 437},   {500, 500},     {737, 737},   {775, 775},
+    {819, 28591}, {850, 850},   {852, 852},   {855, 855},   {857, 857},   {858, 858},     {860, 860},   {861, 861},
+    {862, 862},   {863, 863},   {864, 864},   {865, 865},   {866, 866},   {869, 869},     {870, 870},   {871, 20871},
+    {874, 874},   {880, 20880}, {905, 20905}, {932, 932},   {936, 936},   {949, 949},     {950, 950},   {1026, 1026},
+    {1047, 1047}, {1140, 1140}, {1141, 1141}, {1142, 1142}, {1143, 1143}, {1144, 1144},   {1145, 1145}, {1146, 1146},
+    {1147, 1147}, {1148, 1148}, {1149, 1149}, {1250, 1250}, {1251, 1251}, {1252, 1252},   {1253, 1253}, {1254, 1254},
+    {1255, 1255}, {1256, 1256}, {1257, 1257}, {1258, 1258}, {1361, 1361}, {65001, 65001},
+};
+
+constexpr std::string_view number_prefixes[] = {"ccsid", "cp", "ibm", "ms", "windows"};
+
+static_assert(std::is_sorted(std::begin(named_pages), std::end(named_pages),
+                             [](const named_page& a, const named_page& b) { return a.name < b.name; }));
+static_assert(std::is_sorted(std::begin(numbered_pages), std::end(numbered_pages),
+                             [](const numbered_page& a, const numbered_page& b) { return a.number < b.number; }));
+
+std::string normalised(std::string_view name) {
+  constexpr std::string_view ignored = "-_.: ";
+  std::string result;
+  for (const char c : name) {
+    if (ignored.find(c) == std::string_view::npos) {
+      result += c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+    }
+  }
+  return result;
+}
+
+std::optional<unsigned> find_named(std::string_view name) {
+  const auto found = std::lower_bound(std::begin(named_pages), std::end(named_pages), name,
+                                      [](const named_page& row, std::string_view key) { return row.name < key; });
+  return found != std::end(named_pages) && found->name == name ? std::optional(found->page) : std::nullopt;
+}
+
+/// For the digits behind a prefix, or a bare number.
+std::optional<unsigned> find_numbered(std::string_view digits) {
+  unsigned number = 0;
+  const char* const end = digits.data() + digits.size();
+  const auto [stopped, error] = std::from_chars(digits.data(), end, number);
+  if (error != std::errc() || stopped != end) {
+    return std::nullopt;
+  }
+  const auto found = std::lower_bound(std::begin(numbered_pages), std::end(numbered_pages), number,
+                                      [](const numbered_page& row, unsigned key) { return row.number < key; });
+  return found != std::end(numbered_pages) && found->number == number ? std::optional(found->page) : std::nullopt;
+}
+
+std::optional<unsigned> find_normalised(std::string_view name) {
+  if (const auto page = find_named(name)) {
+    return page;
+  }
+  for (const std::string_view prefix : number_prefixes) {
+    if (name.substr(0, prefix.size()) == prefix) {
+      return find_numbered(name.substr(prefix.size()));
+    }
+  }
+  return find_numbered(name);
+}
+
+}  // namespace
+
+std::optional<unsigned> find_code_page(std::string_view name) {
+  const std::string key = normalised(name);
+  if (const auto page = find_normalised(key)) {
+    return page;
+  }
+  // Most registered names have an alias of their own that begins with "cs".
+  return key.substr(0, 2) == "cs" ? find_normalised(std::string_view(key).substr(2)) : std::nullopt;
+}
+
+}  // namespace fl::i18n::detail
