@@ -1,0 +1,48 @@
+// The snapshot of the environment. Thread safety: the system copies the block under its own lock, so what is walked
+// here belongs to this call alone.
+#include <safe_env/environment.hpp>
+
+#include <i18n/convert.hpp>
+
+#include <boost/system/system_error.hpp>
+#include <boost/throw_exception.hpp>
+
+#include <memory>
+#include <string_view>
+
+#include <windows.h>
+
+namespace safe_env {
+namespace {
+
+struct free_block {
+  void operator()(wchar_t* block) const noexcept { FreeEnvironmentStringsW(block); }
+};
+using environment_block = std::unique_ptr<wchar_t, free_block>;
+
+environment_block copy_block() {
+  environment_block block(GetEnvironmentStringsW());
+  if (!block) {
+    const auto code = static_cast<int>(GetLastError());
+    boost::throw_exception(
+        boost::system::system_error(code, boost::system::system_category(), "GetEnvironmentStringsW"),
+        BOOST_CURRENT_LOCATION);
+  }
+  return block;
+}
+
+}  // namespace
+
+std::vector<std::string> get_environment_copy() {
+  const environment_block block = copy_block();
+  std::vector<std::string> entries;
+  // Zero-terminated entries follow each other; an empty one ends the block.
+  for (const wchar_t* next = block.get(); *next != L'\0';) {
+    const std::wstring_view entry(next);
+    entries.push_back(fl::i18n::ustring_to_utf8(fl::ustring(entry.begin(), entry.end())));
+    next += entry.size() + 1;
+  }
+  return entries;
+}
+
+}  // namespace safe_env
