@@ -1,0 +1,130 @@
+// How to run a command: environment, standard streams, directory, user, what is inherited. A plain value that can be
+// copied, compared, ordered and printed; it touches the system only to take its snapshot of the environment, and
+// nothing is checked before a launch. All narrow text is UTF-8. One object belongs to one thread at a time; concurrent
+// reads are safe.
+#pragma once
+
+#include <boost/optional/optional.hpp>
+#include <boost/smart_ptr/shared_ptr.hpp>
+#include <fl/export.hpp>
+#include <fl/process/elevation_level.hpp>
+#include <fl/process/inherited_handles.hpp>
+#include <fl/process/iopipe_descriptor.hpp>
+#include <fl/process/iopipe_device.hpp>
+#include <fl/process/redirection.hpp>
+#include <fl/util/lexicographical_iless.hpp>
+#include <fl/util/ustring.hpp>
+#include <iosfwd>
+#include <map>
+#include <string>
+
+namespace foundation::core::process {
+
+/// Variables by name. Names that differ only in case are one variable.
+using environment_map = std::map<std::string, std::string, util::lexicographical_iless>;
+
+/// How to run a command. A copy shares pipes with its source, and nothing else.
+class FL_API context {
+ public:
+  /// Whose child it is to be. `name` is "USER", "USER@DOMAIN" or "DOMAIN\USER". The password is never printed.
+  struct User {
+    std::string name;
+    std::string password;
+  };
+
+  /// The environment of this process, and no request of any kind. Of variables whose names differ only in case the
+  /// first stays. Throws what taking the snapshot throws.
+  context();
+  context(const context& other);
+  /// Leaves this object as it was if the copy fails.
+  context& operator=(const context& other);
+  ~context();
+  void swap(context& other);
+
+  environment_map& environment();
+  const environment_map& environment() const;
+
+  context& std_in(const std_in_type& value);
+  context& std_out(const std_out_type& value);
+  context& std_err(const std_err_type& value);
+  const std_in_type& std_in() const;
+  const std_out_type& std_out() const;
+  const std_err_type& std_err() const;
+
+  /// The directory to start in; empty means the parent's. An empty optional clears it.
+  context& directory(const boost::optional<std::string>& value);
+  /// Sets, and never clears: `value` must not be empty.
+  context& directory(const boost::optional<ustring>& value);
+  /// `value` must not be null.
+  context& directory(const char* value);
+  context& directory(const char16_t* value);
+  const boost::optional<std::string>& directory() const;
+
+  context& user(const std::string& name, const std::string& password);
+  context& user(const ustring& name, const ustring& password);
+  /// An empty optional clears the user.
+  context& user(const boost::optional<User>& value);
+  const boost::optional<User>& user() const;
+
+  // Flags that are set to one or the other, or left alone (an empty optional).
+  void hide_windows(bool value);
+  void hide_windows(const boost::optional<bool>& value);
+  boost::optional<bool> hide_windows() const;
+  void create_no_window(bool value);
+  void create_no_window(const boost::optional<bool>& value);
+  boost::optional<bool> create_no_window() const;
+  void detached_process(bool value);
+  void detached_process(const boost::optional<bool>& value);
+  boost::optional<bool> detached_process() const;
+  /// Whether the child gets only the handles that this context names, and no other inheritable one.
+  void explicitlyInheritHandles(bool value);
+  void explicitlyInheritHandles(const boost::optional<bool>& value);
+  boost::optional<bool> explicitlyInheritHandles() const;
+
+  void elevationLevel(ElevationLevel value);
+  ElevationLevel elevationLevel() const;
+  /// True sets `Elevated`; false sets `Unset`, not `NonElevated`.
+  void elevated(bool value);
+  /// True exactly when the level is `Elevated`.
+  bool elevated() const;
+
+  /// Further handles for the child. They stay the caller's.
+  inherited_handles_type& inherited_handles();
+  const inherited_handles_type& inherited_handles() const;
+
+  /// The pipes for the child, with the open mode (1 read end, 2 write end) of what it gets.
+  const std::map<iopipe_device, int>& inherited_pipes() const;
+  /// Lets the child have the ends of `pipe` that `mode` names, and returns what the child needs to open them. Flushes
+  /// the output side of `pipe` first. A mode that names no end takes the pipe off the list and returns an empty
+  /// descriptor.
+  iopipe_descriptor inherit_pipe(iopipe& pipe, int mode);
+
+ private:
+  environment_map environment_;
+  std_in_type std_in_;
+  std_out_type std_out_;
+  std_err_type std_err_;
+  boost::optional<std::string> directory_;
+  boost::optional<User> user_;
+  boost::shared_ptr<inherited_handles_type> inherited_handles_;  // never null, never shared
+  std::map<iopipe_device, int> inherited_pipes_;                 // the mode as the caller gave it
+  boost::optional<bool> detached_process_;
+  boost::optional<bool> explicitly_inherit_handles_;
+  boost::optional<bool> create_no_window_;
+  boost::optional<bool> hide_windows_;
+  ElevationLevel elevation_level_ = ElevationLevel::Unset;
+};
+
+/// Equal in every field but the inherited pipes, text by its bytes.
+FL_API bool operator==(const context& left, const context& right);
+
+/// The first field that differs decides, in the order of the fields; the inherited pipes have no part in it.
+FL_API bool operator<(const context& left, const context& right);
+
+/// For logs. The inherited pipes and the password are left out. Nothing is escaped.
+FL_API std::ostream& operator<<(std::ostream& stream, const context& value);
+
+FL_API bool operator==(const context::User& left, const context::User& right);
+FL_API std::ostream& operator<<(std::ostream& stream, const context::User& value);
+
+}  // namespace foundation::core::process

@@ -1,0 +1,23 @@
+// Whether a child is to run with more or fewer rights than its parent.
+#pragma once
+
+#include <cstdint>
+#include <fl/export.hpp>
+#include <iosfwd>
+
+namespace foundation::core::process {
+
+/// The numbers are part of the interface.
+enum class ElevationLevel : std::uint32_t {
+  Unset = 0,        ///< no request
+  Elevated = 1,     ///< run elevated
+  NonElevated = 2,  ///< run de-elevated
+};
+
+/// True exactly when `right` is `Elevated` and `left` is not: `Unset` and `NonElevated` differ, yet neither is less.
+FL_API bool operator<(ElevationLevel left, ElevationLevel right);
+
+/// Prints "Unset", "1" or "0"; nothing for a number outside the enumeration.
+FL_API std::ostream& operator<<(std::ostream& stream, ElevationLevel value);
+
+}  // namespace foundation::core::process

@@ -1,0 +1,103 @@
+// A pipe as a standard stream.
+//
+// How to use it. An `iopipe` is both ends of one pipe: what is written to it can be read from it. Usually one end goes
+// to somebody else, a child process above all, and this process keeps the other one:
+//
+//     iopipe pipe(open_mode::read | open_mode::write);   // no `binary`: text mode
+//     ...                                                // give the write end away, then close ours
+//     pipe.close_for_write();
+//     for (std::string line; std::getline(pipe, line);)
+//       ...
+//
+// In text mode a line end is "\n" for this program and carriage return and line feed in the pipe; in binary mode, the
+// default, nothing is translated.
+//
+// What deadlocks.
+//  - Waiting for end of file while a write end is open somewhere. A reader sees the end only when every write handle is
+//    closed: close your own (`close_for_write`) before reading to the end.
+//  - Filling the pipe with nobody reading. The system's buffer is small (some thousand bytes), and a write blocks until
+//  there
+//    is room: one thread must not write more than that before it reads. With a child that both reads and writes, let
+//    one thread write and another one read.
+//  - Waiting for an answer to a question that is still in this stream's buffer: flush first.
+//
+// What is thread-safe. The stream is not: its state, its locale and its formatting are shared by both directions. To
+// read and write at once, let each thread have its own `iopipe` over the same device; then one of them may read while
+// the other one writes. Two readers must not run together. `iopipe_device`, of which all streams over one pipe hold a
+// copy, may be copied on any thread.
+//
+// When it closes. An open end is closed when the last holder of the device goes. Destroying an `iopipe` writes out what
+// is still buffered and swallows the errors of that: who must know calls `flush` or `close_for_write` and looks at the
+// state.
+#pragma once
+
+#include <istream>
+#include <memory>
+#include <string>
+
+#include <boost/core/noncopyable.hpp>
+#include <boost/iostreams/stream_buffer.hpp>
+
+#include <fl/export.hpp>
+#include <fl/process/iopipe_descriptor.hpp>
+#include <fl/process/iopipe_device.hpp>
+#include <fl/process/iopipe_error.hpp>
+#include <fl/process/open_mode.hpp>
+
+namespace foundation::core::process {
+
+namespace detail {
+
+/// The device and its stream buffer, in a base of their own: they must exist before the stream that is built over them.
+class FL_API iopipe_components {
+ public:
+  using buffer_type = boost::iostreams::stream_buffer<iopipe_device, std::char_traits<char>, std::allocator<char>,
+                                                      boost::iostreams::bidirectional>;
+
+  iopipe_components(const iopipe_components&) = delete;
+  iopipe_components& operator=(const iopipe_components&) = delete;
+
+ protected:
+  explicit iopipe_components(const iopipe_device& device);
+  ~iopipe_components();
+
+  iopipe_device device_;
+  buffer_type buffer_;  // over a copy of `device_`; 4096 bytes for each direction, 4 of them can be put back
+};
+
+}  // namespace detail
+
+/// A buffered stream over a pipe; see the top of this file.
+class FL_API iopipe : private boost::noncopyable, private detail::iopipe_components, public std::iostream {
+ public:
+  /// A new pipe with both ends open. Without `open_mode::binary` it is in text mode.
+  /// @throws boost::system::system_error with the text "CreatePipe" if the system refuses.
+  explicit iopipe(int mode = open_mode::binary);
+  /// A stream over an existing pipe, which it shares with every other holder of the device.
+  explicit iopipe(const iopipe_device& device);
+  /// A stream over the descriptor's handles, which belong to it from now on.
+  explicit iopipe(const iopipe_descriptor& descriptor);
+  /// Writes out what is buffered, swallowing errors; the ends close only if no other copy of the device lives.
+  ~iopipe() override;
+
+  iopipe_device device();
+  const_iopipe_device device() const;
+
+  bool is_open_for_read() const noexcept;
+  bool is_open_for_write() const noexcept;
+
+  /// Flushes and closes the write end if it is open, then closes the read end if it is open. Output that cannot be
+  /// written sets the stream's badbit, which throws if `exceptions()` says so; the ends are closed nevertheless.
+  void close();
+  /// Closes the read end. What the stream has already buffered can still be read.
+  void close_for_read();
+  /// Flushes, also when the stream's state is not good (such as after reading to the end), and closes the write end.
+  /// Output that cannot be written sets the badbit, which throws if `exceptions()` says so; the end is closed
+  /// nevertheless.
+  void close_for_write();
+
+ private:
+  bool write_out_and_close();
+};
+
+}  // namespace foundation::core::process

@@ -1,0 +1,16 @@
+// The loggers of the library's units. The objects stand in load.cpp, where their order of construction is fixed.
+#pragma once
+
+#include <foundation_log/logger.hpp>
+#include <foundation_log/scope_trace.hpp>
+
+namespace foundation::core::loggers {
+
+using logger = log::basic_diagnostic_logger<char>;
+
+extern logger deelevate_utils;  // "fl::process::deelevate_utils"
+extern logger process_impl;     // "fl::process::process_impl"
+extern logger process;          // "fl::process::process"
+extern logger process_reaper;   // "fl::process::process_reaper"
+
+}  // namespace foundation::core::loggers

@@ -1,0 +1,214 @@
+#include <fl/process/process.hpp>
+
+#include <fl/sysdep/windows/process_impl.hpp>
+
+#include "loggers.hpp"
+#include "process/windows/process_reaper.hpp"
+
+#include <boost/exception_ptr.hpp>
+#include <boost/system/system_error.hpp>
+
+#include <stdexcept>
+#include <utility>
+#include <variant>
+
+namespace foundation::core::process {
+
+using sysdep::windows::process_impl;
+using status_promise = boost::promise<exit_status_variant>;
+
+namespace {
+
+// A wait that ends either in the status or in the system's refusal to tell it.
+void fulfil(status_promise& promise, process_impl& impl) {
+  try {
+    promise.set_value(impl.wait(true));
+  } catch (const boost::system::system_error& e) {
+    promise.set_exception(boost::copy_exception(e));
+  }
+}
+
+struct native_status_reader {
+  unsigned int operator()(const detail::unknown&) const {
+    throw std::logic_error("tried to read native status for a process that is still running");
+  }
+  template <class Ended>
+  unsigned int operator()(const Ended& ended) const {
+    return ended.native_status;
+  }
+};
+
+}  // namespace
+
+process::process(const command& cmd) : impl_(process_impl::launch(cmd, context())) {}
+
+process::process(const command& cmd, const context& ctx) : impl_(process_impl::launch(cmd, ctx)) {}
+
+process::process(const boost::tuples::tuple<const command, const context>& what)
+    : process(boost::tuples::get<0>(what), boost::tuples::get<1>(what)) {}
+
+process::process(process&& other) : impl_(std::move(other.impl_)), status_(std::move(other.status_)) {
+  other.impl_.reset();
+  other.status_ = boost::shared_future<exit_status_variant>();
+}
+
+process& process::operator=(process&& other) {
+  if (this == &other)
+    return *this;
+  try {
+    detach();
+  } catch (...) {
+    // The old child goes on without a background wait.
+  }
+  impl_ = std::exchange(other.impl_, nullptr);
+  status_ = std::exchange(other.status_, boost::shared_future<exit_status_variant>());
+  return *this;
+}
+
+process::~process() {
+  try {
+    detach();
+  } catch (...) {
+    // The child goes on without a background wait.
+  }
+}
+
+bool process::is_detached() const {
+  return !impl_;
+}
+
+void process::throw_if_detached() const {
+  if (is_detached())
+    throw std::logic_error("process has been detached");
+}
+
+bool process::poll_for_status(const std::lock_guard<std::mutex>&) {
+  bool result = false;
+  foundation::log::scope_trace trace(loggers::process, __PRETTY_FUNCTION__);
+  trace.result("result", result);
+  loggers::process.log(foundation::log::severity::arguments, " this=", static_cast<const void*>(this));
+  throw_if_detached();
+  if (!status_.valid()) {
+    try {
+      const exit_status_variant status = impl_->wait(false);
+      if (!std::holds_alternative<detail::unknown>(status))
+        status_ = boost::make_ready_future(status).share();
+    } catch (const boost::system::system_error& e) {
+      status_ = boost::make_exceptional_future<exit_status_variant>(boost::copy_exception(e)).share();
+    }
+  }
+  result = status_.valid() && status_.is_ready();
+  return result;
+}
+
+void process::block_for_status() {
+  const foundation::log::scope_trace trace(loggers::process, __PRETTY_FUNCTION__);
+  loggers::process.log(foundation::log::severity::arguments, " this=", static_cast<const void*>(this));
+  std::unique_lock<std::mutex> lock(mutex_);
+  throw_if_detached();
+  if (status_.valid())
+    return;  // Whoever made it valid fills it; the caller's get waits for that.
+  status_promise promise;
+  status_ = promise.get_future().share();
+  const boost::shared_ptr<process_impl> impl = impl_;  // A detach on another thread must not close the handle.
+  lock.unlock();
+  fulfil(promise, *impl);
+}
+
+void process::async_await_status() {
+  const foundation::log::scope_trace trace(loggers::process, __PRETTY_FUNCTION__);
+  loggers::process.log(foundation::log::severity::arguments, " this=", static_cast<const void*>(this));
+  std::unique_lock<std::mutex> lock(mutex_);
+  throw_if_detached();
+  if (status_.valid())
+    return;
+  status_promise promise;
+  status_ = promise.get_future().share();
+  void* const duplicate = impl_->get_native_handle();
+  lock.unlock();
+  sysdep::windows::process_reaper_instance().async_wait_on(duplicate, std::move(promise));
+}
+
+unsigned int process::exit_status() {
+  return std::visit(native_status_reader(), detailed_exit_status());
+}
+
+exit_status_variant process::detailed_exit_status() {
+  block_for_status();
+  return status_.get();
+}
+
+boost::shared_future<exit_status_variant> process::exit_status_async() {
+  async_await_status();
+  return status_;
+}
+
+bool process::exited() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return poll_for_status(lock);
+}
+
+void process::join() {
+  detailed_exit_status();
+}
+
+void process::detach() {
+  const foundation::log::scope_trace trace(loggers::process, __PRETTY_FUNCTION__);
+  loggers::process.log(foundation::log::severity::arguments, " this=", static_cast<const void*>(this));
+  const std::lock_guard<std::mutex> lock(mutex_);
+  if (is_detached())
+    return;
+  if (!status_.valid()) {
+    // Nobody asks for this status: the wait is there so that the child is reaped.
+    auto& reaper = sysdep::windows::process_reaper_instance();
+    reaper.async_wait_on(impl_->get_native_handle(), status_promise());
+  }
+  impl_.reset();
+}
+
+long long process::id() const {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  throw_if_detached();
+  return impl_->get_pid();
+}
+
+void* process::native_handle() const {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  throw_if_detached();
+  return impl_->get_native_handle();
+}
+
+void* process::release() {
+  const foundation::log::scope_trace trace(loggers::process, __PRETTY_FUNCTION__);
+  loggers::process.log(foundation::log::severity::arguments, " this=", static_cast<const void*>(this));
+  const std::lock_guard<std::mutex> lock(mutex_);
+  throw_if_detached();
+  if (status_.valid())
+    throw std::logic_error("cannot release a process with an active future");
+  void* const duplicate = impl_->get_native_handle();
+  impl_.reset();
+  return duplicate;
+}
+
+void process::throw_if_not_active(const std::lock_guard<std::mutex>& lock) {
+  if (poll_for_status(lock))
+    throw process_kill_error("process already exited");
+}
+
+void process::kill() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  throw_if_not_active(lock);
+  impl_->kill();
+}
+
+void process::terminate() {
+  kill();
+}
+
+unsigned long long process::working_set_size() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  throw_if_not_active(lock);
+  return impl_->working_set_size();
+}
+
+}  // namespace foundation::core::process

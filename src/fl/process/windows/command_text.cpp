@@ -1,0 +1,26 @@
+// The encoding of a command for the system: thin, logged covers of the pure rules.
+
+#include <fl/sysdep/windows/process_impl.hpp>
+
+#include "loggers.hpp"
+#include "process/environment_block.hpp"
+#include "process/quoting.hpp"
+#include "process/user_string.hpp"
+
+namespace foundation::core::sysdep::windows {
+
+std::string process_impl::escape_copy(std::string text) {
+  std::string quoted = process::quote_argument(std::move(text));
+  loggers::process_impl.log(log::severity::note, " str=", quoted);
+  return quoted;
+}
+
+void process_impl::append_env_var(std::vector<char>& block, const std::pair<std::string, std::string>& entry) {
+  process::append_env_var(block, entry);
+}
+
+boost::tuples::tuple<std::string, std::string> process_impl::parse_user(const std::string& text) {
+  return process::parse_user(text);
+}
+
+}  // namespace foundation::core::sysdep::windows

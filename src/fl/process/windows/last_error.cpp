@@ -1,0 +1,17 @@
+#include "process/windows/last_error.hpp"
+
+#include "loggers.hpp"
+
+#include <boost/exception/diagnostic_information.hpp>
+#include <boost/system/system_error.hpp>
+
+namespace foundation::core::sysdep::windows {
+
+void throw_last_error(unsigned long code, const char* text) {
+  const boost::system::system_error error(static_cast<int>(code), boost::system::system_category(), text);
+  if (loggers::process_impl.enabled(log::severity::error))
+    loggers::process_impl.log(log::severity::error, boost::diagnostic_information(error, true));
+  throw error;
+}
+
+}  // namespace foundation::core::sysdep::windows

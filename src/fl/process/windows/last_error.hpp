@@ -1,0 +1,10 @@
+// How the process code raises a refusal of the system.
+#pragma once
+
+namespace foundation::core::sysdep::windows {
+
+/// Throws boost::system::system_error with `code` in the system category and `text`, the name of the call, after
+/// writing it to the log. Read the last error into a variable at once after the call that failed.
+[[noreturn]] void throw_last_error(unsigned long code, const char* text);
+
+}  // namespace foundation::core::sysdep::windows

@@ -1,0 +1,104 @@
+// Starting a child: the one place where all settings of a context meet.
+
+#include <fl/process/errors.hpp>
+#include <fl/sysdep/windows/deelevate_utils.hpp>
+#include <fl/sysdep/windows/process_impl.hpp>
+
+#include "loggers.hpp"
+#include "process/windows/child_setup.hpp"
+#include "process/windows/text.hpp"
+
+#include <windows.h>
+
+#include <boost/algorithm/string/replace.hpp>
+
+#include <sstream>
+#include <stdexcept>
+
+namespace foundation::core::sysdep::windows {
+
+using process::command;
+using process::context;
+
+DWORD process_impl::get_process_creation_flags(const context& ctx) {
+  DWORD flags = EXTENDED_STARTUPINFO_PRESENT;
+  if (ctx.user())
+    flags |= NORMAL_PRIORITY_CLASS;
+  if (ctx.detached_process().value_or(false))
+    flags |= DETACHED_PROCESS;
+  if (ctx.create_no_window().value_or(false))
+    flags |= CREATE_NO_WINDOW;
+  loggers::process_impl.log(log::severity::note,
+                            " static_cast<bool>(flags & 0x00000020)=", static_cast<bool>(flags & NORMAL_PRIORITY_CLASS),
+                            " static_cast<bool>(flags & 0x00000008)=", static_cast<bool>(flags & DETACHED_PROCESS),
+                            " static_cast<bool>(flags & 0x08000000)=", static_cast<bool>(flags & CREATE_NO_WINDOW));
+  return flags;
+}
+
+namespace {
+
+enum class launch_way { de_elevated, under_user, elevated, plain };
+
+// A request for elevation gives way to a user; one against it gives way only where there is nothing to take away.
+launch_way choose_way(const context& ctx) {
+  if (ctx.elevationLevel() == process::ElevationLevel::NonElevated && IsTokenElevated(nullptr) != 0)
+    return launch_way::de_elevated;
+  if (ctx.user())
+    return launch_way::under_user;
+  if (ctx.elevationLevel() == process::ElevationLevel::Elevated)
+    return launch_way::elevated;
+  return launch_way::plain;
+}
+
+[[noreturn]] void throw_not_built(const char* way) {
+  throw std::runtime_error(std::string("launching a child ") + way + " is not built yet");
+}
+
+}  // namespace
+
+boost::shared_ptr<process_impl> process_impl::launch_untranslated(const command& cmd, const context& ctx) {
+  const log::scope_trace trace(loggers::process_impl, __PRETTY_FUNCTION__);
+  child_setup setup(cmd, ctx);
+  switch (choose_way(ctx)) {
+    case launch_way::de_elevated:
+      throw_not_built("without elevation");
+    case launch_way::under_user:
+      parse_user(ctx.user()->name);
+      throw_not_built("under another user");
+    case launch_way::elevated:
+      launch_elevated_helper(cmd, setup.directory(), setup.info());
+      break;
+    case launch_way::plain:
+      setup.create_process(cmd.name());
+      break;
+  }
+  close_inherited_pipes(ctx.inherited_pipes());
+  return boost::shared_ptr<process_impl>(new process_impl(&setup.info()));
+}
+
+void process_impl::launch_elevated_helper(const command&, const char* const&, PROCESS_INFORMATION&) {
+  throw_not_built("with elevation");
+}
+
+namespace {
+
+std::string failure_text(const command& cmd, const std::string& reason) {
+  std::ostringstream text;
+  text << " While attempting to execute \"" << cmd << "\": " << reason << "\n";
+  // The text of an exception ends at its first NUL, in front of the reason.
+  return boost::algorithm::replace_all_copy(text.str(), std::string(1, '\0'), "\\0");
+}
+
+}  // namespace
+
+boost::shared_ptr<process_impl> process_impl::launch(const command& cmd, const context& ctx) {
+  try {
+    return launch_untranslated(cmd, ctx);
+  } catch (const process::process_bad_user& e) {
+    throw process::process_bad_user(failure_text(cmd, e.what()));
+  } catch (const std::exception& e) {
+    throw process::process_init_error(failure_text(cmd, code_page_to_utf8(e.what())));
+  }
+}
+
+}  // namespace foundation::core::sysdep::windows
