@@ -1,0 +1,20 @@
+#include <fl/process.hpp>
+
+#include <iostream>
+#include <string>
+
+namespace process = foundation::core::process;
+
+int main() try {
+  process::iopipe output(process::open_mode::read);  // not binary: a line end is one "\n"
+  process::context how;
+  how.std_out(process::pipe_to(output));
+  process::process child(process::make_command("C:\\windows\\system32\\ipconfig.exe", "/all"), how);
+  int lines = 0;
+  for (std::string line; std::getline(output, line);)
+    std::cout << ++lines << ": " << line << "\n";
+  std::cout << lines << " lines, exit status " << child.exit_status() << "\n";
+} catch (const process::process_init_error& e) {
+  std::cerr << e.what();
+  return 1;
+}

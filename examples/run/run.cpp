@@ -1,0 +1,141 @@
+// run: launches a program through the library, streams its output, and tells how it ended.
+
+#include "options.hpp"
+
+#include <fl/process.hpp>
+
+#include <windows.h>
+
+#include <fcntl.h>
+#include <io.h>
+
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <future>
+#include <stdexcept>
+#include <thread>
+
+namespace process = foundation::core::process;
+
+extern "C" {
+int _dowildcard = 0;  // The program's arguments go to the child as they were written.
+}
+
+namespace {
+
+constexpr int exit_usage = 2;
+constexpr int exit_timeout = 124;
+constexpr int exit_not_started = 127;
+constexpr int exit_interrupted = 130;
+
+// What Ctrl-C ends; the handler runs on a thread of its own.
+std::atomic<process::process*> running_child{nullptr};
+std::atomic<bool> interrupted{false};
+
+BOOL WINAPI on_console_event(DWORD event) {
+  if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT && event != CTRL_CLOSE_EVENT)
+    return FALSE;
+  interrupted = true;
+  try {
+    if (process::process* child = running_child)
+      child->kill();
+  } catch (const std::exception&) {
+    // It has ended by itself, perhaps by the same Ctrl-C.
+  }
+  return TRUE;
+}
+
+// Copies until the child and all it started have closed their ends. Binary: not one byte is changed on its way.
+void stream_to_stdout(process::iopipe_device pipe) {
+  char buffer[65536];
+  while (const std::streamsize n = pipe.read(buffer, sizeof buffer)) {
+    std::fwrite(buffer, 1, static_cast<std::size_t>(n), stdout);
+    std::fflush(stdout);
+  }
+}
+
+// Waits for the end of the child, or kills it when its time is over. Returns whether it ended by itself.
+bool await_end(process::process& child, const run_options& options) {
+  const auto status = child.exit_status_async();
+  if (!options.timeout ||
+      status.wait_for(boost::chrono::milliseconds(options.timeout->count())) == boost::future_status::ready) {
+    status.wait();
+    return true;
+  }
+  try {
+    child.kill();
+  } catch (const process::process_kill_error&) {
+    return true;  // It ended at the last moment.
+  }
+  status.wait();
+  return false;
+}
+
+int run(const run_options& options) {
+  process::iopipe output;
+  process::context how;
+  if (options.input_file)
+    how.std_in(process::read_from_file(*options.input_file));
+  if (options.output_file)
+    how.std_out(process::overwrite_file(*options.output_file));
+  else
+    how.std_out(process::pipe_to(output));
+
+  const auto start = std::chrono::steady_clock::now();
+  process::process child(options.command, how);
+  running_child = &child;
+  if (interrupted)
+    child.kill();
+
+  std::promise<void> streamed;
+  std::future<void> all_streamed = streamed.get_future();
+  std::thread reader([device = output.device(), &options, &streamed] {
+    if (!options.output_file)
+      stream_to_stdout(device);
+    streamed.set_value();
+  });
+
+  const bool in_time = await_end(child, options);
+  running_child = nullptr;
+  // What a killed child had started may go on and hold the pipe; then its output is not waited for.
+  const bool ended_by_force = !in_time || interrupted;
+  const bool complete = !ended_by_force || all_streamed.wait_for(std::chrono::seconds(1)) == std::future_status::ready;
+  if (complete)
+    reader.join();
+
+  const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
+  const auto status = child.detailed_exit_status();
+  const auto* exited = std::get_if<process::detail::exited>(&status);
+  const unsigned code = exited ? exited->exit_code : STILL_ACTIVE;
+  std::fprintf(stderr, "run: %s%u (0x%08X) after %.3f s\n",
+               interrupted ? "interrupted, exit status "
+               : in_time   ? "exit status "
+                           : "timeout, exit status ",
+               code, code, elapsed.count());
+  std::fflush(nullptr);
+  const int result = interrupted ? exit_interrupted : in_time ? static_cast<int>(code) : exit_timeout;
+  if (!complete)
+    std::_Exit(result);
+  return result;
+}
+
+}  // namespace
+
+int wmain(int argc, wchar_t** argv) {
+  _setmode(_fileno(stdout), _O_BINARY);
+  SetConsoleCtrlHandler(on_console_event, TRUE);
+  try {
+    return run(parse_options(argc, argv));
+  } catch (const std::invalid_argument& e) {
+    std::fprintf(stderr, "run: %s\n\n%s", e.what(), usage_text);
+    return exit_usage;
+  } catch (const process::process_init_error& e) {
+    std::fprintf(stderr, "run: %s", e.what());
+    std::fprintf(stderr, "run: the program is named by its path; PATH is not searched\n");
+    return exit_not_started;
+  } catch (const std::exception& e) {
+    std::fprintf(stderr, "run: %s\n", e.what());
+    return exit_not_started;
+  }
+}
