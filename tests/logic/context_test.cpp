@@ -1,0 +1,227 @@
+#include <gtest/gtest.h>
+#include <boost/optional/optional_io.hpp>
+#include <fl/process/context.hpp>
+#include <fl/process/iopipe.hpp>
+
+#include <cstdint>
+#include <cstdlib>
+#include <functional>
+#include <map>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "host/pipe_handles.hpp"
+#ifndef _WIN32
+#include "host/environment.hpp"
+#endif
+
+namespace {
+
+using namespace foundation::core::process;
+using foundation::core::ustring;
+using flag = boost::optional<bool>;
+
+void* handle(std::uintptr_t value) {
+  return reinterpret_cast<void*>(value);
+}
+
+template <class T>
+std::string printed(const T& value) {
+  std::ostringstream stream;
+  stream << value;
+  return stream.str();
+}
+
+context empty_context() {
+  context result;
+  result.environment().clear();
+  return result;
+}
+
+context full_context(iopipe& pipe) {
+  context full = empty_context();
+  full.environment() = {{"K", "V"}, {"a b", ""}, {"K2", "V,2"}};
+  full.std_in(pipe_from(pipe)).std_out(append_to_file("out \"file")).std_err(merge_with_stdout());
+  full.directory("C:\\dir").user("me", "secret").inherited_handles() = {handle(0x30), handle(0x10)};
+  full.inherit_pipe(pipe, open_mode::read);
+  full.detached_process(true);
+  full.explicitlyInheritHandles(false);
+  full.create_no_window(flag(true));
+  full.hide_windows(false);
+  full.elevationLevel(ElevationLevel::NonElevated);
+  return full;
+}
+
+TEST(Context, TakesASnapshotOfTheEnvironment) {
+  const auto set_variable = [](const char* name, const char* value) {
+#ifdef _WIN32
+    _putenv_s(name, value);
+#else
+    test_support::host_environment().push_back(std::string(name) + "=" + value);
+#endif
+  };
+  set_variable("Qxfl_Snapshot", "first=1");
+  const context before;
+  set_variable("Qxfl_Later", "x");
+  EXPECT_EQ(before.environment().at("QXFL_SNAPSHOT"), "first=1");
+  EXPECT_EQ(before.environment().count("Qxfl_Later"), 0u);
+  EXPECT_EQ(context().environment().count("Qxfl_Later"), 1u);
+}
+
+TEST(Context, PrintsItsFieldsInOrder) {
+  const test_support::pipe_script system;
+  iopipe pipe;
+  EXPECT_EQ(printed(empty_context()),
+            "context { environment : {  }, std_in : inherit_from_parent, std_out : inherit_from_parent, "
+            "std_err : inherit_from_parent, directory : unspecified, user : unspecified, inherited_handles : {  }, "
+            "detached_process : --, explicitly inherit handles : --, create_no_window : --, hide_windows : --, "
+            "elevated : Unset }");
+  EXPECT_EQ(printed(full_context(pipe)),
+            "context { environment : { a b : , K : V, K2 : V,2 }, std_in : pipe_from " + printed(pipe.device()) +
+                ", std_out : append_to_file \"out \"file\", std_err : merge_with_stdout, directory : \"C:\\dir\", "
+                "user : (me <credentials>), inherited_handles : { " +
+                printed(handle(0x10)) + ", " + printed(handle(0x30)) +
+                " }, detached_process :  1, explicitly inherit handles :  0, create_no_window :  1, "
+                "hide_windows :  0, elevated : 0 }");
+  EXPECT_EQ(printed(std_out_type(discard())), "discard");
+  EXPECT_EQ(printed(std_err_type(overwrite_file(u"\u00e4"))), "overwrite_file \"\xc3\xa4\"");
+  EXPECT_EQ(printed(std_out_type(pipe_to(pipe))), "pipe_to " + printed(pipe.device()));
+  EXPECT_EQ(printed(std_in_type(read_from_file("in"))), "read_from_file \"in\"");
+  EXPECT_EQ(printed(ElevationLevel::Elevated), "1");
+}
+
+// One field of the order: changes to an empty context that make it ascend.
+using changes = std::vector<std::function<void(context&)>>;
+
+template <class Value>
+changes field(const std::vector<Value>& ascending, void (*set)(context&, const Value&)) {
+  changes result;
+  for (const Value& value : ascending)
+    result.push_back([=](context& c) { set(c, value); });
+  return result;
+}
+
+// The fields as they decide, the first first.
+std::vector<changes> fields_in_order(iopipe& lesser, iopipe& greater) {
+  const std::vector<environment_map> environments = {{},
+                                                     {{"", ""}},
+                                                     {{"A", "z"}},
+                                                     {{"PATH", "a"}},
+                                                     {{"Path", "a"}},
+                                                     {{"Path", "a"}, {"z", ""}},
+                                                     {{"Path", "b"}},
+                                                     {{"path", "A"}}};
+  void *const one = handle(1), *const two = handle(2), *const last = handle(UINTPTR_MAX);
+  const std::vector<inherited_handles_type> sets = {{}, {one}, {one, two}, {one, last}, {two}, {last}};
+  const std::vector<flag> flags = {boost::none, false, true};
+  return {
+      field<environment_map>(environments, [](context& c, const environment_map& v) { c.environment() = v; }),
+      field<std_in_type>(
+          {inherit_from_parent(), pipe_from(lesser), pipe_from(greater), read_from_file("A"), read_from_file("a")},
+          [](context& c, const std_in_type& value) { c.std_in(value); }),
+      field<std_out_type>({inherit_from_parent(), pipe_to(lesser), pipe_to(greater), overwrite_file("b"),
+                           overwrite_file("c"), append_to_file("a"), append_to_file("b"), discard()},
+                          [](context& c, const std_out_type& value) { c.std_out(value); }),
+      field<std_err_type>({inherit_from_parent(), pipe_to(lesser), pipe_to(greater), overwrite_file("b"),
+                           append_to_file("a"), discard(), merge_with_stdout()},
+                          [](context& c, const std_err_type& value) { c.std_err(value); }),
+      field<boost::optional<std::string>>(
+          {boost::none, std::string(), std::string("B"), std::string("a"), std::string("\xff")},
+          [](context& c, const boost::optional<std::string>& value) { c.directory(value); }),
+      field<boost::optional<context::User>>(
+          {boost::none, context::User{"", "z"}, context::User{"a", ""}, context::User{"a", "b"},
+           context::User{"b", "a"}},
+          [](context& c, const boost::optional<context::User>& value) { c.user(value); }),
+      field<inherited_handles_type>(sets,
+                                    [](context& c, const inherited_handles_type& v) { c.inherited_handles() = v; }),
+      field<flag>(flags, [](context& c, const flag& value) { c.detached_process(value); }),
+      field<flag>(flags, [](context& c, const flag& value) { c.explicitlyInheritHandles(value); }),
+      field<flag>(flags, [](context& c, const flag& value) { c.create_no_window(value); }),
+      field<flag>(flags, [](context& c, const flag& value) { c.hide_windows(value); }),
+      field<ElevationLevel>({ElevationLevel::NonElevated, ElevationLevel::Elevated},
+                            [](context& c, const ElevationLevel& value) { c.elevationLevel(value); }),
+  };
+}
+
+TEST(Context, AscendsInEachFieldAndIsDecidedByTheFirstThatDiffers) {
+  const test_support::pipe_script system;
+  iopipe one, other;
+  const bool swapped = other.device() < one.device();
+  const auto fields = swapped ? fields_in_order(other, one) : fields_in_order(one, other);
+  for (std::size_t f = 0; f != fields.size(); ++f) {
+    for (const auto& i : fields[f])
+      for (const auto& j : fields[f]) {
+        context left = empty_context(), right = empty_context();
+        i(left);
+        j(right);
+        EXPECT_EQ(left < right, &i < &j) << f << ": " << left << " | " << right;
+        EXPECT_EQ(left == right, &i == &j) << f << ": " << left << " | " << right;
+      }
+    for (std::size_t later = f + 1; later != fields.size(); ++later) {
+      context left = empty_context(), right = empty_context();
+      fields[f].front()(left);
+      fields[f].back()(right);
+      fields[later].back()(left);
+      fields[later].front()(right);
+      EXPECT_TRUE(left < right && !(right < left)) << f << " before " << later;
+    }
+  }
+  context lowered = empty_context();
+  lowered.elevationLevel(ElevationLevel::NonElevated);
+  EXPECT_FALSE(empty_context() == lowered || empty_context() < lowered || lowered < empty_context());
+}
+
+TEST(Context, SetsAndClears) {
+  context c = empty_context();
+  EXPECT_EQ(c.directory(ustring(u"\u00e4")).directory(), std::string("\xc3\xa4"));
+  EXPECT_EQ(c.directory("").directory(), std::string());
+  EXPECT_EQ(c.user(ustring(u"\u00e4"), ustring(u"p")).user(), (context::User{"\xc3\xa4", "p"}));
+  c.elevated(true);
+  EXPECT_EQ(c.elevationLevel(), ElevationLevel::Elevated);
+  EXPECT_TRUE(c.elevated());
+  c.elevationLevel(ElevationLevel::NonElevated);
+  EXPECT_FALSE(c.elevated());
+  c.elevated(false);
+  EXPECT_EQ(c.elevationLevel(), ElevationLevel::Unset);
+}
+
+TEST(Context, CopiesAreIndependentAndSwapExchangesEveryField) {
+  const test_support::pipe_script system;
+  iopipe pipe;
+  const context full = full_context(pipe);
+  context copy(full), assigned = empty_context();
+  copy.swap(assigned);
+  EXPECT_EQ(copy, empty_context());
+  EXPECT_TRUE(copy.inherited_pipes().empty());
+  copy = assigned;
+  for (context* const each : {&copy, &assigned}) {
+    EXPECT_EQ(*each, full);
+    EXPECT_EQ(each->inherited_pipes(), full.inherited_pipes());
+    each->inherited_handles().clear();
+    each->environment().clear();
+  }
+  EXPECT_EQ(full, full_context(pipe));
+}
+
+TEST(InheritPipe, KeepsOneModeForAPipeAndNoneForNoEndAndWritesOutWhatIsBufferedFirst) {
+  const test_support::pipe_script system;
+  iopipe pipe, other;
+  context c = empty_context();
+  const std::string none = iopipe_descriptor();
+  pipe << "text";
+  EXPECT_EQ(std::string(c.inherit_pipe(pipe, open_mode::binary)), none);
+  EXPECT_TRUE(c.inherited_pipes().empty());
+  EXPECT_TRUE(system.written.empty());
+  EXPECT_EQ(std::string(c.inherit_pipe(pipe, 1)), std::string(pipe.device().descriptor(1)));
+  EXPECT_EQ(system.written, std::vector<std::string>{"text"});
+  EXPECT_EQ(std::string(c.inherit_pipe(pipe, 2 | 32)), std::string(pipe.device().descriptor(2)));
+  c.inherit_pipe(other, 3);
+  EXPECT_EQ(c.inherited_pipes(), (std::map<iopipe_device, int>{{pipe.device(), 34}, {other.device(), 3}}));
+  EXPECT_EQ(c, empty_context());
+  EXPECT_EQ(printed(c), printed(empty_context()));
+  EXPECT_EQ(std::string(c.inherit_pipe(pipe, 4)), none);
+  EXPECT_EQ(c.inherited_pipes(), (std::map<iopipe_device, int>{{other.device(), 3}}));
+}
+
+}  // namespace

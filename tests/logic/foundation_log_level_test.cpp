@@ -1,0 +1,115 @@
+// Reading of level words and of the value of QX_LOG, matching of channel names, and the line of a record.
+
+#include "environment_rules.hpp"
+#include "pattern.hpp"
+#include "record_format.hpp"
+#include "seeded_random.hpp"
+
+#include <foundation_log/level.hpp>
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+namespace {
+
+using namespace foundation::log;
+
+TEST(LogLevel, ReadsNamesAndNumbersInEveryPermittedForm) {
+  const struct {
+    const char* text;
+    unsigned word;
+  } cases[] = {
+      {"516", severity::error | severity::note},
+      {"0X2aC", 0x2AC},
+      {"arguments|note|summary|complaint|scope_entry|scope_exit|result|error|fatal", 0xAFE},
+      {" \tError + NOTE | 0x20", 512 | 4 | 32},
+      {"all:fatal", 0x4000000 | 0x7FFF},
+      {"note : 512", 4 | 512u << 15},
+      {"all:none", 0x7FFF},
+  };
+  for (const auto& [text, word] : cases)
+    EXPECT_EQ(parse_level(text), word) << text;
+}
+
+TEST(LogLevel, SaysWhatIsWrongWithTheText) {
+  const struct {
+    const char* text;
+    const char* told;  // Must be in the message.
+  } cases[] = {
+      {"   ", "empty"},
+      {"bogus", "\"bogus\" is no severity"},
+      {"note+", "missing"},
+      {"note note", "\"note note\""},
+      {"-4", "\"-4\""},
+      {"0x", "\"0x\" is not a number"},
+      {"0x40000000", "too large"},
+      {"note:fatal:error", "\"fatal:error\""},
+      {"note:all", "more than one severity"},
+      {"note:0x8000", "is not a severity"},
+      {"0x4000004:error", "twice"},
+  };
+  for (const auto& [text, told] : cases) {
+    try {
+      const unsigned word = parse_level(text);
+      ADD_FAILURE() << "\"" << text << "\" was read as " << word;
+    } catch (const std::invalid_argument& error) {
+      EXPECT_NE(std::string(error.what()).find(told), std::string::npos) << text << ": " << error.what();
+    }
+  }
+}
+
+TEST(LogEnvironment, TakesTheGoodPairsComplainsOfEachBadOneAndLetsTheLastMatchCount) {
+  const auto parsed = parse_environment_rules(" *= error ;;nonsense; =note;fl::*=note;fl::which=0;x=bogus;");
+  EXPECT_EQ(level_of(parsed.rules, "other"), 512u);
+  EXPECT_EQ(level_of(parsed.rules, "fl::process"), 4u);
+  EXPECT_EQ(level_of(parsed.rules, "fl::which"), 0u);
+  EXPECT_EQ(level_of({}, "other"), default_level);
+
+  const char* const parts[][2] = {
+      {"\"nonsense\"", "\"=\" is missing"}, {"\"=note\"", "empty"}, {"\"x=bogus\"", "no severity"}};
+  ASSERT_EQ(parsed.complaints.size(), std::size(parts));
+  for (std::size_t i = 0; i < std::size(parts); ++i) {
+    for (const char* part : {parts[i][0], parts[i][1], "expected channel-pattern=level"})
+      EXPECT_NE(parsed.complaints[i].find(part), std::string::npos) << parsed.complaints[i];
+  }
+}
+
+/// The rule as one would say it: a star takes nothing, or one character and is asked again.
+bool matches_by_definition(std::string_view pattern, std::string_view name) {
+  if (pattern.empty())
+    return name.empty();
+  if (pattern[0] == '*')
+    return matches_by_definition(pattern.substr(1), name) ||
+           (!name.empty() && matches_by_definition(pattern, name.substr(1)));
+  return !name.empty() && pattern[0] == name[0] && matches_by_definition(pattern.substr(1), name.substr(1));
+}
+
+TEST(LogPattern, AgreesWithItsDefinitionAndManyStarsDoNotExplode) {
+  test_support::seeded_random random;
+  int matched = 0;
+  for (int i = 0; i < 50'000; ++i) {
+    const auto pattern = random.text(random.below(8), std::string("aAb:**"));
+    const auto name = random.text(random.below(10), std::string("aAb:"));
+    ASSERT_EQ(matches(pattern, name), matches_by_definition(pattern, name)) << pattern << " on " << name;
+    matched += matches(pattern, name);
+  }
+  EXPECT_GT(matched, 1000);
+  std::string stars;
+  for (int i = 0; i < 200; ++i)
+    stars += "a*";
+  EXPECT_FALSE(matches(stars + "b", std::string(5000, 'a')));
+}
+
+TEST(LogRecord, IsOneLineWhateverIsInIt) {
+  EXPECT_EQ(
+      format_record({{2031, 5, 7, 9, 3, 1, 4211}, 5120, 4784, "fl::process::which", 4, 1, "Searching for cl ..."}),
+      "2031-05-07 09:03:01.004211 5120:4784 [fl::process::which] note:   Searching for cl ...\n");
+  using namespace std::string_literals;
+  EXPECT_EQ(format_record({{2031, 12, 31, 23, 59, 59, 999999}, 1, 2, "two\nlines", 1024, 0, "\r\n\t \xC3\xA9\0\x7F"s}),
+            "2031-12-31 23:59:59.999999 1:2 [two\\nlines] 1024: \\r\\n\t \xC3\xA9\\x00\\x7f\n");
+}
+
+}  // namespace

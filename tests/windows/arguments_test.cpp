@@ -1,0 +1,125 @@
+// Arguments arrive in a real child as they were given, by the run-time's parser and by the system's.
+
+#include "children.hpp"
+#include "seeded_random.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <vector>
+
+namespace process = foundation::core::process;
+
+namespace {
+
+// Short of the 32,767 units of a command line, with room for the program's name; quoting can more than double a text.
+constexpr std::size_t most_units_a_child = 30000;
+
+std::vector<std::string> parse_records(const std::string& bytes) {
+  std::vector<std::string> records;
+  for (std::size_t at = 0; at + sizeof(std::uint32_t) <= bytes.size();) {
+    std::uint32_t length = 0;
+    std::memcpy(&length, bytes.data() + at, sizeof length);
+    records.push_back(bytes.substr(at + sizeof length, length));
+    at += sizeof length + length;
+  }
+  return records;
+}
+
+std::vector<std::string> arguments_that_arrive(const std::vector<std::string>& arguments, bool system_parser) {
+  std::vector<std::string> all = arguments;
+  if (system_parser)
+    all.insert(all.begin(), "--system-parser");
+  process::iopipe output;
+  process::process child(children::command("child_args", all), children::output_to(output));
+  const std::vector<std::string> arrived = parse_records(children::read_all(output.device()));
+  EXPECT_EQ(child.exit_status(), 0u);
+  return arrived;
+}
+
+// Sends arguments in as few children as the length of a command line allows.
+class batch {
+ public:
+  void add(const std::string& argument) {
+    const std::size_t units = 2 * argument.size() + 3;
+    if (units_ + units > most_units_a_child)
+      send();
+    arguments_.push_back(argument);
+    units_ += units;
+  }
+  void send() {
+    if (arguments_.empty())
+      return;
+    const bool system_parser = children_++ % 2 == 1;
+    const std::vector<std::string> arrived = arguments_that_arrive(arguments_, system_parser);
+    ASSERT_EQ(arrived.size(), arguments_.size());
+    for (std::size_t i = 0; i != arrived.size(); ++i)
+      ASSERT_EQ(arrived[i], arguments_[i]) << "argument " << i << ", system's parser: " << system_parser;
+    sent_ += arguments_.size();
+    arguments_.clear();
+    units_ = 0;
+  }
+  std::size_t sent() const { return sent_; }
+
+ private:
+  std::vector<std::string> arguments_;
+  std::size_t units_ = 0;
+  std::size_t children_ = 0;
+  std::size_t sent_ = 0;
+};
+
+}  // namespace
+
+TEST(Arguments, EveryShortStringOfTheSpecialCharactersArrives) {
+  const std::string alphabet = "a \t\"\\";
+  batch all;
+  for (std::size_t length = 1; length <= 6; ++length) {
+    std::vector<std::size_t> digits(length, 0);
+    for (bool more = true; more;) {
+      std::string argument;
+      for (const std::size_t digit : digits)
+        argument += alphabet[digit];
+      ASSERT_NO_FATAL_FAILURE(all.add(argument));
+      std::size_t place = 0;
+      while (place < length && ++digits[place] == alphabet.size())
+        digits[place++] = 0;
+      more = place < length;
+    }
+  }
+  all.send();
+  EXPECT_EQ(all.sent(), 19530u);
+}
+
+TEST(Arguments, RandomVectorsArrive) {
+  test_support::seeded_random random;
+  const std::string common = "ab\"\\ \t\"\\ \\\\\"";
+  const std::vector<std::string> rare = {"\n", "\r", "\v", "'", "%",      "^",      "&",
+                                         "|",  "<",  "*",  "?", "\u00e4", "\u4e2d", "\U0001f600"};
+  batch all;
+  std::size_t arguments = 0;
+  for (int vector = 0; vector < 20000; ++vector) {
+    for (std::uint64_t left = random.between(1, 4); left != 0; --left, ++arguments) {
+      std::string argument;
+      for (std::uint64_t units = random.between(1, 12); units != 0; --units)
+        argument += random.chance(85) ? std::string(1, random.pick(common)) : random.pick(rare);
+      ASSERT_NO_FATAL_FAILURE(all.add(argument));
+    }
+  }
+  all.send();
+  EXPECT_EQ(all.sent(), arguments);
+}
+
+TEST(Arguments, AnEmptyArgumentIsLostAndTheOthersStay) {
+  const std::vector<std::string> given = {"", "a", "", "b c", ""};
+  EXPECT_EQ(arguments_that_arrive(given, false), (std::vector<std::string>{"a", "b c"}));
+}
+
+TEST(Arguments, AProgramWithBlanksInItsPathStarts) {
+  const test_support::temp_dir folder("blank in name");
+  const std::string program = folder.file("child with blanks.exe");
+  test_support::write_file(program, test_support::read_file(test_support::child_path("child_exit")));
+  process::process child(process::make_command(program, "7"));
+  EXPECT_EQ(child.exit_status(), 7u);
+}

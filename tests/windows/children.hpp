@@ -1,0 +1,67 @@
+// Starting the test's child programs through the library.
+#pragma once
+
+#include <fl/process.hpp>
+
+#include "support.hpp"
+
+#include <initializer_list>
+#include <string>
+#include <vector>
+
+namespace children {
+
+namespace process = foundation::core::process;
+
+/// The child program `name` of the test programs' folder with `arguments` (UTF-8).
+inline process::command command(const std::string& name, std::vector<std::string> arguments = {}) {
+  process::command made(test_support::child_path(name));
+  made.args() = std::move(arguments);
+  return made;
+}
+
+/// Everything that comes out of `device` until end of file.
+inline std::string read_all(const process::iopipe_device& device) {
+  std::string all;
+  std::vector<char> buffer(65536);
+  while (const std::streamsize n = device.read(buffer.data(), static_cast<std::streamsize>(buffer.size())))
+    all.append(buffer.data(), static_cast<std::size_t>(n));
+  return all;
+}
+
+/// A context with the child's standard output in `pipe`.
+inline process::context output_to(process::iopipe& pipe) {
+  process::context made;
+  made.std_out(process::pipe_to(pipe));
+  return made;
+}
+
+/// A child that lives until its standard input is closed, or until this object goes.
+class waiting_child {
+ public:
+  waiting_child() : child_(command("child_wait"), make_context()) {
+    std::string ready;
+    std::getline(output_, ready);
+  }
+  ~waiting_child() { finish(); }
+
+  process::process& object() { return child_; }
+  void finish() {
+    if (input_.is_open_for_write())
+      input_.close_for_write();
+  }
+
+ private:
+  process::context make_context() {
+    process::context made = output_to(output_);
+    made.std_in(process::pipe_from(input_));
+    made.explicitlyInheritHandles(true);
+    return made;
+  }
+
+  process::iopipe input_;
+  process::iopipe output_{0};
+  process::process child_;
+};
+
+}  // namespace children

@@ -1,0 +1,211 @@
+// Loggers, their control, scope traces and checks, with the records that really arrive in the log file. What the
+// environment does from the start of a process is seen from outside, in foundation_log_child.
+
+#include <foundation_log/control.hpp>
+#include <foundation_log/logger.hpp>
+#include <foundation_log/scope_trace.hpp>
+
+#include "run_child.hpp"
+#include "support.hpp"
+
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <algorithm>
+#include <map>
+#include <regex>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using namespace foundation::log;
+using test_support::run_child;
+using test_support::scoped_variable;
+using logger_type = basic_diagnostic_logger<char>;
+using records = std::vector<std::string>;
+
+// The log of this process, before the first logger is used.
+const test_support::temp_dir folder("foundation-log");
+const std::string own_log = (test_support::write_file(folder.file("own.log"), ""), folder.file("own.log"));
+const scoped_variable own_file("QX_LOG_FILE", own_log), own_level("QX_LOG", std::nullopt);
+
+records lines_of(const std::string& text) {
+  records lines;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);)
+    lines.push_back(line);
+  return lines;
+}
+
+/// The records written since the last call, without time and thread: "[channel] severity: text".
+records new_records() {
+  static const std::regex head(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{6} \d+:\d+ (\[.*))");
+  static std::size_t known = 0;
+  const auto content = test_support::read_file(own_log);
+  records found;
+  for (const auto& line : lines_of(content.substr(known))) {
+    std::smatch match;
+    EXPECT_TRUE(std::regex_match(line, match, head)) << line;
+    found.push_back(match[1]);
+  }
+  known = content.size();
+  return found;
+}
+
+struct throwing {
+  friend std::ostream& operator<<(std::ostream& out, const throwing&) {
+    out << "half";
+    throw std::runtime_error("no more");
+  }
+};
+
+TEST(Logger, PrintsOnlyWhatItsMaskNamesAndSaysWhatCouldNotBePrinted) {
+  logger_type logger("mask");
+  EXPECT_EQ(logger.level(), default_level);
+  logger.log(severity::fatal, "not to be seen ", throwing());
+  logger.level(severity::note | severity::error | severity::fatal << check_shift);
+  for (unsigned flag = 1; flag <= severity_mask; flag <<= 1)
+    EXPECT_EQ(logger.enabled(flag), flag == severity::note || flag == severity::error) << flag;
+  logger.log(severity::note, "one", ' ', 2, "\nthree ", 0.5, " ", static_cast<const char*>(nullptr));
+  logger.log(severity::note, "a ", throwing(), " b");
+  EXPECT_EQ(new_records(),
+            (records{"[mask] note: one 2\\nthree 0.5 [unprintable]",
+                     "[mask] note: a half[the record ends here: printing threw std::runtime_error: no more]"}));
+}
+
+TEST(LogControl, APatternSetsTheLoggersOfNowAndOfLater) {
+  logger_type which("control::process::which");
+  const logger_type other("control::other");
+  EXPECT_EQ(set_level("control::*", severity::error), 2u);
+  EXPECT_EQ(set_level("control::process::*", severity::note), 1u);
+  which.level(severity::result);
+  const logger_type late("control::process::late");
+  EXPECT_EQ(logger_type("control::process::brief").level(), severity::note);
+  std::map<std::string, unsigned> listed;
+  for (const auto& entry : channels("control::*"))
+    listed.emplace(entry.channel, entry.level);
+  EXPECT_EQ(listed, (std::map<std::string, unsigned>{{"control::process::which", severity::result},
+                                                     {"control::other", severity::error},
+                                                     {"control::process::late", severity::note}}));
+  EXPECT_EQ(set_level("control::*", 0), 3u);  // Given again, and so now the last.
+  EXPECT_EQ(logger_type("control::process::last").level(), 0u);
+}
+
+struct traced_at_unwinding {
+  logger_type& logger;
+  ~traced_at_unwinding() { const scope_trace trace(logger, "cleanup()"); }
+};
+
+TEST(ScopeTrace, ShowsEntryResultAndExitWithTheRecordsBetweenThemIndentedAndWhatIsLeftByAnException) {
+  logger_type logger("traced");
+  logger.level(severity_mask);
+  try {
+    int result = 0;
+    scope_trace outer(logger, "outer()");
+    outer.result("result", result);
+    const traced_at_unwinding cleanup{logger};
+    const scope_trace inner(logger, "inner()");
+    logger.log(severity::arguments, " this=", 1);
+    std::thread([&] { logger.log(severity::note, "elsewhere"); }).join();
+    result = 7;
+    throw std::runtime_error("out");
+  } catch (const std::runtime_error&) {
+    const scope_trace trace(logger, "handler()");
+  }
+  EXPECT_EQ(new_records(), (records{"[traced] scope_entry: outer()", "[traced] scope_entry:   inner()",
+                                    "[traced] arguments:      this=1", "[traced] note: elsewhere",
+                                    "[traced] scope_exit:   inner() [throw]", "[traced] scope_entry:   cleanup()",
+                                    "[traced] scope_exit:   cleanup()", "[traced] result:   result=7",
+                                    "[traced] scope_exit: outer() [throw]", "[traced] scope_entry: handler()",
+                                    "[traced] scope_exit: handler()"}));
+}
+
+/// The text with which a failing check ends, or "survived".
+std::string end_of_check(const logger_type& logger) {
+  const detail::termination_handler handler(
+      [](const std::ostringstream& text, const char*, int, const char*) { throw text.str(); });
+  try {
+    logger.check_failed("unit.cpp", 7, "void f()", "count=", 42);
+  } catch (const std::string& text) {
+    return text;
+  }
+  return "survived";
+}
+
+TEST(LogCheck, IsReportedAtTheSeverityOfChecksAndEndsTheProcessOnlyIfThatIsFatal) {
+  logger_type logger("check");
+  const std::string record = "count=42\\n( Event generated in void f() at line 7 from unit.cpp )";
+  logger.level(severity_mask);
+  EXPECT_EQ(end_of_check(logger), "survived");
+  logger.level(severity::error << check_shift);
+  EXPECT_EQ(end_of_check(logger), "survived");
+  logger.level(severity::fatal << check_shift);
+  EXPECT_EQ(end_of_check(logger), "count=42");
+  EXPECT_EQ(new_records(), (records{"[check] error: " + record, "[check] fatal: " + record}));
+  enable_logging(false);
+  EXPECT_FALSE(logger.enabled(severity::note));
+  EXPECT_EQ(end_of_check(logger), "Expression information is not available.");
+  enable_logging(true);
+}
+
+std::ptrdiff_t count_of(const std::string& text, const std::string& part) {
+  const auto lines = lines_of(text);
+  return std::count_if(lines.begin(), lines.end(), [&](const auto& l) { return l.find(part) != std::string::npos; });
+}
+
+TEST(LogEnvironment, DecidesFromTheFirstUseWhatGoesToStandardErrorAndABadPairIsSaidOnce) {
+  const scoped_variable file("QX_LOG_FILE", std::nullopt);
+  const struct {
+    const char *level, *mode;
+    std::vector<std::pair<const char*, int>> lines;
+  } cases[] = {
+      {"", "records", {}},
+      {"child::*=all;child::b=error", "records", {{"[child::a] note: from a", 4}}},
+      {"child::a;child::b=note;*=frob", "records", {{"[child::b] note: from b", 4}, {"QX_LOG: ", 2}}},
+      {"", "late", {{"QX_LOG: \"oops\"", 1}, {"QX_LOG_FILE: ", 1}, {"[child::a] note: read late", 1}}},
+      {"*=all", "exit", {{"[child::a] note: last words", 1}, {"[client] note: last words", 1}}},
+  };
+  for (const auto& each : cases) {
+    const scoped_variable level("QX_LOG", each.level);
+    const auto child = run_child("foundation_log_child", each.mode);
+    EXPECT_EQ(child.exit_code, 0u) << each.mode;
+    std::size_t expected = 0;
+    for (const auto& [part, count] : each.lines) {
+      EXPECT_EQ(count_of(child.err, part), count) << part;
+      expected += static_cast<std::size_t>(count);
+    }
+    EXPECT_EQ(lines_of(child.err).size(), expected) << child.err;
+  }
+  const auto child = run_child("foundation_log_child", "check");  // Unhandled: abort.
+  EXPECT_EQ(child.exit_code, 3u);
+  EXPECT_NE(child.err.find("\ncount=42"), std::string::npos) << child.err;
+  EXPECT_NE(child.err.find("line 7 of unit.cpp in void f()"), std::string::npos) << child.err;
+}
+
+TEST(LogFile, IsAppendedToAndRecordsOfSeveralThreadsAndProcessesStayWhole) {
+  const std::string path = folder.file("Größe-\xE6\x97\xA5.log");
+  test_support::write_file(path, "was there before\n");
+  const scoped_variable level("QX_LOG", "*=note"), file("QX_LOG_FILE", path);
+  std::thread other([] { EXPECT_EQ(run_child("foundation_log_child", "flood").exit_code, 0u); });
+  EXPECT_EQ(run_child("foundation_log_child", "flood").exit_code, 0u);
+  other.join();
+  auto lines = lines_of(test_support::read_file(path));
+  EXPECT_EQ(lines.at(0), "was there before");
+  lines.erase(lines.begin());
+  static const std::regex whole(R"(\S+ \S+ (\d+):\d+ \[child::a\] note: <(\d) (\d+) (a{300}|b{300}|c{300})>)");
+  std::map<std::string, int> next;  // By process and thread: records of a thread are in order.
+  for (const auto& line : lines) {
+    std::smatch match;
+    ASSERT_TRUE(std::regex_match(line, match, whole)) << line;
+    EXPECT_EQ(std::stoi(match[3]), next[match[1].str() + ":" + match[2].str()]++) << line;
+  }
+  EXPECT_EQ(next.size(), 6u);
+  for (const auto& [thread, count] : next)
+    EXPECT_EQ(count, 150) << thread;
+}
+
+}  // namespace

@@ -1,0 +1,250 @@
+// Launches that fail: what is thrown and said, that no handle is lost, and that the next launch works.
+
+#include "children.hpp"
+#include "import_patch.hpp"
+
+#include <fl/sysdep/windows/process_impl.hpp>
+
+#include <gtest/gtest.h>
+
+#include <windows.h>
+
+#include <boost/system/system_error.hpp>
+
+#include <cwchar>
+#include <iterator>
+#include <map>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace process = foundation::core::process;
+using foundation::core::sysdep::windows::process_impl;
+using test_support::handle_count;
+using test_support::injected;
+
+namespace {
+
+constexpr const char* library = "libqxfl.dll";
+constexpr DWORD injected_code = ERROR_NOT_ENOUGH_QUOTA;
+
+std::string wrapped(const process::command& what, const std::string& reason) {
+  std::ostringstream text;
+  text << " While attempting to execute \"" << what << "\": " << reason << "\n";
+  return text.str();
+}
+
+std::string init_error_text(const process::command& what, const std::string& reason) {
+  return "An error occurred while initializing child process: " + wrapped(what, reason);
+}
+
+std::string system_text(DWORD code, const std::string& call) {
+  return boost::system::system_error(static_cast<int>(code), boost::system::system_category(), call).what();
+}
+
+// The text of exactly this exception, or which other thing happened.
+template <class Exception>
+std::string text_of_failure(const process::command& what, const process::context& how) {
+  try {
+    process_impl::launch(what, how);
+  } catch (const Exception& e) {
+    return typeid(e) == typeid(Exception) ? e.what() : std::string("a derived exception: ") + e.what();
+  } catch (const std::exception& e) {
+    return std::string("another exception: ") + e.what();
+  }
+  return "no exception";
+}
+
+// What one launch uses.
+struct materials {
+  process::iopipe in, out, err, extra;
+  test_support::temp_dir folder;
+  process::context how;
+
+  void attach_pipes() {
+    how.std_in(process::pipe_from(in));
+    how.std_out(process::pipe_to(out));
+    how.std_err(process::pipe_to(err));
+  }
+};
+
+// The calls that a launch makes, in the words of their failures. A function that is not named is not called.
+struct scenario {
+  const char* name;
+  void (*prepare)(materials&);
+  std::map<std::string, std::vector<std::string>> calls;
+};
+
+std::string told(const std::string& call) {
+  return system_text(injected_code, call);
+}
+
+const std::string set_information = told("SetHandleInformation");
+const std::string opening = told("OpenFile (open_file_handle)");
+const std::string elevation = told("Cannot de-elevate: cannot confirm if process is elevated.");
+const std::string no_list = "InitializeProcThreadAttributeList failed";
+const std::pair<std::string, std::vector<std::string>> creation = {"CreateProcessW", {told("CreateProcessW")}};
+
+const scenario scenarios[] = {
+    {"pipes",
+     [](materials& m) { m.attach_pipes(); },
+     {{"SetHandleInformation", {set_information, set_information, set_information}}, creation}},
+    {"files",
+     [](materials& m) {
+       m.how.std_in(process::read_from_file(m.folder.file("in")));
+       m.how.std_out(process::overwrite_file(m.folder.file("out")));
+       m.how.std_err(process::append_to_file(m.folder.file("err")));
+     },
+     {{"CreateFileA", {opening, opening, opening}},
+      {"SetEndOfFile", {told("SetEndOfFile (open_file_handle)")}},
+      {"SetFilePointer", {told("SetFilePointer (open_file_handle)")}},
+      creation}},
+    {"merged streams",
+     [](materials& m) {
+       m.how.std_out(process::discard());
+       m.how.std_err(process::merge_with_stdout());
+     },
+     {{"CreateFileA", {opening}},
+      {"GetHandleInformation", {told("GetHandleInformation")}},
+      {"DuplicateHandle", {told("DuplicateHandle")}},
+      {"SetHandleInformation", {set_information}},
+      creation}},
+    {"explicit list, not elevated, output of the parent",
+     [](materials& m) {
+       m.how.explicitlyInheritHandles(true);
+       m.how.elevationLevel(process::ElevationLevel::NonElevated);
+       m.how.std_in(process::read_from_file("NUL"));
+       m.how.inherit_pipe(m.extra, process::open_mode::read | process::open_mode::write);
+     },
+     {{"CreateFileA", {opening}},
+      {"DuplicateHandle",
+       {told("Failed to duplicate STD_OUTPUT_HANDLE."), told("Failed to duplicate STD_ERROR_HANDLE.")}},
+      {"SetHandleInformation", {set_information, set_information}},
+      {"InitializeProcThreadAttributeList", {no_list, no_list}},
+      {"HeapAlloc", {"std::bad_alloc"}},
+      {"UpdateProcThreadAttribute", {"UpdateProcThreadAttribute failed"}},
+      {"OpenProcessToken", {elevation}},
+      {"GetTokenInformation", {elevation}},
+      creation}},
+};
+
+unsigned status_of_launch(const scenario& tried) {
+  materials fresh;
+  tried.prepare(fresh);
+  return process::process(children::command("child_exit", {"5"}), fresh.how).exit_status();
+}
+
+// Refuses each call of one function in turn.
+template <class Function>
+void refuse_each(const char* function, typename injected<Function>::result_type failure, const scenario& tried) {
+  SCOPED_TRACE(std::string(tried.name) + ", " + function);
+  injected<decltype(&HeapAlloc)> allocating(library, "HeapAlloc");
+  injected<decltype(&HeapFree)> freeing(library, "HeapFree");
+  injected<Function> call(library, function);
+  ASSERT_EQ(status_of_launch(tried), 5u);
+  const auto found = tried.calls.find(function);
+  const std::vector<std::string> expected = found == tried.calls.end() ? std::vector<std::string>() : found->second;
+  ASSERT_EQ(call.calls(), expected.size());
+  const process::command what = children::command("child_exit", {"5", ""});
+  for (std::size_t nth = 1; nth <= expected.size(); ++nth) {
+    call.reset();
+    allocating.reset();
+    freeing.reset();
+    const std::uint32_t before = handle_count();
+    {
+      materials fresh;
+      tried.prepare(fresh);
+      call.fail_at(nth, failure, injected_code);
+      EXPECT_EQ(text_of_failure<process::process_init_error>(what, fresh.how),
+                init_error_text(what, expected[nth - 1]));
+      EXPECT_TRUE(fresh.extra.is_open_for_read() && fresh.extra.is_open_for_write());
+    }
+    EXPECT_EQ(handle_count(), before) << "call " << nth;
+    EXPECT_EQ(freeing.calls(), allocating.calls()) << "call " << nth;
+    call.reset();
+    EXPECT_EQ(status_of_launch(tried), 5u) << "after a failure";
+  }
+}
+
+}  // namespace
+
+TEST(LaunchFailure, OfEachSystemCallIsToldAndLosesNoHandle) {
+  injected<decltype(&GetTokenInformation)> question(library, "GetTokenInformation");
+  question.handle_with([](auto, auto, TOKEN_INFORMATION_CLASS, LPVOID answer, DWORD size, PDWORD length) {
+    EXPECT_EQ(size, sizeof(TOKEN_ELEVATION));
+    static_cast<TOKEN_ELEVATION*>(answer)->TokenIsElevated = FALSE;
+    *length = size;
+    return TRUE;
+  });
+  // The first failure of all opens handles that the system keeps.
+  text_of_failure<process::process_init_error>(process::command("C:\\missing.exe"), process::context());
+#define REFUSE_EACH(function, failure) refuse_each<decltype(&function)>(#function, failure, tried)
+  for (const scenario& tried : scenarios) {
+    REFUSE_EACH(SetHandleInformation, FALSE);
+    REFUSE_EACH(GetHandleInformation, FALSE);
+    REFUSE_EACH(DuplicateHandle, FALSE);
+    REFUSE_EACH(CreateFileA, INVALID_HANDLE_VALUE);
+    REFUSE_EACH(SetEndOfFile, FALSE);
+    REFUSE_EACH(SetFilePointer, INVALID_SET_FILE_POINTER);
+    REFUSE_EACH(InitializeProcThreadAttributeList, FALSE);
+    REFUSE_EACH(HeapAlloc, nullptr);
+    REFUSE_EACH(UpdateProcThreadAttribute, FALSE);
+    REFUSE_EACH(OpenProcessToken, FALSE);
+    REFUSE_EACH(GetTokenInformation, FALSE);
+    REFUSE_EACH(CreateProcessW, FALSE);
+  }
+#undef REFUSE_EACH
+}
+
+TEST(LaunchFailure, OfAThousandLaunchesOfAMissingProgramLosesNoHandle) {
+  const process::command what = process::make_command("C:\\no such folder\\missing.exe", "first", "second word");
+  const std::string expected = init_error_text(what, system_text(ERROR_PATH_NOT_FOUND, "CreateProcessW"));
+  std::uint32_t before = 0;
+  for (int launch = -1; launch != 1000; ++launch) {
+    if (launch == 0)
+      before = handle_count();  // behind a first one, for which the system may keep something
+    materials fresh;
+    fresh.how.explicitlyInheritHandles(launch % 2 == 0);
+    fresh.attach_pipes();
+    ASSERT_EQ(text_of_failure<process::process_init_error>(what, fresh.how), expected);
+    ASSERT_TRUE(!fresh.in.is_open_for_read() && fresh.in.is_open_for_write());
+    ASSERT_TRUE(fresh.out.is_open_for_read() && !fresh.out.is_open_for_write());
+    ASSERT_TRUE(fresh.err.is_open_for_read() && !fresh.err.is_open_for_write());
+  }
+  EXPECT_EQ(handle_count(), before);
+  EXPECT_EQ(process::process(children::command("child_exit", {"6"})).exit_status(), 6u);
+}
+
+TEST(LaunchFailure, OfABadTextSaysWhatIsWrongWithIt) {
+  const process::command good = children::command("child_exit", {"0"});
+  const process::command searched("cmd.exe");  // which only a search would find
+  const process::command bad_name("C:\\\xFF.exe");
+  const process::command bad_argument = children::command("child_exit", {"0", "\xED\xA0\x80"});
+  process::context bad_directory, bad_user;
+  bad_directory.directory("C:\\\xC3");
+  bad_user.user("domain\\", "password");
+  EXPECT_EQ(text_of_failure<process::process_init_error>(searched, {}),
+            init_error_text(searched, system_text(ERROR_FILE_NOT_FOUND, "CreateProcessW")));
+  for (const process::command& bad : {bad_name, bad_argument})
+    EXPECT_EQ(text_of_failure<process::process_init_error>(bad, {}), init_error_text(bad, "bad conversion"));
+  EXPECT_EQ(text_of_failure<process::process_init_error>(good, bad_directory), init_error_text(good, "bad conversion"));
+  EXPECT_EQ(text_of_failure<process::process_bad_user>(good, bad_user),
+            wrapped(good,
+                    "Failed to parse user string \"domain\\\". User must be specified as either USER@DOMAIN, "
+                    "DOMAIN\\USER or USER."));
+}
+
+TEST(LaunchFailure, InALanguageWithOtherLettersIsToldInUtf8) {
+  const process::command what("C:\\missing.exe");
+  injected<DWORD (*)(DWORD, LPCVOID, DWORD, DWORD, LPWSTR, DWORD, char**)> message(library, "FormatMessageW");
+  message.handle_with([](auto, DWORD flags, auto, auto, auto, LPWSTR buffer, auto, auto) {
+    EXPECT_TRUE(flags & FORMAT_MESSAGE_ALLOCATE_BUFFER);
+    constexpr wchar_t words[] = L"F\u00fcr jeden gesperrt: \u00e9.\r\n";
+    void* const made = LocalAlloc(LMEM_FIXED, sizeof words);
+    std::wmemcpy(static_cast<wchar_t*>(made), words, std::size(words));
+    *reinterpret_cast<void**>(buffer) = made;
+    return static_cast<DWORD>(std::size(words) - 1);
+  });
+  const std::string text = text_of_failure<process::process_init_error>(what, process::context());
+  EXPECT_NE(text.find("CreateProcessW: F\u00fcr jeden gesperrt: \u00e9 ["), std::string::npos) << text;
+}

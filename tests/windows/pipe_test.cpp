@@ -1,0 +1,210 @@
+// Pipes of the system, through the library's interface: transfer between threads, ownership of handles, and failures of
+// the system calls. The rules of the translation itself are tested with scripted calls elsewhere.
+#include <fl/process/iopipe.hpp>
+
+#include <windows.h>
+
+#include <gtest/gtest.h>
+
+#include <boost/system/error_code.hpp>
+#include <boost/system/system_error.hpp>
+
+#include <algorithm>
+#include <iterator>
+#include <optional>
+#include <string>
+#include <thread>
+
+#include "import_patch.hpp"
+#include "seeded_random.hpp"
+#include "support.hpp"
+
+namespace {
+
+namespace process = foundation::core::process;
+using process::iopipe;
+using process::iopipe_device;
+using process::iopipe_handles;
+using test_support::handle_count;
+using test_support::injected;
+
+constexpr const char* library = "libqxfl.dll";
+constexpr int text_mode = process::open_mode::read | process::open_mode::write;
+
+std::string system_text(DWORD error, const char* call) {
+  return boost::system::system_error(static_cast<int>(error), boost::system::system_category(), call).what();
+}
+
+template <class Error, class Action>
+void expect_error(Action action, DWORD code, const char* call) {
+  try {
+    action();
+    ADD_FAILURE() << call;
+  } catch (const Error& error) {
+    EXPECT_EQ(std::string(error.what()).find(system_text(code, call)), 0u) << error.what();
+  }
+}
+
+// Reads until `length` characters are there: a system may tell a write of no bytes as a read of none.
+std::string read_exactly(const iopipe_device& device, std::size_t length) {
+  std::string all(length, '\0');
+  for (std::size_t at = 0; at != length;)
+    at += static_cast<std::size_t>(device.read(all.data() + at, static_cast<std::streamsize>(length - at)));
+  return all;
+}
+
+// Both ends of a pipe whose read handle was opened for overlapped use.
+iopipe_handles overlapped_handles(const char* name) {
+  void* const read =
+      ::CreateNamedPipeA(name, PIPE_ACCESS_INBOUND | FILE_FLAG_OVERLAPPED, PIPE_TYPE_BYTE, 1, 0, 4096, 0, nullptr);
+  void* const write = ::CreateFileA(name, GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+  EXPECT_NE(read, INVALID_HANDLE_VALUE);
+  EXPECT_NE(write, INVALID_HANDLE_VALUE);
+  return {read, write};
+}
+
+TEST(Pipe, CarriesEveryByteBetweenTwoThreadsInBothDirections) {
+  test_support::seeded_random random;
+  std::string sent((std::size_t{4} << 20) + 1, '\0');
+  std::generate(sent.begin(), sent.end(), [&] { return static_cast<char>(random.bits()); });
+  for (const bool other_thread_writes : {true, false}) {
+    iopipe pipe;
+    iopipe other_view(pipe.device());
+    std::string received;
+    const auto write_all = [&](iopipe& to) {
+      to.write(sent.data(), static_cast<std::streamsize>(sent.size()));
+      to.close_for_write();
+      EXPECT_TRUE(to.good());
+    };
+    const auto read_all = [&](iopipe& from) { received.assign(std::istreambuf_iterator<char>(from), {}); };
+    std::thread other([&] { other_thread_writes ? write_all(other_view) : read_all(other_view); });
+    other_thread_writes ? read_all(pipe) : write_all(pipe);
+    other.join();
+    EXPECT_TRUE(received == sent);
+  }
+}
+
+TEST(Pipe, TextModeTranslatesOnTheWireOnly) {
+  const iopipe_device both(text_mode);
+  const iopipe_device wire(both.handles(), false, process::open_mode::binary);
+  EXPECT_EQ(both.write("a\nb", 3), 3);
+  EXPECT_EQ(read_exactly(wire, 4), "a\r\nb");
+  EXPECT_EQ(wire.write("c\r\nd\r", 5), 5);
+  EXPECT_EQ(read_exactly(both, 3), "c\nd");
+  both.close_for_write();
+  EXPECT_EQ(read_exactly(both, 1), "\r");
+  char unused;
+  EXPECT_EQ(both.read(&unused, 1), 0);
+  wire.release_read_handle();
+  wire.release_write_handle();
+}
+
+TEST(Pipe, AnOverlappedReadWaitsForItsBytesAndMeetsTheEnd) {
+  const std::uint32_t handles_before = handle_count();
+  {
+    const iopipe_device device(overlapped_handles("\\\\.\\pipe\\qxfl-pipe-test"), true, text_mode);
+    EXPECT_EQ(device.write("here already\n", 13), 13);
+    EXPECT_EQ(read_exactly(device, 13), "here already\n");
+
+    std::thread writer([&] {
+      ::Sleep(20);  // so that the read usually has to wait
+      device.write("later\nx", 7);
+      device.close_for_write();
+    });
+    EXPECT_EQ(read_exactly(device, 7), "later\nx");
+    writer.join();
+    char unused[2];
+    EXPECT_EQ(device.read(unused, 2), 0);
+  }
+  EXPECT_EQ(handle_count(), handles_before);
+}
+
+TEST(Pipe, AnOverlappedReadClosesItsEventAndTellsWhichCallFailed) {
+  const iopipe_device device(overlapped_handles("\\\\.\\pipe\\qxfl-pipe-test-faults"), true,
+                             process::open_mode::binary);
+  char unused[2];
+  const auto read = [&] { device.read(unused, 2); };
+  std::uint32_t handles_before = 0;
+  for (int round = 0; round != 10; ++round) {
+    if (round == 1)  // the first error text and the first exception make the system and the run-time open things
+      handles_before = handle_count();
+    {
+      injected<decltype(&::ReadFile)> fault(library, "ReadFile");
+      fault.fail_always(FALSE, ERROR_ACCESS_DENIED);
+      expect_error<process::iopipe_read_error>(read, ERROR_ACCESS_DENIED, "AsyncReadFile");
+    }
+    ASSERT_EQ(device.write("ab", 2), 2);
+    injected<decltype(&::GetOverlappedResult)> fault(library, "GetOverlappedResult");
+    fault.fail_always(FALSE, ERROR_NOT_ENOUGH_MEMORY);
+    expect_error<process::iopipe_read_error>(read, ERROR_NOT_ENOUGH_MEMORY, "GetOverlappedResult");
+    EXPECT_EQ(fault.calls(), 1u) << "waits also for a read that succeeded at once";
+  }
+  EXPECT_EQ(handle_count(), handles_before);
+}
+
+TEST(Pipe, OwnsItsUninheritableHandlesUntilTheyAreClosedOrReleased) {
+  const auto flags = [](HANDLE of) {
+    DWORD result;
+    return ::GetHandleInformation(of, &result) ? static_cast<int>(result & HANDLE_FLAG_INHERIT) : -1;
+  };
+  std::optional<iopipe> pipe(std::in_place);
+  std::optional<iopipe_device> device(pipe->device());
+  const iopipe_handles handles = device->handles();
+  pipe.reset();
+  EXPECT_EQ(flags(handles.read_handle()), 0);
+  device->close_for_read();
+  EXPECT_EQ(flags(handles.read_handle()), -1);
+  device->release_write_handle();
+  device.reset();
+  EXPECT_EQ(flags(handles.write_handle()), 0);
+
+  device.emplace(iopipe_handles(nullptr, handles.write_handle()), false, 0);
+  ::SetLastError(ERROR_ARENA_TRASHED);
+  device.reset();
+  EXPECT_EQ(::GetLastError(), DWORD{ERROR_ARENA_TRASHED}) << "destruction does not disturb the last error";
+  EXPECT_EQ(flags(handles.write_handle()), -1);
+}
+
+TEST(Pipe, AThousandPipesLeaveNoHandle) {
+  { const iopipe warm_up; }
+  const std::uint32_t before = handle_count();
+  for (int i = 0; i != 1000; ++i) {
+    iopipe pipe(i % 2 == 0 ? text_mode : process::open_mode::binary);
+    pipe << "x" << std::flush;
+    EXPECT_EQ(pipe.get(), 'x');
+  }
+  EXPECT_EQ(handle_count(), before);
+}
+
+TEST(Pipe, ARefusedCreationIsASystemErrorWithItsCode) {
+  injected<decltype(&::CreatePipe)> fault(library, "CreatePipe");
+  fault.fail_always(FALSE, ERROR_TOO_MANY_OPEN_FILES);
+  try {
+    const iopipe pipe;
+    FAIL();
+  } catch (const boost::system::system_error& error) {
+    EXPECT_EQ(error.code(), boost::system::error_code(ERROR_TOO_MANY_OPEN_FILES, boost::system::system_category()));
+    EXPECT_EQ(error.what(), system_text(ERROR_TOO_MANY_OPEN_FILES, "CreatePipe"));
+  }
+}
+
+TEST(Pipe, RefusedTransfersAreTheirErrorsAndTheDeviceGoesOn) {
+  const iopipe_device device;
+  ASSERT_EQ(device.write("ab", 2), 2);
+  EXPECT_EQ(read_exactly(device, 1), "a");  // and holds the b
+  char unused;
+  {
+    injected<decltype(&::ReadFile)> read_fault(library, "ReadFile");
+    read_fault.fail_at(1, FALSE, ERROR_ACCESS_DENIED);
+    expect_error<process::iopipe_read_error>([&] { device.read(&unused, 1); }, ERROR_ACCESS_DENIED, "ReadFile");
+    injected<decltype(&::WriteFile)> write_fault(library, "WriteFile");
+    write_fault.fail_at(1, FALSE, ERROR_DISK_FULL);
+    expect_error<process::iopipe_write_error>([&] { device.write("x", 1); }, ERROR_DISK_FULL, "WriteFile");
+  }
+  EXPECT_EQ(device.write("c", 1), 1);
+  EXPECT_EQ(read_exactly(device, 2), "bc");
+  device.close_for_read();
+  EXPECT_THROW(device.write("x", 1), process::iopipe_write_error) << "nobody can read any more";
+}
+
+}  // namespace

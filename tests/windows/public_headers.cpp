@@ -1,0 +1,17 @@
+// Every public header, compiled as C++17 with all warnings: what a client with an older language sees. No program.
+#include <fl/process.hpp>
+#include <fl/process/testing.hpp>
+#include <fl/sysdep/windows/deelevate_utils.hpp>
+#include <fl/sysdep/windows/process_impl.hpp>
+#include <foundation_log/control.hpp>
+#include <foundation_log/logger.hpp>
+#include <foundation_log/scope_trace.hpp>
+#include <foundation_log/termination.hpp>
+#include <i18n/convert.hpp>
+#include <i18n/encoding.hpp>
+#include <i18n/filesystem.hpp>
+#include <safe_env/environment.hpp>
+
+#ifdef _WINDOWS_
+#error "a public header includes a Windows header"
+#endif

@@ -1,0 +1,183 @@
+// Background waits: many children without threads, nothing lost, nothing left.
+
+#include "children.hpp"
+#include "import_patch.hpp"
+
+#include <fl/process/testing.hpp>
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace process = foundation::core::process;
+namespace testing_hooks = foundation::core::process::testing;
+using process::detail::exited;
+using test_support::handle_count;
+using test_support::injected;
+
+namespace {
+
+constexpr const char* library = "libqxfl.dll";
+
+unsigned exit_code(const boost::shared_future<process::exit_status_variant>& status) {
+  return std::get<exited>(status.get()).exit_code;
+}
+
+process::process exiting_child(unsigned code, unsigned delay_ms = 0) {
+  return process::process(children::command("child_exit", {std::to_string(code), std::to_string(delay_ms)}));
+}
+
+// An event that all the children of a test wait for.
+class common_event {
+ public:
+  explicit common_event(const std::string& name)
+      : name_(name), event_(CreateEventA(nullptr, TRUE, FALSE, name.c_str())) {}
+  common_event(const common_event&) = delete;
+  common_event& operator=(const common_event&) = delete;
+  ~common_event() {
+    set();
+    CloseHandle(event_);
+  }
+  void set() { SetEvent(event_); }
+  process::process make_waiting_child() const { return process::process(children::command("child_wait", {name_})); }
+
+ private:
+  std::string name_;
+  HANDLE event_;
+};
+
+}  // namespace
+
+TEST(Reaper, ManyChildrenAtOnceAllReportAndNoThreadIsKeptForEach) {
+  constexpr unsigned count = 150;
+  common_event end("reaper-test-many");
+  std::vector<process::process> all;
+  std::vector<boost::shared_future<process::exit_status_variant>> statuses;
+  for (unsigned i = 0; i < 10; ++i) {
+    all.push_back(end.make_waiting_child());
+    statuses.push_back(all.back().exit_status_async());
+  }
+  const unsigned threads_for_ten = test_support::thread_count();
+  for (unsigned i = 10; i < count; ++i) {
+    all.push_back(end.make_waiting_child());
+    statuses.push_back(all.back().exit_status_async());
+  }
+  // The pool waits for up to 63 handles with one thread of its own.
+  EXPECT_LE(test_support::thread_count(), threads_for_ten + count / 63 + 1);
+  for (const auto& status : statuses)
+    EXPECT_FALSE(status.is_ready());
+  end.set();
+  for (const auto& status : statuses)
+    EXPECT_EQ(exit_code(status), 0u);
+  for (process::process& child : all)
+    EXPECT_TRUE(child.exited());
+}
+
+TEST(Reaper, EachOfManyFuturesGetsTheStatusOfItsOwnChild) {
+  std::vector<boost::shared_future<process::exit_status_variant>> statuses;
+  for (unsigned code = 0; code < 40; ++code)
+    statuses.push_back(exiting_child(code, code % 7).exit_status_async());
+  for (unsigned code = 0; code < 40; ++code)
+    EXPECT_EQ(exit_code(statuses[code]), code);
+}
+
+TEST(Reaper, TwoThousandChildrenOneAfterAnotherLeaveNoHandle) {
+  const auto run_one = [](unsigned i) {
+    process::iopipe output;
+    process::process child(children::command("child_exit", {std::to_string(i % 200)}), children::output_to(output));
+    if (i % 4 == 0)
+      return;  // abandoned while it runs or just after
+    EXPECT_EQ(children::read_all(output.device()), "");
+    if (i % 4 == 1)
+      EXPECT_EQ(exit_code(child.exit_status_async()), i % 200);
+    else
+      EXPECT_EQ(child.exit_status(), i % 200);
+  };
+  for (unsigned i = 0; i < 20; ++i)
+    run_one(i);
+  testing_hooks::join_all_async_procs();
+  const unsigned before = handle_count();
+  for (unsigned i = 0; i < 2000; ++i)
+    run_one(i);
+  testing_hooks::join_all_async_procs();
+  // The pool may keep a thread and its objects more or less at any moment; a leak would be counted in hundreds.
+  EXPECT_LE(handle_count(), before + 10);
+}
+
+TEST(Reaper, JoinFindsEveryFutureReady) {
+  std::vector<boost::shared_future<process::exit_status_variant>> statuses;
+  for (int i = 0; i < 20; ++i)
+    statuses.push_back(exiting_child(0, 20).exit_status_async());
+  EXPECT_TRUE(testing_hooks::join_all_async_procs());
+  for (const auto& status : statuses)
+    EXPECT_TRUE(status.is_ready());
+  EXPECT_TRUE(testing_hooks::join_all_async_procs()) << "with nothing to wait for";
+}
+
+TEST(Reaper, AChildThatHasEndedAlreadyIsReaped) {
+  process::process child = exiting_child(9);
+  void* const handle = child.native_handle();
+  WaitForSingleObject(handle, INFINITE);
+  CloseHandle(handle);
+  EXPECT_EQ(exit_code(child.exit_status_async()), 9u);
+}
+
+TEST(Reaper, ANewQualityOfServiceBreaksTheOpenFuturesAndLeavesTheChildrenRunning) {
+  common_event end("reaper-test-qos");
+  process::process child = end.make_waiting_child();
+  const auto status = child.exit_status_async();
+  testing_hooks::set_implementation_qos(process::implementation_qos{7});
+  EXPECT_FALSE(status.is_ready()) << "the change comes with the next use";
+  EXPECT_EQ(testing_hooks::get_implementation_qos(), process::implementation_qos{2});
+  EXPECT_THROW(status.get(), boost::broken_promise);
+  void* const handle = child.native_handle();
+  EXPECT_EQ(WaitForSingleObject(handle, 0), static_cast<DWORD>(WAIT_TIMEOUT));
+  end.set();
+  EXPECT_EQ(WaitForSingleObject(handle, INFINITE), WAIT_OBJECT_0);
+  CloseHandle(handle);
+  process::process next = exiting_child(4);
+  EXPECT_EQ(exit_code(next.exit_status_async()), 4u) << "the new one works";
+}
+
+// Replaced again and again while callbacks run: nobody may wait for ever, and no callback may find its reaper gone.
+TEST(Reaper, IsReplacedSafelyWhileChildrenEnd) {
+  for (std::uint32_t round = 100; round < 130; ++round) {
+    std::vector<boost::shared_future<process::exit_status_variant>> statuses;
+    for (int i = 0; i < 4; ++i)
+      statuses.push_back(exiting_child(0).exit_status_async());
+    testing_hooks::set_implementation_qos(process::implementation_qos{round});
+    testing_hooks::join_all_async_procs();
+    for (const auto& status : statuses)
+      EXPECT_TRUE(status.is_ready());
+  }
+}
+
+// The refusal is injected through the library's import table.
+TEST(Reaper, ARefusedRegistrationClosesTheHandleAndBreaksTheFuture) {
+  children::waiting_child waiting;
+  const unsigned before = handle_count();
+  injected<decltype(&RegisterWaitForSingleObject)> registration(library, "RegisterWaitForSingleObject");
+  registration.fail_always(FALSE, ERROR_NOT_ENOUGH_MEMORY);
+  EXPECT_THROW(waiting.object().detach(), boost::system::system_error);
+  EXPECT_EQ(handle_count(), before);
+  try {
+    waiting.object().exit_status_async();
+    FAIL() << "the refusal went unnoticed";
+  } catch (const boost::system::system_error& e) {
+    EXPECT_EQ(std::string(e.what()).rfind("RegisterWaitForSingleObject: ", 0), 0u) << e.what();
+  }
+  EXPECT_EQ(handle_count(), before);
+  EXPECT_THROW(waiting.object().exit_status_async().get(), boost::broken_promise);
+}
+
+// A refused status is an answer too.
+TEST(Reaper, ARefusedStatusReachesTheFuture) {
+  common_event end("reaper-test-refused");
+  process::process child = end.make_waiting_child();
+  const auto status = child.exit_status_async();
+  injected<decltype(&GetExitCodeProcess)> code(library, "GetExitCodeProcess");
+  code.fail_always(FALSE, ERROR_ACCESS_DENIED);
+  end.set();
+  EXPECT_THROW(status.get(), boost::system::system_error);
+}

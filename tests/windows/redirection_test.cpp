@@ -1,0 +1,338 @@
+// Where a child's standard streams come from and go to, with real children, and what the system is told of a launch.
+
+#include "children.hpp"
+#include "children/pattern.hpp"
+#include "import_patch.hpp"
+
+#include <fl/sysdep/windows/process_impl.hpp>
+
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <io.h>
+#include <windows.h>
+
+#include <algorithm>
+#include <functional>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace foundation::core::sysdep::windows {
+
+// The single steps of a launch.
+struct process_impl_access {
+  using impl = process_impl;
+  static constexpr auto as_is = impl::open_as_is;
+  static constexpr auto no_action = static_cast<impl::open_action_type>(3);
+  static constexpr auto get_handle = &impl::get_handle;
+  static constexpr auto set_handle_to_std = &impl::set_handle_to_std;
+  static constexpr auto open_file_handle = &impl::open_file_handle;
+  static constexpr auto share_std_handle = &impl::share_std_handle;
+  static constexpr auto close_handle = &impl::close_handle;
+};
+
+}  // namespace foundation::core::sysdep::windows
+
+namespace process = foundation::core::process;
+using children::read_all;
+using foundation::core::sysdep::windows::process_impl;
+using steps = foundation::core::sysdep::windows::process_impl_access;
+using test_support::injected;
+using test_support::read_file;
+using test_support::write_file;
+
+namespace {
+
+constexpr const char* library = "libqxfl.dll";
+
+// Points standard output (1) or error (2) of the C run-time at a file, or closes it; the system's standard handle is
+// null meanwhile, so that the two cannot be mistaken for each other. Nothing may be asserted in between: the report
+// would go there, too.
+class scoped_stream {
+ public:
+  scoped_stream(int descriptor, const std::optional<std::string>& file)
+      : descriptor_(descriptor), saved_(_dup(descriptor)) {
+    if (file) {
+      const int opened = _open(file->c_str(), _O_RDWR | _O_CREAT | _O_BINARY, 0600);
+      _dup2(opened, descriptor);
+      _close(opened);
+    } else {
+      _close(descriptor);
+    }
+    SetStdHandle(key(), nullptr);
+  }
+  ~scoped_stream() {
+    _dup2(saved_, descriptor_);
+    _close(saved_);
+    SetStdHandle(key(), reinterpret_cast<HANDLE>(_get_osfhandle(descriptor_)));
+  }
+
+ private:
+  DWORD key() const { return descriptor_ == 1 ? STD_OUTPUT_HANDLE : STD_ERROR_HANDLE; }
+
+  int descriptor_;
+  int saved_;  // the stream as it was, under another descriptor
+};
+
+// What the system is asked to start, while the request is valid.
+struct request {
+  std::wstring program, line, directory;
+  const char* environment;
+  BOOL inherit;
+  DWORD flags;
+  const STARTUPINFOEXW& startup;
+};
+
+// Lets a launch come as far as the creation of the child, which does not take place.
+void look_at_request(const process::command& what, const process::context& how,
+                     const std::function<void(const request&)>& look) {
+  injected<decltype(&CreateProcessW)> creation(library, "CreateProcessW");
+  creation.handle_with(
+      [&](auto, auto name, auto line, auto, auto, auto inherit, auto flags, auto env, auto dir, auto startup, auto) {
+        look({name, line, dir, static_cast<char*>(env), inherit, flags, *reinterpret_cast<STARTUPINFOEXW*>(startup)});
+        SetLastError(ERROR_CANCELLED);
+        return FALSE;
+      });
+  EXPECT_THROW(process_impl::launch(what, how), process::process_init_error);
+  EXPECT_EQ(creation.calls(), 1u);
+}
+
+}  // namespace
+
+TEST(Redirection, InputComesFromAFileByteForByteOrFromAnEmptyOneThatIsMade) {
+  const test_support::temp_dir folder;
+  for (const std::string& content : {child_pattern::bytes(300000, 5) + "\r\n\x1A\n", std::string()}) {
+    const std::string input = folder.file(content.empty() ? "missing" : "input with blank");
+    if (!content.empty())
+      write_file(input, content);
+    process::context how;
+    how.std_in(process::read_from_file(input));
+    how.std_out(process::overwrite_file(folder.file("output")));
+    EXPECT_EQ(process::process(children::command("child_echo"), how).exit_status(), 0u);
+    EXPECT_TRUE(read_file(folder.file("output")) == content);
+    EXPECT_TRUE(read_file(input) == content);
+  }
+}
+
+TEST(Redirection, OutputFilesAreReplacedOrContinuedAndMadeWhereMissing) {
+  const std::string written = child_pattern::lines(3);
+  const struct {
+    const char* name;
+    bool append;
+    std::optional<std::string> before;
+    std::string after;
+  } cases[] = {
+      {"overwritten", false, std::string(1000, 'x'), written},
+      {"made by overwriting", false, {}, written},
+      {"appended to", true, "before\n", "before\n" + written},
+      {"made by appending", true, {}, written},
+  };
+  for (const auto& each : cases)
+    for (const bool errors : {false, true}) {
+      SCOPED_TRACE(std::string(each.name) + (errors ? ", standard error" : ", standard output"));
+      const test_support::temp_dir folder;
+      const std::string file = folder.file("out put");
+      if (each.before)
+        write_file(file, *each.before);
+      process::context how;
+      const auto send = [&](const auto& where) { errors ? how.std_err(where) : how.std_out(where); };
+      if (each.append)
+        send(process::append_to_file(file));
+      else
+        send(process::overwrite_file(file));
+      const process::command what = children::command("child_write", {"--lines", "3", errors ? "--stderr" : "--lf"});
+      EXPECT_EQ(process::process(what, how).exit_status(), 0u);
+      EXPECT_EQ(read_file(file), each.after);
+    }
+}
+
+// Two positions in the file would let each stream overwrite the other.
+TEST(Redirection, MergedStreamsShareOnePositionInAFile) {
+  constexpr std::ptrdiff_t input_size = 400000;
+  constexpr std::ptrdiff_t flood = 500000;
+  const test_support::temp_dir folder;
+  write_file(folder.file("in"), std::string(input_size, 'i'));
+  write_file(folder.file("both"), "old");
+  process::context how;
+  how.std_in(process::read_from_file(folder.file("in")));
+  how.std_out(process::append_to_file(folder.file("both")));
+  how.std_err(process::merge_with_stdout());
+  EXPECT_EQ(
+      process::process(children::command("child_echo", {"--flood-stderr", std::to_string(flood)}), how).exit_status(),
+      0u);
+  const std::string both = read_file(folder.file("both"));
+  EXPECT_EQ(std::ssize(both), 3 + input_size + flood);
+  EXPECT_EQ(std::count(both.begin(), both.end(), 'i'), input_size);
+  EXPECT_EQ(std::count(both.begin(), both.end(), 'e'), flood);
+}
+
+TEST(Redirection, OutputIsInheritedFromTheRunTimesStreamsOrDiscarded) {
+  const test_support::temp_dir folder;
+  process::context plain;
+  plain.std_in(process::read_from_file("NUL"));
+  process::context merged = plain;
+  merged.std_err(process::merge_with_stdout());
+  process::context silent = plain;
+  silent.std_out(process::discard());
+  silent.std_err(process::discard());
+  std::vector<unsigned> statuses;
+  {
+    const scoped_stream out(1, folder.file("out"));
+    const scoped_stream err(2, folder.file("err"));
+    statuses.push_back(process::process(children::command("child_write", {"--lines", "2"}), plain).exit_status());
+    statuses.push_back(
+        process::process(children::command("child_write", {"--lines", "3", "--stderr"}), plain).exit_status());
+    statuses.push_back(
+        process::process(children::command("child_write", {"--lines", "1", "--stderr"}), merged).exit_status());
+    statuses.push_back(process::process(children::command("child_write", {"--bytes", "200000"}), silent).exit_status());
+    statuses.push_back(
+        process::process(children::command("child_write", {"--bytes", "200000", "--stderr"}), silent).exit_status());
+  }
+  EXPECT_EQ(statuses, std::vector<unsigned>(5, 0));
+  EXPECT_EQ(read_file(folder.file("out")), child_pattern::lines(2) + child_pattern::lines(1));
+  EXPECT_EQ(read_file(folder.file("err")), child_pattern::lines(3));
+}
+
+TEST(Redirection, InheritedInputIsTheSystemsStandardHandle) {
+  const test_support::temp_file input("from the parent");
+  SECURITY_ATTRIBUTES inheritable = {sizeof inheritable, nullptr, TRUE};
+  const HANDLE file = CreateFileW(test_support::widen(input.path()).c_str(), GENERIC_READ, FILE_SHARE_READ,
+                                  &inheritable, OPEN_EXISTING, 0, nullptr);
+  ASSERT_NE(file, INVALID_HANDLE_VALUE);
+  const HANDLE former = GetStdHandle(STD_INPUT_HANDLE);
+  process::iopipe output;
+  SetStdHandle(STD_INPUT_HANDLE, file);
+  process::process child(children::command("child_echo"), children::output_to(output));
+  SetStdHandle(STD_INPUT_HANDLE, former);
+  EXPECT_EQ(read_all(output.device()), "from the parent");
+  EXPECT_EQ(child.exit_status(), 0u);
+  EXPECT_TRUE(CloseHandle(file)) << "the parent's own handle must stay open";
+}
+
+// The run-time answers -1 or -2 for a stream that it does not have: numbers that stand for this process and thread.
+TEST(Redirection, AStreamThatTheParentDoesNotHaveIsNull) {
+  for (const DWORD key : {STD_OUTPUT_HANDLE, STD_ERROR_HANDLE}) {
+    STARTUPINFOW startup = {};
+    steps::get_handle(&startup, key) = GetCurrentProcess();
+    {
+      const scoped_stream closed(key == STD_OUTPUT_HANDLE ? 1 : 2, std::nullopt);
+      steps::set_handle_to_std(&startup, key);
+    }
+    EXPECT_EQ(steps::get_handle(&startup, key), nullptr);
+  }
+}
+
+TEST(Redirection, UnknownKeysAndActionsAreRefusedAndLoseNoHandle) {
+  const test_support::temp_file file;
+  process::iopipe pipe;
+  STARTUPINFOW start = {};
+  start.hStdOutput = pipe.device().handles().write_handle();
+  constexpr DWORD key = static_cast<DWORD>(-13);
+  const char* const bad_key = "get_handle key must be one of STD_INPUT_HANDLE, STD_OUTPUT_HANDLE, or STD_ERROR_HANDLE";
+  const std::pair<const char*, std::function<void()>> refused[] = {
+      {bad_key, [&] { steps::get_handle(&start, key); }},
+      {bad_key, [&] { steps::set_handle_to_std(&start, key); }},
+      {bad_key, [&] { steps::open_file_handle(&start, key, file.path(), GENERIC_WRITE, steps::as_is); }},
+      {bad_key, [&] { steps::share_std_handle(&start, key, STD_OUTPUT_HANDLE); }},
+      {bad_key, [&] { steps::share_std_handle(&start, STD_ERROR_HANDLE, key); }},
+      {bad_key, [&] { steps::close_handle(&start, key); }},
+      {"bad open_action (open_file_handle)",
+       [&] { steps::open_file_handle(&start, STD_INPUT_HANDLE, file.path(), GENERIC_WRITE, steps::no_action); }},
+  };
+  std::uint32_t before = 0;
+  for (int round = 0; round != 3; ++round) {
+    for (const auto& [text, step] : refused)
+      try {
+        step();
+        ADD_FAILURE() << "not refused: " << text;
+      } catch (const std::invalid_argument& e) {
+        EXPECT_STREQ(e.what(), text);
+      }
+    if (round == 0)
+      before = test_support::handle_count();  // behind the first exceptions, for which the system may keep something
+  }
+  EXPECT_EQ(test_support::handle_count(), before);
+}
+
+TEST(LaunchRequest, HoldsWhatCommandAndContextSay) {
+  process::iopipe pipe;
+  constexpr DWORD extended = 0x00080000;
+  const struct {
+    const char* name;
+    std::function<void(process::context&)> prepare;
+    bool inherit = false;
+    DWORD creation = extended;
+    DWORD startup = 0x100;
+  } cases[] = {
+      {"default", [](auto&) {}},
+      {"hide", [](auto& how) { how.hide_windows(true); }, false, extended, 0x101},
+      {"detached", [](auto& how) { how.detached_process(true); }, false, extended | 0x8},
+      {"no window", [](auto& how) { how.create_no_window(true); }, false, extended | 0x08000000},
+      {"negations",
+       [](auto& how) { how.hide_windows(false), how.detached_process(false), how.create_no_window(false); }},
+      {"a handle", [&](auto& how) { how.inherited_handles().insert(pipe.device().handles().read_handle()); }, true},
+  };
+  process::command what("C:\\a b\\pr\u00f6g.exe");
+  for (const auto& each : cases) {
+    SCOPED_TRACE(each.name);
+    process::context how;
+    each.prepare(how);
+    look_at_request(what, how, [&](const request& seen) {
+      EXPECT_EQ(seen.inherit != FALSE, each.inherit);
+      EXPECT_EQ(seen.flags, each.creation);
+      EXPECT_EQ(seen.startup.StartupInfo.dwFlags, each.startup);
+      EXPECT_EQ(seen.startup.StartupInfo.cb, 112u);
+      EXPECT_EQ(seen.startup.StartupInfo.wShowWindow, SW_HIDE);
+      EXPECT_EQ(seen.startup.lpAttributeList, nullptr);
+    });
+  }
+
+  process::context how;
+  how.environment().clear();
+  look_at_request(what, how, [](const request& seen) {
+    EXPECT_EQ(seen.program, L"C:\\a b\\pr\u00f6g.exe");
+    EXPECT_EQ(seen.line, L"\"C:\\a b\\pr\u00f6g.exe\"");
+    EXPECT_EQ(seen.directory, L".");
+    EXPECT_EQ(std::string(seen.environment, 2), std::string(2, '\0'));
+  });
+  what.args() = {"one", "two words", "\u4e2d\U0001f600", "q\""};
+  how.environment() = {{"b", "2=3"}, {"A", "\u00e4"}, {"C", ""}};
+  how.directory("C:\\win dows\\\u00e4");
+  look_at_request(what, how, [](const request& seen) {
+    EXPECT_EQ(seen.line, L"\"C:\\a b\\pr\u00f6g.exe\" one \"two words\" \u4e2d\U0001f600 q\\\" ");
+    EXPECT_EQ(seen.directory, L"C:\\win dows\\\u00e4");
+    constexpr char expected[] = "A=\u00e4\0b=2=3\0C=\0";
+    EXPECT_EQ(std::string(seen.environment, sizeof expected), std::string(expected, sizeof expected));
+  });
+}
+
+TEST(LaunchRequest, IsNotMadeWithANulThatWouldCutTextShort) {
+  injected<decltype(&CreateProcessW)> creation(library, "CreateProcessW");
+  const std::string nul("a\0b", 3);
+  const process::command good = children::command("child_exit", {"0"});
+  const struct {
+    const char* what;
+    process::command command;
+    std::function<void(process::context&)> spoil;
+  } rows[] = {
+      {"command line", children::command("child_exit", {"0", nul}), [](auto&) {}},
+      {"command line", process::command(nul), [](auto&) {}},
+      {"directory", good, [&](auto& how) { how.directory(nul); }},
+      {"file name", good, [&](auto& how) { how.std_out(process::overwrite_file(nul)); }},
+      {"name of an environment variable", good, [&](auto& how) { how.environment()[nul] = "1"; }},
+      {"value of an environment variable", good, [&](auto& how) { how.environment()["A"] = nul; }},
+  };
+  for (const auto& row : rows)
+    try {
+      process::context how;
+      row.spoil(how);
+      process_impl::launch(row.command, how);
+      ADD_FAILURE() << row.what << ": nothing was thrown";
+    } catch (const process::process_init_error& e) {
+      const std::string reason = std::string("\": the ") + row.what + " holds a NUL character\n";
+      EXPECT_NE(std::string(e.what()).find(reason), std::string::npos) << e.what();
+    }
+  EXPECT_EQ(creation.calls(), 0u);
+}

@@ -1,0 +1,83 @@
+// What a process tells about itself.
+
+#include "import_patch.hpp"
+#include "support.hpp"
+
+#include <fl/process/this_process.hpp>
+
+#include <boost/system/system_error.hpp>
+
+#include <gtest/gtest.h>
+
+#include <psapi.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+namespace this_process = foundation::core::process::this_process;
+using test_support::injected;
+
+namespace {
+constexpr const char* library = "libqxfl.dll";
+}
+
+TEST(ThisProcess, TellsItsIdWorkingSetAndPath) {
+  EXPECT_EQ(this_process::id(), static_cast<long long>(GetCurrentProcessId()));
+  EXPECT_GT(this_process::working_set_size(), 100000u);
+  const fl::ustring path = this_process::absolute_path();
+  const std::wstring wide(path.begin(), path.end());
+  EXPECT_EQ(test_support::narrow(wide), test_support::child_path("this_process_test"));
+}
+
+// The table of the system's answers is injected: how long a path is, and with which last error the call returns.
+TEST(ThisProcess, GrowsTheBufferOnceForALongPathAndGoesByTheLastErrorAlone) {
+  const std::wstring long_path(5000, L'x');
+  injected<decltype(&GetModuleFileNameW)> name(library, "GetModuleFileNameW");
+  name.handle_with([&](auto, HMODULE, LPWSTR buffer, DWORD size) -> DWORD {
+    if (size <= long_path.size()) {
+      SetLastError(ERROR_INSUFFICIENT_BUFFER);
+      return size;
+    }
+    std::memcpy(buffer, long_path.c_str(), (long_path.size() + 1) * sizeof(wchar_t));
+    SetLastError(ERROR_SUCCESS);
+    return static_cast<DWORD>(long_path.size());
+  });
+  EXPECT_EQ(this_process::absolute_path(), fl::ustring(5000, u'x'));
+  EXPECT_EQ(name.calls(), 2u);
+
+  name.reset();
+  name.fail_always(0, ERROR_INSUFFICIENT_BUFFER);
+  EXPECT_THROW(this_process::absolute_path(), boost::system::system_error);
+  EXPECT_EQ(name.calls(), 2u) << "there is no third attempt";
+
+  name.reset();
+  name.fail_always(10, ERROR_ACCESS_DENIED);
+  EXPECT_THROW(this_process::absolute_path(), boost::system::system_error);
+}
+
+TEST(ThisProcess, ReportsARefusedQueryAndKeepsNoHandle) {
+  const unsigned before = test_support::handle_count();
+  injected<decltype(&K32GetProcessMemoryInfo)> query(library, "K32GetProcessMemoryInfo");
+  query.fail_always(FALSE, ERROR_ACCESS_DENIED);
+  EXPECT_THROW(this_process::working_set_size(), boost::system::system_error);
+  EXPECT_EQ(test_support::handle_count(), before);
+}
+
+// Every DLL of the build says its version in its properties.
+TEST(Library, CarriesAVersionResource) {
+  const HMODULE module = GetModuleHandleA(library);
+  ASSERT_NE(module, nullptr);
+  wchar_t path[MAX_PATH] = {};
+  GetModuleFileNameW(module, path, MAX_PATH);
+  std::vector<char> data(GetFileVersionInfoSizeW(path, nullptr));
+  ASSERT_FALSE(data.empty());
+  ASSERT_TRUE(GetFileVersionInfoW(path, 0, static_cast<DWORD>(data.size()), data.data()));
+  VS_FIXEDFILEINFO* info = nullptr;
+  UINT size = 0;
+  ASSERT_TRUE(VerQueryValueW(data.data(), L"\\", reinterpret_cast<void**>(&info), &size));
+  EXPECT_EQ(info->dwFileType, static_cast<DWORD>(VFT_DLL));
+  EXPECT_EQ(std::to_string(HIWORD(info->dwFileVersionMS)) + "." + std::to_string(LOWORD(info->dwFileVersionMS)) + "." +
+                std::to_string(HIWORD(info->dwFileVersionLS)),
+            QXFL_VERSION);
+}
