@@ -1,0 +1,71 @@
+// Starts a child with its output in a pipe, reads the output to its end and waits for the exit code: through the
+// library, with bare system calls, and with Boost.Process. All read 4 KiB at a time
+// and start the child in ".".
+
+// The buffer of a stream of Boost.Process, made as large as that of an iopipe.
+#define BOOST_PROCESS_PIPE_SIZE 4096
+
+#include <boost/process/child.hpp>
+#include <boost/process/io.hpp>
+#include <boost/process/pipe.hpp>
+#include <boost/process/start_dir.hpp>
+#include <fl/process/command.hpp>
+#include <fl/process/context.hpp>
+#include <fl/process/iopipe.hpp>
+#include <fl/process/process.hpp>
+#include <fl/process/redirection.hpp>
+#include <string>
+
+#include "row.hpp"
+#include "windows_support.hpp"
+
+namespace {
+
+namespace fp = foundation::core::process;
+
+void take_all(std::istream& stream, bench::product& result) {
+  char buffer[4096];
+  while (stream.read(buffer, sizeof buffer), stream.gcount() != 0) {
+    result.take({buffer, static_cast<std::size_t>(stream.gcount())});
+  }
+}
+
+void launch_ours(bench::product& result) {
+  static const fp::command command(boost::filesystem::path(bench::child_path()).string());
+  fp::iopipe pipe(fp::open_mode::read | fp::open_mode::write | fp::open_mode::binary);
+  fp::context context;
+  context.std_out(fp::pipe_to(pipe));
+  fp::process process(command, context);
+  take_all(pipe, result);
+  result.take_value(process.exit_status());
+}
+
+void launch_bare(bench::product& result) {
+  const bench::child child = bench::start_child(nullptr, nullptr);
+  char buffer[4096];
+  while (const DWORD count = bench::read_some(child.output.get(), buffer, sizeof buffer)) {
+    result.take({buffer, count});
+  }
+  bench::check(WaitForSingleObject(child.process.get(), INFINITE) == WAIT_OBJECT_0, "WaitForSingleObject");
+  DWORD code = 0;
+  bench::check(GetExitCodeProcess(child.process.get(), &code), "GetExitCodeProcess");
+  result.take_value(static_cast<unsigned>(code));
+}
+
+void launch_boost_process(bench::product& result) {
+  namespace bp = boost::process;
+  static const boost::filesystem::path path(bench::child_path());
+  bp::ipstream output;
+  bp::child child(path, bp::std_out > output, bp::start_dir("."));
+  take_all(output, result);
+  child.wait();
+  result.take_value(static_cast<unsigned>(child.exit_code()));
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  bench::add_row("launch_piped_vs_createprocess", {launch_ours}, {launch_bare});
+  bench::add_row("launch_piped_vs_boost_process", {launch_ours}, {launch_boost_process});
+  return bench::run(argc, argv);
+}

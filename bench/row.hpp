@@ -1,0 +1,72 @@
+// The frame of every benchmark: a row compares two contenders, ours and a peer, that do the same work.
+//
+// Before a contender is timed, both run once and what they produced is compared byte by byte; while it is timed, the
+// size of each run's product is compared. A difference or an exception is an error of the benchmark, so that a failed
+// run cannot look fast. Not for several threads: a contender that needs them starts and joins its own.
+#pragma once
+
+#include <benchmark/benchmark.h>
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+
+namespace bench {
+
+/// What one run of a contender produced. Timed runs only count its bytes; a run that is compared keeps them.
+class product {
+ public:
+  enum class bytes { counted, kept };
+
+  explicit product(bytes treatment) : treatment_(treatment) {}
+
+  /// Takes bytes in the order in which they were produced; how they are cut into pieces does not matter.
+  void take(std::string_view piece) {
+    // The optimiser must take it that somebody looks at the bytes.
+    benchmark::DoNotOptimize(piece.data());
+    benchmark::ClobberMemory();
+    size_ += piece.size();
+    if (treatment_ == bytes::kept) {
+      text_.append(piece);
+    }
+  }
+
+  /// Takes a line, given without its end: where lines end does matter.
+  void take_line(std::string_view line) {
+    take(line);
+    take("\n");
+  }
+
+  /// Takes the bytes of a plain value.
+  template <class Value>
+  void take_value(const Value& value) {
+    take({reinterpret_cast<const char*>(&value), sizeof value});
+  }
+
+  /// Bytes taken.
+  std::uint64_t size() const { return size_; }
+  /// The bytes taken; empty unless they are kept.
+  const std::string& text() const { return text_; }
+
+ private:
+  bytes treatment_;
+  std::uint64_t size_ = 0;
+  std::string text_;
+};
+
+/// One side of a row.
+struct contender {
+  /// The work that is timed.
+  std::function<void(product&)> run;
+  /// What must stand before each run and is not timed; may be empty. A row has it on both sides or on neither.
+  std::function<void()> prepare = {};
+};
+
+/// Registers NAME/ours and NAME/peer.
+void add_row(const std::string& name, contender ours, contender peer);
+
+/// Runs what the arguments ask for; returns the exit code of the program.
+int run(int argc, char** argv);
+
+}  // namespace bench

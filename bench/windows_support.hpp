@@ -1,0 +1,86 @@
+// What the benchmarks of pipes and children share: plain system calls, checked, and the one writer that fills the pipes
+// of all contenders alike. Each handle has one owner at a time; nothing here is shared between threads.
+#pragma once
+
+#include <windows.h>
+
+#include <cstdio>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace bench {
+
+/// Throws with the name of a system call and its error unless the call succeeded.
+inline void check(bool succeeded, const char* call) {
+  if (!succeeded) {
+    throw std::runtime_error(std::string(call) + ": error " + std::to_string(GetLastError()));
+  }
+}
+
+/// Owns a handle, or none.
+class unique_handle {
+ public:
+  explicit unique_handle(HANDLE handle = nullptr) : handle_(handle) {}
+  unique_handle(unique_handle&& other) noexcept : handle_(std::exchange(other.handle_, nullptr)) {}
+  unique_handle& operator=(unique_handle&& other) noexcept {
+    std::swap(handle_, other.handle_);
+    return *this;
+  }
+  ~unique_handle() { reset(); }
+
+  HANDLE get() const { return handle_; }
+  HANDLE release() { return std::exchange(handle_, nullptr); }
+  void reset() {
+    if (handle_) {
+      CloseHandle(release());
+    }
+  }
+
+ private:
+  HANDLE handle_;
+};
+
+/// A pipe with the system's default buffer, as the library makes it: neither end is inheritable.
+struct pipe_ends {
+  unique_handle read;
+  unique_handle write;
+};
+
+pipe_ends make_pipe();
+
+/// One read into a buffer; 0 at the end of the pipe.
+DWORD read_some(HANDLE pipe, char* buffer, DWORD size);
+
+/// About 4 MiB of text in lines of 20 to 100 characters that end in CR LF; the same in every process.
+const std::string& wire_text();
+
+/// Starts the thread that writes `text` to a pipe in blocks of 64 KiB and then closes the write end, which it owns. It
+/// stops early when the reader has gone: destroy the reading end before this.
+std::jthread start_writer(HANDLE write_end, std::string_view text);
+
+struct file_closer {
+  void operator()(std::FILE* file) const { std::fclose(file); }
+};
+
+/// A FILE of the C run-time over the reading end of a pipe, in text mode, with the given buffer, which must outlive it.
+std::unique_ptr<std::FILE, file_closer> open_text_file(unique_handle pipe, std::vector<char>& buffer);
+
+/// A child that `start_child` started, and the parent's ends of its standard streams.
+struct child {
+  unique_handle process;
+  unique_handle output;
+};
+
+/// The full path of the program that the benchmarks start, which lies beside this one.
+const std::wstring& child_path();
+
+/// Starts the child program with its output in a pipe. Null for input: this process's own standard input. `argument`
+/// may be null.
+child start_child(const wchar_t* argument, HANDLE input);
+
+}  // namespace bench
