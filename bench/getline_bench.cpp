@@ -7,6 +7,7 @@
 #include <cstring>
 #include <fl/process/iopipe.hpp>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "row.hpp"
@@ -18,23 +19,16 @@ namespace fp = foundation::core::process;
 
 constexpr std::size_t buffer_size = 4096;
 
-void lines_of_iopipe(bench::product& result) {
-  std::jthread writer;  // Outlives the reader's end, so that it cannot be left blocked.
-  fp::iopipe pipe(fp::open_mode::read | fp::open_mode::write);
-  const fp::iopipe_device device = pipe.device();
-  writer = bench::start_writer(device.handles().write_handle(), bench::wire_text());
-  device.release_write_handle();
+void lines_of_iopipe(bench::unique_handle handle, bench::product& result) {
+  fp::iopipe pipe(fp::iopipe_device(fp::iopipe_handles(handle.release(), nullptr), false, fp::open_mode::read));
   std::string line;
   while (std::getline(pipe, line)) {
     result.take_line(line);
   }
 }
 
-void lines_of_ipstream(bench::product& result) {
-  std::jthread writer;
-  bench::pipe_ends ends = bench::make_pipe();
-  writer = bench::start_writer(ends.write.release(), bench::wire_text());
-  boost::process::ipstream stream(boost::process::pipe(ends.read.release(), INVALID_HANDLE_VALUE));
+void lines_of_ipstream(bench::unique_handle handle, bench::product& result) {
+  boost::process::ipstream stream(boost::process::pipe(handle.release(), INVALID_HANDLE_VALUE));
   std::string line;
   while (std::getline(stream, line)) {
     // This stream has no text mode: its users take off the carriage return themselves.
@@ -45,11 +39,9 @@ void lines_of_ipstream(bench::product& result) {
   }
 }
 
-void lines_of_file(std::vector<char>& file_buffer, bench::product& result) {
-  std::jthread writer;
-  bench::pipe_ends ends = bench::make_pipe();
-  writer = bench::start_writer(ends.write.release(), bench::wire_text());
-  const auto file = bench::open_text_file(std::move(ends.read), file_buffer);
+void lines_of_file(bench::unique_handle handle, bench::product& result) {
+  static std::vector<char> file_buffer(buffer_size);
+  const auto file = bench::open_text_file(std::move(handle), file_buffer);
   char line[buffer_size];
   while (std::fgets(line, sizeof line, file.get())) {
     std::size_t length = std::strlen(line);
@@ -63,9 +55,9 @@ void lines_of_file(std::vector<char>& file_buffer, bench::product& result) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  static std::vector<char> file_buffer(buffer_size);
-  bench::add_row("getline_text_vs_boost_ipstream", {lines_of_iopipe}, {lines_of_ipstream});
-  bench::add_row("getline_text_vs_fgets", {lines_of_iopipe},
-                 {[](bench::product& result) { lines_of_file(file_buffer, result); }});
+  bench::add_row("getline_text_vs_boost_ipstream", bench::reader_of_filled_pipe(lines_of_iopipe),
+                 bench::reader_of_filled_pipe(lines_of_ipstream));
+  bench::add_row("getline_text_vs_fgets", bench::reader_of_filled_pipe(lines_of_iopipe),
+                 bench::reader_of_filled_pipe(lines_of_file));
   return bench::run(argc, argv);
 }

@@ -24,17 +24,6 @@ std::string make_wire_text() {
   return text;
 }
 
-void write_all(HANDLE pipe, std::string_view text) {
-  constexpr std::size_t block = 64 * 1024;
-  while (!text.empty()) {
-    DWORD written = 0;
-    if (!WriteFile(pipe, text.data(), static_cast<DWORD>(std::min(block, text.size())), &written, nullptr)) {
-      return;  // The reader has gone, and finds for itself that bytes are missing.
-    }
-    text.remove_prefix(written);
-  }
-}
-
 std::wstring find_child() {
   std::wstring path(32768, L'\0');
   path.resize(GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
@@ -43,11 +32,11 @@ std::wstring find_child() {
 
 }  // namespace
 
-pipe_ends make_pipe() {
+pipe_ends make_pipe(DWORD buffer_size) {
   SECURITY_ATTRIBUTES attributes{sizeof attributes, nullptr, FALSE};
   HANDLE read = nullptr;
   HANDLE write = nullptr;
-  check(CreatePipe(&read, &write, &attributes, 0), "CreatePipe");
+  check(CreatePipe(&read, &write, &attributes, buffer_size), "CreatePipe");
   return {unique_handle(read), unique_handle(write)};
 }
 
@@ -65,11 +54,16 @@ const std::string& wire_text() {
   return text;
 }
 
-std::jthread start_writer(HANDLE write_end, std::string_view text) {
-  return std::jthread([write_end, text] {
-    const unique_handle owner(write_end);
-    write_all(write_end, text);
-  });
+unique_handle filled_pipe() {
+  const std::string& text = wire_text();
+  pipe_ends ends = make_pipe(static_cast<DWORD>(text.size()));
+  constexpr std::size_t block = 64 * 1024;
+  for (std::size_t at = 0; at < text.size(); at += block) {
+    const auto count = static_cast<DWORD>(std::min(block, text.size() - at));
+    DWORD written = 0;
+    check(WriteFile(ends.write.get(), text.data() + at, count, &written, nullptr) && written == count, "WriteFile");
+  }
+  return std::move(ends.read);
 }
 
 std::unique_ptr<std::FILE, file_closer> open_text_file(unique_handle pipe, std::vector<char>& buffer) {

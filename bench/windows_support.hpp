@@ -1,5 +1,5 @@
-// What the benchmarks of pipes and children share: plain system calls, checked, and the one writer that fills the pipes
-// of all contenders alike. Each handle has one owner at a time; nothing here is shared between threads.
+// What the benchmarks of pipes and children share: plain system calls, checked, and the pipe that every reader finds
+// full. Each handle has one owner at a time; nothing here is shared between threads.
 #pragma once
 
 #include <windows.h>
@@ -9,9 +9,10 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
-#include <thread>
 #include <utility>
 #include <vector>
+
+#include "row.hpp"
 
 namespace bench {
 
@@ -45,13 +46,14 @@ class unique_handle {
   HANDLE handle_;
 };
 
-/// A pipe with the system's default buffer, as the library makes it: neither end is inheritable.
+/// A pipe of which neither end is inheritable.
 struct pipe_ends {
   unique_handle read;
   unique_handle write;
 };
 
-pipe_ends make_pipe();
+/// `buffer_size` in bytes; 0 is the system's default, with which the library makes its pipes.
+pipe_ends make_pipe(DWORD buffer_size = 0);
 
 /// One read into a buffer; 0 at the end of the pipe.
 DWORD read_some(HANDLE pipe, char* buffer, DWORD size);
@@ -59,9 +61,18 @@ DWORD read_some(HANDLE pipe, char* buffer, DWORD size);
 /// About 4 MiB of text in lines of 20 to 100 characters that end in CR LF; the same in every process.
 const std::string& wire_text();
 
-/// Starts the thread that writes `text` to a pipe in blocks of 64 KiB and then closes the write end, which it owns. It
-/// stops early when the reader has gone: destroy the reading end before this.
-std::jthread start_writer(HANDLE write_end, std::string_view text);
+/// The reading end of a pipe that holds all of `wire_text()` and has no writer any more. A writer at work beside the
+/// reader would make every time depend on how the system hands over between the two, which is far above the differences
+/// looked for here.
+unique_handle filled_pipe();
+
+/// A contender that reads a pipe which is made and filled anew, outside the time, before each run. `read` gets the
+/// reading end and the product.
+template <class Read>
+contender reader_of_filled_pipe(Read read) {
+  const auto pipe = std::make_shared<unique_handle>();
+  return {[pipe, read](product& result) { read(std::move(*pipe), result); }, [pipe] { *pipe = filled_pipe(); }};
+}
 
 struct file_closer {
   void operator()(std::FILE* file) const { std::fclose(file); }

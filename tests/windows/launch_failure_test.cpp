@@ -1,6 +1,7 @@
 // Launches that fail: what is thrown and said, that no handle is lost, and that the next launch works.
 
 #include "children.hpp"
+#include "handle_leak.hpp"
 #include "import_patch.hpp"
 
 #include <fl/sysdep/windows/process_impl.hpp>
@@ -20,8 +21,8 @@
 
 namespace process = foundation::core::process;
 using foundation::core::sysdep::windows::process_impl;
-using test_support::handle_count;
 using test_support::injected;
+using test_support::loses_no_handle;
 
 namespace {
 
@@ -147,19 +148,18 @@ void refuse_each(const char* function, typename injected<Function>::result_type 
   ASSERT_EQ(call.calls(), expected.size());
   const process::command what = children::command("child_exit", {"5", ""});
   for (std::size_t nth = 1; nth <= expected.size(); ++nth) {
-    call.reset();
-    allocating.reset();
-    freeing.reset();
-    const std::uint32_t before = handle_count();
-    {
+    EXPECT_TRUE(loses_no_handle([&] {
+      call.reset();
+      allocating.reset();
+      freeing.reset();
       materials fresh;
       tried.prepare(fresh);
       call.fail_at(nth, failure, injected_code);
       EXPECT_EQ(text_of_failure<process::process_init_error>(what, fresh.how),
                 init_error_text(what, expected[nth - 1]));
       EXPECT_TRUE(fresh.extra.is_open_for_read() && fresh.extra.is_open_for_write());
-    }
-    EXPECT_EQ(handle_count(), before) << "call " << nth;
+    })) << "call "
+        << nth;
     EXPECT_EQ(freeing.calls(), allocating.calls()) << "call " << nth;
     call.reset();
     EXPECT_EQ(status_of_launch(tried), 5u) << "after a failure";
@@ -176,8 +176,6 @@ TEST(LaunchFailure, OfEachSystemCallIsToldAndLosesNoHandle) {
     *length = size;
     return TRUE;
   });
-  // The first failure of all opens handles that the system keeps.
-  text_of_failure<process::process_init_error>(process::command("C:\\missing.exe"), process::context());
 #define REFUSE_EACH(function, failure) refuse_each<decltype(&function)>(#function, failure, tried)
   for (const scenario& tried : scenarios) {
     REFUSE_EACH(SetHandleInformation, FALSE);
@@ -199,19 +197,17 @@ TEST(LaunchFailure, OfEachSystemCallIsToldAndLosesNoHandle) {
 TEST(LaunchFailure, OfAThousandLaunchesOfAMissingProgramLosesNoHandle) {
   const process::command what = process::make_command("C:\\no such folder\\missing.exe", "first", "second word");
   const std::string expected = init_error_text(what, system_text(ERROR_PATH_NOT_FOUND, "CreateProcessW"));
-  std::uint32_t before = 0;
-  for (int launch = -1; launch != 1000; ++launch) {
-    if (launch == 0)
-      before = handle_count();  // behind a first one, for which the system may keep something
-    materials fresh;
-    fresh.how.explicitlyInheritHandles(launch % 2 == 0);
-    fresh.attach_pipes();
-    ASSERT_EQ(text_of_failure<process::process_init_error>(what, fresh.how), expected);
-    ASSERT_TRUE(!fresh.in.is_open_for_read() && fresh.in.is_open_for_write());
-    ASSERT_TRUE(fresh.out.is_open_for_read() && !fresh.out.is_open_for_write());
-    ASSERT_TRUE(fresh.err.is_open_for_read() && !fresh.err.is_open_for_write());
-  }
-  EXPECT_EQ(handle_count(), before);
+  EXPECT_TRUE(loses_no_handle([&] {
+    for (int launch = 0; launch != 1000; ++launch) {
+      materials fresh;
+      fresh.how.explicitlyInheritHandles(launch % 2 == 0);
+      fresh.attach_pipes();
+      ASSERT_EQ(text_of_failure<process::process_init_error>(what, fresh.how), expected);
+      ASSERT_TRUE(!fresh.in.is_open_for_read() && fresh.in.is_open_for_write());
+      ASSERT_TRUE(fresh.out.is_open_for_read() && !fresh.out.is_open_for_write());
+      ASSERT_TRUE(fresh.err.is_open_for_read() && !fresh.err.is_open_for_write());
+    }
+  }));
   EXPECT_EQ(process::process(children::command("child_exit", {"6"})).exit_status(), 6u);
 }
 

@@ -16,9 +16,8 @@
 //  - Waiting for end of file while a write end is open somewhere. A reader sees the end only when every write handle is
 //    closed: close your own (`close_for_write`) before reading to the end.
 //  - Filling the pipe with nobody reading. The system's buffer is small (some thousand bytes), and a write blocks until
-//  there
-//    is room: one thread must not write more than that before it reads. With a child that both reads and writes, let
-//    one thread write and another one read.
+//    there is room: one thread must not write more than that before it reads. With a child that both reads and writes,
+//    let one thread write and another one read.
 //  - Waiting for an answer to a question that is still in this stream's buffer: flush first.
 //
 // What is thread-safe. The stream is not: its state, its locale and its formatting are shared by both directions. To
