@@ -1,5 +1,6 @@
 #include "process/environment_block.hpp"
 
+#include <algorithm>
 #include <map>
 
 #include "util/strict_utf.hpp"
@@ -53,13 +54,14 @@ std::vector<char16_t> flattened(const merge_map& entries) {
 
 }  // namespace
 
-environment_map environment_from_entries(const std::vector<std::string>& entries) {
+environment_map environment_from_entries(std::vector<std::string> entries) {
   environment_map environment;
-  for (const std::string& entry : entries) {
-    const std::size_t equals = entry.find('=');
+  for (std::string& entry : entries) {
+    const std::size_t equals = std::min(entry.find('='), entry.size());
+    std::string name = entry.substr(0, equals);
+    entry.erase(0, equals + 1);
     // The system keeps its entries in nearly this order, so that the end is nearly always the place.
-    environment.emplace_hint(environment.end(), entry.substr(0, equals),
-                             equals == std::string::npos ? std::string() : entry.substr(equals + 1));
+    environment.emplace_hint(environment.end(), std::move(name), std::move(entry));
   }
   return environment;
 }

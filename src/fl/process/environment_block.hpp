@@ -11,7 +11,7 @@ namespace foundation::core::process {
 
 /// From entries `NAME=VALUE`, split at the first "="; without one the whole entry is the name. Where a name comes again
 /// the earlier entry stays.
-environment_map environment_from_entries(const std::vector<std::string>& entries);
+environment_map environment_from_entries(std::vector<std::string> entries);
 
 /// Appends `name=value` and a NUL, as bytes.
 void append_env_var(std::vector<char>& block, const std::pair<std::string, std::string>& entry);

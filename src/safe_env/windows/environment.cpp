@@ -36,10 +36,12 @@ environment_block copy_block() {
 std::vector<std::string> get_environment_copy() {
   const environment_block block = copy_block();
   std::vector<std::string> entries;
+  fl::ustring units;  // of one entry; kept for the next one, which then mostly needs no memory
   // Zero-terminated entries follow each other; an empty one ends the block.
   for (const wchar_t* next = block.get(); *next != L'\0';) {
     const std::wstring_view entry(next);
-    entries.push_back(fl::i18n::ustring_to_utf8(fl::ustring(entry.begin(), entry.end())));
+    units.assign(entry.begin(), entry.end());
+    entries.push_back(fl::i18n::ustring_to_utf8(units));
     next += entry.size() + 1;
   }
   return entries;
