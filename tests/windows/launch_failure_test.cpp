@@ -15,6 +15,7 @@
 #include <cwchar>
 #include <iterator>
 #include <map>
+#include <new>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -209,6 +210,33 @@ TEST(LaunchFailure, OfAThousandLaunchesOfAMissingProgramLosesNoHandle) {
     }
   }));
   EXPECT_EQ(process::process(children::command("child_exit", {"6"})).exit_status(), 6u);
+}
+
+// Each allocation of a launch in turn finds no memory, those behind the creation of the child included.
+TEST(LaunchFailure, ForWantOfMemoryLosesNoHandle) {
+  injected<void* (*)(std::size_t)> allocation(library, "_Znwy");
+  const process::command what = children::command("child_exit", {"0"});
+  int failures = 0;
+  for (bool launched = false; !launched; ++failures) {
+    EXPECT_TRUE(loses_no_handle([&] {
+      materials fresh;
+      fresh.attach_pipes();
+      fresh.how.explicitlyInheritHandles(true);
+      fresh.how.inherit_pipe(fresh.extra, process::open_mode::read);
+      int count = 0;
+      allocation.handle_with([&](auto original, std::size_t bytes) {
+        return count++ == failures ? throw std::bad_alloc() : original(bytes);
+      });
+      try {
+        process_impl::launch(what, fresh.how);
+        launched = true;
+      } catch (const process::process_init_error&) {
+      }
+      allocation.handle_with(nullptr);
+    })) << "allocation "
+        << failures;
+  }
+  EXPECT_GT(failures, 10);
 }
 
 TEST(LaunchFailure, OfABadTextSaysWhatIsWrongWithIt) {

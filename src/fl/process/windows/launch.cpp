@@ -6,14 +6,17 @@
 
 #include "loggers.hpp"
 #include "process/windows/child_setup.hpp"
+#include "process/windows/handle_closer.hpp"
 #include "process/windows/text.hpp"
 
 #include <windows.h>
 
 #include <boost/algorithm/string/replace.hpp>
 
+#include <memory>
 #include <sstream>
 #include <stdexcept>
+#include <utility>
 
 namespace foundation::core::sysdep::windows {
 
@@ -72,8 +75,13 @@ boost::shared_ptr<process_impl> process_impl::launch_untranslated(const command&
       setup.create_process(cmd.name());
       break;
   }
+  // The child runs. Its handles are closed whatever fails from here on.
+  HandleCloser<HANDLE> process_closer(setup.info().hProcess);
+  HandleCloser<HANDLE> thread_closer(setup.info().hThread);
   close_inherited_pipes(ctx.inherited_pipes());
-  return boost::shared_ptr<process_impl>(new process_impl(&setup.info()));
+  std::unique_ptr<process_impl> record(new process_impl(&setup.info()));
+  process_closer.mode = thread_closer.mode = CloseOnDestruction::leave;
+  return boost::shared_ptr<process_impl>(std::move(record));
 }
 
 void process_impl::launch_elevated_helper(const command&, const char* const&, PROCESS_INFORMATION&) {
