@@ -41,9 +41,9 @@ TEST(ThisProcess, GrowsTheBufferOnceForALongPathAndGoesByTheLastErrorAlone) {
       return size;
     }
     std::memcpy(buffer, long_path.c_str(), (long_path.size() + 1) * sizeof(wchar_t));
-    SetLastError(ERROR_SUCCESS);
     return static_cast<DWORD>(long_path.size());
   });
+  SetLastError(ERROR_ACCESS_DENIED);  // of an earlier call
   EXPECT_EQ(this_process::absolute_path(), fl::ustring(5000, u'x'));
   EXPECT_EQ(name.calls(), 2u);
 

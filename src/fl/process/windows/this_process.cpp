@@ -25,8 +25,10 @@ namespace {
                          location);
 }
 
-// The last error of a call that cuts off what does not fit, which only the last error tells.
+// The last error of a call that cuts off what does not fit, which only the last error tells. One that is left over from
+// before must not be taken for the call's own.
 DWORD read_module_file_name(std::vector<wchar_t>& buffer) {
+  ::SetLastError(ERROR_SUCCESS);
   ::GetModuleFileNameW(nullptr, buffer.data(), static_cast<DWORD>(buffer.size()));
   return ::GetLastError();
 }
