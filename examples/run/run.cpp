@@ -13,6 +13,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <future>
+#include <mutex>
+#include <optional>
 #include <stdexcept>
 #include <thread>
 
@@ -29,20 +31,45 @@ constexpr int exit_timeout = 124;
 constexpr int exit_not_started = 127;
 constexpr int exit_interrupted = 130;
 
-// What Ctrl-C ends; the handler runs on a thread of its own.
-std::atomic<process::process*> running_child{nullptr};
 std::atomic<bool> interrupted{false};
+
+// The child that Ctrl-C ends. The handler runs on a thread of its own, so that the lock keeps the child in being.
+std::mutex running_mutex;
+process::process* running_child = nullptr;
+
+void kill_running_child() {
+  const std::lock_guard lock(running_mutex);
+  try {
+    if (running_child)
+      running_child->kill();
+  } catch (const std::exception&) {
+    // It has ended by itself, perhaps by the same Ctrl-C.
+  }
+}
+
+class ended_by_ctrl_c {
+ public:
+  explicit ended_by_ctrl_c(process::process& child) {
+    set(&child);
+    if (interrupted)
+      kill_running_child();
+  }
+  ended_by_ctrl_c(const ended_by_ctrl_c&) = delete;
+  ended_by_ctrl_c& operator=(const ended_by_ctrl_c&) = delete;
+  ~ended_by_ctrl_c() { set(nullptr); }
+
+ private:
+  static void set(process::process* child) {
+    const std::lock_guard lock(running_mutex);
+    running_child = child;
+  }
+};
 
 BOOL WINAPI on_console_event(DWORD event) {
   if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT && event != CTRL_CLOSE_EVENT)
     return FALSE;
   interrupted = true;
-  try {
-    if (process::process* child = running_child)
-      child->kill();
-  } catch (const std::exception&) {
-    // It has ended by itself, perhaps by the same Ctrl-C.
-  }
+  kill_running_child();
   return TRUE;
 }
 
@@ -84,20 +111,18 @@ int run(const run_options& options) {
 
   const auto start = std::chrono::steady_clock::now();
   process::process child(options.command, how);
-  running_child = &child;
-  if (interrupted)
-    child.kill();
+  std::optional<ended_by_ctrl_c> until_its_end(child);
 
   std::promise<void> streamed;
   std::future<void> all_streamed = streamed.get_future();
-  std::thread reader([device = output.device(), &options, &streamed] {
+  std::jthread reader([device = output.device(), &options, &streamed] {
     if (!options.output_file)
       stream_to_stdout(device);
     streamed.set_value();
   });
 
   const bool in_time = await_end(child, options);
-  running_child = nullptr;
+  until_its_end.reset();
   // What a killed child had started may go on and hold the pipe; then its output is not waited for.
   const bool ended_by_force = !in_time || interrupted;
   const bool complete = !ended_by_force || all_streamed.wait_for(std::chrono::seconds(1)) == std::future_status::ready;
