@@ -22,7 +22,7 @@ struct discard {};
 /// Standard error goes where standard output goes.
 struct merge_with_stdout {};
 
-/// Input comes from a file. The name is in UTF-8 inside.
+/// Input comes from a file; one that is missing is made, empty. The name is in UTF-8 inside.
 struct FL_API read_from_file {
   explicit read_from_file(const std::string& file);
   explicit read_from_file(const ustring& file);
@@ -32,7 +32,7 @@ struct FL_API read_from_file {
   std::string file_;
 };
 
-/// Output replaces the contents of a file. The name is in UTF-8 inside.
+/// Output replaces the contents of a file, which is made if it is missing. The name is in UTF-8 inside.
 struct FL_API overwrite_file {
   explicit overwrite_file(const std::string& file);
   explicit overwrite_file(const ustring& file);
@@ -42,7 +42,7 @@ struct FL_API overwrite_file {
   std::string file_;
 };
 
-/// Output goes to the end of a file. The name is in UTF-8 inside.
+/// Output goes to the end of a file, which is made if it is missing. The name is in UTF-8 inside.
 struct FL_API append_to_file {
   explicit append_to_file(const std::string& file);
   explicit append_to_file(const ustring& file);
