@@ -3,8 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include "seeded_random.hpp"
-
 #include <array>
 #include <cstdint>
 #include <string>
@@ -155,24 +153,6 @@ TEST(Utf, ARunOfAsciiMayEndAnywhere) {
       for (const ustring& each : unit_breaks)
         ASSERT_TRUE(encodes_as_reference(ustring(before, u'x') + each + ustring(after, u'\x7F'))) << before;
     }
-  }
-}
-
-TEST(Utf, RandomMixturesConvertAsTheReference) {
-  test_support::seeded_random random;
-  for (int round = 0; round != 3000; ++round) {
-    std::string bytes;
-    ustring units;
-    for (std::uint64_t parts = random.below(12); parts != 0; --parts) {
-      const auto value = static_cast<char32_t>(
-          random.below(std::array<std::uint64_t, 4>{0x80, 0x800, 0x10000, 0x110000}[random.below(4)]));
-      bytes += random.chance(30)   ? random.text(random.below(40), std::string("abc "))
-               : random.chance(40) ? random.text(random.below(6), std::string(edge_bytes.begin(), edge_bytes.end()))
-                                   : reference_utf8(value);  // Surrogates too: ill-formed.
-      units += random.chance(30) ? random.text(random.below(40), ustring(u"abc ")) : reference_utf16(value);
-    }
-    ASSERT_TRUE(decodes_as_reference(bytes)) << testing::PrintToString(bytes);
-    ASSERT_TRUE(encodes_as_reference(units)) << testing::PrintToString(units);
   }
 }
 

@@ -4,10 +4,10 @@
 
 #include <cxxabi.h>
 
+#include <boost/core/demangle.hpp>
 #include <csignal>
 #include <cstdlib>
 #include <exception>
-#include <initializer_list>
 #include <typeinfo>
 
 #include "stack_dump.hpp"
@@ -19,14 +19,8 @@ namespace {
 constexpr DWORD cxx_exception = 0x20474343;
 
 DWORD WINAPI dump_on_fresh_stack(void* context) {
-  dump_stack(*static_cast<const CONTEXT*>(context), ::GetCurrentThread());
+  dump_stack(*static_cast<const CONTEXT*>(context));
   return 0;
-}
-
-// Reading debug information takes more stack than a thread has left that used it up.
-void dump_from_another_thread(CONTEXT& context) {
-  if (const HANDLE thread = ::CreateThread(nullptr, 0, dump_on_fresh_stack, &context, 0, nullptr))
-    ::WaitForSingleObject(thread, INFINITE);
 }
 
 LONG WINAPI report_exception(EXCEPTION_POINTERS* exception) {
@@ -40,75 +34,48 @@ LONG WINAPI report_exception(EXCEPTION_POINTERS* exception) {
     report(", %s 0x%llx", record.ExceptionInformation[0] == 0 ? "reading" : "writing or executing",
            static_cast<unsigned long long>(record.ExceptionInformation[1]));
   report(", thread %lu\n", ::GetCurrentThreadId());
+  // Reading debug information takes more stack than a thread has left that used it up.
   if (record.ExceptionCode == EXCEPTION_STACK_OVERFLOW)
-    dump_from_another_thread(*exception->ContextRecord);
+    ::WaitForSingleObject(::CreateThread(nullptr, 0, dump_on_fresh_stack, exception->ContextRecord, 0, nullptr),
+                          INFINITE);
   else
-    dump_stack(*exception->ContextRecord, ::GetCurrentThread());
+    dump_stack(*exception->ContextRecord);
   ::TerminateProcess(::GetCurrentProcess(), crash_exit_code);
   return EXCEPTION_EXECUTE_HANDLER;
 }
 
-void report_here(const char* reason) {
+// Says why, and the type and the text of the exception that nobody caught, if there is one.
+[[noreturn]] void report_here(const char* reason) {
   begin_report(abort_exit_code);
-  report("\n%s, thread %lu\n", reason, ::GetCurrentThreadId());
-}
-
-[[noreturn]] void dump_and_end() {
+  report("\ncrash: %s was called, thread %lu\n", reason, ::GetCurrentThreadId());
+  if (const std::type_info* type = abi::__cxa_current_exception_type()) {
+    report("  exception: %s\n", boost::core::demangle(type->name()).c_str());
+    try {
+      throw;
+    } catch (const std::exception& failure) {
+      report("  text: %s\n", failure.what());
+    } catch (...) {
+      report("  not a std::exception\n");
+    }
+  }
   CONTEXT context{};
   ::RtlCaptureContext(&context);
-  dump_stack(context, ::GetCurrentThread());
+  dump_stack(context);
   ::TerminateProcess(::GetCurrentProcess(), abort_exit_code);
   std::_Exit(abort_exit_code);
-}
-
-void report_text_of_current_exception() {
-  try {
-    throw;
-  } catch (const std::exception& failure) {
-    report("  text: %s\n", failure.what());
-  } catch (...) {
-    report("  not a std::exception\n");
-  }
-}
-
-[[noreturn]] void report_terminate() {
-  report_here("crash: std::terminate was called");
-  if (const std::type_info* type = abi::__cxa_current_exception_type()) {
-    int status = 0;
-    char* const readable = abi::__cxa_demangle(type->name(), nullptr, nullptr, &status);
-    report("  exception: %s\n", readable ? readable : type->name());
-    std::free(readable);
-    report_text_of_current_exception();
-  }
-  dump_and_end();
-}
-
-void report_abort(int) {
-  report_here("crash: abort was called");
-  dump_and_end();
 }
 
 }  // namespace
 
 void install_fault_reports() {
+  ::SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX | SEM_NOOPENFILEERRORBOX);
+  ::_set_error_mode(_OUT_TO_STDERR);
   // What is left to report an overflow of the main thread's stack with.
   ULONG reserve = 64 * 1024;
   ::SetThreadStackGuarantee(&reserve);
   ::SetUnhandledExceptionFilter(report_exception);
-  std::set_terminate(report_terminate);
-  std::signal(SIGABRT, report_abort);
-}
-
-void disable_error_dialogs() {
-  ::SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX | SEM_NOOPENFILEERRORBOX);
-  // The older C run-time does not have this function, so it cannot be linked.
-  using set_abort_behavior = unsigned(unsigned flags, unsigned mask);
-  constexpr unsigned message_and_fault_report = 1 | 4;
-  for (const wchar_t* runtime : {L"ucrtbase.dll", L"msvcrt.dll"})
-    if (const HMODULE module = ::GetModuleHandleW(runtime))
-      if (void* const found = reinterpret_cast<void*>(::GetProcAddress(module, "_set_abort_behavior")))
-        reinterpret_cast<set_abort_behavior*>(found)(0, message_and_fault_report);
-  ::_set_error_mode(_OUT_TO_STDERR);
+  std::set_terminate([] { report_here("std::terminate"); });
+  std::signal(SIGABRT, [](int) { report_here("abort"); });
 }
 
 }  // namespace test_support

@@ -1,5 +1,5 @@
 // Makes a dying test program say where it died: unhandled structured exceptions, std::terminate and abort print a
-// reason and the stack on standard error. Install once, at the start of main, from the main thread.
+// reason and the stack on standard error.
 #pragma once
 
 namespace test_support {
@@ -10,10 +10,8 @@ inline constexpr unsigned crash_exit_code = 97;
 /// How a program ends after std::terminate or abort: as abort does.
 inline constexpr unsigned abort_exit_code = 3;
 
-/// Handled exceptions are not touched: only what nobody wanted is reported.
+/// To be called once, at the start of main, from the main thread. Handled exceptions are not touched: only what nobody
+/// wanted is reported. From then on there is no dialog of the system or the C run-time, which nobody would answer.
 void install_fault_reports();
-
-/// No dialog of the system or of the C run-time, which nobody would answer.
-void disable_error_dialogs();
 
 }  // namespace test_support

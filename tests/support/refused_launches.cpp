@@ -5,23 +5,19 @@
 
 #include "import_patch.hpp"
 
-#include <stdexcept>
-
 namespace test_support {
-
 namespace {
 
 using create_process = decltype(&::CreateProcessW);
 
 constexpr int most_tries = 4;
-create_process real_create_process = nullptr;  // set before the patch is in place
+std::atomic<import_patch::any_function> real_create_process;
 
-BOOL WINAPI create_process_again(LPCWSTR program, LPWSTR command_line, LPSECURITY_ATTRIBUTES process,
-                                 LPSECURITY_ATTRIBUTES thread, BOOL inherit, DWORD flags, LPVOID environment,
-                                 LPCWSTR directory, LPSTARTUPINFOW startup, LPPROCESS_INFORMATION info) {
+template <class... Arguments>
+BOOL create_process_again(Arguments... arguments) {
+  const auto create = reinterpret_cast<create_process>(real_create_process.load());
   for (int tries = 1;; ++tries) {
-    if (real_create_process(program, command_line, process, thread, inherit, flags, environment, directory, startup,
-                            info))
+    if (create(arguments...))
       return TRUE;
     if (::GetLastError() != ERROR_INTERNAL_ERROR || tries == most_tries)
       return FALSE;
@@ -29,8 +25,10 @@ BOOL WINAPI create_process_again(LPCWSTR program, LPWSTR command_line, LPSECURIT
 }
 
 void patch_for_good(const char* module) {
+  const create_process again = &create_process_again;
   try {
-    new import_patch(module, nullptr, "CreateProcessW", &create_process_again);
+    new import_patch(module, "CreateProcessW", reinterpret_cast<import_patch::any_function>(again),
+                     real_create_process);
   } catch (const std::runtime_error&) {
     // This module is not part of the program, or starts nothing.
   }
@@ -39,8 +37,6 @@ void patch_for_good(const char* module) {
 }  // namespace
 
 void retry_launches_that_wine_refuses() {
-  real_create_process = reinterpret_cast<create_process>(
-      reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleW(L"kernel32.dll"), "CreateProcessW")));
   patch_for_good(nullptr);
   patch_for_good("libqxfl.dll");
 }

@@ -5,120 +5,73 @@
 #include <tlhelp32.h>
 #include <winternl.h>
 
+#include <boost/locale/encoding_utf.hpp>
+
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <cstddef>
+#include <cstdlib>
 #include <filesystem>
-#include <memory>
-#include <stdexcept>
+#include <fstream>
+#include <iterator>
 #include <system_error>
-#include <vector>
 
 namespace test_support {
+
+std::wstring widen(std::string_view utf8) {
+  return boost::locale::conv::utf_to_utf<wchar_t>(utf8.data(), utf8.data() + utf8.size());
+}
+
+std::string narrow(std::wstring_view utf16) {
+  return boost::locale::conv::utf_to_utf<char>(utf16.data(), utf16.data() + utf16.size());
+}
+
+std::string child_path(std::string_view name) {
+  std::wstring program(32768, L'\0');
+  program.resize(::GetModuleFileNameW(nullptr, program.data(), static_cast<DWORD>(program.size())));
+  return narrow(std::filesystem::path(program).replace_filename(widen(name) + L".exe").native());
+}
+
 namespace {
 
-[[noreturn]] void throw_last_error(const char* call) {
-  throw std::system_error(static_cast<int>(::GetLastError()), std::system_category(), call);
-}
-
-struct close_handle {
-  void operator()(HANDLE handle) const noexcept { ::CloseHandle(handle); }
-};
-using unique_handle = std::unique_ptr<void, close_handle>;
-
-unique_handle open_file(const std::string& path, DWORD access, DWORD disposition) {
-  const HANDLE file = ::CreateFileW(widen(path).c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                                    nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
-  if (file == INVALID_HANDLE_VALUE)
-    throw_last_error(("CreateFileW " + path).c_str());
-  return unique_handle(file);
-}
-
-std::wstring program_path() {
-  std::wstring path(32768, L'\0');
-  path.resize(::GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
-  return path;
+template <class Stream>
+Stream open(const std::string& path) {
+  Stream file(std::filesystem::path(widen(path)), std::ios::binary);
+  if (!file)
+    throw std::system_error(errno, std::generic_category(), path);
+  file.exceptions(std::ios::badbit);
+  return file;
 }
 
 }  // namespace
 
-std::wstring widen(std::string_view utf8) {
-  const int given = static_cast<int>(utf8.size());
-  std::wstring wide(utf8.size(), L'\0');  // UTF-16 never has more units than UTF-8
-  wide.resize(static_cast<std::size_t>(
-      ::MultiByteToWideChar(CP_UTF8, 0, utf8.data(), given, wide.data(), static_cast<int>(wide.size()))));
-  return wide;
-}
-
-std::string narrow(std::wstring_view utf16) {
-  const int given = static_cast<int>(utf16.size());
-  std::string bytes(utf16.size() * 3, '\0');
-  bytes.resize(static_cast<std::size_t>(::WideCharToMultiByte(CP_UTF8, 0, utf16.data(), given, bytes.data(),
-                                                              static_cast<int>(bytes.size()), nullptr, nullptr)));
-  return bytes;
-}
-
-std::string child_path(std::string_view name) {
-  std::wstring path = program_path();
-  path.erase(path.find_last_of(L'\\') + 1);
-  return narrow(path) + std::string(name) + ".exe";
-}
-
 std::string read_file(const std::string& path) {
-  const unique_handle file = open_file(path, GENERIC_READ, OPEN_EXISTING);
-  std::string content;
-  char chunk[65536];
-  for (DWORD got = 0;; content.append(chunk, got)) {
-    if (!::ReadFile(file.get(), chunk, sizeof chunk, &got, nullptr))
-      throw_last_error(("ReadFile " + path).c_str());
-    if (got == 0)
-      return content;
-  }
+  auto file = open<std::ifstream>(path);
+  return std::string(std::istreambuf_iterator<char>(file), {});
 }
 
 void write_file(const std::string& path, std::string_view content) {
-  const unique_handle file = open_file(path, GENERIC_WRITE, CREATE_ALWAYS);
-  DWORD put = 0;
-  if (!::WriteFile(file.get(), content.data(), static_cast<DWORD>(content.size()), &put, nullptr))
-    throw_last_error(("WriteFile " + path).c_str());
+  open<std::ofstream>(path).write(content.data(), static_cast<std::streamsize>(content.size())).flush();
 }
 
 temp_dir::temp_dir(std::string_view stem) {
   static std::atomic<unsigned> made{0};
-  std::wstring base(MAX_PATH + 1, L'\0');
-  base.resize(::GetTempPathW(static_cast<DWORD>(base.size()), base.data()));
-  const std::string start = narrow(base) + std::string(stem) + "-" + std::to_string(::GetCurrentProcessId()) + "-";
+  const std::string start = std::string(stem) + "-" + std::to_string(::GetCurrentProcessId()) + "-";
+  std::filesystem::path path;
   // An earlier process with this number may have left a folder behind.
   do
-    path_ = start + std::to_string(++made);
-  while (!::CreateDirectoryW(widen(path_).c_str(), nullptr) && ::GetLastError() == ERROR_ALREADY_EXISTS);
-  if (::GetFileAttributesW(widen(path_).c_str()) == INVALID_FILE_ATTRIBUTES)
-    throw_last_error(("CreateDirectoryW " + path_).c_str());
+    path = std::filesystem::temp_directory_path() / widen(start + std::to_string(++made));
+  while (!std::filesystem::create_directory(path));
+  path_ = narrow(path.native());
 }
 
 temp_dir::~temp_dir() {
   std::error_code ignored;
-  std::filesystem::remove_all(std::filesystem::path(widen(path_)), ignored);
-}
-
-std::string temp_dir::file(std::string_view name) const {
-  return path_ + "\\" + std::string(name);
-}
-
-temp_file::temp_file(std::string_view content, std::string_view name) : path_(folder_.file(name)) {
-  write_file(path_, content);
+  std::filesystem::remove_all(widen(path_), ignored);
 }
 
 namespace {
-
-std::optional<std::wstring> variable(const std::wstring& name) {
-  ::SetLastError(ERROR_SUCCESS);
-  std::wstring value(32768, L'\0');
-  value.resize(::GetEnvironmentVariableW(name.c_str(), value.data(), static_cast<DWORD>(value.size())));
-  if (value.empty() && ::GetLastError() == ERROR_ENVVAR_NOT_FOUND)
-    return std::nullopt;
-  return value;
-}
 
 // The C run-time keeps a copy for getenv, and takes an empty value for a removal: the system's is set behind it.
 void set_variable(const std::wstring& name, const std::optional<std::wstring>& value) {
@@ -128,8 +81,9 @@ void set_variable(const std::wstring& name, const std::optional<std::wstring>& v
 
 }  // namespace
 
-scoped_variable::scoped_variable(std::string_view name, std::optional<std::string_view> value)
-    : name_(widen(name)), former_(variable(name_)) {
+scoped_variable::scoped_variable(std::string_view name, std::optional<std::string_view> value) : name_(widen(name)) {
+  if (const wchar_t* const former = ::_wgetenv(name_.c_str()))
+    former_ = former;
   set_variable(name_, value ? std::optional(widen(*value)) : std::nullopt);
 }
 
@@ -137,63 +91,36 @@ scoped_variable::~scoped_variable() {
   set_variable(name_, former_);
 }
 
-namespace {
-
-// SystemExtendedHandleInformation, which winternl.h leaves out: a count, an unused word, and the entries.
-constexpr int extended_handle_information = 64;
-constexpr auto length_mismatch = static_cast<NTSTATUS>(0xC0000004);
-struct handle_entry {
-  void* object;
-  ULONG_PTR process_id;
-  ULONG_PTR handle;
-  ULONG access;
-  USHORT creator;
-  USHORT type;
-  ULONG attributes;
-  ULONG reserved;
-};
-struct handle_table {
-  ULONG_PTR count;
-  ULONG_PTR reserved;
-  handle_entry entries[1];
-};
-
-using query_function = NTSTATUS(NTAPI*)(int kind, void* memory, ULONG size, ULONG* needed);
-
-std::uint32_t count_in_system_table() {
-  const auto query = reinterpret_cast<query_function>(
-      reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "NtQuerySystemInformation")));
+std::uint32_t handle_count() {
+  if (DWORD count = 0; ::GetProcessHandleCount(::GetCurrentProcess(), &count) && count != 0)
+    return count;
+  // Wine 8 reports success and 0, which cannot be; its table of all handles is right.
+  constexpr auto length_mismatch = static_cast<NTSTATUS>(0xC0000004);
   std::vector<std::byte> memory(1 << 18);
   NTSTATUS status;
-  while ((status = query(extended_handle_information, memory.data(), static_cast<ULONG>(memory.size()), nullptr)) ==
-         length_mismatch)
+  while ((status = ::NtQuerySystemInformation(SystemHandleInformation, memory.data(), static_cast<ULONG>(memory.size()),
+                                              nullptr)) == length_mismatch)
     memory.resize(memory.size() * 2);
   if (status < 0)
-    throw std::runtime_error("NtQuerySystemInformation failed");
-  const auto& table = *reinterpret_cast<const handle_table*>(memory.data());
-  return static_cast<std::uint32_t>(
-      std::count_if(table.entries, table.entries + table.count,
-                    [](const handle_entry& each) { return each.process_id == ::GetCurrentProcessId(); }));
+    throw std::system_error(static_cast<int>(::RtlNtStatusToDosError(status)), std::system_category());
+  const auto& table = *reinterpret_cast<const SYSTEM_HANDLE_INFORMATION*>(memory.data());
+  // Of the owner's number there are 16 bits here.
+  const auto own = static_cast<std::uint16_t>(::GetCurrentProcessId());
+  return static_cast<std::uint32_t>(std::count_if(table.Handle, table.Handle + table.Count, [own](const auto& each) {
+    return static_cast<std::uint16_t>(each.OwnerPid) == own;
+  }));
 }
 
-}  // namespace
-
-std::uint32_t handle_count() {
-  DWORD count = 0;
-  if (!::GetProcessHandleCount(::GetCurrentProcess(), &count))
-    throw_last_error("GetProcessHandleCount");
-  // Wine 8 reports success and 0, which cannot be; its table of all handles is right.
-  return count != 0 ? count : count_in_system_table();
-}
-
-std::uint32_t thread_count() {
-  const unique_handle snapshot(::CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0));
+std::vector<unsigned long> thread_ids() {
+  const HANDLE snapshot = ::CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0);
   THREADENTRY32 entry{};
   entry.dwSize = sizeof entry;
-  std::uint32_t count = 0;
-  for (BOOL more = ::Thread32First(snapshot.get(), &entry); more; more = ::Thread32Next(snapshot.get(), &entry))
-    count += entry.th32OwnerProcessID == ::GetCurrentProcessId();
-  return count;
+  std::vector<unsigned long> ids;
+  for (BOOL more = ::Thread32First(snapshot, &entry); more; more = ::Thread32Next(snapshot, &entry))
+    if (entry.th32OwnerProcessID == ::GetCurrentProcessId())
+      ids.push_back(entry.th32ThreadID);
+  ::CloseHandle(snapshot);
+  return ids;
 }
 
 }  // namespace test_support

@@ -1,5 +1,5 @@
-// Small helpers for tests that run on Windows: where things lie, temporary files, and counts of what a process holds.
-// Paths and texts are UTF-8. What fails throws std::system_error that names the system call.
+// Small helpers for tests that run on Windows: where things lie, temporary files, and what a process holds. Paths and
+// texts are UTF-8. What fails throws std::system_error.
 //
 // Thread safety: free functions may be called from any thread; one object belongs to one thread.
 #pragma once
@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace test_support {
 
@@ -15,7 +16,7 @@ namespace test_support {
 /// Whether the file exists is not asked.
 std::string child_path(std::string_view name);
 
-/// Ill-formed input becomes U+FFFD.
+/// Ill-formed input is left out.
 std::wstring widen(std::string_view utf8);
 std::string narrow(std::wstring_view utf16);
 
@@ -34,10 +35,8 @@ class temp_dir {
   /// What cannot be removed stays: a file may still be open in a child.
   ~temp_dir();
 
-  /// Absolute, with backslashes, without one at the end.
-  const std::string& path() const noexcept { return path_; }
-  /// The path of an entry of the folder, whether or not it exists.
-  std::string file(std::string_view name) const;
+  /// The absolute path of an entry of the folder, whether or not it exists, with backslashes.
+  std::string file(std::string_view name) const { return path_ + "\\" + std::string(name); }
 
  private:
   std::string path_;
@@ -46,13 +45,11 @@ class temp_dir {
 /// A file with a given content in a folder of its own, removed with it.
 class temp_file {
  public:
-  explicit temp_file(std::string_view content = {}, std::string_view name = "file.tmp");
-
-  const std::string& path() const noexcept { return path_; }
+  explicit temp_file(std::string_view content = {}) { write_file(path(), content); }
+  std::string path() const { return folder_.file("file.tmp"); }
 
  private:
   temp_dir folder_;
-  std::string path_;
 };
 
 /// Sets an environment variable of this process, for the C run-time as well, and puts the former state back.
@@ -72,6 +69,6 @@ class scoped_variable {
 /// The handles that this process has open now, to compare before and after.
 std::uint32_t handle_count();
 /// The threads of this process now, the calling one included.
-std::uint32_t thread_count();
+std::vector<unsigned long> thread_ids();
 
 }  // namespace test_support

@@ -1,43 +1,46 @@
 #include "watchdog.hpp"
 
-#include <cstdlib>
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <atomic>
+#include <thread>
 
 #include "stack_dump.hpp"
 
 namespace test_support {
+namespace {
 
-watchdog& watchdog::start(unsigned limit_s) {
-  auto* const started = new watchdog(limit_s);
-  std::thread([started] { started->run(); }).detach();
-  return *started;
-}
+// An event, set when something begins.
+const HANDLE progress = ::CreateEventW(nullptr, FALSE, FALSE, nullptr);
+// The test that runs or ran last. Null before the first.
+std::atomic<const testing::TestInfo*> latest{nullptr};
 
-watchdog::watchdog(unsigned limit_s)
-    : limit_s_(limit_s), progress_(::CreateEventW(nullptr, FALSE, FALSE, nullptr)), activity_("(start)") {}
-
-void watchdog::watch(const std::string& activity) {
-  {
-    const std::lock_guard lock(mutex_);
-    activity_ = activity;
+class progress_listener : public testing::EmptyTestEventListener {
+  void OnTestStart(const testing::TestInfo& test) override {
+    latest = &test;
+    ::SetEvent(progress);
   }
-  ::SetEvent(progress_);
-}
+  void OnTestEnd(const testing::TestInfo&) override { ::SetEvent(progress); }
+  void OnTestProgramEnd(const testing::UnitTest&) override { ::SetEvent(progress); }
+};
 
-void watchdog::run() {
-  while (::WaitForSingleObject(progress_, limit_s_ * 1000) == WAIT_OBJECT_0) {
+void watch(unsigned limit_s) {
+  while (::WaitForSingleObject(progress, limit_s * 1000) == WAIT_OBJECT_0) {
   }
-  end_process();
-}
-
-void watchdog::end_process() {
   begin_report(hang_exit_code);
-  {
-    const std::lock_guard lock(mutex_);
-    report("\nhang: %s ran longer than %u s\n", activity_.c_str(), limit_s_);
-  }
+  const testing::TestInfo* const test = latest;
+  report("\nhang: %s.%s, or what follows it, ran longer than %u s\n", test ? test->test_suite_name() : "",
+         test ? test->name() : "(start)", limit_s);
   dump_other_threads();
   ::TerminateProcess(::GetCurrentProcess(), hang_exit_code);
-  std::_Exit(hang_exit_code);
+}
+
+}  // namespace
+
+void start_watchdog(unsigned limit_s) {
+  testing::UnitTest::GetInstance()->listeners().Append(new progress_listener);
+  std::thread(watch, limit_s).detach();
 }
 
 }  // namespace test_support

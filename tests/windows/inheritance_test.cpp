@@ -44,7 +44,7 @@ TEST(Inheritance, WithAListOnlyWhatIsListedIsUsableThoughManyThreadsLaunch) {
   constexpr int threads = 8;
   constexpr int launches = 4;
   const std::vector<inheritable_event> decoys(64);
-  process::command setter = children::command("child_handles", {"--set"});
+  process::command setter = children::command("child_handles");
   for (const inheritable_event& each : decoys)
     setter.args().push_back(each.number());
   std::atomic<int> listed_set{0};

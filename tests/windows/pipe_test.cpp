@@ -1,5 +1,5 @@
-// Pipes of the system, through the library's interface: transfer between threads, ownership of handles, and failures of
-// the system calls. The rules of the translation itself are tested with scripted calls elsewhere.
+// Pipes of the system, through the library's interface: overlapped reads, ownership of handles, and failures of the
+// system calls. The rules of the translation are tested with scripted calls, transfers with children.
 #include <fl/process/iopipe.hpp>
 
 #include <windows.h>
@@ -9,15 +9,12 @@
 #include <boost/system/error_code.hpp>
 #include <boost/system/system_error.hpp>
 
-#include <algorithm>
-#include <iterator>
 #include <optional>
 #include <string>
 #include <thread>
 
 #include "handle_leak.hpp"
 #include "import_patch.hpp"
-#include "seeded_random.hpp"
 
 namespace {
 
@@ -61,42 +58,6 @@ iopipe_handles overlapped_handles(const char* name) {
   EXPECT_NE(read, INVALID_HANDLE_VALUE);
   EXPECT_NE(write, INVALID_HANDLE_VALUE);
   return {read, write};
-}
-
-TEST(Pipe, CarriesEveryByteBetweenTwoThreadsInBothDirections) {
-  test_support::seeded_random random;
-  std::string sent((std::size_t{4} << 20) + 1, '\0');
-  std::generate(sent.begin(), sent.end(), [&] { return static_cast<char>(random.bits()); });
-  for (const bool other_thread_writes : {true, false}) {
-    iopipe pipe;
-    iopipe other_view(pipe.device());
-    std::string received;
-    const auto write_all = [&](iopipe& to) {
-      to.write(sent.data(), static_cast<std::streamsize>(sent.size()));
-      to.close_for_write();
-      EXPECT_TRUE(to.good());
-    };
-    const auto read_all = [&](iopipe& from) { received.assign(std::istreambuf_iterator<char>(from), {}); };
-    std::thread other([&] { other_thread_writes ? write_all(other_view) : read_all(other_view); });
-    other_thread_writes ? read_all(pipe) : write_all(pipe);
-    other.join();
-    EXPECT_TRUE(received == sent);
-  }
-}
-
-TEST(Pipe, TextModeTranslatesOnTheWireOnly) {
-  const iopipe_device both(text_mode);
-  const iopipe_device wire(both.handles(), false, process::open_mode::binary);
-  EXPECT_EQ(both.write("a\nb", 3), 3);
-  EXPECT_EQ(read_exactly(wire, 4), "a\r\nb");
-  EXPECT_EQ(wire.write("c\r\nd\r", 5), 5);
-  EXPECT_EQ(read_exactly(both, 3), "c\nd");
-  both.close_for_write();
-  EXPECT_EQ(read_exactly(both, 1), "\r");
-  char unused;
-  EXPECT_EQ(both.read(&unused, 1), 0);
-  wire.release_read_handle();
-  wire.release_write_handle();
 }
 
 TEST(Pipe, AnOverlappedReadWaitsForItsBytesAndMeetsTheEnd) {

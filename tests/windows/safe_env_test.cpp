@@ -29,8 +29,10 @@ TEST(EnvironmentCopy, TakesTheBlockAsItStandsAndFreesItOrThrowsTheFailure) {
   injected<decltype(&FreeEnvironmentStringsW)> release("libqxsafe_env.dll", "FreeEnvironmentStringsW");
   get.fail_at(2, nullptr, ERROR_NOT_ENOUGH_MEMORY);
   get.handle_with([](auto) { return block; });
-  release.handle_with([](auto, wchar_t* what) { return what == block; });
-  release.start_recording();
+  release.handle_with([](auto, wchar_t* what) {
+    EXPECT_EQ(what, block);
+    return TRUE;
+  });
   EXPECT_EQ(get_environment_copy(), (std::vector<std::string>{"=C:=C:\\x", "\xC3\xA9=\xF0\x9F\x98\x80=", "b=2", "=",
                                                               "noequals", "E=", "L=\xEF\xBF\xBD."}));
   try {
@@ -40,7 +42,7 @@ TEST(EnvironmentCopy, TakesTheBlockAsItStandsAndFreesItOrThrowsTheFailure) {
     EXPECT_EQ(e.code(), boost::system::error_code(ERROR_NOT_ENOUGH_MEMORY, boost::system::system_category()));
     EXPECT_NE(std::string(e.what()).find("GetEnvironmentStringsW"), std::string::npos);
   }
-  EXPECT_EQ(release.recorded(), (std::vector<std::tuple<wchar_t*>>{block}));
+  EXPECT_EQ(release.calls(), 1u);
 }
 
 // Each writer sets its variable to values of many lengths that consist of one letter, and removes it now and then. A

@@ -9,16 +9,15 @@
 
 #include <cstdint>
 #include <cwchar>
+#include <string>
 
-namespace {
-
-std::string record(std::wstring_view argument) {
-  const std::string text = child::to_utf8(argument);
-  const auto length = static_cast<std::uint32_t>(text.size());
-  return std::string(reinterpret_cast<const char*>(&length), sizeof length) + text;
+static std::string to_utf8(std::wstring_view wide) {
+  std::string bytes(wide.size() * 3, '\0');
+  bytes.resize(
+      static_cast<std::size_t>(::WideCharToMultiByte(CP_UTF8, 0, wide.data(), static_cast<int>(wide.size()),
+                                                     bytes.data(), static_cast<int>(bytes.size()), nullptr, nullptr)));
+  return bytes;
 }
-
-}  // namespace
 
 int wmain(int count, wchar_t** arguments) {
   int first = 1;
@@ -27,7 +26,10 @@ int wmain(int count, wchar_t** arguments) {
     first = 2;
   }
   std::string records;
-  for (int at = first; at < count; ++at)
-    records += record(arguments[at]);
-  return child::write_all(child::out(), records) ? 0 : child::io_error;
+  for (int at = first; at < count; ++at) {
+    const std::string text = to_utf8(arguments[at]);
+    const auto length = static_cast<std::uint32_t>(text.size());
+    records.append(reinterpret_cast<const char*>(&length), sizeof length) += text;
+  }
+  return child::write_all(child::out, records) ? 0 : child::io_error;
 }

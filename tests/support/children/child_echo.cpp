@@ -5,17 +5,15 @@
 #include "child_io.hpp"
 
 #include <cwchar>
+#include <string>
 #include <thread>
 
 int wmain(int count, wchar_t** arguments) {
-  std::thread flood;
-  if (count == 3 && std::wcscmp(arguments[1], L"--flood-stderr") == 0)
-    flood = std::thread(
-        [size = std::wcstoull(arguments[2], nullptr, 0)] { child::write_all(child::err(), std::string(size, 'e')); });
-  else if (count != 1)
-    return child::usage("usage: child_echo [--flood-stderr BYTES]\n");
-  const bool copied = child::copy_all(child::in(), child::out());
-  if (flood.joinable())
-    flood.join();
+  std::thread flood([&] {
+    if (count == 3)
+      child::write_all(child::err, std::string(std::wcstoul(arguments[2], nullptr, 10), 'e'));
+  });
+  const bool copied = child::copy_all(child::in, child::out);
+  flood.join();
   return copied ? 0 : child::io_error;
 }

@@ -8,15 +8,13 @@
 int wmain(int count, wchar_t** arguments) {
   if (count > 1) {
     const HANDLE event = ::OpenEventW(SYNCHRONIZE, FALSE, arguments[1]);
-    if (event == nullptr)
-      return child::usage("child_wait: no such event\n");
     return ::WaitForSingleObject(event, INFINITE) == WAIT_OBJECT_0 ? 0 : child::io_error;
   }
-  if (!child::write_all(child::out(), "ready\n"))
+  if (!child::write_all(child::out, "ready\n"))
     return child::io_error;
-  char dropped[4096];
+  char dropped = 0;
   DWORD got = 0;
-  while (::ReadFile(child::in(), dropped, sizeof dropped, &got, nullptr) && got != 0) {
+  while (::ReadFile(child::in, &dropped, 1, &got, nullptr) && got != 0) {
   }
   return 0;
 }

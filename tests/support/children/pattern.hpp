@@ -4,7 +4,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
 #include <string>
 #include <string_view>
 
@@ -13,12 +12,8 @@ namespace child_pattern {
 /// The lines "line 000001", "line 000002", … to `count`, each followed by `line_end`.
 inline std::string lines(std::uint64_t count, std::string_view line_end = "\n") {
   std::string text;
-  char line[32];
-  for (std::uint64_t number = 1; number <= count; ++number) {
-    std::snprintf(line, sizeof line, "line %06llu", static_cast<unsigned long long>(number));
-    text += line;
-    text += line_end;
-  }
+  for (std::uint64_t number = 1; number <= count; ++number)
+    text.append("line ").append(std::to_string(1'000'000 + number), 1).append(line_end);
   return text;
 }
 
