@@ -1,6 +1,6 @@
 // The child of the benchmarks that start one. Plain system calls only, so that it starts with no library of its own.
 //
-//   bench_child        writes 4 KiB to standard output and ends with 0
+//   bench_child        writes 64 KiB to standard output and ends with 0
 //   bench_child wait   writes one byte when it runs, waits until standard input ends, and ends with 7
 
 #include <windows.h>
@@ -15,7 +15,7 @@ bool write_all(const char* data, DWORD size) {
 }
 
 int write_block() {
-  char block[4096];
+  static char block[64 * 1024];
   for (std::size_t i = 0; i < sizeof block; ++i) {
     block[i] = static_cast<char>('a' + i % 26);
   }

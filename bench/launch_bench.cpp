@@ -1,14 +1,12 @@
 // Starts a child with its output in a pipe, reads the output to its end and waits for the exit code: through the
-// library, with bare system calls, and with Boost.Process. All read 4 KiB at a time
-// and start the child in ".".
-
-// The buffer of a stream of Boost.Process, made as large as that of an iopipe.
-#define BOOST_PROCESS_PIPE_SIZE 4096
+// library, with bare system calls, and with Boost.Process. All ask for 4 KiB at a time (the streams keep the buffers
+// that they come with), start the child in ".", and give it this program's own standard input and error.
 
 #include <boost/process/child.hpp>
 #include <boost/process/io.hpp>
 #include <boost/process/pipe.hpp>
 #include <boost/process/start_dir.hpp>
+#include <cstdio>
 #include <fl/process/command.hpp>
 #include <fl/process/context.hpp>
 #include <fl/process/iopipe.hpp>
@@ -56,7 +54,7 @@ void launch_boost_process(bench::product& result) {
   namespace bp = boost::process;
   static const boost::filesystem::path path(bench::child_path());
   bp::ipstream output;
-  bp::child child(path, bp::std_out > output, bp::start_dir("."));
+  bp::child child(path, bp::std_in<stdin, bp::std_out> output, bp::std_err > stderr, bp::start_dir("."));
   take_all(output, result);
   child.wait();
   result.take_value(static_cast<unsigned>(child.exit_code()));
