@@ -76,7 +76,8 @@ class FL_API context {
   void detached_process(bool value);
   void detached_process(const boost::optional<bool>& value);
   boost::optional<bool> detached_process() const;
-  /// Whether the child gets only the handles that this context names, and no other inheritable one.
+  /// Whether the child gets only the handles that this context names, and no other inheritable one. Without it a child
+  /// also gets every end that another thread is just giving to a child of its own, and keeps that pipe from ending.
   void explicitlyInheritHandles(bool value);
   void explicitlyInheritHandles(const boost::optional<bool>& value);
   boost::optional<bool> explicitlyInheritHandles() const;
@@ -88,7 +89,7 @@ class FL_API context {
   /// True exactly when the level is `Elevated`.
   bool elevated() const;
 
-  /// Further handles for the child. They stay the caller's.
+  /// Further handles for the child, which must be inheritable. They stay the caller's.
   inherited_handles_type& inherited_handles();
   const inherited_handles_type& inherited_handles() const;
 

@@ -125,7 +125,10 @@ class FL_API iopipe_device : public const_iopipe_device {
   std::streamsize read(char* s, std::streamsize n) const;
 
   /// Writes `n` characters, blocking until the pipe has room. In text mode each line feed goes out as carriage return
-  /// and line feed. @return how many of the `n` characters the system took; fewer than `n` are possible and not
+  /// and line feed, in a call of its own, and the text before it in another one, also where that is empty: a reader
+  /// that waits can see such a call as a read of no bytes. For a reader that takes this for the end, write in binary
+  /// mode.
+  /// @return how many of the `n` characters the system took; fewer than `n` are possible and not
   /// retried.
   /// @throws iopipe_error if the end is not open.
   /// @throws iopipe_write_error if the system refuses; how much was written before is not known then.
