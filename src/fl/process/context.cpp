@@ -197,7 +197,9 @@ iopipe_descriptor context::inherit_pipe(iopipe& pipe, int mode) {
     inherited_pipes_.erase(pipe.device());
     return iopipe_descriptor();
   }
-  pipe.flush();
+  // Through the buffer: `flush` does nothing on a stream that is not good, and the child would wait for what is in it.
+  if (pipe.rdbuf()->pubsync() != 0)
+    pipe.setstate(std::ios_base::badbit);
   const iopipe_device device = pipe.device();
   inherited_pipes_[device] = mode;
   return device.descriptor(mode);

@@ -96,8 +96,8 @@ class FL_API context {
   /// The pipes for the child, with the open mode (1 read end, 2 write end) of what it gets.
   const std::map<iopipe_device, int>& inherited_pipes() const;
   /// Lets the child have the ends of `pipe` that `mode` names, and returns what the child needs to open them. Flushes
-  /// the output side of `pipe` first. A mode that names no end takes the pipe off the list and returns an empty
-  /// descriptor.
+  /// the output side of `pipe` first, whatever state the stream is in; what cannot be written sets its badbit. A mode
+  /// that names no end takes the pipe off the list and returns an empty descriptor.
   iopipe_descriptor inherit_pipe(iopipe& pipe, int mode);
 
  private:
