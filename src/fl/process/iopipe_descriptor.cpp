@@ -33,6 +33,7 @@ void* parse_file_handle(std::istream& in) {
   if (in.bad())
     throw std::runtime_error(message);
   // A failed extraction may leave a number too (the largest one, if it overflowed); that is no handle.
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): a number is what a handle is to another process
   return in.fail() ? nullptr : reinterpret_cast<void*>(static_cast<std::uintptr_t>(number));
 }
 
@@ -70,7 +71,7 @@ iopipe_descriptor_impl::iopipe_descriptor_impl(const std::string& text) {
 
 void iopipe_descriptor_impl::serialize(std::ostream& out) const {
   iopipe_descriptor_impl_base::serialize(out);
-  const int pending = static_cast<signed char>(pending_char_);
+  const int pending = static_cast<signed char>(pending_char_);  // NOLINT(bugprone-signed-char-misuse): -128 to 127
   out << ' ' << text_mode_ << ' ' << has_pending_char_ << ' ' << pending << ' ' << overlapped_;
 }
 
@@ -97,6 +98,7 @@ iopipe_descriptor::iopipe_descriptor(const char* text) : iopipe_descriptor(std::
 iopipe_descriptor::iopipe_descriptor(const boost::shared_ptr<const iopipe_descriptor_impl>& impl) : impl_(impl) {}
 
 iopipe_descriptor::iopipe_descriptor(const iopipe_descriptor&) = default;
+// NOLINTNEXTLINE(performance-move-constructor-init): shares on purpose
 iopipe_descriptor::iopipe_descriptor(iopipe_descriptor&& other) noexcept : impl_(other.impl_) {}
 iopipe_descriptor& iopipe_descriptor::operator=(const iopipe_descriptor&) = default;
 iopipe_descriptor& iopipe_descriptor::operator=(iopipe_descriptor&& other) noexcept {

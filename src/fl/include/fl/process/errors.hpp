@@ -51,9 +51,9 @@ class FL_API command_not_found : public boost::system::system_error, public virt
   /// `text` opens what `what()` says.
   explicit command_not_found(const std::string& text);
   command_not_found(const command_not_found& other);
-  command_not_found(command_not_found&& other);
+  command_not_found(command_not_found&& other) noexcept;
   command_not_found& operator=(const command_not_found& other);
-  command_not_found& operator=(command_not_found&& other);
+  command_not_found& operator=(command_not_found&& other) noexcept;
   ~command_not_found() noexcept override;
 
  protected:

@@ -53,10 +53,12 @@ class FL_API iopipe_descriptor {
   /// malformed is zero.
   /// @throws std::runtime_error "parse_file_handle: bad stream" if the first number is malformed or there is no second.
   /// @throws boost::numeric::negative_overflow, boost::numeric::positive_overflow if the character is out of its range.
+  // NOLINTBEGIN(google-explicit-constructor): text, content and descriptor stand for each other in calls
   iopipe_descriptor(const std::string& text);
   iopipe_descriptor(const char* text);
   /// Shares `impl`, which must not be null.
   iopipe_descriptor(const boost::shared_ptr<const sysdep::windows::iopipe_descriptor_impl>& impl);
+  // NOLINTEND(google-explicit-constructor)
 
   // A moved-from descriptor still has its content: moves share, as copies do.
   iopipe_descriptor(const iopipe_descriptor&);
@@ -66,7 +68,7 @@ class FL_API iopipe_descriptor {
   ~iopipe_descriptor();
 
   /// The text form, such as "0 0 0 0 0 0" for a default descriptor; the parsing constructors read it back.
-  operator std::string() const;
+  operator std::string() const;  // NOLINT(google-explicit-constructor)
 
   /// The fields, in the platform's own class; lives as long as any copy of this descriptor.
   const sysdep::windows::iopipe_descriptor_impl& impl() const noexcept;

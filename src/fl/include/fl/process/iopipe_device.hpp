@@ -110,7 +110,7 @@ class FL_API iopipe_device : public const_iopipe_device {
   /// @throws boost::system::system_error with the text "CreatePipe" if the system refuses.
   explicit iopipe_device(int mode = open_mode::binary);
   /// A new device over the descriptor's handles, which belong to it from now on.
-  iopipe_device(const iopipe_descriptor& descriptor);
+  iopipe_device(const iopipe_descriptor& descriptor);  // NOLINT(google-explicit-constructor)
   /// A new device over existing handles, which belong to it from now on; an end is open if its handle is not null.
   /// `overlapped` says whether the read handle was opened for overlapped use; of `mode` only `open_mode::binary`
   /// matters.
