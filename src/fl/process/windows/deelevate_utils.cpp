@@ -1,20 +1,11 @@
 #include <fl/sysdep/windows/deelevate_utils.hpp>
 
 #include "process/windows/handle_closer.hpp"
+#include "process/windows/last_error.hpp"
 
 #include <windows.h>
 
-#include <boost/system/system_error.hpp>
-
 namespace foundation::core::sysdep::windows {
-
-namespace {
-
-[[noreturn]] void throw_token_error(DWORD code, const char* text) {
-  throw boost::system::system_error(static_cast<int>(code), boost::system::system_category(), text);
-}
-
-}  // namespace
 
 int IsTokenElevated(void* token) {
   constexpr const char* failure = "Cannot de-elevate: cannot confirm if process is elevated.";
@@ -22,13 +13,13 @@ int IsTokenElevated(void* token) {
   const HandleCloser<void*> closer(own_token);
   if (!token) {
     if (!::OpenProcessToken(::GetCurrentProcess(), TOKEN_QUERY, &own_token))
-      throw_token_error(::GetLastError(), failure);
+      throw_unlogged_error(::GetLastError(), failure);
     token = own_token;
   }
   TOKEN_ELEVATION elevation = {};
   DWORD length = 0;
   if (!::GetTokenInformation(token, TokenElevation, &elevation, sizeof elevation, &length))
-    throw_token_error(::GetLastError(), failure);
+    throw_unlogged_error(::GetLastError(), failure);
   return elevation.TokenIsElevated != 0 ? 1 : 0;
 }
 

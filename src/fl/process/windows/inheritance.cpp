@@ -4,10 +4,9 @@
 #include <fl/sysdep/windows/process_impl.hpp>
 
 #include "process/windows/handle_flags.hpp"
+#include "process/windows/last_error.hpp"
 
 #include <windows.h>
-
-#include <boost/system/system_error.hpp>
 
 #include <algorithm>
 #include <new>
@@ -20,10 +19,8 @@ using process::iopipe_device;
 namespace open_mode = process::open_mode;
 
 void mark_inheritable(void* handle) {
-  if (!::SetHandleInformation(handle, HANDLE_FLAG_INHERIT, HANDLE_FLAG_INHERIT)) {
-    const DWORD code = ::GetLastError();
-    throw boost::system::system_error(static_cast<int>(code), boost::system::system_category(), "SetHandleInformation");
-  }
+  if (!::SetHandleInformation(handle, HANDLE_FLAG_INHERIT, HANDLE_FLAG_INHERIT))
+    throw_unlogged_error(::GetLastError(), "SetHandleInformation");
 }
 
 void process_impl::allow_pipe_to_be_inherited(const std::pair<iopipe_device, int>& pipe) {

@@ -7,4 +7,7 @@ namespace foundation::core::sysdep::windows {
 /// writing it to the log. Read the last error into a variable at once after the call that failed.
 [[noreturn]] void throw_last_error(unsigned long code, const char* text);
 
+/// The same without a log record, for refusals of which the caller may be the cause.
+[[noreturn]] void throw_unlogged_error(unsigned long code, const char* text);
+
 }  // namespace foundation::core::sysdep::windows

@@ -9,8 +9,6 @@
 
 #include <windows.h>
 
-#include <boost/system/system_error.hpp>
-
 #include <io.h>
 
 #include <cstdio>
@@ -21,11 +19,6 @@ namespace foundation::core::sysdep::windows {
 using process::iopipe_device;
 
 namespace {
-
-// Raised without a log record: the caller may have chosen the handle.
-[[noreturn]] void throw_system_error(DWORD code, const char* text) {
-  throw boost::system::system_error(static_cast<int>(code), boost::system::system_category(), text);
-}
 
 HANDLE duplicate_inheritable(HANDLE source, const char* failure) {
   HANDLE duplicate = nullptr;
@@ -50,11 +43,11 @@ HANDLE duplicate_alike(HANDLE source) {
     return nullptr;
   DWORD flags = 0;
   if (!::GetHandleInformation(source, &flags))
-    throw_system_error(::GetLastError(), "GetHandleInformation");
+    throw_unlogged_error(::GetLastError(), "GetHandleInformation");
   HANDLE duplicate = nullptr;
   if (!::DuplicateHandle(::GetCurrentProcess(), source, ::GetCurrentProcess(), &duplicate, 0,
                          (flags & HANDLE_FLAG_INHERIT) != 0, DUPLICATE_SAME_ACCESS))
-    throw_system_error(::GetLastError(), "DuplicateHandle");
+    throw_unlogged_error(::GetLastError(), "DuplicateHandle");
   return duplicate;
 }
 
