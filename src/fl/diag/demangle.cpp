@@ -1,0 +1,33 @@
+#include <fl/diag/demangle.hpp>
+
+#include "diag/undecorate.hpp"
+
+#include <cxxabi.h>
+
+#include <cstdlib>
+#include <memory>
+#include <stdexcept>
+
+namespace foundation::core::diag::detail {
+
+std::string demangle_typeid_name(const char* name, bool strict) {
+  if (name == nullptr || *name == '\0') {
+    if (strict)
+      throw std::invalid_argument("<null>");
+    return {};
+  }
+  int status = 0;
+  const std::unique_ptr<char, void (*)(void*)> readable(abi::__cxa_demangle(name, nullptr, nullptr, &status),
+                                                        std::free);
+  if (readable)
+    return readable.get();
+  // Names of another compiler's types.
+  char buffer[1024];
+  if (undecorate(name, buffer, sizeof buffer))
+    return buffer;
+  if (strict)
+    throw std::invalid_argument(name);
+  return name;
+}
+
+}  // namespace foundation::core::diag::detail

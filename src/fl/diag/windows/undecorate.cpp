@@ -1,0 +1,25 @@
+#include "diag/undecorate.hpp"
+
+#include "util/slim_lock.hpp"
+
+#include <windows.h>
+
+// Behind windows.h, whose types it uses.
+#include <dbghelp.h>
+
+#include <mutex>
+
+namespace foundation::core::diag {
+
+namespace {
+
+constinit util::slim_lock undecorate_lock;  // The system's function is not safe for use by several threads.
+
+}  // namespace
+
+bool undecorate(const char* name, char* buffer, std::size_t size) {
+  const std::lock_guard lock(undecorate_lock);
+  return UnDecorateSymbolName(name, buffer, static_cast<DWORD>(size), UNDNAME_COMPLETE) != 0;
+}
+
+}  // namespace foundation::core::diag
