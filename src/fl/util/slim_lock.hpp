@@ -1,6 +1,6 @@
-// A reader/writer lock that needs no construction: it is usable from the moment the library is loaded, allocates nothing
-// and cannot fail. Not recursive. Meets Lockable's and SharedLockable's lock and unlock, for std::lock_guard and
-// std::shared_lock.
+// A reader/writer lock that needs no construction: it is usable from the moment the library is loaded, allocates
+// nothing and cannot fail. Not recursive. Meets Lockable's and SharedLockable's lock and unlock, for std::lock_guard
+// and std::shared_lock.
 #pragma once
 
 namespace foundation::core::util {
