@@ -2,13 +2,33 @@
 // the library is unloaded, in reverse. No other unit has a namespace-scope object with a dynamic initialiser.
 // Nothing here reads the environment or starts a thread.
 
+#include <fl/diag/terminate.hpp>
+
 #include "loggers.hpp"
 
-namespace foundation::core::loggers {
+#include <foundation_log/termination.hpp>
+
+#include <sstream>
+
+namespace foundation::core {
+
+namespace {
+
+/// Lets the log's fatal path end where all fatal errors end.
+log::detail::termination_handler fatal_log_records([](const std::ostringstream& text, const char* file, int line,
+                                                      const char* function) {
+  diag::terminate(text, file, line, function);
+});
+
+}  // namespace
+
+namespace loggers {
 
 logger deelevate_utils("fl::process::deelevate_utils");
 logger process_impl("fl::process::process_impl");
 logger process("fl::process::process");
 logger process_reaper("fl::process::process_reaper");
 
-}  // namespace foundation::core::loggers
+}  // namespace loggers
+
+}  // namespace foundation::core

@@ -1,4 +1,5 @@
 // Every public header, compiled as C++17 with all warnings: what a client with an older language sees. No program.
+#include <fl/diag.hpp>
 #include <fl/process.hpp>
 #include <fl/process/testing.hpp>
 #include <fl/sysdep/windows/deelevate_utils.hpp>
@@ -10,6 +11,8 @@
 #include <i18n/convert.hpp>
 #include <i18n/encoding.hpp>
 #include <i18n/filesystem.hpp>
+#include <resource_core/msg_id.hpp>
+#include <resource_core/msg_id_holder.hpp>
 #include <safe_env/environment.hpp>
 
 #ifdef _WINDOWS_

@@ -1,0 +1,199 @@
+// Ending the process. On the way from `terminate` to the final stage nothing is allocated: text is built in arrays of
+// fixed size, in the engine or on the stack of the thread that terminates.
+#include <fl/diag/terminate.hpp>
+
+#include "diag/escaped_message.hpp"
+#include "diag/final_stage.hpp"
+#include "diag/line_text.hpp"
+#include "diag/report.hpp"
+#include "diag/terminate_engine.hpp"
+#include "util/built_once.hpp"
+
+#include <boost/format.hpp>
+
+#include <cstdlib>
+#include <exception>
+#include <mutex>
+#include <sstream>
+#include <string_view>
+
+namespace foundation::core::diag {
+
+namespace {
+
+constexpr const char* this_file = "src/fl/diag/terminate";
+constexpr const char* failure_on_the_way = "exception during abnormal termination";
+
+constinit util::built_once<terminate_impl> engine;
+
+/// The end of a function of the engine that could not do its work.
+[[noreturn]] void give_up(int line, const char* function) noexcept {
+  final_stage(failure_on_the_way, this_file, line, function);
+}
+
+const char* text_or_empty(const char* text) noexcept {
+  return text != nullptr ? text : "";
+}
+
+const char* text_or_unknown(const char* text) noexcept {
+  return text != nullptr && *text != '\0' ? text : "<unknown>";
+}
+
+bool is(const char* value, std::string_view expected) noexcept {
+  return value == expected;
+}
+
+/// Whether the environment asks for standard error in place of a dialog.
+bool dialog_is_unwanted() noexcept {
+  if (const char* const disable = std::getenv("QX_DISABLE_TERMINATE_DIALOG"))
+    return !is(disable, "0");
+  const char* const mode = text_or_empty(std::getenv("QX_CRASH_MODE"));
+  return !is(mode, "") && !is(mode, "default") && !is(mode, "continue");
+}
+
+}  // namespace
+
+terminate_impl::terminate_impl() : observer_(default_observer) {
+  if (dialog_is_unwanted())
+    write_failures_to_standard_error();
+}
+
+terminate_impl& term() noexcept try { return engine.get(); } catch (...) {
+  give_up(435, __PRETTY_FUNCTION__);
+}
+
+const char* terminate_impl::log(const char* message, const thread_context& context) noexcept try {
+  const std::lock_guard lock(lock_);
+  write_report(log_buffer_.stream(), {false, text_or_empty(message), nullptr, 0, nullptr}, context);
+  return log_buffer_.text();
+} catch (...) {
+  give_up(252, __PRETTY_FUNCTION__);
+}
+
+const char* terminate_impl::log(const char* message, const _EXCEPTION_POINTERS* fault) noexcept try {
+  const thread_context context(fault);
+  const std::lock_guard lock(lock_);
+  write_report(log_buffer_.stream(), {false, text_or_empty(message), nullptr, 0, nullptr}, context);
+  return log_buffer_.text();
+} catch (...) {
+  give_up(266, __PRETTY_FUNCTION__);
+}
+
+const char* terminate_impl::log() noexcept try {
+  const std::lock_guard lock(lock_);
+  return log_buffer_.text();
+} catch (...) {
+  give_up(279, __PRETTY_FUNCTION__);
+}
+
+bool terminate_impl::called() noexcept try {
+  const std::lock_guard lock(lock_);
+  return was_called_;
+} catch (...) {
+  give_up(292, __PRETTY_FUNCTION__);
+}
+
+void terminate_impl::notify(const char* message, const char* file, int line, const char* function) noexcept {
+  try {
+    observer_.load()(message, file, line, function);
+  } catch (...) {
+    // The report may be lost; the termination is not.
+  }
+}
+
+terminate_impl::observer_type terminate_impl::exchange_observer(observer_type observer) {
+  const observer_type former = observer_.exchange(observer != nullptr ? observer : default_observer);
+  const std::lock_guard lock(lock_);
+  log_buffer_.wipe();
+  return former;
+}
+
+void terminate_impl::default_observer(const char* message, const char* file, int line, const char* function) {
+  terminate_impl& self = term();
+  const std::lock_guard lock(self.lock_);
+  write_report(self.log_buffer_.stream(), {true, message, file, line, function}, thread_context(false));
+  self.was_called_ = true;
+}
+
+namespace {
+
+// A message in any of its forms: written to a stream, and as a string for tests.
+void put(std::ostream& os, std::string_view message) {
+  write(os, message);
+}
+void put(std::ostream& os, const boost::format& message) {
+  os << message;
+}
+std::string string_of(std::string_view message) {
+  return std::string(message);
+}
+std::string string_of(const boost::format& message) {
+  return message.str();
+}
+
+template <class Message>
+[[noreturn]] void terminate_with(const Message& message, const char* file, int line, const char* function) {
+  terminate_impl& self = term();
+  if (self.test_mode().get() && std::uncaught_exceptions() == 0)
+    throw terminate_impl::terminate_exception{string_of(message)};
+  text_buffer text;
+  put(text.stream(), message);
+  self.notify(text.text(), file, line, function);
+  final_stage(text.text(), text_or_unknown(file), line, text_or_unknown(function));
+}
+
+}  // namespace
+
+void terminate(const char* message, const char* file, int line, const char* function) {
+  terminate_with(std::string_view(text_or_empty(message)), file, line, function);
+}
+
+void terminate(const std::string& message, const char* file, int line, const char* function) {
+  terminate_with(std::string_view(message), file, line, function);
+}
+
+void terminate(const boost::format& message, const char* file, int line, const char* function) {
+  terminate_with(message, file, line, function);
+}
+
+void terminate(const std::ostringstream& message, const char* file, int line, const char* function) {
+  terminate_with(message.view(), file, line, function);
+}
+
+void terminate(const std::stringstream& message, const char* file, int line, const char* function) {
+  terminate_with(message.view(), file, line, function);
+}
+
+void terminate(const ustring& message, const char* file, int line, const char* function) {
+  terminate(escaped_message(message).text, file, line, function);
+}
+
+void terminate(const char16_t* message, const char* file, int line, const char* function) {
+  terminate(escaped_message(message != nullptr ? message : u"").text, file, line, function);
+}
+
+const char* terminate_log(const char* message, const thread_context& context) noexcept {
+  return term().log(message, context);
+}
+
+const char* terminate_log(const char* message, const _EXCEPTION_POINTERS* fault) noexcept {
+  return term().log(message, fault);
+}
+
+const char* terminate_log() noexcept {
+  return term().log();
+}
+
+bool terminate_called() noexcept {
+  return term().called();
+}
+
+void disable_terminate_dialog() noexcept {
+  write_failures_to_standard_error();
+}
+
+}  // namespace foundation::core::diag
+
+bool fl_diag_terminate() {
+  return true;
+}

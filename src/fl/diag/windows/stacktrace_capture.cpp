@@ -1,0 +1,75 @@
+// Capturing the stack that a context describes. That of the calling thread is captured in guard.cpp.
+#include <fl/diag/stacktrace.hpp>
+
+#include "diag/windows/guard.hpp"
+#include "diag/windows/symbol_engine.hpp"
+
+#include <mutex>
+
+#include <windows.h>
+
+// Behind windows.h, whose types it uses.
+#include <dbghelp.h>
+
+namespace foundation::core::diag {
+
+namespace {
+
+/// One walk from a context, in a form that a guarded function can take.
+struct walk {
+  explicit walk(const CONTEXT& from) : record(from) {}
+
+  CONTEXT record;  ///< A copy: the walk changes it.
+  symbol_engine* engine = nullptr;
+  bool acquired = false;  ///< The engine's service has one holder more.
+  const void** next = nullptr;
+  const void** limit = nullptr;  ///< One past the last frame that there is room for.
+  std::size_t skip = 0;
+};
+
+STACKFRAME64 first_frame(const CONTEXT& record) {
+  STACKFRAME64 frame{};
+  frame.AddrPC = {record.Rip, 0, AddrModeFlat};
+  frame.AddrFrame = {record.Rbp, 0, AddrModeFlat};
+  frame.AddrStack = {record.Rsp, 0, AddrModeFlat};
+  return frame;
+}
+
+void take_frames(void* object) {
+  walk& w = *static_cast<walk*>(object);
+  w.engine->acquire();
+  w.acquired = true;
+  STACKFRAME64 frame = first_frame(w.record);
+  while (w.engine->initialised() && w.next != w.limit &&
+         StackWalk64(IMAGE_FILE_MACHINE_AMD64, w.engine->process(), GetCurrentThread(), &frame, &w.record, nullptr,
+                     SymFunctionTableAccess64, SymGetModuleBase64, nullptr)) {
+    if (w.skip > 0)
+      --w.skip;
+    else
+      *w.next++ = reinterpret_cast<const void*>(frame.AddrPC.Offset);
+  }
+}
+
+void release_service(void* object) {
+  static_cast<symbol_engine*>(object)->release();
+}
+
+}  // namespace
+
+void stacktrace_base::capture(const thread_context& context, std::size_t skip) {
+  if (!context)
+    throw bad_thread_context("cannot capture stack for empty thread context");
+  walk w(*context.get_data());
+  w.engine = &symbol_engine::instance();
+  w.next = begin();
+  w.limit = begin() + capacity_;
+  w.skip = skip;
+  const std::lock_guard lock(w.engine->lock());
+  // The guard encloses the walk and not the lock, which a fault would leave locked.
+  const bool through = qxfl_run_guarded(take_frames, &w);
+  end_ = through ? w.next : begin();
+  if (w.acquired)
+    qxfl_run_guarded(release_service, w.engine);
+}
+
+}  // namespace foundation::core::diag

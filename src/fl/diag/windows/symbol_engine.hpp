@@ -1,0 +1,43 @@
+// The process's one holder of the system's symbol service, which is started when somebody needs it, counted, and
+// stopped when nobody does. Every call into the service stands under the engine's lock: it is not safe for use by
+// several threads.
+#pragma once
+
+#include "util/checked_lock.hpp"
+
+#include <cstddef>
+#include <cstdint>
+
+namespace foundation::core::diag {
+
+class symbol_engine {
+ public:
+  /// Built at first use, never destroyed. Throws `std::system_error` as `checked_lock` does.
+  static symbol_engine& instance();
+
+  /// Guards all below.
+  util::checked_lock& lock() noexcept { return lock_; }
+
+  /// Adds a holder, and starts the service unless it runs. If it does not start, the next holder tries again.
+  void acquire() noexcept;
+  /// Takes a holder away, and stops the service with the last one.
+  void release() noexcept;
+  /// Whether the service runs.
+  bool initialised() const noexcept { return initialised_; }
+  void* process() const noexcept { return process_; }
+
+  /// Writes the readable name of the symbol at `address`, zero-terminated and cut to fit, and how many bytes behind
+  /// the symbol's start it lies. False if the service does not run or does not know. Allocates nothing itself.
+  bool find_symbol(const void* address, char* name, std::size_t size, std::uint64_t& displacement) noexcept;
+
+  symbol_engine();
+
+ private:
+  void* process_;          ///< This process.
+  char search_path_[260];  ///< The directory of the executable.
+  util::checked_lock lock_;
+  std::uint32_t holders_ = 0;
+  bool initialised_ = false;  ///< The service was started and not stopped yet.
+};
+
+}  // namespace foundation::core::diag

@@ -1,0 +1,72 @@
+#include "diag/symbol_lookup.hpp"
+
+#include <fl/diag/symbols.hpp>
+
+#include "diag/windows/symbol_engine.hpp"
+
+#include <algorithm>
+#include <mutex>
+#include <string_view>
+
+#include <windows.h>
+
+namespace foundation::core::diag {
+
+namespace {
+
+constexpr std::size_t longest_variable = 256;  ///< Of the name of a module's variable, in characters.
+
+/// What the module exports under "<stem>_relative_path", or null.
+const char* relative_path_of(const void* module, std::string_view file) noexcept try {
+  constexpr std::string_view suffix = "_relative_path";
+  std::string_view stem = file.substr(file.rfind('\\') + 1);
+  stem = stem.substr(0, stem.find('.'));
+  if (stem.size() + suffix.size() > longest_variable)
+    return nullptr;
+  char name[longest_variable + 1];
+  *std::copy(suffix.begin(), suffix.end(), std::copy(stem.begin(), stem.end(), name)) = '\0';
+  const void* const variable = symbols::getSymbolAddress(module, name);
+  return variable != nullptr ? *static_cast<const char* const*>(variable) : nullptr;
+} catch (...) {
+  return nullptr;
+}
+
+void find_module(const void* frame, frame_description& known) noexcept {
+  const void* const base = symbols::getModuleAddress(frame);
+  if (base == nullptr)
+    return;
+  const auto module = static_cast<HMODULE>(const_cast<void*>(base));
+  if (GetModuleFileNameA(module, known.file, sizeof known.file) == 0) {
+    known.file[0] = '\0';
+    return;
+  }
+  known.file[sizeof known.file - 1] = '\0';
+  known.module = base;
+  known.relative_path = relative_path_of(base, known.file);
+}
+
+}  // namespace
+
+symbol_lookup::symbol_lookup() {
+  symbol_engine& engine = symbol_engine::instance();
+  const std::lock_guard lock(engine.lock());
+  engine.acquire();
+}
+
+symbol_lookup::~symbol_lookup() {
+  symbol_engine& engine = symbol_engine::instance();
+  const std::lock_guard lock(engine.lock());
+  engine.release();
+}
+
+frame_description symbol_lookup::describe(const void* frame) const {
+  frame_description known;
+  find_module(frame, known);
+  symbol_engine& engine = symbol_engine::instance();
+  const std::lock_guard lock(engine.lock());
+  if (!engine.find_symbol(frame, known.symbol, sizeof known.symbol, known.displacement))
+    known.symbol[0] = '\0';
+  return known;
+}
+
+}  // namespace foundation::core::diag
