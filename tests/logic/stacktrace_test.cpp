@@ -1,0 +1,153 @@
+// Stacks as values, and their printed forms. What is captured and known of a frame comes from a script.
+
+#include <fl/diag/stacktrace.hpp>
+
+#include "host/diag_platform.hpp"
+#include "seeded_random.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <iomanip>
+#include <locale>
+#include <sstream>
+#include <vector>
+
+namespace {
+
+using namespace foundation::core::diag;
+using test_support::host_system;
+using frames = std::vector<const void*>;
+
+const void* at(unsigned long long address) {
+  return reinterpret_cast<const void*>(static_cast<std::uintptr_t>(address));
+}
+
+template <std::size_t N>
+stacktrace<N> stack_of(const frames& content) {
+  host_system().stack = content;
+  return stacktrace<N>();
+}
+
+frames content_of(const stacktrace_base& stack) {
+  return frames(stack.begin(), stack.end());
+}
+
+// The rules of comparison and exchange, on plain vectors.
+
+frames first(const frames& all, std::size_t n) {
+  return {all.begin(), all.begin() + static_cast<std::ptrdiff_t>(n)};
+}
+frames last(const frames& all, std::size_t n) {
+  return {all.end() - static_cast<std::ptrdiff_t>(n), all.end()};
+}
+bool same(frames (*part)(const frames&, std::size_t), std::size_t n, const frames& a, const frames& b) {
+  return a.size() < n || b.size() < n ? a == b : part(a, n) == part(b, n);
+}
+
+void expect_swapped(const frames& a, const frames& b) {
+  auto left = stack_of<7>(a);
+  auto right = stack_of<4>(b);
+  swap(left, right);
+  EXPECT_EQ(content_of(left), b);
+  EXPECT_EQ(content_of(right), first(a, std::min(a.size(), std::size_t{4})));
+}
+
+TEST(Stacktrace, ComparesAndSwapsAsPlainVectorsDo) {
+  test_support::seeded_random random;
+  const frames addresses{at(1), at(2)};
+  for (int round = 0; round < 3000; ++round) {
+    const auto a = random.text<frames>(random.below(8), addresses);
+    const auto b = random.text<frames>(random.below(5), addresses);
+    const auto left = stack_of<7>(a);
+    const auto right = stack_of<4>(b);
+    ASSERT_EQ(content_of(left), a);
+    const std::size_t least = std::min(a.size(), b.size());
+    EXPECT_EQ(left.compare_top(right), same(first, least, a, b));
+    EXPECT_EQ(left.compare_bottom(right), same(last, least, a, b));
+    const std::size_t n = random.below(9);
+    EXPECT_EQ(left.compare_top_n(n, right), same(first, n, a, b)) << n;
+    EXPECT_EQ(left.compare_bottom_n(n, right), same(last, n, a, b)) << n;
+    expect_swapped(a, b);
+  }
+}
+
+TEST(Stacktrace, HoldsNoMoreThanItsCapacityAndCopiesWhatItHolds) {
+  host_system().stack = {at(1), at(2), at(3), at(4)};
+  stacktrace<3> stack(1);
+  const stacktrace<3> copy = stack;
+  EXPECT_EQ(content_of(copy), (frames{at(2), at(3), at(4)}));
+  EXPECT_EQ(frames(copy.rbegin(), copy.rend()), (frames{at(4), at(3), at(2)}));
+  stack.capture(9);
+  EXPECT_TRUE(stack.empty());
+  EXPECT_EQ(stack.max_size(), 3u);
+  stack = copy;
+  EXPECT_EQ(stack[2], at(4));
+  EXPECT_TRUE(stacktrace<3>(0, false).empty());
+}
+
+struct grouping : std::numpunct<char> {
+  std::string do_grouping() const override { return "\1"; }
+};
+
+/// What `stack` prints to a stream whose settings would spoil its numbers, which are to be left as they are.
+std::string printed(const stacktrace_base& stack, std::ostream& (*form)(std::ostream&), const void* start = nullptr) {
+  std::ostringstream os;
+  os.imbue(std::locale(os.getloc(), new grouping));
+  os << std::showbase << std::uppercase << std::left << std::oct << std::setfill('*');
+  const auto flags = os.flags();
+  if (form != nullptr)
+    os << form;
+  stack.format(os, start);
+  EXPECT_EQ(os.flags(), flags);
+  EXPECT_EQ(os.fill(), '*');
+  return os.str();
+}
+
+TEST(StacktracePrint, NumericAndRawFormsAreExactAndBeginWhereTheyAreTold) {
+  const auto stack = stack_of<4>({at(0x7ff612ab), at(0xABCDEF0123456789), at(0)});
+  EXPECT_EQ(printed(stack, numeric),
+            "[  0] 0x000000007ff612ab\n"
+            "[  1] 0xabcdef0123456789\n"
+            "[  2] 0x0000000000000000\n");
+  EXPECT_EQ(printed(stack, numeric, at(0xABCDEF0123456789)),
+            "[  0] 0xabcdef0123456789\n"
+            "[  1] 0x0000000000000000\n");
+  EXPECT_EQ(printed(stack, raw), "7ff612ab\nabcdef0123456789\n0\n");
+  for (const auto form : {numeric, raw, symbolic})
+    EXPECT_EQ(printed(stack, form, at(5)), "");
+  std::ostringstream unknown;
+  unknown << raw;
+  unknown.iword(std::ios_base::xalloc() - 1) = 3;  // The word before: that of the form, as nobody else asks for one.
+  stack.format(unknown, nullptr);
+  EXPECT_EQ(unknown.str(), "");
+}
+
+TEST(StacktracePrint, SymbolicFormShowsWhatIsKnownOfEachFrame) {
+  static const char relative[] = "bin/planner.exe", none[] = "";
+  const std::string long_file = "C:\\" + std::string(57, 'd');
+  host_system().describe = [&](const void* frame, frame_description& known) {
+    EXPECT_EQ(host_system().lookups, 1);
+    if (frame == at(1))
+      return;
+    known.module = at(0x1000);
+    std::strcpy(known.file, frame == at(0x2000) ? long_file.c_str() : "C:\\planner.exe");
+    known.relative_path = frame == at(0x3000) ? relative : frame == at(0x4000) ? none : nullptr;
+    if (frame != at(0x2000)) {
+      std::strcpy(known.symbol, "planner::solve");
+      known.displacement = 130;
+    }
+  };
+  const auto stack = stack_of<4>({at(1), at(0x2000), at(0x3000), at(0x4000)});
+  const std::string expected = "[  0] 0x0000000000000001 " + std::string(34, ' ') + "<unknown-module>+00000000\n" +
+                               "[  1] 0x0000000000002000 " + long_file + "+00004096\n" + "[  2] 0x0000000000003000 " +
+                               std::string(35, ' ') + "bin/planner.exe+00008192 planner::solve+00000130\n" +
+                               "[  3] 0x0000000000004000 " + std::string(36, ' ') +
+                               "C:\\planner.exe+00012288 planner::solve+00000130\n";
+  EXPECT_EQ(printed(stack, nullptr), expected);
+  EXPECT_EQ(printed(stack, symbolic), expected);
+  EXPECT_EQ(host_system().lookups, 0);
+  test_support::reset_host_system();
+}
+
+}  // namespace

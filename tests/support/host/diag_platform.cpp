@@ -1,0 +1,107 @@
+#include "host/diag_platform.hpp"
+
+#include <fl/diag/stacktrace.hpp>
+#include <fl/diag/thread_context.hpp>
+#include <fl/diag/thread_name.hpp>
+
+#include "diag/register_block.hpp"
+#include "util/thread_id.hpp"
+
+#include <algorithm>
+#include <cstring>
+
+namespace test_support {
+
+namespace {
+
+struct fault {
+  unsigned long long rip;
+} latest;
+
+}  // namespace
+
+scripted_system& host_system() {
+  static scripted_system system;
+  return system;
+}
+
+const void* make_fault(unsigned long long rip) {
+  latest = {rip};
+  return &latest;
+}
+
+}  // namespace test_support
+
+namespace foundation::core {
+
+using test_support::host_system;
+
+unsigned long util::current_thread_id() noexcept {
+  return host_system().thread_id;
+}
+
+namespace diag {
+
+bool getCurrentThreadName(char* buffer, std::size_t size) {
+  const std::string& name = host_system().thread_name;
+  if (name.empty())
+    return false;
+  buffer[name.copy(buffer, size - 1)] = '\0';
+  return true;
+}
+
+bool windows::context_base::capture_data(const void*) noexcept {
+  std::memset(data_, 0, record_size);
+  std::memcpy(data_, &host_system().rip, sizeof host_system().rip);
+  return true;
+}
+
+bool windows::context_base::set_data(const _EXCEPTION_POINTERS* pointers) noexcept {
+  std::memset(data_, 0, record_size);
+  std::memcpy(data_, pointers, sizeof(test_support::fault));
+  return true;
+}
+
+bool windows::context_base::compare_data(const context_base& other) const noexcept {
+  return std::memcmp(data_, other.data_, record_size) == 0;
+}
+
+std::ostream& windows::context_base::format_data(std::ostream& os) const {
+  registers values{};
+  std::memcpy(&values.rip, data_, sizeof values.rip);
+  write_register_block(os, values);
+  return os;
+}
+
+void stacktrace_base::capture(std::size_t skip) noexcept {
+  const auto& frames = host_system().stack;
+  const std::size_t skipped = std::min(skip, frames.size());
+  const std::size_t count = std::min(frames.size() - skipped, capacity_);
+  std::copy_n(frames.data() + skipped, count, begin());
+  resize(count);
+}
+
+void stacktrace_base::capture(const thread_context&, std::size_t skip) {
+  if (host_system().before_capture)
+    host_system().before_capture();
+  capture(skip);
+}
+
+symbol_lookup::symbol_lookup() {
+  ++host_system().lookups;
+}
+
+symbol_lookup::~symbol_lookup() {
+  --host_system().lookups;
+}
+
+frame_description symbol_lookup::describe(const void* frame) const {
+  frame_description known;
+  if (host_system().describe)
+    host_system().describe(frame, known);
+  return known;
+}
+
+}  // namespace diag
+
+}  // namespace foundation::core

@@ -1,0 +1,35 @@
+// What the logic of diagnostics asks of a system, scripted: stacks, symbols, registers and threads are what a test
+// says.
+#pragma once
+
+#include "diag/symbol_lookup.hpp"
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace test_support {
+
+struct scripted_system {
+  std::vector<const void*> stack;        ///< What every capture gives, as far as it fits.
+  std::function<void()> before_capture;  ///< Called at each capture from a context, if set; may throw.
+  unsigned long long rip = 0;            ///< The program counter of every captured context; other registers are 0.
+  std::string thread_name;               ///< Empty: the thread has none.
+  unsigned long thread_id = 1;
+  /// What is known of a frame.
+  std::function<void(const void*, foundation::core::diag::frame_description&)> describe;
+  int lookups = 0;  ///< Living holders of the symbol service.
+};
+
+/// The one system of the test program, for the test to set.
+scripted_system& host_system();
+
+/// Sets it back to the above.
+inline void reset_host_system() {
+  host_system() = {};
+}
+
+/// A fault as a handler gets it, with `rip` as its program counter. Lives until the next call.
+const void* make_fault(unsigned long long rip);
+
+}  // namespace test_support
