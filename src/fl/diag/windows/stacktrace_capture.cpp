@@ -27,6 +27,17 @@ struct walk {
   std::size_t skip = 0;
 };
 
+/// Leaves a function at address 0, which a call through a null pointer has entered: the system's walk ends there before
+/// it has begun, although all of the stack is there.
+void leave_null_function(walk& w) {
+  if (w.skip > 0)
+    --w.skip;
+  else if (w.next != w.limit)
+    *w.next++ = nullptr;
+  w.record.Rip = *reinterpret_cast<const DWORD64*>(w.record.Rsp);
+  w.record.Rsp += sizeof(DWORD64);
+}
+
 STACKFRAME64 first_frame(const CONTEXT& record) {
   STACKFRAME64 frame{};
   frame.AddrPC = {record.Rip, 0, AddrModeFlat};
@@ -39,6 +50,8 @@ void take_frames(void* object) {
   walk& w = *static_cast<walk*>(object);
   w.engine->acquire();
   w.acquired = true;
+  if (w.record.Rip == 0 && w.engine->initialised())
+    leave_null_function(w);
   STACKFRAME64 frame = first_frame(w.record);
   while (w.engine->initialised() && w.next != w.limit &&
          StackWalk64(IMAGE_FILE_MACHINE_AMD64, w.engine->process(), GetCurrentThread(), &frame, &w.record, nullptr,

@@ -1,0 +1,156 @@
+// Processes that end badly, as seen from outside: one report with the right heading and the place of the fault, a
+// failure status, and no hanging.
+
+#include "run_child.hpp"
+#include "support.hpp"
+
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+using test_support::run_child;
+
+constexpr std::uint32_t crash_status = 99;  // Of diag_child's handlers.
+constexpr std::uint32_t abort_status = 3;
+
+std::string without_carriage_returns(const std::string& text) {
+  return std::regex_replace(text, std::regex("\r"), "");
+}
+
+int count_of(const std::string& text, const std::string& part) {
+  int count = 0;
+  for (auto found = text.find(part); found != std::string::npos; found = text.find(part, found + 1))
+    ++count;
+  return count;
+}
+
+const std::string fault = "\nAbnormal termination:\nfault\n\n";
+
+TEST(Crash, EveryEndLeavesOneReportThatNamesThePlaceAndAFailureStatus) {
+  const struct {
+    const char* mode;
+    std::uint32_t status;
+    std::string heading, part;
+  } cases[] = {
+      {"read", crash_status, fault, "[  0] 0x"},
+      {"write", crash_status, fault, " fault_here+0000"},
+      {"execute", crash_status, fault, "Stack Trace (from fault):\n[  0] 0x"},
+      {"divide", crash_status, fault, "[  0] 0x"},
+      {"illegal", crash_status, fault, "[  0] 0x"},
+      {"overflow", crash_status, fault, " recurse+0000"},
+      {"overflow in thread", crash_status, fault, " recurse+0000"},
+      {"fault in thread", crash_status, fault, " fault_here+0000"},
+      {"pure", crash_status, fault, "[  0] 0x0000000000000000 "},  // What this compiler makes of such a call.
+      {"std::terminate", abort_status,
+       "\nAssertion in terminate handler at diag_child.cpp line 1:\nSt13runtime_error\n\n", " on_terminate+0000"},
+      {"observer throws", abort_status, "\nAbnormal termination:\nas given\n\n", "Function: <unknown>, file <unknown>"},
+      {"observer faults", crash_status, fault, " fault_here+0000"},
+      {"in flight", abort_status, "\nAssertion in unwinding at diag_child.cpp line 2:\nreal\n\n",
+       "end_while_unwinding+0000"},
+      {"fatal record", abort_status, "\nAssertion in int solve() at solver.cpp line 17:\ncount=42",
+       "::report_check+0000"},
+  };
+  for (const auto& each : cases) {
+    SCOPED_TRACE(each.mode);
+    const auto child = run_child("diag_child", each.mode);
+    const std::string err = without_carriage_returns(child.err);
+    EXPECT_EQ(child.exit_code, each.status);
+    EXPECT_EQ(count_of(err, each.heading), 1) << err;
+    EXPECT_EQ(count_of(err, "\nCurrent Thread: '"), 1) << err;
+    EXPECT_NE(err.find(each.part), std::string::npos) << err;
+  }
+}
+
+TEST(Crash, AFaultInsideTheReportEndsTheProcessInPlaceOfHanging) {
+  const auto child = run_child("diag_child", "report faults");
+  EXPECT_EQ(child.exit_code, abort_status);
+  EXPECT_NE(child.err.find("exception during abnormal termination"), std::string::npos) << child.err;
+  EXPECT_NE(child.err.find("file src/fl/diag/terminate, line 266"), std::string::npos) << child.err;
+}
+
+TEST(Terminate, ShowsMessageFunctionAndPlaceAtTheEnd) {
+  const auto known = run_child("diag_child", "assert");
+  EXPECT_NE(known.err.find("it broke"), std::string::npos) << known.err;
+  EXPECT_NE(known.err.find("Function: int solve(), file solve.cpp, line 17"), std::string::npos) << known.err;
+  const auto unknown = run_child("diag_child", "unknown place");
+  EXPECT_NE(unknown.err.find("Function: <unknown>, file <unknown>, line 0"), std::string::npos) << unknown.err;
+  EXPECT_NE(unknown.err.find("Assertion:"), std::string::npos) << unknown.err;
+  // Too long for the final stage, but not for the log.
+  const auto longer = run_child("diag_child", "too long");
+  EXPECT_NE(longer.err.find("len >= 0, file src/fl/diag/windows/terminate, line 41"), std::string::npos);
+  EXPECT_NE(longer.err.find(std::string(4096, 'x')), std::string::npos);
+}
+
+/// The parts of a log, each a report.
+std::vector<std::string> reports_of(const std::string& log) {
+  std::vector<std::string> reports;
+  for (std::size_t begin = log.find("\nAssertion"); begin != std::string::npos;) {
+    const std::size_t next = log.find("\nAssertion", begin + 1);
+    reports.push_back(log.substr(begin, next - begin));
+    begin = next;
+  }
+  return reports;
+}
+
+TEST(Terminate, EightThreadsAtOnceLeaveEightWholeReports) {
+  const auto child = run_child("diag_child", "threads");
+  EXPECT_EQ(child.exit_code, crash_status);
+  const auto reports = reports_of(child.err);
+  ASSERT_EQ(reports.size(), 8u) << child.err;
+  const std::regex whole(
+      R"(\nAssertion in f at diag_child.cpp line (\d):\nmessage (\d)\n\nCurrent Thread: 'thread (\d)' id \d+\n\n)"
+      R"(Register State \(captured\):\n[^]{13,}CS = [^]+\nStack Trace \(captured\):\n(\[[^\n]+\n)+\n)");
+  for (const auto& report : reports) {
+    std::smatch parts;
+    ASSERT_TRUE(std::regex_match(report, parts, whole)) << report;
+    EXPECT_TRUE(parts[1] == parts[2] && parts[2] == parts[3]) << report;
+  }
+}
+
+TEST(Terminate, AllocatesNothingOnItsWayToTheFinalStage) {
+  const auto child = run_child("diag_child", "no memory");  // Every import of an allocating function fails and counts.
+  EXPECT_EQ(child.exit_code, crash_status);
+  EXPECT_EQ(child.err.rfind("0 allocations\n\nAssertion in f at diag_child.cpp line 3:\nn\\u00F3 memory\n\n", 0), 0u)
+      << child.err;
+  EXPECT_NE(child.err.find(" foundation::core::diag::terminate+0000"), std::string::npos) << child.err;
+}
+
+TEST(Terminate, TheEnvironmentSwitchesTheDialogOff) {
+  using value = std::optional<std::string_view>;
+  const struct {
+    value disable, mode;
+    const char* dialog;
+  } cases[] = {
+      {std::nullopt, std::nullopt, "on"},
+      {std::nullopt, "default", "on"},
+      {std::nullopt, "continue", "on"},
+      {std::nullopt, "Default", "off"},
+      {"0", "batch", "on"},
+      {"1", std::nullopt, "off"},
+      {"00", "default", "off"},
+  };
+  for (const auto& each : cases) {
+    const test_support::scoped_variable disable("QX_DISABLE_TERMINATE_DIALOG", each.disable);
+    const test_support::scoped_variable mode("QX_CRASH_MODE", each.mode);
+    EXPECT_EQ(run_child("diag_child", "dialog").err, each.dialog)
+        << each.disable.value_or("(unset)") << " " << each.mode.value_or("(unset)");
+  }
+}
+
+TEST(TerminateHandler, TwoOnOneThreadEndTheProcess) {
+  EXPECT_EQ(run_child("diag_child", "nested handlers").exit_code, abort_status);
+}
+
+TEST(FastExit, RunsNothing) {
+  const auto child = run_child("diag_child", "fast exit");
+  EXPECT_EQ(child.exit_code, 3u);
+  EXPECT_EQ(child.err, "");
+}
+
+}  // namespace
