@@ -1,0 +1,340 @@
+// Contexts, stacks, symbols and terminations within a living process. How processes end is seen by crash_test.
+
+#include <fl/diag.hpp>
+
+#include "import_patch.hpp"
+
+#include <gtest/gtest.h>
+#include <windows.h>
+#include <boost/format.hpp>
+
+// Behind windows.h, whose types it uses.
+#include <dbghelp.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstring>
+#include <functional>
+#include <new>
+#include <regex>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+/// Shown in stacks in place of the program's file.
+extern "C" __declspec(dllexport) const char* diag_test_relative_path;
+const char* diag_test_relative_path = "bin/diag_test";
+
+namespace {
+
+using namespace foundation::core::diag;
+using foundation::core::ustring;
+using foundation::core::test::terminate_handled;
+using foundation::core::test::terminate_handler;
+using test_support::injected;
+
+std::string symbolic_form(const stacktrace_base& stack, const void* start = nullptr) {
+  std::ostringstream os;
+  stack.format(os, start);
+  return os.str();
+}
+
+/// The line of a frame in `function` of this program.
+std::string line_of(const std::string& number, const std::string& function) {
+  return "\\[" + number + "\\] 0x[0-9a-f]{16} {38}bin/diag_test\\+\\d{8} " + function + "\\+\\d{8}\n";
+}
+
+bool begins_with(const std::string& text, const std::string& pattern) {
+  return std::regex_search(text, std::regex(pattern), std::regex_constants::match_continuous);
+}
+
+[[gnu::noipa]] std::size_t capture_here(stacktrace_base& stack) {
+  stack.capture(1);
+  return stack.size();
+}
+
+[[gnu::noipa]] thread_context context_here() {
+  return {};
+}
+
+[[gnu::noipa]] void capture_from_context(stacktrace_base& stack) {
+  const thread_context here = context_here();
+  thread_context later;
+  later.capture();
+  stack.capture(later, 0);
+  EXPECT_FALSE(here.compare(later));
+}
+
+TEST(Stacktrace, NamesTheFunctionsOfTheProgramWithModuleAndOffset) {
+  stacktrace<64> stack;
+  EXPECT_TRUE(begins_with(symbolic_form(stack), R"(\[  0\] 0x[0-9a-f]{16} +\S+\\libqxfl.dll\+\d{8} )"
+                                                R"(foundation::core::diag::stacktrace_base::capture\+\d{8}\n)"));
+  capture_here(stack);
+  EXPECT_TRUE(begins_with(symbolic_form(stack), line_of("  0", "capture_here"))) << symbolic_form(stack);
+  capture_from_context(stack);
+  EXPECT_TRUE(begins_with(symbolic_form(stack), line_of("  0", "capture_from_context"))) << symbolic_form(stack);
+  EXPECT_TRUE(begins_with(symbolic_form(stack, stack[1]), R"(\[  0\] 0x[0-9a-f]{16} +bin/diag_test\+\d{8} )"));
+  stack.capture(thread_context(), 0);
+  const std::size_t all = stack.size();
+  stack.capture(thread_context(), 2);
+  EXPECT_EQ(stack.size(), all - 2);
+}
+
+TEST(Stacktrace, NeedsAContextAndStaysAsItIsWithoutOne) {
+  stacktrace<8> stack;
+  const stacktrace<8> before = stack;
+  try {
+    stack.capture(thread_context(false), 0);
+    ADD_FAILURE();
+  } catch (const bad_thread_context& error) {
+    EXPECT_STREQ(error.what(), "cannot capture stack for empty thread context");
+  }
+  EXPECT_TRUE(stack.compare_top_n(9, before));
+}
+
+// What a corrupt stack makes of the system's calls, injected. In plain functions: a fault leaves them
+// without an end.
+
+std::atomic<test_support::import_patch::any_function> original{nullptr};
+
+WORD WINAPI fault_in_capture(DWORD, DWORD, void** frames, DWORD*) {
+  std::fill_n(frames, 6, frames);
+  RaiseException(EXCEPTION_ACCESS_VIOLATION, 0, 0, nullptr);
+  return 6;
+}
+
+int steps = 0;
+
+BOOL WINAPI fault_in_third_step(DWORD machine, HANDLE process, HANDLE thread, STACKFRAME64* frame, void* context,
+                                PREAD_PROCESS_MEMORY_ROUTINE64 read, PFUNCTION_TABLE_ACCESS_ROUTINE64 table,
+                                PGET_MODULE_BASE_ROUTINE64 base, PTRANSLATE_ADDRESS_ROUTINE64 translate) {
+  if (++steps == 3)
+    RaiseException(EXCEPTION_ACCESS_VIOLATION, 0, 0, nullptr);
+  return reinterpret_cast<decltype(&StackWalk64)>(original.load())(machine, process, thread, frame, context, read,
+                                                                   table, base, translate);
+}
+
+template <class Function>
+test_support::import_patch::any_function plain(Function function) {
+  return reinterpret_cast<test_support::import_patch::any_function>(function);
+}
+
+TEST(Stacktrace, DropsNullFramesAtItsEndAndSurvivesAFaultOnTheWay) {
+  stacktrace<8> stack(0, false);
+  {
+    injected<WORD(WINAPI*)(DWORD, DWORD, void**, DWORD*)> capture("libqxfl.dll", "RtlCaptureStackBackTrace");
+    capture.handle_with([](auto, DWORD skip, DWORD capacity, void** frames, DWORD*) -> WORD {
+      EXPECT_TRUE(skip == 3 && capacity == 8);
+      std::fill_n(frames, 6, nullptr);
+      frames[1] = frames;
+      return 6;
+    });
+    stack.capture(3);
+    EXPECT_EQ(stack.size(), 2u);
+  }
+  {
+    const test_support::import_patch fault("libqxfl.dll", "RtlCaptureStackBackTrace", plain(fault_in_capture),
+                                           original);
+    stack.capture(0);
+    EXPECT_TRUE(stack.empty());
+  }
+  injected<decltype(&SymInitialize)> start("libqxfl.dll", "SymInitialize");
+  injected<decltype(&SymCleanup)> stop("libqxfl.dll", "SymCleanup");
+  {
+    const test_support::import_patch fault("libqxfl.dll", "StackWalk64", plain(fault_in_third_step), original);
+    stack.capture(0);
+    stack.capture(thread_context(), 0);
+    EXPECT_EQ(steps, 3);
+    EXPECT_TRUE(stack.empty());
+  }
+  stack.capture(thread_context(), 0);  // The service and its lock have been let go.
+  EXPECT_FALSE(stack.empty());
+  EXPECT_EQ(start.calls(), 2u);
+  EXPECT_EQ(stop.calls(), 2u);
+}
+
+TEST(SymbolService, ThatDoesNotStartLeavesModulesAndIsTriedAgain) {
+  stacktrace<64> stack;
+  capture_here(stack);
+  injected<decltype(&SymInitialize)> start("libqxfl.dll", "SymInitialize");
+  injected<decltype(&SymCleanup)> stop("libqxfl.dll", "SymCleanup");
+  start.fail_at(1, FALSE, ERROR_GEN_FAILURE);
+  EXPECT_TRUE(begins_with(symbolic_form(stack), R"(\[  0\] 0x[0-9a-f]{16} {38}bin/diag_test\+\d{8}\n)"));
+  start.fail_at(2, FALSE, ERROR_GEN_FAILURE);
+  EXPECT_TRUE(stacktrace<8>(thread_context()).empty());
+  EXPECT_EQ(stop.calls(), 0u);
+  EXPECT_TRUE(begins_with(symbolic_form(stack), line_of("  0", "capture_here")));
+  EXPECT_EQ(stop.calls(), 1u);
+}
+
+/// What each of many threads does at once.
+void capture_compare_and_print(int thread, int round) {
+  stacktrace<24> here(0, false), there(0, false);
+  capture_here(here);
+  capture_here(there);
+  // They differ in the place of the call only.
+  EXPECT_TRUE(here.compare_top_n(1, there) && here.compare_bottom_n(there.size() - 2, there));
+  EXPECT_FALSE(here.compare_top_n(2, there));
+  std::ostringstream text;
+  here.format(text << (round % 2 == 0 ? numeric : raw), nullptr);
+  // A thread's first time would be each one's own start of the service; the last would be each one's end of it.
+  if (round % 100 == 0) {
+    EXPECT_TRUE(begins_with(symbolic_form(here), line_of("  0", "capture_here"))) << thread;
+    capture_from_context(there);
+    EXPECT_FALSE(there.empty());
+  }
+}
+
+TEST(Stacktrace, SixteenThreadsCaptureCompareAndPrint) {
+  injected<decltype(&SymInitialize)> start("libqxfl.dll", "SymInitialize");
+  injected<decltype(&SymCleanup)> stop("libqxfl.dll", "SymCleanup");
+  std::vector<std::thread> threads;
+  for (int number = 0; number < 16; ++number)
+    threads.emplace_back([number] {
+      for (int round = 0; round < 1000; ++round)
+        capture_compare_and_print(number, round);
+    });
+  for (auto& thread : threads)
+    thread.join();
+  EXPECT_GE(start.calls(), 1u);
+  EXPECT_EQ(start.calls(), stop.calls());  // Nobody holds the service any more.
+}
+
+TEST(Symbols, AreFoundByAddress) {
+  const auto program = reinterpret_cast<const void*>(GetModuleHandleW(nullptr));
+  EXPECT_EQ(symbols::getModuleAddress(reinterpret_cast<const void*>(&symbolic_form)), program);
+  EXPECT_EQ(symbols::getModuleAddress(nullptr), nullptr);
+  void* const reserved = VirtualAlloc(nullptr, 1 << 17, MEM_RESERVE, PAGE_READWRITE);
+  EXPECT_EQ(symbols::getModuleAddress(reserved), nullptr);
+  VirtualAlloc(static_cast<char*>(reserved) + 65536, 4096, MEM_COMMIT, PAGE_READWRITE);
+  EXPECT_EQ(symbols::getModuleAddress(static_cast<char*>(reserved) + 65540), reserved);
+  VirtualFree(reserved, 0, MEM_RELEASE);
+  EXPECT_EQ(symbols::getSymbolAddress(program, "diag_test_relative_path"), &diag_test_relative_path);
+  EXPECT_EQ(symbols::getSymbolAddress(program, "no_such_symbol"), nullptr);
+  EXPECT_EQ(symbols::getSymbolAddress(nullptr, "diag_test_relative_path"), nullptr);
+}
+
+TEST(Demangle, GivesReadableNamesAndIsStrictOnlyWhenAsked) {
+  EXPECT_EQ(detail::demangle_typeid_name(typeid(std::vector<int>).name(), true),
+            "std::vector<int, std::allocator<int> >");
+  EXPECT_EQ(
+      detail::demangle_typeid_name(".?AVruntime_error@std@@", false).find("std::runtime_error") != std::string::npos,
+      detail::demangle_typeid_name(".?AVruntime_error@std@@", true).find("std::runtime_error") != std::string::npos);
+  EXPECT_EQ(detail::demangle_typeid_name(nullptr, false), "");
+  EXPECT_EQ(detail::demangle_typeid_name("", false), "");
+  injected<decltype(&UnDecorateSymbolName)> undecorate("libqxfl.dll", "UnDecorateSymbolName");
+  undecorate.fail_always(0, ERROR_INVALID_DATA);  // Wine's reads every name.
+  EXPECT_EQ(detail::demangle_typeid_name("?", false), "?");
+  for (const auto& [name, text] : {std::pair{"?", "?"}, {"", "<null>"}, {static_cast<const char*>(nullptr), "<null>"}})
+    try {
+      detail::demangle_typeid_name(name, true);
+      ADD_FAILURE();
+    } catch (const std::invalid_argument& error) {
+      EXPECT_STREQ(error.what(), text);
+    }
+}
+
+struct local_error {};
+
+TEST(UnknownExceptionName, IsThatOfTheExceptionBeingHandled) {
+  EXPECT_EQ(unknown_exception_name(), nullptr);
+  try {
+    throw local_error();
+  } catch (...) {
+    EXPECT_STREQ(unknown_exception_name(), typeid(local_error).name());
+  }
+}
+
+/// The message of the termination that `end` runs into, under a handler.
+void expect_terminated(const std::function<void()>& end, const std::string& message) {
+  const terminate_handler handler;
+  try {
+    end();
+    ADD_FAILURE() << message;
+  } catch (...) {
+    EXPECT_TRUE(terminate_handled(message)) << message;
+  }
+}
+
+TEST(Terminate, BringsEveryFormOfMessageToATest) {
+  std::ostringstream written;
+  written << "written";
+  std::stringstream both("both");
+  both.get();
+  expect_terminated([] { terminate("plain", "f", 1, "g"); }, "plain");
+  expect_terminated([] { terminate(static_cast<const char*>(nullptr), nullptr, 0, nullptr); }, "");
+  expect_terminated([] { terminate(std::string("string"), "f", 1, "g"); }, "string");
+  expect_terminated([] { terminate(boost::format("%1% of %2%") % 1 % "two", "f", 1, "g"); }, "1 of two");
+  expect_terminated([&] { terminate(written, "f", 1, "g"); }, "written");
+  expect_terminated([&] { terminate(both, "f", 1, "g"); }, "both");
+  EXPECT_EQ(both.tellg(), 1);
+  expect_terminated([] { terminate(ustring(u"\u00E9"), "f", 1, "g"); }, "\\u00E9");
+  expect_terminated([] { terminate(u"wide", "f", 1, "g"); }, "wide");
+  expect_terminated([] { terminate(static_cast<const char16_t*>(nullptr), "f", 1, "g"); }, "");
+  const auto lacking = [] { terminate(boost::format("%1% of %2%") % 1, "f", 1, "g"); };
+  EXPECT_THROW(lacking(), boost::io::too_few_args);
+  EXPECT_FALSE(terminate_called());
+}
+
+TEST(TerminateHandled, PassesOnWhatIsNoTerminationAndComparesTheMessage) {
+  const terminate_handler handler;
+  std::thread([] { const terminate_handler of_another_thread; }).join();
+  try {
+    terminate("b", "f", 1, "g");
+  } catch (...) {
+    EXPECT_FALSE(terminate_handled("a"));
+    EXPECT_TRUE(terminate_handled());
+  }
+  const auto other = [] {
+    try {
+      throw std::runtime_error("x");
+    } catch (...) {
+      terminate_handled("x");
+    }
+  };
+  EXPECT_THROW(other(), std::runtime_error);
+}
+
+const std::string report_pattern =
+    R"(\nAbnormal termination:\n%\n\nCurrent Thread: 'tester' id \d+\n\nRegister State \((from fault|captured)\):\n)"
+    R"((  R.X = [0-9a-f]{16}  R.X = [0-9a-f]{16}\n){2}  RSP = [0-9a-f]{16}  RBP = [0-9a-f]{16}\n)"
+    R"(  RSI = [0-9a-f]{16}  RDI = [0-9a-f]{16}\n \n)"
+    R"(   R8 = [0-9a-f]{16}   R9 = [0-9a-f]{16}\n(  R1[024] = [0-9a-f]{16}  R1[135] = [0-9a-f]{16}\n){3} \n)"
+    R"(  RIP = [0-9a-f]{16}  EFL = [0-9a-f]{8}\n \n   CS = 0033   FS = [0-9a-f]{4}   GS = [0-9a-f]{4}\n\n)"
+    R"(Stack Trace \(\1\):\n(\[ *\d+\] 0x[0-9a-f]{16} +\S+\+\d{8}( .+\+\d{8})?\n)+\n)";
+
+std::string pattern_for(const std::string& message) {
+  return std::regex_replace(report_pattern, std::regex("%"), message);
+}
+
+TEST(TerminateLog, GrowsReportByReportUntilItIsFullAndIsWipedWithAnObserver) {
+  setCurrentThreadName("tester");
+  EXPECT_STREQ(terminate_log(), "");
+  const char* const log = terminate_log(nullptr, thread_context());
+  EXPECT_TRUE(std::regex_match(log, std::regex(pattern_for("")))) << log;
+  EXPECT_EQ(terminate_log("again", static_cast<const _EXCEPTION_POINTERS*>(nullptr)), log);
+  const std::string both = log;
+  EXPECT_TRUE(std::regex_match(both.substr(both.rfind("\nAbnormal")), std::regex(pattern_for("again")))) << both;
+  EXPECT_TRUE(begins_with(both, "\nAbnormal termination:\n\n\n"));
+  EXPECT_NE(both.find("Register State (from fault)"), std::string::npos);
+  EXPECT_NE(both.find("Register State (captured)"), std::string::npos);
+  {
+    const termination_observer observer(nullptr);
+    EXPECT_STREQ(log, "");
+    EXPECT_EQ(terminate_log("in its scope", thread_context()), log);
+    EXPECT_TRUE(begins_with(log, "\nAbnormal termination:\nin its scope\n"));
+  }
+  EXPECT_STREQ(log, "");
+  const std::string large(30000, 'x');
+  for (int report = 0; report < 3; ++report)
+    terminate_log(large.c_str(), thread_context(false));
+  EXPECT_EQ(std::strlen(log), 65536u);
+  const std::string full = log;
+  EXPECT_EQ(terminate_log("no more", thread_context()), log);
+  EXPECT_EQ(log, full);
+  EXPECT_FALSE(terminate_called());
+}
+
+}  // namespace
