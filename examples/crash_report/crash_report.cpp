@@ -43,7 +43,7 @@ LONG WINAPI on_fault(EXCEPTION_POINTERS* fault) {
   const DWORD code = fault->ExceptionRecord->ExceptionCode;
   if (code == cxx_exception)
     return EXCEPTION_CONTINUE_EXECUTION;
-  if (code == EXCEPTION_STACK_OVERFLOW)  // What is left of the stack is too little for a report.
+  if (code == EXCEPTION_STACK_OVERFLOW)  // A report wants more stack than is left.
     WaitForSingleObject(CreateThread(nullptr, 0, write_report, fault, 0, nullptr), INFINITE);
   else
     write_report(fault);
@@ -77,6 +77,8 @@ struct city {
 }  // namespace
 
 int main(int argc, char** argv) {
+  ULONG reserve = 65536;  // What the handler may use of a stack that has overflowed, in bytes.
+  SetThreadStackGuarantee(&reserve);
   SetUnhandledExceptionFilter(on_fault);
   std::signal(SIGABRT, on_abort);
   diag::disable_terminate_dialog();

@@ -1,7 +1,9 @@
 // A tour of the library on real input. Each stop shows one thing, checks what came of it, and says so; the program
 // exits with 0 only if every check held.
 
+#include "check.hpp"
 #include "children.hpp"
+#include "programs.hpp"
 
 #include <fl/process.hpp>
 #include <i18n/convert.hpp>
@@ -24,11 +26,6 @@ process::command child_with(const std::string& task, const std::string& arg = pr
                             const std::string& arg2 = process::detail::unspecified()) {
   static const std::string self = fl::i18n::ustring_to_utf8(process::this_process::absolute_path());
   return process::make_command(self, task, arg, arg2);
-}
-
-void check(bool holds, const char* what) {
-  if (!holds)
-    throw std::runtime_error(std::string("this did not hold: ") + what);
 }
 
 void read_lines_through_a_text_pipe() {
@@ -129,6 +126,8 @@ constexpr stop stops[] = {
     {"An exit status that arrives asynchronously", await_a_status_without_a_thread},
     {"A detached child", detach_a_child},
     {"A launch that fails, and what it says", fail_to_launch},
+    {"A crash, and what the program says of it", report_a_crash},
+    {"A fatal error that a program finds itself", report_a_fatal_error},
 };
 
 }  // namespace

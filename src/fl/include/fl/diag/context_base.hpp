@@ -22,8 +22,8 @@ class FL_API context_base {
   context_base() noexcept {}  // NOLINT(modernize-use-equals-default): the record is to stay as it is
 
   /// Fills the record with the present state of the calling thread, returns true. The state is that behind the return
-  /// to `return_address`, from a function that calls this one, so that it describes frames that go on living; null, or an
-  /// address that the caller does not return to: the state within this function.
+  /// to `return_address`, from a function that calls this one, so that it describes frames that go on living; null, or
+  /// an address that the caller does not return to: the state within this function.
   bool capture_data(const void* return_address = nullptr) noexcept;
 
   /// Copies the record that `pointers`, which is not null, refers to. Returns false if it has none.

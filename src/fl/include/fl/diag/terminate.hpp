@@ -19,8 +19,9 @@
 //
 // Everything here works in a damaged process: the log is static, a message is built on the stack of the caller, which
 // needs 70 KB of it for `terminate`, and nothing is allocated between the call and the end of the process. The system's
-// symbol service, which the report asks for names, wants some stack too: handle a stack overflow on another thread,
-// which needs no more than the fault's context.
+// symbol service, which reports ask for names, wants stack of its own: report a stack overflow from another thread,
+// which needs no more than the fault's context, and let threads reserve some stack for the handler
+// (SetThreadStackGuarantee).
 //
 // QX_DISABLE_TERMINATE_DIALOG, set to anything but "0", switches the dialog off; so does QX_CRASH_MODE, unless it is
 // "default" or "continue", if the first is not set. Both are read once, at the first use of anything here.

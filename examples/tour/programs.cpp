@@ -1,0 +1,84 @@
+#include "programs.hpp"
+
+#include "check.hpp"
+
+#include <fl/process.hpp>
+#include <i18n/convert.hpp>
+
+#include <algorithm>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+namespace process = foundation::core::process;
+
+namespace {
+
+using lines = std::vector<std::string>;
+
+/// A program that lies beside this one.
+std::string beside_this_program(const std::string& name) {
+  const std::string self = fl::i18n::ustring_to_utf8(process::this_process::absolute_path());
+  return self.substr(0, self.rfind('\\') + 1) + name;
+}
+
+struct run_result {
+  lines output;  ///< of both output streams
+  unsigned long status;
+};
+
+run_result run_example(const std::string& name, const std::string& argument = process::detail::unspecified()) {
+  process::iopipe output(0);
+  process::context how;
+  how.std_out(process::pipe_to(output));
+  how.std_err(process::merge_with_stdout());
+  process::process child(process::make_command(beside_this_program(name), argument), how);
+  run_result result;
+  for (std::string line; std::getline(output, line);)
+    result.output.push_back(line);
+  result.status = static_cast<unsigned long>(child.exit_status());
+  return result;
+}
+
+bool contains(const std::string& line, const std::string& part) {
+  return line.find(part) != std::string::npos;
+}
+
+lines::const_iterator find(const lines& output, const std::string& part) {
+  return std::find_if(output.begin(), output.end(), [&](const auto& line) { return contains(line, part); });
+}
+
+/// Shows the heading of the report with the message, and its stack down to the line with `last`.
+void show_report(const lines& output, const std::string& heading, const std::string& last) {
+  const auto head = find(output, heading);
+  const auto stack = find(output, "Stack Trace");
+  const auto end = find(output, last);
+  check(head != output.end() && stack != output.end() && end != output.end() && head < stack && stack < end,
+        "a report with its heading and a stack that names the functions");
+  std::printf("  %s\n  %s\n  …\n", head[0].c_str(), head[1].c_str());
+  for (auto line = stack; line <= end; ++line)
+    std::printf("  %s\n", line->c_str());
+}
+
+}  // namespace
+
+void report_a_crash() {
+  const run_result crash = run_example("crash_report.exe");
+  check(crash.status == 3, "the exit status of a crash");
+  show_report(crash.output, "Abnormal termination:", " plan_route+");
+  check(find(crash.output, " distance_of+") < find(crash.output, " length_of+"), "the order of the calls");
+}
+
+void report_a_fatal_error() {
+  const run_result end = run_example("crash_report.exe", "--assert");
+  check(end.status == 3, "the exit status of a fatal error");
+  check(find(end.output, "the route leads nowhere") < find(end.output, "Function: "), "the message of the run-time");
+  show_report(end.output, "Assertion in ", " main+");
+}
+
+void speak_two_languages() {
+  const run_result said = run_example("user_error.exe");
+  check(said.status == 0, "the exit status");
+  for (const std::string& line : said.output)
+    std::printf("  %s\n", line.c_str());
+}
