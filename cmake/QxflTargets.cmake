@@ -23,16 +23,19 @@ function(qxfl_add_version_resource target file_name description)
   target_sources(${target} PRIVATE "${CMAKE_CURRENT_BINARY_DIR}/${target}.rc")
 endfunction()
 
-# qxfl_add_library(NAME DESCRIPTION text INCLUDE dir LOGIC sources… WINDOWS sources… PUBLIC libraries… PRIVATE libraries…
-#                  DEFINES definitions…)
+# qxfl_add_library(NAME DESCRIPTION text [OUTPUT name] INCLUDE dir LOGIC sources… WINDOWS sources… PUBLIC libraries…
+#                  PRIVATE libraries… DEFINES definitions…)
 #
-# On Windows: the shared library libqx<NAME>.dll, target NAME with the alias qxfl::NAME, and NAME_static, the same objects
-# as an archive, for tests of the internal rules, which the DLL does not export. The macro <NAME>_BUILD is defined while
-# the sources are compiled, <NAME>_STATIC for users of the archive. Elsewhere: an archive of the LOGIC sources alone, under
-# all these names. DEFINES are seen by the sources and by all users.
+# On Windows: the shared library libqx<OUTPUT>.dll (OUTPUT is NAME unless given), target NAME with the alias qxfl::NAME,
+# and NAME_static, the same objects as an archive, for tests of the internal rules, which the DLL does not export. The
+# macro <NAME>_BUILD is defined while the sources are compiled, <NAME>_STATIC for users of the archive. Elsewhere: an
+# archive of the LOGIC sources alone, under all these names. DEFINES are seen by the sources and by all users.
 function(qxfl_add_library name)
-  cmake_parse_arguments(arg "" "DESCRIPTION;INCLUDE" "LOGIC;WINDOWS;PUBLIC;PRIVATE;DEFINES" ${ARGN})
+  cmake_parse_arguments(arg "" "DESCRIPTION;OUTPUT;INCLUDE" "LOGIC;WINDOWS;PUBLIC;PRIVATE;DEFINES" ${ARGN})
   string(TOUPPER "${name}" upper)
+  if(NOT arg_OUTPUT)
+    set(arg_OUTPUT "${name}")
+  endif()
   if(WIN32)
     add_library(${name}_objects OBJECT ${arg_LOGIC} ${arg_WINDOWS})
     target_compile_definitions(${name}_objects PRIVATE ${upper}_BUILD ${arg_DEFINES})
@@ -40,10 +43,10 @@ function(qxfl_add_library name)
     target_link_libraries(${name}_objects PRIVATE ${arg_PUBLIC} ${arg_PRIVATE} qxfl_options)
 
     add_library(${name} SHARED $<TARGET_OBJECTS:${name}_objects>)
-    set_target_properties(${name} PROPERTIES OUTPUT_NAME qx${name} LINKER_LANGUAGE CXX
+    set_target_properties(${name} PROPERTIES OUTPUT_NAME qx${arg_OUTPUT} LINKER_LANGUAGE CXX
                                              ARCHIVE_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/lib")
     target_link_libraries(${name} PUBLIC ${arg_PUBLIC} PRIVATE ${arg_PRIVATE})
-    qxfl_add_version_resource(${name} libqx${name}.dll "${arg_DESCRIPTION}")
+    qxfl_add_version_resource(${name} libqx${arg_OUTPUT}.dll "${arg_DESCRIPTION}")
     install(TARGETS ${name} EXPORT qxfl)
     install(DIRECTORY "${arg_INCLUDE}/" DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.hpp")
 
