@@ -1,4 +1,5 @@
 // Every public header, compiled as C++17 with all warnings: what a client with an older language sees. No program.
+#include <conc_common/thread_name.hpp>
 #include <fl/diag.hpp>
 #include <fl/process.hpp>
 #include <fl/process/testing.hpp>
