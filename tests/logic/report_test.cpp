@@ -10,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstring>
 #include <iomanip>
 #include <mutex>
@@ -158,13 +159,24 @@ TEST(SimpleOstreambuf, DropsWhatDoesNotFitAndNeverFails) {
   EXPECT_STREQ(array, "abc");
 }
 
-TEST(CheckedLock, ThrowsInTheThreadThatHoldsItAndServesTheNext) {
-  foundation::core::util::checked_lock lock;
+TEST(CheckedLock, ThrowsInTheThreadThatHoldsItAndInOneThatHasWaitedTooLong) {
+  foundation::core::util::checked_lock lock(std::chrono::milliseconds(5));
+  const auto error_of_locking = [&] {
+    try {
+      const std::lock_guard held(lock);
+      return std::error_code();
+    } catch (const std::system_error& error) {
+      return error.code();
+    }
+  };
   {
     const std::lock_guard held(lock);
-    EXPECT_THROW(lock.lock(), std::system_error);
+    EXPECT_EQ(error_of_locking(), std::errc::resource_deadlock_would_occur);
+    host_system().thread_id = 2;
+    EXPECT_EQ(error_of_locking(), std::errc::timed_out);
+    host_system().thread_id = 1;
   }
-  EXPECT_NO_THROW(std::lock_guard{lock});
+  EXPECT_EQ(error_of_locking(), std::error_code());
 }
 
 }  // namespace

@@ -45,7 +45,9 @@ class terminate_impl {
  private:
   static void default_observer(const char* message, const char* file, int line, const char* function);
 
-  util::checked_lock lock_;  ///< Guards the next two.
+  /// Guards the next two. A thread that a fault has stopped within a report keeps it; the others wait this long for it,
+  /// and then end the process without.
+  util::checked_lock lock_{std::chrono::minutes(1)};
   text_buffer log_buffer_;
   bool was_called_ = false;
   std::atomic<observer_type> observer_;  ///< Never null.

@@ -12,6 +12,8 @@ class slim_lock {
   slim_lock& operator=(const slim_lock&) = delete;
 
   void lock() noexcept;
+  /// Does not wait. Returns whether the lock was taken.
+  bool try_lock() noexcept;
   void unlock() noexcept;
   void lock_shared() noexcept;
   void unlock_shared() noexcept;
