@@ -44,42 +44,42 @@ namespace foundation::core::diag {
 [[gnu::naked]] void stacktrace_base::capture(std::size_t) noexcept {
   asm(R"(
     .seh_proc qxfl_capture_frame
-    pushq   %rbx
-    .seh_pushreg %rbx
-    subq    $32, %rsp
-    .seh_stackalloc 32
+    movq    %rcx, 8(%rsp)       # The object, in the place that the caller keeps for it.
+    subq    $40, %rsp
+    .seh_stackalloc 40
     .seh_endprologue
-    movq    %rcx, %rbx
+    leaq    16(%rcx), %r8       # frames
     movl    $0xffff, %eax       # The system counts both numbers in fewer bits than we do.
     cmpq    %rax, %rdx
     cmovaq  %rax, %rdx
+    movq    (%rcx), %r9
     movq    %rdx, %rcx          # skip
-    movq    (%rbx), %rdx
-    cmpq    %rax, %rdx
-    cmovaq  %rax, %rdx          # capacity
-    leaq    16(%rbx), %r8       # frames
+    cmpq    %rax, %r9
+    cmovaq  %rax, %r9
+    movq    %r9, %rdx           # capacity
     xorl    %r9d, %r9d          # no hash
 .Lcapture_begin:
     callq   *__imp_RtlCaptureStackBackTrace(%rip)
     nop
 .Lcapture_end:
     movzwl  %ax, %eax
-    leaq    16(%rbx,%rax,8), %rdx
-    leaq    16(%rbx), %rcx
+.Lset_end:
+    movq    48(%rsp), %rcx
+    leaq    16(%rcx), %r8
+    leaq    (%r8,%rax,8), %rdx
 .Ltrim:
-    cmpq    %rcx, %rdx
-    je      .Lset_end
+    cmpq    %r8, %rdx
+    je      .Ltrimmed
     cmpq    $0, -8(%rdx)        # Null entries at the end are no frames.
-    jne     .Lset_end
+    jne     .Ltrimmed
     subq    $8, %rdx
     jmp     .Ltrim
-.Lset_end:
-    movq    %rdx, 8(%rbx)
-    addq    $32, %rsp
-    popq    %rbx
+.Ltrimmed:
+    movq    %rdx, 8(%rcx)
+    addq    $40, %rsp
     retq
 .Lcapture_fault:
-    leaq    16(%rbx), %rdx      # empty
+    xorl    %eax, %eax
     jmp     .Lset_end
     .seh_handler __C_specific_handler, @except
     .seh_handlerdata
