@@ -6,8 +6,10 @@
 #include <cstddef>
 #include <iosfwd>
 
-struct _CONTEXT;             // The system's record of a thread's registers (CONTEXT in its own headers).
-struct _EXCEPTION_POINTERS;  // What the system hands to a fault handler (EXCEPTION_POINTERS).
+// NOLINTBEGIN(bugprone-reserved-identifier): names of the system
+struct _CONTEXT;             // The record of a thread's registers (CONTEXT in the system's own headers).
+struct _EXCEPTION_POINTERS;  // What a fault handler is handed (EXCEPTION_POINTERS).
+// NOLINTEND(bugprone-reserved-identifier)
 
 namespace foundation::core::diag::windows {
 

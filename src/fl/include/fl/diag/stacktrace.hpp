@@ -117,8 +117,10 @@ class stacktrace : public stacktrace_base {
     std::copy(other.begin(), other.end(), begin());
   }
   stacktrace& operator=(const stacktrace& other) noexcept {
-    std::copy(other.begin(), other.end(), begin());
-    resize(other.size());
+    if (this != &other) {
+      std::copy(other.begin(), other.end(), begin());
+      resize(other.size());
+    }
     return *this;
   }
   ~stacktrace() = default;
