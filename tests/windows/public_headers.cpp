@@ -11,6 +11,7 @@
 #include <i18n/convert.hpp>
 #include <i18n/encoding.hpp>
 #include <i18n/filesystem.hpp>
+#include <i18n/message_catalog.hpp>
 #include <safe_env/environment.hpp>
 
 #ifdef _WINDOWS_

@@ -1,0 +1,92 @@
+// The texts of messages for users, looked up in catalogs in the user's language.
+//
+// A catalog is a file for each language, <directory>/<language>/<catalog>.json, in UTF-8: one object from mnemonics to
+// texts. So "de-AT/PLANNER.solver.json" in one of the directories may hold, for the catalog "PLANNER:solver",
+//
+//     { "tooManySteps": "Zu viele Schritte: {0} von {1}" }
+//
+// Names. A colon in a catalog's name is a dot in the file's. A name with anything but ASCII letters, digits, "_" and
+// ":" names no catalog.
+//
+// Texts. {0}, {1} and so on stand for the arguments; {{ and }} give one brace. A mark without an argument stays as it
+// is, and so does anything else with a brace. Numbers are written without regard to any locale: whole ones in decimal,
+// others in the shortest form that reads back as the same value. Ill-formed UTF-8 in an argument becomes U+FFFD.
+//
+// Languages are BCP 47 tags, whose letter case does not matter. A message is looked for in the language in force, then
+// in that without its last part and so on, and at last in English: de-AT, de, en. The first that has it gives the text,
+// so a catalog need not be complete.
+//
+// Directories. Within a language, those given by call come first, the newest first, then those of the environment
+// variable QX_MESSAGE_PATH, which are separated by ";" and read once, at the first use. A file that is not there is no
+// error.
+//
+// Files are read when they are first needed and kept, as is that one is not there; `reload` forgets them.
+//
+// Thread safety: everything may be called from every thread at any time. Looking up what has been read does not wait
+// for files that others read.
+#pragma once
+
+#include <i18n/export.hpp>
+#include <i18n/ustring.hpp>
+
+#include <resource_core/msg_id.hpp>
+
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+namespace fl::i18n {
+
+/// No catalog that was looked at has the message. `what()` says, in UTF-8, catalog and mnemonic, and the languages and
+/// directories that were tried.
+class I18N_API missing_message : public std::runtime_error {
+ public:
+  missing_message(const std::string& text, const resource_core::BaseMsgID& id);
+  missing_message(const missing_message& other) noexcept;
+  missing_message& operator=(const missing_message& other) noexcept;
+  ~missing_message() override;
+
+  const std::string& catalog() const noexcept { return id_->catalog(); }
+  const std::string& mnemonic() const noexcept { return id_->mnemonic(); }
+
+ private:
+  std::shared_ptr<const resource_core::BaseMsgID> id_;  ///< not null; shared by all copies
+};
+
+/// A catalog file is there but cannot be read, or is not one object from mnemonics to texts, each mnemonic once.
+/// `what()` says, in UTF-8, the file and the reason, with line and column where the content is at fault.
+class I18N_API bad_catalog : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+  ~bad_catalog() override;
+};
+
+class I18N_API MessageCatalog {
+ public:
+  MessageCatalog() = delete;
+
+  /// The text of the message in the language in force, with the arguments inserted.
+  ///
+  /// Throws `missing_message`; and `bad_catalog` if a file at fault was met before the message was found. Such a file
+  /// is read again the next time that it is needed.
+  static ustring get_message(const resource_core::BaseMsgID& id);
+
+  /// Puts a directory before all others; one that is known already moves there. It need not exist. A relative path
+  /// counts from the current directory of the moment in which a file is read. Throws `std::invalid_argument` for an
+  /// empty path and one with a zero.
+  static void add_directory(const ustring& path);
+
+  /// Sets the language in force; empty stands for the system's, as it is now. Throws `std::invalid_argument`, which
+  /// quotes the tag, if that is not made of letters and digits in parts separated by "-".
+  static void set_language(const std::string& tag);
+
+  /// The tag of the language in force, in the usual letter case: de-AT, zh-Hant-TW. If none was set, the one that the
+  /// system had at the first use.
+  static std::string language();
+
+  /// Forgets what has been read, so that changed files are seen. If it returns before a `get_message` is called, that
+  /// sees no older content.
+  static void reload();
+};
+
+}  // namespace fl::i18n

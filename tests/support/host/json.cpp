@@ -1,0 +1,2 @@
+// The JSON parser, which elsewhere than on Windows comes from headers alone.
+#include <boost/json/src.hpp>

@@ -1,0 +1,180 @@
+// Messages from real catalog files. Directories cannot be taken away again, so each test has a folder and catalogs of
+// its own.
+#include <i18n/message_catalog.hpp>
+
+#include <gtest/gtest.h>
+
+#include "import_patch.hpp"
+#include "support.hpp"
+
+#include <atomic>
+#include <chrono>
+#include <filesystem>
+#include <future>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <windows.h>
+
+namespace {
+
+using fl::ustring;
+using fl::i18n::MessageCatalog;
+using namespace std::chrono_literals;
+using test_support::injected;
+
+constexpr const char* library = "libqxi18n.dll";
+
+/// A directory of catalogs, not yet known to the library.
+struct catalogs {
+  std::string path() const { return folder.file("").substr(0, folder.file("").size() - 1); }
+  void add() const {
+    const std::wstring wide = test_support::widen(path());
+    MessageCatalog::add_directory(ustring(wide.begin(), wide.end()));
+  }
+  void write(const std::string& language, const std::string& name, const std::string& json) const {
+    std::filesystem::create_directory(test_support::widen(folder.file(language)));
+    test_support::write_file(folder.file(language + "\\" + name + ".json"), json);
+  }
+  test_support::temp_dir folder{"gr\xC3\xB6\xC3\x9F\x65-\xE6\x96\x87"};
+};
+
+// Before the first use of the library.
+const catalogs first, second;
+const test_support::scoped_variable variable("QX_MESSAGE_PATH", first.path() + ";;" + second.folder.file(""));
+
+ustring text(const char* catalog, const char* mnemonic) {
+  return MessageCatalog::get_message({catalog, mnemonic, {std::int64_t{5}, "\xC3\xBC", u"\u4E2D"}});
+}
+
+TEST(MessageCatalog, TakesEachMessageFromTheNearestLanguageAndInItFromTheNewestDirectory) {
+  const catalogs older, newer;
+  older.write("de-AT", "ORDER.x", R"({"a": "J\u00e4nner {0}"})");
+  newer.write("de", "ORDER.x", R"({"a": "newer", "b": "newer"})");
+  older.write("de", "ORDER.x", R"({"a": "older", "b": "older", "c": "older"})");
+  first.write("de", "ORDER.x", R"({"b": "first", "c": "first", "d": "first"})");
+  second.write("de", "ORDER.x", "{\"d\": \"second\", \"e\": \"\xE2\x82\xAC {0}: {1}, {2}\"}");
+  newer.write("en", "ORDER.x", R"({"a": "English", "e": "English", "f": "only {0}"})");
+  older.add();
+  newer.add();
+  MessageCatalog::set_language("DE-at");
+  ustring all;
+  for (const char* const mnemonic : {"a", "b", "c", "d", "e", "f"})
+    all += text("ORDER:x", mnemonic) + u'|';
+  EXPECT_EQ(all, u"J\u00E4nner 5|newer|older|first|\u20AC 5: \u00FC, \u4E2D|only 5|");
+  older.add();
+  EXPECT_EQ(text("ORDER:x", "b"), u"older");
+  EXPECT_THROW(MessageCatalog::add_directory(u""), std::invalid_argument);
+  EXPECT_THROW(MessageCatalog::set_language("../de"), std::invalid_argument);
+  EXPECT_EQ(MessageCatalog::language(), "de-AT");
+  injected<decltype(&GetUserDefaultLocaleName)> locale(library, "GetUserDefaultLocaleName");
+  locale.handle_with([](auto, LPWSTR name, int) { return lstrlenW(lstrcpyW(name, L"pt-BR")) + 1; });
+  MessageCatalog::set_language("");
+  EXPECT_EQ(MessageCatalog::language(), "pt-BR");
+  EXPECT_EQ(text("ORDER:x", "a"), u"English");
+}
+
+TEST(MessageCatalog, AMissingMessageSaysWhatWasTriedAndABadFileWhatIsWrong) {
+  const catalogs own;
+  own.add();
+  own.add();
+  MessageCatalog::set_language("de-AT");
+  try {
+    text("NO:such", "name");
+    ADD_FAILURE();
+  } catch (const fl::i18n::missing_message& error) {
+    EXPECT_EQ(error.catalog() + "/" + error.mnemonic(), "NO:such/name");
+    const std::string what = error.what();
+    const std::string begin = "no message \"name\" in the catalog \"NO:such\": languages tried: de-AT, de, en; ";
+    EXPECT_EQ(what.find(begin + "directories tried: " + own.path()), 0u) << what;
+    EXPECT_EQ(what.find(own.path(), begin.size() + 30), std::string::npos) << what;
+    EXPECT_NE(what.find(", " + first.path() + ", " + second.folder.file("")), std::string::npos) << what;
+  }
+  injected<decltype(&CreateFileW)> opened(library, "CreateFileW");
+  EXPECT_THROW(text("..\\X", "a"), fl::i18n::missing_message);
+  EXPECT_EQ(opened.calls(), 0u) << "that can be no catalog's name";
+
+  const auto says = [&](const std::string& reason) {
+    try {
+      text("BAD", "a");
+      ADD_FAILURE() << reason;
+    } catch (const fl::i18n::bad_catalog& error) {
+      const std::string begin = "the message catalog " + own.folder.file("de\\BAD.json") + " cannot be used: " + reason;
+      EXPECT_EQ(std::string(error.what()).find(begin), 0u) << error.what();
+    }
+  };
+  own.write("de", "BAD", "{\n\"a\": 1}");
+  says("line 2, column ");
+  opened.fail_always(INVALID_HANDLE_VALUE, ERROR_ACCESS_DENIED);
+  says("CreateFileW: ");
+  opened.reset();
+  opened.handle_with([](auto original, LPCWSTR, auto... rest) { return original(L"NUL", rest...); });
+  says("it is not a file on a disk");
+  opened.reset();
+  own.write("de", "BAD", R"({"a": "mended"})");
+  EXPECT_EQ(text("BAD", "a"), u"mended");
+}
+
+TEST(MessageCatalog, ReadsAFileOnceUntilItIsToldToForgetAndLetsNobodyWaitWhoReadsNone) {
+  const catalogs own;
+  own.add();
+  own.write("en", "ONCE", R"({"a": "first"})");
+  EXPECT_EQ(text("ONCE", "a"), u"first");
+  EXPECT_THROW(text("ONCE", "b"), fl::i18n::missing_message);
+  own.write("en", "ONCE", R"({"a": "second"})");
+  injected<decltype(&CreateFileW)> opened(library, "CreateFileW");
+  EXPECT_THROW(text("ONCE", "b"), fl::i18n::missing_message);
+  EXPECT_EQ(opened.calls(), 0u) << "that a file is not there is kept as well";
+  own.write("en", "OTHER", R"({"a": "old"})");
+  std::future<void> reloaded;
+  opened.handle_with([&](auto original, auto... arguments) {
+    EXPECT_EQ(std::async(std::launch::async, text, "ONCE", "a").get(), u"first");
+    const HANDLE file = original(arguments...);
+    if (file != INVALID_HANDLE_VALUE) {
+      reloaded = std::async(std::launch::async, MessageCatalog::reload);
+      reloaded.wait_for(50ms);  // It must not be done before what is being read now has been put down.
+    }
+    return file;
+  });
+  EXPECT_EQ(text("OTHER", "a"), u"old");
+  opened.reset();
+  reloaded.get();
+  own.write("en", "OTHER", R"({"a": "new"})");
+  EXPECT_EQ(text("ONCE", "a") + text("OTHER", "a"), u"secondnew");
+}
+
+// Whoever reads while others reload, or change language and directories, gets no text older than the last reload.
+TEST(MessageCatalog, IsNeverOlderThanTheLastReloadWhileThreadsReadAndChange) {
+  constexpr int versions = 200;
+  const catalogs own;
+  own.add();
+  std::atomic<int> current{0}, reloaded{0}, stale{0};
+  injected<decltype(&CreateFileW)> opened(library, "CreateFileW");
+  opened.handle_with([&](auto original, auto... arguments) {
+    own.write("en", "RACE", "{\"a\": \"" + std::to_string(current.load()) + "\"}");
+    return original(arguments...);
+  });
+  std::vector<std::thread> readers(4);
+  for (std::thread& each : readers)
+    each = std::thread([&] {
+      while (reloaded != versions) {
+        const int least = reloaded;
+        const ustring seen = text("RACE", "a");
+        stale += std::stoi(std::string(seen.begin(), seen.end())) < least ? 1 : 0;
+      }
+    });
+  for (int version = 1; version <= versions; ++version) {
+    current = version;
+    MessageCatalog::reload();
+    reloaded = version;
+    MessageCatalog::set_language(version % 2 == 0 ? "de-AT" : "fr");
+    (version % 3 == 0 ? own : first).add();
+  }
+  for (std::thread& each : readers)
+    each.join();
+  EXPECT_EQ(stale, 0);
+}
+
+}  // namespace
