@@ -2,6 +2,7 @@
 
 #include <i18n/convert.hpp>
 
+#include <algorithm>
 #include <charconv>
 #include <cstdint>
 #include <string>
@@ -29,23 +30,21 @@ struct append_argument {
   }
 };
 
-/// The argument of the mark at the start of `text`, or null if there is no mark or no such argument; `length` becomes
-/// the mark's. A number is written as nobody would write it otherwise: without needless zeroes.
-const MsgArgument* find_argument(std::u16string_view text, const std::vector<MsgArgument>& arguments,
-                                 std::size_t& length) {
-  const std::size_t end = text.find(u'}');
-  if (end == std::u16string_view::npos || end < 2 || (text[1] == u'0' && end != 2))
-    return nullptr;
-  std::size_t index = 0;
-  for (const char16_t unit : text.substr(1, end - 1)) {
-    if (unit < u'0' || unit > u'9')
-      return nullptr;
-    index = index * 10 + (unit - u'0');
-    if (index >= arguments.size())
-      return nullptr;  // Here, so that the index does not grow beyond its type.
-  }
-  length = end + 1;
-  return &arguments[index];
+struct mark {
+  std::size_t length = 0;  ///< in units, with the braces; 0: there is no mark
+  std::size_t index = 0;   ///< of the argument, which need not exist
+};
+
+/// The mark at the start of `text`, which is not empty. Numbers with needless zeroes make none.
+mark read_mark(std::u16string_view text) {
+  if (text[0] != u'{')
+    return {};
+  constexpr std::size_t beyond_all = 1'000'000;  // Keeps the index of endless digits within its type.
+  std::size_t index = 0, end = 1;
+  for (; end < text.size() && text[end] >= u'0' && text[end] <= u'9'; ++end)
+    index = std::min(index * 10 + (text[end] - u'0'), beyond_all);
+  const bool closed = end < text.size() && text[end] == u'}';
+  return closed && end > 1 && (text[1] != u'0' || end == 2) ? mark{end + 1, index} : mark{};
 }
 
 }  // namespace
@@ -58,10 +57,12 @@ ustring insert_arguments(std::u16string_view text, const std::vector<MsgArgument
     if (text.substr(0, 2) == u"{{" || text.substr(0, 2) == u"}}") {
       result += text[0];
       taken = 2;
-    } else if (const auto* const argument = text[0] == u'{' ? find_argument(text, arguments, taken) : nullptr) {
-      std::visit(append_argument{result}, *argument);
+    } else if (const mark found = read_mark(text); found.length != 0 && found.index < arguments.size()) {
+      std::visit(append_argument{result}, arguments[found.index]);
+      taken = found.length;
     } else {
-      result += text[0];
+      taken = std::max(taken, found.length);  // A mark without an argument stays whole.
+      result += text.substr(0, taken);
     }
     text.remove_prefix(taken);
   }

@@ -20,7 +20,7 @@
 // variable QX_MESSAGE_PATH, which are separated by ";" and read once, at the first use. A file that is not there is no
 // error.
 //
-// Files are read when they are first needed and kept, as is that one is not there; `reload` forgets them.
+// Files are read when they are first needed and kept. So is the knowledge that one is not there. `reload` forgets both.
 //
 // Thread safety: everything may be called from every thread at any time. Looking up what has been read does not wait
 // for files that others read.
@@ -61,6 +61,7 @@ class I18N_API bad_catalog : public std::runtime_error {
   ~bad_catalog() override;
 };
 
+/// The catalogs of this process.
 class I18N_API MessageCatalog {
  public:
   MessageCatalog() = delete;
@@ -84,8 +85,7 @@ class I18N_API MessageCatalog {
   /// system had at the first use.
   static std::string language();
 
-  /// Forgets what has been read, so that changed files are seen. If it returns before a `get_message` is called, that
-  /// sees no older content.
+  /// Forgets what has been read, so that changed files are seen: by every `get_message` that begins after it returned.
   static void reload();
 };
 
