@@ -1,6 +1,7 @@
 // Every public header, compiled as C++17 with all warnings: what a client with an older language sees. No program.
 #include <conc_common/thread_name.hpp>
 #include <fl/diag.hpp>
+#include <fl/except.hpp>
 #include <fl/process.hpp>
 #include <fl/process/testing.hpp>
 #include <fl/sysdep/windows/deelevate_utils.hpp>

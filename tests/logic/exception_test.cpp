@@ -1,0 +1,168 @@
+#include <fl/except.hpp>
+
+#include "exception_samples.hpp"
+
+#include <gtest/gtest.h>
+
+#include <boost/exception/diagnostic_information.hpp>
+#include <boost/exception_ptr.hpp>
+#include <i18n/message_catalog.hpp>
+
+#include <atomic>
+#include <barrier>
+#include <future>
+#include <set>
+#include <thread>
+
+using foundation::core::ustring;
+using namespace exception_samples;
+
+namespace {
+
+using witness = boost::error_info<struct witness_tag, std::shared_ptr<int>>;
+
+// Its text tells how often one was computed; it fails to have one as often as it is told.
+class counted : public Exception<IInternalException, exception, void> {
+ public:
+  static inline std::atomic<int> computed{0};
+  static inline std::atomic<int> failures{0};
+
+ private:
+  const clone_base* clone() const override { return new counted(*this); }
+  void rethrow() const override { throw *this; }
+  ustring ToUstringImpl() const override {
+    const int number = ++computed;
+    if (failures-- > 0)
+      throw std::runtime_error("no text now");
+    return u"gr\u00fcn " + convert_str(std::to_string(number));
+  }
+};
+
+// One object that has nothing attached, and copies that share what Boost's operator began. With a plain count of
+// owners, threads that copy lose each other's steps, and the facts go while somebody still has them.
+TEST(Exception, HasOneTextForAllThreadsAndCopies) {
+  const auto life = std::make_shared<int>();
+  for (int round = 0; round != 50; ++round) {
+    counted::computed = 0;
+    const counted alone;
+    std::vector<counted> sharing(1);
+    sharing[0] << witness(life);
+    sharing.resize(8, sharing[0]);
+    std::vector<const char*> texts(16);
+    std::barrier together(8);
+    std::vector<std::jthread> threads;
+    for (std::size_t number = 0; number != 8; ++number)
+      threads.emplace_back([&, number] {
+        together.arrive_and_wait();
+        texts[number] = alone.what();
+        texts[8 + number] = static_cast<const exception&>(sharing[number]).what();
+        for (int turn = 0; turn != 500; ++turn)
+          ASSERT_EQ(counted(alone).what(), texts[number]);
+      });
+    threads.clear();
+    ASSERT_EQ(std::set(texts.begin(), texts.begin() + 8).size(), 1u);
+    ASSERT_EQ(std::set(texts.begin() + 8, texts.end()).size(), 1u);
+    ASSERT_EQ(counted::computed, 2);
+    alone << witness(life);
+    ASSERT_EQ(life.use_count(), 3) << "one for each list of facts";
+    const auto deep = boost::copy_exception(alone);
+    ASSERT_EQ(life.use_count(), 4) << "Boost's clones have a list of their own";
+  }
+  EXPECT_EQ(life.use_count(), 1);
+}
+
+TEST(Exception, CopiesShareTheTextFromTheFirstCallOn) {
+  counted::computed = 0;
+  counted::failures = 1;
+  auto source = std::make_unique<counted>();
+  const counted before(*source);
+  EXPECT_STREQ(source->what(), typeid(counted).name()) << "no text yet; the next call tries again";
+  const char* const text = source->what();
+  EXPECT_EQ(source->ToUstring(), u"gr\u00fcn 3") << "neither takes nor replaces the text that is kept";
+  *source = *source;
+  const counted moved(std::move(*source));
+  EXPECT_EQ(source->what(), text) << "moving is copying";
+  counted assigned;
+  EXPECT_STREQ(assigned.what(), "gr\xc3\xbcn 4");
+  assigned = *source;
+  const std::unique_ptr<const clone_base> clone(static_cast<const clone_base&>(*source).clone());
+  source.reset();
+  EXPECT_STREQ(text, "gr\xc3\xbcn 2");
+  EXPECT_EQ(moved.what(), text);
+  EXPECT_EQ(dynamic_cast<const exception&>(*clone).what(), text);
+  EXPECT_STREQ(before.what(), "gr\xc3\xbcn 5");
+  const std::string facts = boost::diagnostic_information(assigned);
+  EXPECT_NE(facts.find("narrow_str_tag*] = gr\xc3\xbcn 2\n"), std::string::npos) << facts;
+  EXPECT_EQ(assigned.what(), text);
+}
+
+template <class Base>
+std::string text_of(const auto& source) {
+  AnonymousInternalException<Base> assigned{Base()};
+  {
+    AnonymousInternalException<Base> original(source);
+    const AnonymousInternalException<Base> moved(std::move(original));
+    assigned = original;
+    assigned = assigned;
+    EXPECT_EQ(original.ToUstring(), moved.ToUstring());
+  }
+  return assigned.what();
+}
+
+struct reason : std::runtime_error {
+  explicit reason(const char* text = "none") : std::runtime_error(text) {}
+};
+struct empty : exception {};
+
+TEST(Exception, HasTheTextOfItsSource) {
+  EXPECT_EQ(text_of<reason>(reason("why")), "why");
+  EXPECT_EQ(text_of<reason>(reason("")), "");
+  EXPECT_EQ(text_of<exception>(reason("why")), "why");
+  EXPECT_EQ(text_of<exception>(exception()), "Unknown exception");
+  EXPECT_EQ(text_of<exception>(empty()), "Unknown exception");
+  EXPECT_EQ(text_of<empty>(empty()), "Unknown exception");
+  EXPECT_EQ(text_of<std::bad_alloc>(std::bad_alloc()), "bad allocation");
+}
+
+TEST(Exception, ArrivesOnAnotherThreadAsWhatItIs) {
+  for (const sample& each : samples()) {
+    const auto carry = [&]() -> boost::exception_ptr {
+      try {
+        each.raise();
+      } catch (...) {
+        return boost::current_exception();
+      }
+      return {};
+    };
+    const boost::exception_ptr parcel = std::async(std::launch::async, carry).get();
+    EXPECT_EQ(caught_as([&] { boost::rethrow_exception(parcel); }, all_classes()), each.expected);
+  }
+}
+
+}  // namespace
+
+#ifndef _WIN32  // There the catalog reads files.
+ustring text_of_message;
+
+ustring fl::i18n::MessageCatalog::get_message(const resource_core::BaseMsgID&) {
+  return text_of_message.empty() ? throw std::out_of_range("no message") : text_of_message;
+}
+
+TEST(MsgIDException, SpeaksTheLanguageOfTheMomentAndKeepsWhatItSaidFirst) {
+  const message_error error;
+  EXPECT_STREQ(error.what(), typeid(message_error).name());
+  EXPECT_THROW(error.GetMessageTxt(), std::out_of_range);
+  text_of_message = u"gr\u00fcn";
+  EXPECT_STREQ(error.what(), "gr\xc3\xbcn");
+  text_of_message = u"verde";
+  EXPECT_EQ(error.GetMessageTxt(), "verde");
+  EXPECT_EQ(error.ToUstring(), u"verde");
+  EXPECT_STREQ(error.what(), "gr\xc3\xbcn");
+  try {
+    error.GetErrorID();
+    ADD_FAILURE() << "no exception";
+  } catch (const AnonymousInternalException<InvalidErrorID>& e) {
+    EXPECT_STREQ(e.what(), "SHOP:sold:");
+  }
+}
+#endif

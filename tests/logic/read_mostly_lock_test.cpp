@@ -1,0 +1,34 @@
+#include "util/read_mostly_lock.hpp"
+
+#include <gtest/gtest.h>
+
+#include <mutex>
+#include <vector>
+
+namespace {
+
+// Under a lock that fails, steps get lost, a reader sees one count without the other, or somebody waits for ever.
+TEST(ReadMostlyLock, KeepsWritersAwayFromReadersAndFromEachOther) {
+  static constinit foundation::core::util::read_mostly_lock lock;
+  volatile int first = 0, second = 0;
+  std::atomic<int> torn{0};
+  std::vector<std::jthread> threads;
+  for (int number = 0; number != 4; ++number)
+    threads.emplace_back([&] {
+      for (int turn = 0; turn != 400000; ++turn) {
+        if (turn % 20 == 0) {
+          const std::lock_guard writing(lock);
+          first = first + 1;
+          second = second + 1;
+        } else {
+          const std::shared_lock reading(lock);
+          torn += first != second;
+        }
+      }
+    });
+  threads.clear();
+  EXPECT_EQ(torn, 0);
+  EXPECT_EQ(first, 80000);
+}
+
+}  // namespace

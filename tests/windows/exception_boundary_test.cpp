@@ -1,0 +1,52 @@
+// The library's exceptions between modules, and without memory.
+#include "exception_boundary_client.hpp"
+
+#include "import_patch.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+namespace {
+
+using namespace exception_samples;
+using malloc_function = void* (*)(std::size_t);
+
+TEST(ExceptionBoundary, EachIsCaughtAsEachOfItsBasesByAnotherModule) {
+  for (const sample& each : samples())
+    EXPECT_EQ(caught_by_client_as(each.raise), each.expected);
+  for (const sample& each : client_samples())
+    EXPECT_EQ(caught_as(each.raise, all_classes()), each.expected);
+}
+
+TEST(ExceptionWithoutMemory, IsThrownCopiedAndCaughtAndTextsThatAreKeptStay) {
+  const user_error other;
+  const char* const kept_text = other.what();
+  auto caught = bad_alloc();
+  char text[200] = "";
+  bool has_memory = true;
+  bool keeps_text = false;
+  EXPECT_THROW(throw bad_alloc(), std::bad_alloc);  // The run-time allocates at a thread's first throw.
+  {
+    test_support::injected<malloc_function> library("libqxfl.dll", "malloc");
+    test_support::injected<malloc_function> runtime("libstdc++-6.dll", "malloc");
+    test_support::injected<malloc_function> program(nullptr, "malloc");
+    library.fail_always(nullptr, ERROR_NOT_ENOUGH_MEMORY);
+    runtime.fail_always(nullptr, ERROR_NOT_ENOUGH_MEMORY);
+    program.fail_always(nullptr, ERROR_NOT_ENOUGH_MEMORY);
+    has_memory = ::operator new(1, std::nothrow) != nullptr;
+    keeps_text = other.what() == kept_text && user_error(other).what() == kept_text;
+    try {
+      throw bad_alloc();  // Lives in the run-time's reserve.
+    } catch (const std::bad_alloc& e) {
+      caught = dynamic_cast<const decltype(caught)&>(e);
+      std::strncpy(text, caught.what(), sizeof text - 1);
+    }
+  }
+  EXPECT_FALSE(has_memory);
+  EXPECT_TRUE(keeps_text);
+  EXPECT_STREQ(text, typeid(detail::bad_alloc_impl::internal).name());
+  EXPECT_STREQ(caught.what(), "bad allocation");
+}
+
+}  // namespace
