@@ -79,6 +79,7 @@ void report_a_fatal_error() {
 void speak_two_languages() {
   const run_result said = run_example("user_error.exe");
   check(said.status == 0, "the exit status");
+  check(find(said.output, "in en: You asked for 5") < find(said.output, "in de: Von E27 sind"), "both languages");
   for (const std::string& line : said.output)
     std::printf("  %s\n", line.c_str());
 }

@@ -128,6 +128,7 @@ constexpr stop stops[] = {
     {"A launch that fails, and what it says", fail_to_launch},
     {"A crash, and what the program says of it", report_a_crash},
     {"A fatal error that a program finds itself", report_a_fatal_error},
+    {"An error for the user, in two languages", speak_two_languages},
 };
 
 }  // namespace
