@@ -20,21 +20,19 @@ using foundation::core::except::detail::AnonymousInternalException;
 
 constexpr char text[] = "the index is out of date";
 
-// The peer of a kept text: the same promise by standard means, with as many records as the exception has.
-const char* find_text(const std::type_info& type) {
-  static std::shared_mutex mutex;
-  static const std::map<std::type_index, std::string> texts = {{typeid(std::runtime_error), text}};
-  const std::shared_lock lock(mutex);
-  return texts.find(type)->second.c_str();
-}
+const AnonymousInternalException kept_error{std::runtime_error(text)};
 
 const char* kept_text_ours() {
-  static const AnonymousInternalException<std::runtime_error> error{std::runtime_error(text)};
-  return error.what();
+  return kept_error.what();
 }
 
+// The same promise by standard means, with as many records as the exception has.
+std::shared_mutex text_mutex;
+const std::map<std::type_index, std::string> texts = {{typeid(std::runtime_error), text}};
+
 const char* kept_text_peer() {
-  return find_text(typeid(std::runtime_error));
+  const std::shared_lock lock(text_mutex);
+  return texts.find(typeid(std::runtime_error))->second.c_str();
 }
 
 template <const char* (*Text)()>

@@ -28,13 +28,13 @@
 // what it is. Attach facts with Boost's `e << info`, and get all of them with `boost::diagnostic_information(e)`.
 //
 // Copies share their attached facts, and the text of `what()` is kept among these. So a copy made after the first
-// `what()` answers with the same text at the same address; a copy made before computes its own.
+// `what()` answers with the same text at the same address; one made before, with no facts to share, computes its own.
 //
 // Thread safety: `what()` may be called on any objects from any threads, also on one object and on copies that share
-// facts. Copies that share facts may be made and destroyed on different threads if `what()` was what first attached to
-// them; a list of facts that Boost's `<<` began counts its owners without protection, so let such copies stay on one
-// thread and transport them as clones made by Boost's `enable_current_exception`. Attaching, assigning and
-// `boost::diagnostic_information` need the object, and all that share its facts, to themselves.
+// facts. Such copies may be made, used and destroyed on different threads if `what()` was called before the first fact
+// was attached; facts that Boost's `<<` was the first to attach count their owners without protection, and the copies
+// that share them belong to one thread. Attaching, assigning and `boost::diagnostic_information` need the object, and
+// all that share its facts, to themselves.
 #pragma once
 
 #include <fl/export.hpp>
