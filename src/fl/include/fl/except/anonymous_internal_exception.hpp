@@ -13,6 +13,8 @@
 
 #include <boost/system/system_error.hpp>
 
+#include <utility>
+
 namespace foundation::core::except::detail {
 
 /// `T`: a copyable class derived from `std::exception`.
@@ -20,6 +22,8 @@ template <class T>
 class AnonymousInternalException : public Exception<IInternalException, T, void> {
  public:
   explicit AnonymousInternalException(const T& source);
+  /// Takes the text over instead of copying it.
+  explicit AnonymousInternalException(T&& source);
   AnonymousInternalException(const AnonymousInternalException&) = default;
   AnonymousInternalException& operator=(const AnonymousInternalException&) = default;
   ~AnonymousInternalException() override = default;
@@ -35,6 +39,10 @@ class AnonymousInternalException : public Exception<IInternalException, T, void>
 template <class T>
 AnonymousInternalException<T>::AnonymousInternalException(const T& source)
     : Exception<IInternalException, T, void>(source) {}
+
+template <class T>
+AnonymousInternalException<T>::AnonymousInternalException(T&& source)
+    : Exception<IInternalException, T, void>(std::move(source)) {}
 
 template <class T>
 const boost::exception_detail::clone_base* AnonymousInternalException<T>::clone() const {

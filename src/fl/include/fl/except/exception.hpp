@@ -21,6 +21,7 @@
 #include <exception>
 #include <new>
 #include <type_traits>
+#include <utility>
 
 namespace foundation::core::except {
 
@@ -49,6 +50,8 @@ class Exception<IInternalException, Base, void>
  public:
   Exception() = default;
   explicit Exception(const Base& source);
+  /// Takes the text over instead of copying it.
+  explicit Exception(Base&& source);
   Exception(const Exception&) = default;
   Exception& operator=(const Exception& other);
   ~Exception() override = default;
@@ -80,6 +83,11 @@ const char* Exception<Kind, Base, Void>::what() const noexcept {
 template <class Base>
 Exception<IInternalException, Base, void>::Exception(const Base& source)
     : Base(source), detail::base_text<Base>(source) {}
+
+template <class Base>
+Exception<IInternalException, Base, void>::Exception(Base&& source)
+    // What is kept apart from a base is that of a base which has nothing to take over.
+    : Base(std::move(source)), detail::base_text<Base>(source) {}  // NOLINT(bugprone-use-after-move)
 
 template <class Base>
 Exception<IInternalException, Base, void>& Exception<IInternalException, Base, void>::operator=(
