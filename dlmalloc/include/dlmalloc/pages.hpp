@@ -1,0 +1,35 @@
+// What the arena asks of the system. Functions may be called from any thread; none throws.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace foundation::core::mem::dlmalloc::pages {
+
+/// Bytes of a page and of the unit in which the system gives out address space.
+struct geometry {
+  std::size_t page_size;
+  std::size_t granularity;
+};
+geometry ask_geometry() noexcept;
+
+enum class placement {
+  anywhere,
+  high,  ///< towards the end of the address space, apart from what grows
+};
+
+/// `size` bytes of zeros that can be read and written, at a multiple of the granularity; null if there are none. `size`
+/// is a multiple of the page size.
+void* map(std::size_t size, placement where) noexcept;
+
+/// Gives whole mappings back, which lie next to each other and fill the range. False if the range is anything else;
+/// mappings before the point where that showed are gone then.
+bool unmap(void* start, std::size_t size) noexcept;
+
+/// Milliseconds since some time in the past.
+std::uint32_t tick_count() noexcept;
+
+/// Lets other threads run for some milliseconds.
+void back_off() noexcept;
+
+}  // namespace foundation::core::mem::dlmalloc::pages

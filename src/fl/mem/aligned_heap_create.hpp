@@ -1,0 +1,18 @@
+// How the memory manager makes the aligned heap.
+#pragma once
+
+#include <boost/smart_ptr/shared_ptr.hpp>
+
+#include <cstddef>
+
+namespace foundation::core::mem::detail {
+
+/// In bytes; what holds unless the environment says otherwise.
+inline constexpr std::size_t default_alignment = 32;
+
+/// Makes the heap that QX_ALIGNED_HEAP_ALIGNMENT and `debug` (whether pointers are checked) ask for. It is
+/// `aligned_heap::instance` for as long as the result owns it. Throws `boost::bad_lexical_cast` if the variable has a
+/// text that is no number, and `std::bad_alloc`.
+boost::shared_ptr<void> aligned_heap_create(bool debug);
+
+}  // namespace foundation::core::mem::detail
