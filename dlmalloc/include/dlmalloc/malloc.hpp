@@ -153,7 +153,7 @@ struct tree_chunk : chunk {
   std::uint32_t is_node;  ///< 1 for a node of the trie, 0 for another chunk of a node's ring.
 
   tree_chunk* next_of_size() { return static_cast<tree_chunk*>(next); }
-  tree_chunk* leftmost_child() { return child[0] != nullptr ? child[0] : child[1]; }
+  tree_chunk* leftmost_child() const { return child[0] != nullptr ? child[0] : child[1]; }
 };
 
 /// A part of the address space that consists of chunks. Its record lies in its own foot, that of the latest segment in
@@ -230,17 +230,22 @@ class spin_lock {
   void unlock() noexcept { word_.store(0, std::memory_order_release); }
 
  private:
+  static constexpr unsigned reads_per_try = 256;  ///< Some microseconds: an owner that runs is done by then.
   static constexpr unsigned tries_before_sleep = 64;
 
   [[gnu::noinline]] void wait() noexcept {
-    for (unsigned tries = 1;; ++tries) {
+    for (unsigned tries = 1; !try_lock(); ++tries)
       if (tries % tries_before_sleep == 0)
         pages::back_off();
-      else
-        _mm_pause();  // The owner needs a few hundred cycles at most: sleeping too early costs far more.
-      if (word_.load(std::memory_order_relaxed) == 0 && word_.exchange(1, std::memory_order_acquire) == 0)
-        return;
+  }
+
+  bool try_lock() noexcept {
+    for (unsigned reads = 0; reads < reads_per_try; ++reads) {
+      if (word_.load(std::memory_order_relaxed) == 0)
+        return word_.exchange(1, std::memory_order_acquire) == 0;
+      _mm_pause();
     }
+    return false;
   }
 
   std::atomic<std::uint32_t> word_{0};  ///< 1 while somebody holds the lock
@@ -876,14 +881,28 @@ inline void* allocate(malloc_state& m, std::size_t request) {
 
 // ---- release ----
 
+/// Every now and then the release of a large chunk looks for idle segments.
+inline void count_large_release(malloc_state& m) {
+  if (--m.release_checks == 0) [[unlikely]]
+    release_unused_segments(m);
+}
+
 inline void put_in_bin(malloc_state& m, chunk* c, std::size_t size) {
   if (size <= max_small_size) {
     insert_small(m, c, size);
     return;
   }
   insert_large(m, static_cast<tree_chunk*>(c), size);
-  if (--m.release_checks == 0)
-    release_unused_segments(m);
+  count_large_release(m);
+}
+
+/// Whether a free chunk stays where it is in the bins with another size: it is alone in its tree bin and keeps that.
+inline bool stays_in_bin(const malloc_state& m, chunk* c, std::size_t former_size, std::size_t size) {
+  if (former_size <= max_small_size)
+    return false;
+  const tree_chunk* const node = static_cast<const tree_chunk*>(c);
+  const unsigned bin = tree_bin_of(size);
+  return m.tree_bins[bin] == node && node->leftmost_child() == nullptr && node->next == node;
 }
 
 /// Merges with the chunk behind, which is free, and puts the result where it belongs.
@@ -921,15 +940,21 @@ inline void release_chunk(malloc_state& m, chunk* c, std::size_t size) {
     chunk* const before = c->back(before_size);
     require(m.owns(before) && before->size() == before_size);
     c->forget();
-    if (before != m.victim) {
-      unlink_chunk(m, before, before_size);
-    } else if (behind->is_in_use()) {
-      m.victim_size += size;
-      before->set_free_and_tell(m.victim_size, behind);
-      return;
-    }
     c = before;
     size += before_size;
+    if (before == m.victim) {
+      if (behind->is_in_use()) {
+        m.victim_size = size;
+        before->set_free_and_tell(size, behind);
+        return;
+      }
+    } else if (behind->is_in_use() && stays_in_bin(m, before, before_size, size)) {
+      before->set_free_and_tell(size, behind);
+      count_large_release(m);
+      return;
+    } else {
+      unlink_chunk(m, before, before_size);
+    }
   }
   if (!behind->is_in_use()) {
     merge_behind(m, c, size, behind);
