@@ -1197,12 +1197,12 @@ inline auto serialised(malloc_state& m, Operation operation) {
 }
 
 /// `size` in bytes; 0 gives a block too. Null if there is no memory.
-void* dlmalloc(std::size_t size) {
+[[maybe_unused]] void* dlmalloc(std::size_t size) {
   return serialised(arena, [size](malloc_state& m) { return allocate(m, size); });
 }
 
 /// Null does nothing.
-void dlfree(void* block) {
+[[maybe_unused]] void dlfree(void* block) {
   if (block == nullptr)
     return;
   serialised(arena, [block](malloc_state& m) {
@@ -1212,7 +1212,7 @@ void dlfree(void* block) {
 }
 
 /// A block of zeros for `count` elements of `size` bytes; null if there is no memory, or the product is too large.
-void* dlcalloc(std::size_t count, std::size_t size) {
+[[maybe_unused]] void* dlcalloc(std::size_t count, std::size_t size) {
   std::size_t product = 0;
   if (__builtin_mul_overflow(count, size, &product))
     product = no_size;
@@ -1229,7 +1229,7 @@ void* dlcalloc(std::size_t count, std::size_t size) {
 
 /// Gives the block another size, perhaps in another place; null makes a new one. Null if there is no memory: then the
 /// block stays as it is.
-void* dlrealloc(void* block, std::size_t size) {
+[[maybe_unused]] void* dlrealloc(void* block, std::size_t size) {
   if (block == nullptr)
     return dlmalloc(size);
   if (size >= max_request)
