@@ -11,6 +11,8 @@
 //
 // Thread safety: nothing here has a state of its own, except which object is the instance.
 
+#include <dlmalloc/malloc.hpp>
+
 #include <fl/diag/terminate.hpp>
 #include <fl/mem/aligned_heap.hpp>
 #include <fl/mem/page.hpp>
@@ -324,6 +326,19 @@ class os_ops final : public aligned_heap_base {
   void free(void* p) override { std::free(p); }
 };
 
+/// The private arena, whose blocks all have this alignment and no headers.
+class dlmalloc_ops final : public aligned_heap_base {
+ public:
+  dlmalloc_ops() : aligned_heap_base(dlmalloc::block_alignment) {}
+
+  void check(const void* p) const override { check_bare_pointer(alignment_, p); }
+  void* malloc(std::size_t size) override { return dlmalloc::dlmalloc(size); }
+  void* calloc(std::size_t count, std::size_t size) override { return dlmalloc::dlcalloc(count, size); }
+  void* realloc(void* p, std::size_t size) override { return dlmalloc::dlrealloc(p, size); }
+  void free(void* p) override { dlmalloc::dlfree(p); }
+};
+static_assert(dlmalloc::block_alignment == detail::default_alignment);
+
 /// `text` is a number with an optional sign, where "-" negates it in the unsigned type.
 std::size_t parse_alignment(const char* text) {
   const auto alignment = boost::lexical_cast<std::size_t>(text);
@@ -339,6 +354,8 @@ boost::shared_ptr<void> detail::aligned_heap_create(bool debug) {
   diag::assert_that(is_legal_alignment(alignment), "is_legal_alignment(alignment)", this_file);
   if (debug)
     return boost::make_shared<debug_ops>(alignment);
+  if (use_arena)
+    return boost::make_shared<dlmalloc_ops>();
   if (alignment <= native_alignment)
     return boost::make_shared<os_ops>(alignment);
   return boost::make_shared<aligned_ops>(alignment);
