@@ -145,6 +145,11 @@ void make_again() {
   _putenv_s("QX_ALIGNED_HEAP_ALIGNMENT", "64");
   _putenv_s("TESSEL_MEM_MGR", "debug");
   show();
+  // In case it does call itself, the process is not to stay for ever either.
+  std::thread([] {
+    Sleep(60000);
+    foundation::core::app::fast_exit(1);
+  }).detach();
   const failing_malloc always;
   std::cout << outcome_of_new() << " " << load.calls() << "\n";
 }
