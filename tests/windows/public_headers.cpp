@@ -2,6 +2,7 @@
 #include <conc_common/thread_name.hpp>
 #include <fl/diag.hpp>
 #include <fl/except.hpp>
+#include <fl/mem.hpp>
 #include <fl/process.hpp>
 #include <fl/process/testing.hpp>
 #include <fl/sysdep/windows/deelevate_utils.hpp>

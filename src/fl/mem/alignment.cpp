@@ -84,11 +84,14 @@ std::uintptr_t address(const void* p) {
   return reinterpret_cast<std::uintptr_t>(p);
 }
 
+/// `alignment`: a power of two.
 bool is_multiple_of(std::size_t alignment, const void* p) {
-  return address(p) % alignment == 0;
+  return (address(p) & (alignment - 1)) == 0;
 }
 
+/// Of numbers, since a bad pointer may be anything, and arithmetic on it undefined.
 header* header_of(const void* p) {
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): see above
   return reinterpret_cast<header*>(address(p) - sizeof(header));
 }
 
@@ -115,9 +118,10 @@ std::optional<extent> extent_of(std::size_t alignment, std::size_t size) {
 void* write_header(void* block, std::size_t alignment, std::size_t rounded) {
   if (block == nullptr)
     return nullptr;
-  void* const p = reinterpret_cast<void*>((address(block) + alignment) & ~(alignment - 1));
-  new (header_of(p)) header{rounded, live_mark, static_cast<std::uint16_t>(alignment),
-                            static_cast<std::uint16_t>(address(p) - address(block))};
+  const std::size_t offset = alignment - (address(block) & (alignment - 1));
+  void* const p = static_cast<char*>(block) + offset;
+  new (header_of(p))
+      header{rounded, live_mark, static_cast<std::uint16_t>(alignment), static_cast<std::uint16_t>(offset)};
   return p;
 }
 
@@ -137,7 +141,7 @@ void header_free(void* p) {
   header* const h = header_of(p);
   // To the compiler a store into memory that is about to be freed has no effect; volatile keeps it.
   static_cast<volatile header*>(h)->check = freed_mark;
-  std::free(reinterpret_cast<void*>(address(p) - h->offset));
+  std::free(static_cast<char*>(p) - h->offset);
 }
 
 /// Blocks never shrink. Null if there is no memory; then `p` stays as it is.
@@ -197,6 +201,7 @@ void write_number(std::ostream& os, const char* name, std::uint64_t value) {
 }
 
 void write_header_data(std::ostream& os, const header& h, const void* p) {
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): what a bad header says may lead anywhere
   os << "UNALIGNED POINTER: " << reinterpret_cast<const void*>(address(p) - h.offset) << std::endl;
   write_number(os, "HEADER->SIZE:      ", h.size);
   write_number(os, "HEADER->CHECK:     ", h.check);
