@@ -88,7 +88,7 @@ void make_in_threads() {
   std::cout << put.calls() << tune.calls() << load.calls() << std::set(found.begin(), found.end()).size() << "\n";
 }
 
-/// Lets one allocation of this size fail so many times; others do not.
+/// Lets allocations of one size by the C++ run-time fail, so many times; all others succeed.
 class failing_malloc {
  public:
   static constexpr std::size_t size = 7654321;
