@@ -7,6 +7,8 @@
 #include <regex>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "run_child.hpp"
 #include "support.hpp"
@@ -36,63 +38,39 @@ std::string log_line(const std::string& text) {
 }
 
 TEST(Manager, ReadsItsOptionsAndTellsWhatTheyChange) {
-  const struct {
-    const char* options;
-    const char* plugin;  ///< a folder, or one that does not exist
-    std::string lines, features;
-  } cases[] = {
-      {"", "none", "", "000010"},
-      {"release", "none", log_line("using options 'release'"), "000010"},
-      {"default", "none", log_line("using options 'default'"), "000010"},
-      {"off", "none", log_line("using options 'off'") + log_line("pooling is DISABLED"), "000000"},
-      {"debug", "none",
-       log_line("using options 'debug'") + log_line("alignment_checking is ENABLED") +
-           log_line("integrity_checking is ENABLED") + log_line("new_handler is ENABLED") +
-           log_line("observation is NOT AVAILABLE") + log_line("pooling is DISABLED"),
-       "111000"},
-      {"debug,noaligncheck", "plugin_agreeing",
-       log_line("using options 'debug,noaligncheck'") + log_line("integrity_checking is ENABLED") +
-           log_line("new_handler is ENABLED") + log_line("observation is ENABLED") + log_line("pooling is DISABLED"),
-       "011100"},
-      {"release,observation", "plugin_refusing",
-       log_line("using options 'release,observation'") + log_line("observation is NOT AVAILABLE"), "000010"},
-      {",leaksanitizer,bogus,,debug,nopooling", "none",
-       log_line("using options ',leaksanitizer,bogus,,debug,nopooling'") + log_line("unrecognized option 'bogus'") +
-           log_line("option 'debug' must be listed first") + log_line("pooling is DISABLED") +
-           log_line("leak_sanitizer is ENABLED"),
-       "000001"},
-  };
-  for (const auto& each : cases) {
-    const scoped_variable plugin("MEM_CHILD_PLUGIN", each.plugin);
-    EXPECT_EQ(output("show", each.options), each.lines + each.features + "\n") << each.options;
-  }
-  EXPECT_EQ(output("show", std::nullopt), "000010\n");
-}
-
-TEST(Manager, FollowsEachWordAlone) {
   const scoped_variable plugin("MEM_CHILD_PLUGIN", "plugin_agreeing");
   const struct {
-    const char *word, *name;
-  } features[] = {{"aligncheck", "alignment_checking"},
-                  {"integcheck", "integrity_checking"},
-                  {"newhandler", "new_handler"},
-                  {"observation", "observation"},
-                  {"pooling", "pooling"},
-                  {"leaksanitizer", "leak_sanitizer"}};
-  std::size_t type = 0;
-  for (const auto& [word, name] : features) {
-    std::string states = "000000";
-    const std::string none = log_line("pooling is DISABLED") + states + "\n";
-    EXPECT_EQ(output("show", std::string("no") + word), log_line(std::string("using options 'no") + word + "'") + none);
-    states[type] = '1';
-    const std::string enabled = log_line(std::string(name) + " is ENABLED"), disabled = log_line("pooling is DISABLED");
-    EXPECT_EQ(output("show", word), log_line(std::string("using options '") + word + "'") +
-                                        (type == 4  ? ""
-                                         : type < 4 ? enabled + disabled
-                                                    : disabled + enabled) +
-                                        states + "\n");
-    ++type;
+    std::string options;
+    std::vector<const char*> lines;  ///< Behind the one with the options.
+    std::string features;
+  } cases[] = {
+      {"release", {}, "000010"},
+      {"default", {}, "000010"},
+      {"off", {"pooling is DISABLED"}, "000000"},
+      {"debug",
+       {"alignment_checking is ENABLED", "integrity_checking is ENABLED", "new_handler is ENABLED",
+        "observation is ENABLED", "pooling is DISABLED"},
+       "111100"},
+      {"aligncheck", {"alignment_checking is ENABLED", "pooling is DISABLED"}, "100000"},
+      {"integcheck", {"integrity_checking is ENABLED", "pooling is DISABLED"}, "010000"},
+      {"newhandler", {"new_handler is ENABLED", "pooling is DISABLED"}, "001000"},
+      {"observation", {"observation is ENABLED", "pooling is DISABLED"}, "000100"},
+      {"pooling", {}, "000010"},
+      {"leaksanitizer", {"pooling is DISABLED", "leak_sanitizer is ENABLED"}, "000001"},
+      {"nopooling", {"pooling is DISABLED"}, "000000"},
+      {"debug,noaligncheck,nointegcheck,nonewhandler,noobservation,pooling,noleaksanitizer", {}, "000010"},
+      {",bogus,,debug,leaksanitizer",
+       {"unrecognized option 'bogus'", "option 'debug' must be listed first", "leak_sanitizer is ENABLED"},
+       "000011"},
+  };
+  for (const auto& [options, lines, features] : cases) {
+    std::string expected = log_line("using options '" + options + "'");
+    for (const char* const line : lines)
+      expected += log_line(line);
+    EXPECT_EQ(output("show", options), expected + features + "\n");
   }
+  for (const value nothing : {value(), value("")})
+    EXPECT_EQ(output("show", nothing), "000010\n");
 }
 
 TEST(Manager, TellsAnUnusualAlignmentAndItsLogAsOftenAsAsked) {
@@ -194,11 +172,12 @@ TEST(Plugin, WhatIsMissingOrRefusedStandsInTheLogOfObservation) {
   const struct {
     const char* folder;
     std::string first, result;
+    const char* state;
   } cases[] = {
-      {"none", "Failed to load Plugin 'libqxtools_mobservation.dll'", "0"},
-      {"plugin_wrong", "Failed to find symbol 'mobserveradminapiinit'", "0"},
-      {"plugin_refusing", "mobserveradminapiinit returned 0", "0"},
-      {"plugin_agreeing", "mobserveradminapiinit returned -3", "-3"},
+      {"none", "Failed to load Plugin 'libqxtools_mobservation.dll'", "0", "NOT AVAILABLE"},
+      {"plugin_wrong", "Failed to find symbol 'mobserveradminapiinit'", "0", "NOT AVAILABLE"},
+      {"plugin_refusing", "mobserveradminapiinit returned 0", "0", "NOT AVAILABLE"},
+      {"plugin_agreeing", "mobserveradminapiinit returned -3", "-3", "ENABLED"},
   };
   for (const auto& each : cases) {
     const scoped_variable plugin("MEM_CHILD_PLUGIN", each.folder);
@@ -207,14 +186,15 @@ TEST(Plugin, WhatIsMissingOrRefusedStandsInTheLogOfObservation) {
     EXPECT_TRUE(std::regex_match(child.err, std::regex(record + each.first + "\r?\n" + record +
                                                        "load_and_run_plugin returns " + each.result + "\r?\n")))
         << child.err;
+    EXPECT_EQ(without_carriage_returns(child.out).find(log_line(std::string("observation is ") + each.state)),
+              log_line("using options 'observation'").size());
   }
 }
 
 TEST(Plugin, CountsTheAllocationsOfItsProcess) {
-  const test_support::temp_file report;
-  const scoped_variable target("QX_MOBSERVATION_REPORT", report.path());
-  EXPECT_EQ(output("allocate", "observation"), "");
-  const std::string text = test_support::read_file(report.path());
+  const scoped_variable target("QX_MOBSERVATION_REPORT", "stderr");
+  const scoped_variable options("TESSEL_MEM_MGR", "observation");
+  const std::string text = run_child("mem_child", "allocate").err;
   EXPECT_TRUE(std::regex_search(text, std::regex("^C run-time allocations of process \\d+, observed by \\d+ redirected "
                                                  "imports\n +block up to +allocations +bytes +frees +live")))
       << text;

@@ -88,7 +88,7 @@ void make_in_threads() {
   std::cout << put.calls() << tune.calls() << load.calls() << std::set(found.begin(), found.end()).size() << "\n";
 }
 
-/// Lets one allocation of this size fail so many times; others do not.
+/// Lets allocations of one size by the C++ run-time fail, so many times; all others succeed.
 class failing_malloc {
  public:
   static constexpr std::size_t size = 7654321;
@@ -145,6 +145,11 @@ void make_again() {
   _putenv_s("QX_ALIGNED_HEAP_ALIGNMENT", "64");
   _putenv_s("TESSEL_MEM_MGR", "debug");
   show();
+  // In case it does call itself, the process is not to stay for ever either.
+  std::thread([] {
+    Sleep(60000);
+    foundation::core::app::fast_exit(1);
+  }).detach();
   const failing_malloc always;
   std::cout << outcome_of_new() << " " << load.calls() << "\n";
 }
