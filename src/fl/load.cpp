@@ -3,11 +3,15 @@
 // Nothing here reads the environment or starts a thread.
 
 #include <fl/diag/terminate.hpp>
+#include <fl/mem/page.hpp>
 
 #include "loggers.hpp"
+#include "mem/page_mask.hpp"
+#include "mem/windows/stats_reader.hpp"
 
 #include <foundation_log/termination.hpp>
 
+#include <memory>
 #include <sstream>
 
 namespace foundation::core {
@@ -21,6 +25,13 @@ log::detail::termination_handler fatal_log_records([](const std::ostringstream& 
 });
 
 }  // namespace
+
+namespace mem {
+
+std::unique_ptr<MemStatsReader> stats_reader = std::make_unique<WinMemStatsReader>();
+const std::uintptr_t page_mask = 0 - get_page_size();
+
+}  // namespace mem
 
 namespace loggers {
 

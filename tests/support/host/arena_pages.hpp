@@ -1,0 +1,46 @@
+// Takes the place of the system beneath the arena: address space is given out in a chosen order, and as long as the
+// test allows. Memory that went back faults when it is touched. Not for several threads but through the arena, whose
+// lock serialises the calls.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+
+namespace test_support {
+
+enum class page_order {
+  upwards,    ///< Each mapping lies behind the one before.
+  downwards,  ///< Each mapping lies before the one before.
+  scattered,  ///< With a gap between any two.
+};
+
+class scripted_pages {
+ public:
+  static constexpr std::size_t granularity = 65536;
+
+  scripted_pages();
+
+  page_order order = page_order::upwards;
+  std::uint64_t maps_left = UINT64_MAX;  ///< mappings until there is no more memory
+  bool refuse_unmap = false;             ///< nothing is taken back
+
+  /// Bytes that are mapped.
+  std::size_t mapped() const;
+  /// Takes all mappings away, and the settings back.
+  void reset();
+
+  void* map(std::size_t size);
+  bool unmap(void* start, std::size_t size);
+
+ private:
+  char* place(std::size_t size) const;
+  void give(char* start, std::size_t size);
+
+  char* area_;                            ///< address space of `area_size` bytes
+  std::map<char*, std::size_t> regions_;  ///< what is mapped, with its size
+};
+
+scripted_pages& host_pages();
+
+}  // namespace test_support
