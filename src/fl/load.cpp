@@ -26,6 +26,12 @@ log::detail::termination_handler fatal_log_records([](const std::ostringstream& 
 
 }  // namespace
 
+namespace loggers {
+
+logger mobservation("foundation::core::mem::manager::mobservation");
+
+}  // namespace loggers
+
 namespace mem {
 
 std::unique_ptr<MemStatsReader> stats_reader = std::make_unique<WinMemStatsReader>();

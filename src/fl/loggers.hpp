@@ -8,6 +8,7 @@ namespace foundation::core::loggers {
 
 using logger = log::basic_diagnostic_logger<char>;
 
+extern logger mobservation;     // "foundation::core::mem::manager::mobservation"
 extern logger deelevate_utils;  // "fl::process::deelevate_utils"
 extern logger process_impl;     // "fl::process::process_impl"
 extern logger process;          // "fl::process::process"

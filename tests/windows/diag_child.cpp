@@ -5,6 +5,7 @@
 #include <foundation_log/logger.hpp>
 
 #include "import_patch.hpp"
+#include "memory_shortage.hpp"
 #include "support.hpp"
 
 #include <windows.h>
@@ -19,12 +20,10 @@
 #include <cstdlib>
 #include <cstring>
 #include <exception>
-#include <memory>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <thread>
-#include <utility>
 #include <vector>
 
 // Known outside of this file, so that the compiler cannot tell which classes there are.
@@ -171,54 +170,10 @@ void terminate_in_threads() {
   Sleep(INFINITE);
 }
 
-bool memory_is_gone = false;
-std::atomic<int> refused{0};
-
-/// The run-time's own functions; the imports that stood for them are replaced.
-template <class Function>
-Function real(const char* name) {
-  return reinterpret_cast<Function>(reinterpret_cast<void (*)()>(GetProcAddress(GetModuleHandleA("msvcrt.dll"), name)));
-}
-const auto real_malloc = real<void* (*)(std::size_t)>("malloc");
-const auto real_calloc = real<void* (*)(std::size_t, std::size_t)>("calloc");
-const auto real_realloc = real<void* (*)(void*, std::size_t)>("realloc");
-
-void* try_malloc(std::size_t size) {
-  return memory_is_gone ? ++refused, nullptr : real_malloc(size);
-}
-void* try_calloc(std::size_t count, std::size_t size) {
-  return memory_is_gone ? ++refused, nullptr : real_calloc(count, size);
-}
-void* try_realloc(void* block, std::size_t size) {
-  return memory_is_gone ? ++refused, nullptr : real_realloc(block, size);
-}
-
-/// Lets every allocation of the library, the C++ run-time and this program fail, `operator new` included, which calls
-/// malloc. Those of the system's own DLLs, such as its symbol service, do not go through these. Returns how many
-/// imports are replaced.
-std::size_t take_memory_away() {
-  const std::pair<const char*, import_patch::any_function> functions[] = {
-      {"malloc", reinterpret_cast<import_patch::any_function>(try_malloc)},
-      {"calloc", reinterpret_cast<import_patch::any_function>(try_calloc)},
-      {"realloc", reinterpret_cast<import_patch::any_function>(try_realloc)}};
-  static std::vector<std::unique_ptr<import_patch>> patches;
-  for (const char* const module :
-       {"libqxfl.dll", "libqxfoundation_conc_common.dll", "libqxfoundation_log.dll", "libgcc_s_seh-1.dll",
-        "libwinpthread-1.dll", "libstdc++-6.dll", static_cast<const char*>(nullptr)})
-    for (const auto& [name, replacement] : functions) {
-      try {
-        patches.push_back(std::make_unique<import_patch>(module, name, replacement, original));
-      } catch (const std::runtime_error&) {
-        // This module does not use this function.
-      }
-    }
-  memory_is_gone = true;
-  return patches.size();
-}
-
 void print_count_and_end(const wchar_t*, const wchar_t*, unsigned) {
   char text[32];
-  print({text, static_cast<std::size_t>(std::snprintf(text, sizeof text, "%d allocations\n", refused.load()))});
+  print({text, static_cast<std::size_t>(
+                   std::snprintf(text, sizeof text, "%d allocations\n", test_support::take_refused_allocations()))});
   print(diag::terminate_log());
   foundation::core::app::fast_exit(crash_status);
 }
@@ -226,9 +181,9 @@ void print_count_and_end(const wchar_t*, const wchar_t*, unsigned) {
 void terminate_without_memory() {
   const import_patch final_stage("libqxfl.dll", "_wassert",
                                  reinterpret_cast<import_patch::any_function>(print_count_and_end), original);
-  if (take_memory_away() < 6 || std::malloc(1) != nullptr)
+  if (test_support::take_memory_away() < 6 || std::malloc(1) != nullptr)
     print("memory is not gone");
-  refused = 0;
+  test_support::take_refused_allocations();
   // A thread that has never thrown, and that the run-time has made nothing for.
   const auto thread = [](void*) -> DWORD { diag::terminate(u"n\u00F3 memory", "diag_child.cpp", 3, "f"); };
   WaitForSingleObject(CreateThread(nullptr, 0, thread, nullptr, 0, nullptr), INFINITE);

@@ -62,8 +62,10 @@ class aligned_heap_access {
     // The pointer alone would not do: it is set while another thread is still making the heap.
     static const bool manager_is_made = (manager::initialize(), true);
     static_cast<void>(manager_is_made);
-    return *aligned_heap::instance;
+    return made_heap();
   }
+  /// For the manager, once it has made the heap.
+  static aligned_heap& made_heap() { return *aligned_heap::instance; }
 };
 
 /// `size` in bytes.

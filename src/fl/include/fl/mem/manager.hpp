@@ -84,8 +84,9 @@ class FL_API manager : private boost::noncopyable {
   /// severity fatal, the process ends.
   static void reinit_new_handler();
 
-  /// For the calling thread: from now on a failed `new` ends the process ("Out of memory"), or with false throws again.
-  /// Returns what held before.
+  /// For the calling thread: from now on a failed `new` ends the process ("Out of memory"), or with false goes to the
+  /// process's new handler again. Returns what held before. Throws `std::bad_alloc` if the system has no memory to note
+  /// it.
   static bool set_thread_terminate_on_oom(bool terminate) {
     return instance().set_thread_terminate_on_oom_impl(terminate);
   }

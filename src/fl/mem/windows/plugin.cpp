@@ -1,0 +1,45 @@
+#include "mem/windows/plugin.hpp"
+
+#include "loggers.hpp"
+
+#include <windows.h>
+
+namespace foundation::core::sysdep::windows {
+
+namespace {
+
+constexpr const char* file_name = "libqxtools_mobservation.dll";
+constexpr const char* symbol = "mobserveradminapiinit";
+
+using init_function = int (*)(int enabled);
+
+template <class... Parts>
+void note(const Parts&... parts) {
+  loggers::mobservation.log(log::severity::note, parts...);
+}
+
+int run_plugin(bool enabled) {
+  const HMODULE plugin = LoadLibraryA(file_name);
+  if (plugin == nullptr) {
+    note("Failed to load Plugin '", file_name, "'");
+    return 0;
+  }
+  const auto init = reinterpret_cast<init_function>(reinterpret_cast<void (*)()>(GetProcAddress(plugin, symbol)));
+  if (init == nullptr) {
+    note("Failed to find symbol '", symbol, "'");
+    return 0;
+  }
+  const int result = init(enabled ? 1 : 0);
+  note(symbol, " returned ", result);
+  return result;
+}
+
+}  // namespace
+
+int load_and_run_plugin(bool enabled) {
+  const int result = run_plugin(enabled);
+  note("load_and_run_plugin returns ", result);
+  return result;
+}
+
+}  // namespace foundation::core::sysdep::windows

@@ -1,0 +1,527 @@
+// The aligned heap: which variant is chosen, what lies below a block, and what becomes of a bad pointer. The linker
+// sends the run-time's heap functions through this file (--wrap), so that a test sees what is asked of them, lets them
+// fail and keeps freed memory readable.
+
+#include <fl/mem/aligned_heap.hpp>
+
+#include "host/terminate.hpp"
+#include "mem/aligned_heap_create.hpp"
+#include "seeded_random.hpp"
+#include "util/process_id.hpp"
+
+#include <boost/lexical_cast/bad_lexical_cast.hpp>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <limits>
+#include <optional>
+#include <string>
+#include <vector>
+
+// The manager would make the heap, for good; here each test makes its own.
+void foundation::core::mem::manager::initialize() {}
+
+namespace {
+
+using namespace foundation::core::mem;
+using test_support::terminations;
+
+/// The run-time's heap as the library meets it.
+struct {
+  int requests = 0;             ///< how often memory was asked for
+  std::size_t latest_size = 0;  ///< in bytes
+  void* latest = nullptr;       ///< what the last request got
+  bool exhausted = false;       ///< lets requests fail
+  void* next = nullptr;         ///< what the next request gets, if it is set
+  bool keeps_freed = false;     ///< holds back what is freed
+  std::vector<void*> freed;     ///< what is held back
+
+  template <class Call>
+  void* request(std::size_t size, Call call) {
+    ++requests;
+    latest_size = size;
+    latest = exhausted ? nullptr : next != nullptr ? std::exchange(next, nullptr) : call();
+    return latest;
+  }
+} run_time;
+
+}  // namespace
+
+extern "C" {
+
+void* __real_malloc(std::size_t size);
+void* __real_calloc(std::size_t count, std::size_t size);
+void* __real_realloc(void* p, std::size_t size);
+void __real_free(void* p);
+
+void* __wrap_malloc(std::size_t size) {
+  return run_time.request(size, [=] { return __real_malloc(size); });
+}
+void* __wrap_calloc(std::size_t count, std::size_t size) {
+  return run_time.request(count * size, [=] { return __real_calloc(count, size); });
+}
+void* __wrap_realloc(void* p, std::size_t size) {
+  return run_time.request(size, [=] { return __real_realloc(p, size); });
+}
+void __wrap_free(void* p) {
+  if (run_time.keeps_freed)
+    run_time.freed.push_back(p);
+  else
+    __real_free(p);
+}
+}
+
+namespace {
+
+/// The heap that the process gets with a value of the variable, or with none.
+class heap {
+ public:
+  explicit heap(const char* variable, bool debug = false) {
+    set_variable(variable);
+    owner_ = detail::aligned_heap_create(debug);
+  }
+  ~heap() {
+    set_variable(nullptr);
+    run_time.exhausted = run_time.keeps_freed = false;
+    for (void* const block : std::exchange(run_time.freed, {}))
+      std::free(block);
+    test_support::forget_terminations();
+  }
+
+ private:
+  static void set_variable(const char* value) {
+#ifdef _WIN32
+    ::_putenv_s("QX_ALIGNED_HEAP_ALIGNMENT", value != nullptr ? value : "");
+#else
+    value != nullptr ? ::setenv("QX_ALIGNED_HEAP_ALIGNMENT", value, 1) : ::unsetenv("QX_ALIGNED_HEAP_ALIGNMENT");
+#endif
+  }
+
+  boost::shared_ptr<void> owner_;
+};
+
+/// What a client finds in front of its block.
+struct record {
+  std::uint64_t size;
+  std::uint32_t check;
+  std::uint16_t alignment, offset;
+};
+constexpr std::uint32_t live = 0xfeedface, freed = 0x01120531;
+
+record record_of(const void* p) {
+  record found;
+  std::memcpy(&found, static_cast<const char*>(p) - sizeof found, sizeof found);
+  return found;
+}
+void set_record(void* p, const record& content) {
+  std::memcpy(static_cast<char*>(p) - sizeof content, &content, sizeof content);
+}
+
+std::size_t address(const void* p) {
+  return reinterpret_cast<std::size_t>(p);
+}
+void* at(std::size_t place) {
+  return reinterpret_cast<void*>(place);
+}
+
+bool ends_the_process(const std::function<void()>& action) {
+  test_support::forget_terminations();
+  try {
+    action();
+  } catch (const test_support::termination&) {
+  }
+  return !terminations().empty();
+}
+
+// The report, built apart.
+
+const std::string no_origin =
+    " is invalid\nand does not appear to have come from any of the following routines:\n  vector_malloc, "
+    "vector_calloc, vector_realloc\n  txMalloc*, txCalloc*, txRealloc*\n\nThis suggests one of the following has "
+    "happened:\n";
+const std::string foreign =
+    "  - the pointer came from an incompatible allocator (e.g. new, malloc, tuMalloc)\n  - the pointer didn't come "
+    "from "
+    "any allocator (e.g. the stack, uninitialized memory)\n  - a memory corruption destroyed the pointer";
+
+std::string passed(const std::string& label) {
+  return "The pointer passed to '" + label + "'" + no_origin + "  - the pointer has already been freed\n" + foreign +
+         " or its header\n";
+}
+std::string passed_without_header() {
+  return "The pointer passed to 'vector_check'" + no_origin + foreign + "\n";
+}
+std::string returned(const std::string& label) {
+  return "The pointer returned from '" + label +
+         "' is invalid.\n\nThis suggests one of the following has happened\n  - the alignment of the OS allocator "
+         "(malloc) has changed\n  - a memory corruption destroyed the pointer or its header\n";
+}
+
+std::string line(const char* name, const char* format, unsigned long long value) {
+  char text[100];
+  std::snprintf(text, sizeof text, format, value, value);
+  return name + std::string(text) + "\n";
+}
+constexpr const char* number = "%llu (%#llx)";
+constexpr const char* pointer = "%#llx";
+
+/// `header`: its address; `content`: what it is read to hold, if it is read.
+std::string report(const std::string& message, std::size_t alignment, const void* p, std::size_t size,
+                   std::size_t header, const std::optional<record>& content) {
+  const std::string head = message + "\nTHIS DATA IS FOR DIAGNOSTIC PURPOSES ONLY\nPID:               " +
+                           std::to_string(foundation::core::util::process_id()) + "\nNATIVE ALIGNMENT:  16 (0x10)\n" +
+                           line("REQ ALIGNMENT:     ", number, alignment) +
+                           line("ALIGNED POINTER:   ", pointer, address(p)) +
+                           line("REQ SIZE:          ", number, size) + line("HEADER ADDRESS:    ", pointer, header) +
+                           "HEADER SIZE:       16 (0x10)\n";
+  if (!content)
+    return head + "HEADER DATA:       INACCESSIBLE\n";
+  return head + line("UNALIGNED POINTER: ", pointer, address(p) - content->offset) +
+         line("HEADER->SIZE:      ", number, content->size) + line("HEADER->CHECK:     ", number, content->check) +
+         line("HEADER->ALIGNMENT: ", number, content->alignment) + line("HEADER->OFFSET:    ", number, content->offset);
+}
+
+/// The report goes first; when that comes back, the message alone follows.
+void expect_reported(const std::function<void()>& action, const std::string& message, const std::string& whole) {
+  EXPECT_TRUE(ends_the_process(action));
+  ASSERT_EQ(terminations().size(), 2u);
+  EXPECT_EQ(terminations()[0].message, whole);
+  EXPECT_EQ(terminations()[1].message, message);
+  for (const auto& call : terminations()) {
+    EXPECT_EQ(call.file, "src/fl/mem/alignment");
+    EXPECT_GT(call.line, 0);
+    EXPECT_NE(call.function.find("error(const "), std::string::npos) << call.function;
+  }
+}
+
+enum class kind { checked, headers, bare, arena };
+
+/// By what it does with a block of 0 bytes and asks for one of 40.
+kind kind_of_heap() {
+  if (ends_the_process([] { vector_free(vector_malloc(0)); })) {
+    std::free(run_time.latest);
+    return kind::checked;
+  }
+  run_time.latest_size = 0;
+  void* const block = vector_malloc(40);
+  const std::size_t asked = run_time.latest_size;
+  EXPECT_EQ(address(block) % vector_alignment(), 0u);
+  EXPECT_NO_THROW(vector_check(block));
+  vector_free(block);
+  return asked == 0 ? kind::arena : asked == 40 ? kind::bare : kind::headers;
+}
+
+TEST(AlignedHeap, IsChosenByTheEnvironmentAndByWhetherPointersAreChecked) {
+  const struct {
+    const char* variable;
+    bool debug;
+    std::size_t alignment;
+    kind expected;
+  } rows[] = {{nullptr, false, 32, kind::headers},    {"16", false, 16, kind::bare},
+              {"32", false, 32, kind::headers},       {"64", false, 64, kind::headers},
+              {"32768", false, 32768, kind::headers}, {"0", false, 32, kind::headers},
+              {"8", false, 32, kind::headers},        {"48", false, 32, kind::headers},
+              {"65536", false, 32, kind::headers},    {"-32", false, 32, kind::headers},
+              {"+64", false, 64, kind::headers},      {"dlmalloc", false, 32, kind::arena},
+              {nullptr, true, 32, kind::checked},     {"16", true, 16, kind::checked},
+              {"4096", true, 4096, kind::checked},    {"dlmalloc", true, 32, kind::checked}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(testing::Message() << (row.variable ? row.variable : "unset") << " " << row.debug);
+    const heap made(row.variable, row.debug);
+    EXPECT_EQ(vector_alignment(), row.alignment);
+    EXPECT_EQ(kind_of_heap(), row.expected);
+  }
+}
+
+TEST(AlignedHeap, IsNotMadeFromATextThatIsNoNumber) {
+  std::vector<const char*> texts{"abc", "32 ", "0x20", "32.0", "dlmalloc2", "18446744073709551616"};
+#ifndef _WIN32
+  texts.push_back("");  // the Windows run-time removes a variable that is set to nothing
+#endif
+  for (const char* const text : texts)
+    EXPECT_THROW(heap{text}, boost::bad_lexical_cast) << text;
+}
+
+TEST(AlignedHeap, IsTheOnlyOneUntilItGoes) {
+  const heap first("64");
+  EXPECT_TRUE(ends_the_process([] { detail::aligned_heap_create(false); }));
+  EXPECT_EQ(terminations()[0].message, "!instance");
+  EXPECT_EQ(terminations()[0].file, "src/fl/mem/alignment");
+  EXPECT_NE(terminations()[0].function.find("aligned_heap::aligned_heap()"), std::string::npos);
+  EXPECT_EQ(vector_alignment(), 64u) << "the first one still";
+}
+
+constexpr std::size_t largest = std::numeric_limits<std::size_t>::max();
+
+/// Checks a block that was just made against the rule and gives it back.
+void expect_block(std::size_t alignment, std::size_t size, void* p, bool zeroed) {
+  const std::size_t block = address(run_time.latest), rounded = (size + 15) / 16 * 16;
+  EXPECT_EQ(run_time.latest_size, alignment + rounded);
+  EXPECT_EQ(address(p), (block / alignment + 1) * alignment);
+  const record found = record_of(p);
+  EXPECT_EQ(found.size, rounded);
+  EXPECT_EQ(found.check, live);
+  EXPECT_EQ(found.alignment, alignment);
+  EXPECT_EQ(found.offset, address(p) - block);
+  const char* const bytes = static_cast<const char*>(p);
+  EXPECT_TRUE(!zeroed || std::all_of(bytes, bytes + rounded, [](char byte) { return byte == 0; }));
+  std::memset(p, 0x5a, rounded);
+  vector_check(p);
+  run_time.keeps_freed = true;
+  vector_free(p);
+  run_time.keeps_freed = false;
+  EXPECT_EQ(record_of(p).check, freed);
+  EXPECT_EQ(run_time.freed, std::vector<void*>{at(block)});
+  std::free(at(block));
+  run_time.freed.clear();
+}
+
+TEST(AlignedHeap, PutsItsHeaderBelowEachBlock) {
+  test_support::seeded_random random;
+  for (std::size_t alignment = 16; alignment <= 32768; alignment *= 2)
+    for (const bool debug : {true, false}) {
+      if (alignment == 16 && !debug)
+        continue;
+      const heap made(std::to_string(alignment).c_str(), debug);
+      std::vector<std::size_t> sizes{1, 15, 16, 17, 31, 32, 33, 4095, 4096, 4097};
+      for (int more = 0; more < 5; ++more)
+        sizes.push_back(random.between(1, 100000));
+      for (const std::size_t size : sizes) {
+        SCOPED_TRACE(testing::Message() << alignment << " " << size);
+        expect_block(alignment, size, vector_malloc(size), false);
+        expect_block(alignment, size, vector_calloc(size, 1), true);
+        expect_block(alignment, size * 3, vector_calloc(3, size), true);
+      }
+    }
+}
+
+TEST(AlignedHeap, ReachesTheNextBoundaryFromWhereverTheRunTimesBlockStarts) {
+  alignas(64) static char memory[256];
+  const heap made(nullptr);
+  run_time.keeps_freed = true;
+  for (const std::size_t start : {0, 16, 32, 48}) {
+    run_time.next = memory + start;
+    void* const p = vector_malloc(100);
+    EXPECT_EQ(p, memory + start / 32 * 32 + 32);
+    EXPECT_EQ(record_of(p).offset, start % 32 == 0 ? 32 : 16);
+    vector_free(p);
+    EXPECT_EQ(run_time.freed, std::vector<void*>{memory + start});
+    run_time.freed.clear();
+  }
+}
+
+TEST(AlignedHeap, AsksForNoMoreThanCanBeCounted) {
+  for (const char* const variable : {"32", "4096"})
+    for (const bool debug : {true, false}) {
+      const heap made(variable, debug);
+      void* const old = vector_malloc(16);
+      run_time.exhausted = true;
+      for (std::size_t below = 0; below < 2 * vector_alignment(); ++below) {
+        const std::size_t size = largest - below;
+        const bool can_be_counted = (below + 1) / 16 * 16 > vector_alignment();
+        run_time.requests = 0;
+        EXPECT_EQ(vector_malloc(size), nullptr);
+        EXPECT_EQ(vector_calloc(size, 1), nullptr);
+        EXPECT_EQ(vector_realloc(old, size), nullptr);
+        ASSERT_EQ(run_time.requests, can_be_counted ? 3 : 0) << size;
+      }
+      vector_free(old);
+      run_time.exhausted = false;
+    }
+}
+
+constexpr struct {
+  const char* variable;
+  bool debug;
+} variants[] = {{nullptr, true}, {nullptr, false}, {"1024", false}, {"16", false}, {"dlmalloc", false}};
+
+TEST(AlignedHeap, KeepsTheContentOfABlockThatChangesItsSizeAndOfOneThatCannot) {
+  test_support::seeded_random random;
+  for (const auto& variant : variants) {
+    const heap made(variant.variable, variant.debug);
+    std::string content(8, 'x');
+    void* block = vector_malloc(8);
+    std::memcpy(block, content.data(), 8);
+    for (int round = 0; round < 200; ++round) {
+      const std::string added = random.text(random.between(1, 3000), std::string("abcdefgh"));
+      run_time.exhausted = true;
+      EXPECT_EQ(vector_realloc(block, largest / 2), nullptr);
+      EXPECT_EQ(vector_malloc(largest / 2), nullptr);
+      EXPECT_EQ(vector_calloc(largest / 8, 4), nullptr);
+      run_time.exhausted = false;
+      block = vector_realloc(block, added.size());
+      EXPECT_EQ(address(block) % vector_alignment(), 0u);
+      content.resize(std::min(content.size(), added.size()));
+      ASSERT_EQ(std::string(static_cast<char*>(block), content.size()), content);
+      content += added.substr(content.size());
+      std::memcpy(block, content.data(), content.size());
+    }
+    vector_free(block);
+  }
+}
+
+TEST(AlignedHeap, WithHeadersNeitherShrinksABlockNorMovesItBeforeItsRoundedSizeIsUsedUp) {
+  for (const bool debug : {true, false}) {
+    const heap made(nullptr, debug);
+    void* const block = vector_malloc(17);
+    void* const start = run_time.latest;
+    const record before = record_of(block);
+    run_time.requests = 0;
+    for (const std::size_t size : {32, 17, 1, 0, 31})
+      EXPECT_EQ(vector_realloc(block, size), block);
+    EXPECT_EQ(run_time.requests, 0);
+    const record after = record_of(block);
+    EXPECT_EQ(std::memcmp(&before, &after, sizeof before), 0);
+    run_time.keeps_freed = true;
+    void* const grown = vector_realloc(block, 33);
+    EXPECT_EQ(record_of(grown).size, 48u);
+    EXPECT_EQ(record_of(block).check, freed);
+    EXPECT_EQ(run_time.freed, std::vector<void*>{start});
+    vector_free(grown);
+  }
+}
+
+TEST(AlignedHeap, HasBlocksOfNoBytesUnlessPointersAreChecked) {
+  const auto requests = {std::pair<std::size_t, std::size_t>{0, 7}, {7, 0}, {largest / 2 + 1, 2}};
+  {
+    const heap unchecked(nullptr);
+    for (const auto& [count, size] : requests) {
+      void* const block = vector_calloc(count, size);
+      EXPECT_EQ(record_of(block).size, 0u);
+      void* const grown = vector_realloc(block, 1);
+      EXPECT_EQ(record_of(grown).size, 16u);
+      vector_free(grown);
+    }
+  }
+  const heap checked(nullptr, true);
+  alignas(32) static char memory[128];
+  const auto expect_returned = [&](const char* label, const std::function<void()>& action, std::size_t size) {
+    run_time.next = memory;
+    const record empty{0, live, 32, 32};
+    expect_reported(action, returned(label),
+                    report(returned(label), 32, memory + 32, size, address(memory + 16), empty));
+  };
+  expect_returned(
+      "vector_malloc", [] { vector_malloc(0); }, 0);
+  for (const auto& [count, size] : requests)
+    expect_returned(
+        "vector_calloc", [c = count, s = size] { vector_calloc(c, s); }, 0);
+}
+
+TEST(AlignedHeap, ReportsABlockThatIsNotWhereTheRunTimesBlocksAre) {
+  const heap checked(nullptr, true);
+  alignas(64) static char memory[256];
+  void* const old = vector_malloc(1);
+  const auto expect_returned = [&](const std::string& label, const std::function<void()>& action) {
+    run_time.next = memory + 72;
+    const record off{48, live, 32, 24};
+    expect_reported(action, returned(label), report(returned(label), 32, memory + 96, 40, address(memory + 80), off));
+  };
+  expect_returned("vector_malloc", [] { vector_malloc(40); });
+  expect_returned("vector_calloc", [] { vector_calloc(8, 5); });
+  expect_returned("vector_realloc", [&] { vector_realloc(old, 40); });
+}
+
+/// What of a header can be shown: it is not, if it lies on the page before its block.
+std::optional<record> shown(const void* p) {
+  return address(p) % 4096 < 16 || address(p) % 16 != 0 ? std::nullopt : std::optional(record_of(p));
+}
+
+/// Lets a bad pointer pass into each operation that is to find it.
+void expect_refused(void* p, bool debug, const std::optional<record>& content) {
+  const auto expect_passed = [&](const std::string& label, const std::function<void()>& action, std::size_t size) {
+    expect_reported(action, passed(label),
+                    report(passed(label), vector_alignment(), p, size, address(p) - 16, content));
+  };
+  expect_passed(
+      "vector_check", [=] { vector_check(p); }, 0);
+  if (!debug)
+    return;
+  expect_passed(
+      "vector_free", [=] { vector_free(p); }, 0);
+  expect_passed(
+      "vector_realloc", [=] { vector_realloc(p, 77); }, 77);
+}
+
+TEST(AlignedHeap, ReportsABlockThatIsFreedAlready) {
+  const heap checked(nullptr, true);
+  run_time.keeps_freed = true;  // otherwise the run-time may write into the header, or take the memory away
+  for (int round = 0; round < 200; ++round) {
+    void* const block = vector_malloc(17);
+    vector_free(block);
+    EXPECT_EQ(record_of(block).check, 0x1120531u);
+    expect_refused(block, true, shown(block));
+  }
+}
+
+constexpr std::size_t alignment = 64;
+
+/// The rule for a block in the heap of the tests below.
+bool is_good(const void* p, const record& content) {
+  return address(p) % 64 == 0 && content.check == live && content.size != 0 && content.size % 16 == 0 &&
+         content.alignment == 64 &&
+         (content.offset == 16 || content.offset == 32 || content.offset == 48 || content.offset == 64);
+}
+
+void expect_judged(void* p, const record& content, bool debug) {
+  SCOPED_TRACE(testing::Message() << p << " " << content.size << " " << content.check << " " << content.alignment << " "
+                                  << content.offset);
+  set_record(p, content);
+  // Without checks of pointers, the alignment alone is looked at first.
+  if (is_good(p, content) || (!debug && content.alignment == alignment))
+    EXPECT_FALSE(ends_the_process([=] { vector_check(p); }));
+  else
+    expect_refused(p, debug, shown(p));
+}
+
+TEST(AlignedHeap, ReportsEachFieldOfAHeaderThatIsOverwritten) {
+  alignas(4096) static char memory[3 * 4096];
+  const std::uint64_t sizes[] = {48, 0, 8, 16, 24, 40, 49, largest - 15};
+  const std::uint32_t checks[] = {live, freed, 0, live ^ 1, 0xfeed};
+  const std::uint16_t alignments[] = {64, 0, 8, 16, 32, 48, 128, 65, 32768, 65535};
+  const std::uint16_t offsets[] = {64, 0, 8, 16, 24, 48, 56, 80, 65520, 65535};
+  const std::size_t places[] = {4096 + 64, 4096 + 72, 4096 + 65, 4096 + 80, 4096 + 96, 4096, 4096 + 8, 8191};
+  test_support::seeded_random random;
+  for (const bool debug : {true, false}) {
+    const heap made("64", debug);
+    const auto judge = [&](std::size_t place, const record& content) { expect_judged(memory + place, content, debug); };
+    for (const auto size : sizes)
+      judge(places[0], {size, live, alignment, 64});
+    for (const auto check : checks)
+      judge(places[0], {48, check, alignment, 64});
+    for (const auto other : alignments)
+      judge(places[0], {48, live, other, 64});
+    for (const auto offset : offsets)
+      judge(places[0], {48, live, alignment, offset});
+    for (const auto place : places)
+      judge(place, {48, live, alignment, 64});
+    for (int round = 0; round < 300; ++round)
+      judge(random.pick(places),
+            {random.pick(sizes), random.pick(checks), random.pick(alignments), random.pick(offsets)});
+  }
+}
+
+TEST(AlignedHeap, ReportsAPointerIntoTheFirstPageWithoutReadingThere) {
+  const heap checked("16", true);
+  for (const std::size_t place : {16, 24, 4080, 4096})
+    expect_refused(at(place), true, std::nullopt);
+}
+
+TEST(AlignedHeap, WithoutHeadersChecksOnlyTheAlignment) {
+  for (const char* const variable : {"16", "dlmalloc"}) {
+    const heap made(variable);
+    const std::size_t own = vector_alignment();
+    for (const std::size_t place : {own / 2, 3 * own + 1, largest})
+      expect_reported([=] { vector_check(at(place)); }, passed_without_header(),
+                      report(passed_without_header(), own, at(place), 0, 0, std::nullopt));
+    for (const std::size_t place : {std::size_t{0}, own, 5 * own})
+      EXPECT_FALSE(ends_the_process([=] { vector_check(at(place)); }));
+  }
+}
+
+}  // namespace

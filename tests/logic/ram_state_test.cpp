@@ -1,0 +1,78 @@
+// The advice on memory and its statistics. The figures are scripted.
+
+#include <fl/mem/ram_state.hpp>
+#include <fl/mem/stats.hpp>
+
+#include "host/memory.hpp"
+#include "mem/stats_reader.hpp"
+#include "seeded_random.hpp"
+
+#include <gtest/gtest.h>
+
+#include <climits>
+
+namespace {
+
+using namespace foundation::core::mem;
+
+constexpr std::uint64_t gib = std::uint64_t{1} << 30;
+
+RamState state_of(std::uint64_t total, std::uint64_t available) {
+  test_support::host_memory() = {total, available};
+  return RamState();
+}
+
+TEST(RamState, TellsThePressureOfKnownStates) {
+  const RamState half = state_of(16 * gib, 8 * gib);
+  EXPECT_EQ(half.get_total_ram(), 16 * gib);
+  EXPECT_EQ(half.get_available_ram(), 8 * gib);
+  EXPECT_EQ(half.get_memory_pressure(), 22);
+  EXPECT_EQ(state_of(16 * gib, 0).get_memory_pressure(), 100);
+  EXPECT_EQ(state_of(16 * gib, 16 * gib).get_memory_pressure(), 4);
+  RamState assigned = state_of(gib, 1);
+  assigned = half;
+  test_support::host_memory() = {};
+  EXPECT_EQ(RamState(assigned).get_memory_pressure(), 22) << "a snapshot";
+}
+
+TEST(RamState, AdvisesWhatIsAvailableBeyondTheReserve) {
+  const RamState half = state_of(16 * gib, 8 * gib);
+  EXPECT_EQ(half.get_max_advised_allocation(22), 0u);
+  // ln(0.23) / -3 = 0.48989...: that much of the whole is to remain.
+  EXPECT_NEAR(static_cast<double>(half.get_max_advised_allocation(23)), (8 - 16 * 0.4898919) * double{gib}, 1e4);
+  for (const int most : {100, 101, INT_MAX})
+    EXPECT_EQ(half.get_max_advised_allocation(most), 8 * gib) << most;
+  for (const int least : {1, 0, -1, INT_MIN})
+    EXPECT_EQ(state_of(gib, gib).get_max_advised_allocation(least), 0u) << least;
+}
+
+TEST(RamState, AdviceThatIsTakenKeepsThePressure) {
+  test_support::seeded_random random;
+  for (int round = 0; round < 2000; ++round) {
+    const std::uint64_t total = random.between(gib / 4, 4096 * gib);
+    const RamState before = state_of(total, random.below(total + 1));
+    const int pressure = static_cast<int>(random.between(1, 100));
+    const std::uint64_t advised = before.get_max_advised_allocation(pressure);
+    const int after = state_of(total, before.get_available_ram() - advised).get_memory_pressure();
+    if (advised != 0)
+      EXPECT_LE(after, pressure);
+    EXPECT_GE(after, pressure - 1) << "no more could have been advised";
+  }
+}
+
+struct fixed_reader : MemStatsReader {
+  std::uint64_t ReadAlloced() override { return 4711; }
+};
+
+TEST(Stats, AreReadAtEachCallAndAreZeroWithoutAReader) {
+  EXPECT_EQ(stats().GetAlloced(), 0u);
+  EXPECT_EQ(stats(ULLONG_MAX).GetAlloced(), ULLONG_MAX);
+  EXPECT_FALSE(stats::IsSupported());
+  EXPECT_EQ(stats::GetStats().GetAlloced(), 0u);
+  stats_reader = std::make_unique<fixed_reader>();
+  EXPECT_TRUE(stats::IsSupported());
+  EXPECT_EQ(stats::GetStats().GetAlloced(), 4711u);
+  stats_reader.reset();
+}
+
+}  // namespace

@@ -1,0 +1,7 @@
+#include "util/process_id.hpp"
+
+#include <unistd.h>
+
+int foundation::core::util::process_id() noexcept {
+  return ::getpid();
+}

@@ -1,0 +1,16 @@
+// A process without memory: fault injection for what must work then.
+#pragma once
+
+#include <cstddef>
+
+namespace test_support {
+
+/// From now on every allocation of the library, the C++ run-time and this program fails, `operator new` included, which
+/// calls malloc. Those of the system's own DLLs, such as its symbol service, do not go through these. Returns how many
+/// imports are replaced. Call it once.
+std::size_t take_memory_away();
+
+/// How many allocations have failed since then, or since this was last called. Allocates nothing.
+int take_refused_allocations();
+
+}  // namespace test_support

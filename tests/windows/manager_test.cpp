@@ -1,0 +1,244 @@
+// The memory manager as a process has it: options, start-up log, environment, heap, new handler and plug-in. A process
+// makes one manager, so nearly all of this happens in children.
+
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <regex>
+#include <string>
+#include <string_view>
+
+#include "run_child.hpp"
+#include "support.hpp"
+
+#include <windows.h>
+
+namespace {
+
+using test_support::run_child;
+using test_support::scoped_variable;
+using value = std::optional<std::string_view>;
+
+std::string without_carriage_returns(const std::string& text) {
+  return std::regex_replace(text, std::regex("\r"), "");
+}
+
+/// Standard output of a child that has these options.
+std::string output(const std::string& mode, value options) {
+  const scoped_variable variable("TESSEL_MEM_MGR", options);
+  const auto child = run_child("mem_child", mode);
+  EXPECT_EQ(child.exit_code, 0u) << child.err;
+  return without_carriage_returns(child.out);
+}
+
+std::string log_line(const std::string& text) {
+  return "MEMORY MANAGEMENT: " + text + "\n";
+}
+
+TEST(Manager, ReadsItsOptionsAndTellsWhatTheyChange) {
+  const struct {
+    const char* options;
+    const char* plugin;  ///< a folder, or one that does not exist
+    std::string lines, features;
+  } cases[] = {
+      {"", "none", "", "000010"},
+      {"release", "none", log_line("using options 'release'"), "000010"},
+      {"default", "none", log_line("using options 'default'"), "000010"},
+      {"off", "none", log_line("using options 'off'") + log_line("pooling is DISABLED"), "000000"},
+      {"debug", "none",
+       log_line("using options 'debug'") + log_line("alignment_checking is ENABLED") +
+           log_line("integrity_checking is ENABLED") + log_line("new_handler is ENABLED") +
+           log_line("observation is NOT AVAILABLE") + log_line("pooling is DISABLED"),
+       "111000"},
+      {"debug,noaligncheck", "plugin_agreeing",
+       log_line("using options 'debug,noaligncheck'") + log_line("integrity_checking is ENABLED") +
+           log_line("new_handler is ENABLED") + log_line("observation is ENABLED") + log_line("pooling is DISABLED"),
+       "011100"},
+      {"release,observation", "plugin_refusing",
+       log_line("using options 'release,observation'") + log_line("observation is NOT AVAILABLE"), "000010"},
+      {",leaksanitizer,bogus,,debug,nopooling", "none",
+       log_line("using options ',leaksanitizer,bogus,,debug,nopooling'") + log_line("unrecognized option 'bogus'") +
+           log_line("option 'debug' must be listed first") + log_line("pooling is DISABLED") +
+           log_line("leak_sanitizer is ENABLED"),
+       "000001"},
+  };
+  for (const auto& each : cases) {
+    const scoped_variable plugin("MEM_CHILD_PLUGIN", each.plugin);
+    EXPECT_EQ(output("show", each.options), each.lines + each.features + "\n") << each.options;
+  }
+  EXPECT_EQ(output("show", std::nullopt), "000010\n");
+}
+
+TEST(Manager, FollowsEachWordAlone) {
+  const scoped_variable plugin("MEM_CHILD_PLUGIN", "plugin_agreeing");
+  const struct {
+    const char *word, *name;
+  } features[] = {{"aligncheck", "alignment_checking"},
+                  {"integcheck", "integrity_checking"},
+                  {"newhandler", "new_handler"},
+                  {"observation", "observation"},
+                  {"pooling", "pooling"},
+                  {"leaksanitizer", "leak_sanitizer"}};
+  std::size_t type = 0;
+  for (const auto& [word, name] : features) {
+    std::string states = "000000";
+    const std::string none = log_line("pooling is DISABLED") + states + "\n";
+    EXPECT_EQ(output("show", std::string("no") + word), log_line(std::string("using options 'no") + word + "'") + none);
+    states[type] = '1';
+    const std::string enabled = log_line(std::string(name) + " is ENABLED"), disabled = log_line("pooling is DISABLED");
+    EXPECT_EQ(output("show", word), log_line(std::string("using options '") + word + "'") +
+                                        (type == 4  ? ""
+                                         : type < 4 ? enabled + disabled
+                                                    : disabled + enabled) +
+                                        states + "\n");
+    ++type;
+  }
+}
+
+TEST(Manager, TellsAnUnusualAlignmentAndItsLogAsOftenAsAsked) {
+  const std::pair<const char*, std::string> cases[] = {{"16", log_line("aligned_heap alignment is 16 bytes")},
+                                                       {"4096", log_line("aligned_heap alignment is 4096 bytes")},
+                                                       {"48", ""},
+                                                       {"dlmalloc", ""}};
+  for (const auto& [alignment, line] : cases) {
+    const scoped_variable variable("QX_ALIGNED_HEAP_ALIGNMENT", alignment);
+    const std::string once = log_line("using options 'release'") + line + "000010\n";
+    EXPECT_EQ(output("show twice", "release"), once + once);
+  }
+}
+
+TEST(Manager, MovesItsOptionsToWhereNoChildTakesThemForItsOwn) {
+  EXPECT_EQ(output("environment", "off"), "off off\n- -\n- -\noff off\n000010\n");
+  const scoped_variable stale("TESSEL_MEM_MGR_VALUE", "stale");
+  EXPECT_EQ(output("environment", std::nullopt), "- -\nstale stale\n- -\n- -\n000010\n");
+}
+
+TEST(Manager, IsMadeOnceByEightThreads) {
+  EXPECT_EQ(output("threads", "observation"), "2111\n");
+}
+
+TEST(Manager, IsMadeAgainAfterAFailureFromTheOptionsThatWereRead) {
+  const scoped_variable alignment("QX_ALIGNED_HEAP_ALIGNMENT", "abc");
+  const scoped_variable plugin("MEM_CHILD_PLUGIN", "plugin_agreeing");
+  const std::string failures = "bad_lexical_cast\nbad_lexical_cast\n";
+  EXPECT_EQ(output("again", "release,observation"),
+            failures + log_line("using options 'release,observation'") + log_line("observation is ENABLED") +
+                log_line("aligned_heap alignment is 64 bytes") + "000110\nstd::bad_alloc 1\n");
+  EXPECT_EQ(output("again", "release,newhandler"),
+            failures + log_line("using options 'release,newhandler'") + log_line("new_handler is ENABLED") +
+                log_line("aligned_heap alignment is 64 bytes") + "001010\nexcept::bad_alloc bad allocation 0\n");
+}
+
+TEST(Manager, TunesTheHeapOfTheRunTime) {
+  const std::string query = "query 0 4\n", select = "set 0 2 4\n", end_if_corrupt = "set 1 0 0\n";
+  EXPECT_EQ(output("tune 0", "release"), query + select);
+  EXPECT_EQ(output("tune 0", "integcheck"), query + select + end_if_corrupt);
+  EXPECT_EQ(output("tune 2", "integcheck"), query + end_if_corrupt);
+  EXPECT_EQ(output("tune unknown", "release"), query);
+}
+
+TEST(NewHandler, ThrowsOrLeavesItToTheHandlerBefore) {
+  EXPECT_EQ(output("out of memory", "newhandler"), "except::bad_alloc bad allocation, 0 calls\n0\n");
+  EXPECT_EQ(output("out of memory", "nonewhandler"), "block, 2 calls\n1\n");
+}
+
+TEST(NewHandler, EndsTheProcessForAThreadThatWantsIt) {
+  const scoped_variable variable("TESSEL_MEM_MGR", std::nullopt);
+  const auto child = run_child("mem_child", "terminate per thread");
+  EXPECT_EQ(without_carriage_returns(child.out), "0010std::bad_alloc1std::bad_alloc\n");
+  EXPECT_EQ(child.exit_code, 3u);
+  const std::string err = without_carriage_returns(child.err);
+  EXPECT_NE(err.find("Assertion failed: Out of memory"), std::string::npos) << err;
+  EXPECT_NE(err.find("1 refused\n"), std::string::npos) << err;
+  EXPECT_NE(err.find("Out of memory\n\nCurrent Thread: "), std::string::npos) << err;
+}
+
+TEST(NewHandler, IsPutBackAndItsLossReportedAsTheLogSays) {
+  const std::regex addresses("1(  expected=0x[0-9a-f]+  actual=0x[0-9a-f]+)\n");
+  for (const value level :
+       {value(), value("foundation::core::mem::manager=all"), value("foundation::core::mem::manager=:error")}) {
+    const scoped_variable log("QX_LOG", level);
+    const auto child = run_child("mem_child", "reinit");
+    const std::string out = without_carriage_returns(child.out);
+    std::smatch found;
+    ASSERT_TRUE(std::regex_match(out, found, addresses)) << out;
+    const std::string text = "NEW HANDLER CLOBBERED:" + found.str(1).substr(1) + "\\n( Event generated in ";
+    const bool wanted = level && level->ends_with("error");
+    EXPECT_EQ(child.err.find(text) != std::string::npos, wanted) << child.err;
+    if (wanted)
+      EXPECT_TRUE(std::regex_search(
+          child.err,
+          std::regex(
+              R"(^\S+ \S+ \S+ \[foundation::core::mem::manager\] error: NEW [^\n]+reinit_new_handler_impl\(\) const at line \d+ from src/fl/mem/mem_manager \)\r?\n$)")))
+          << child.err;
+    else
+      EXPECT_EQ(child.err, "");
+  }
+}
+
+TEST(NewHandler, ALostOneEndsTheProcessIfTheLogSaysSo) {
+  const scoped_variable log("QX_LOG", "foundation::core::mem::*=:fatal");
+  const auto child = run_child("mem_child", "reinit");
+  EXPECT_EQ(child.exit_code, 3u);
+  EXPECT_EQ(child.out, "");
+  EXPECT_TRUE(std::regex_search(
+      child.err,
+      std::regex(R"(\nAssertion in [^\n]+::reinit_new_handler_impl\(\) const at src/fl/mem/mem_manager line )"
+                 R"(\d+:\r?\nNEW HANDLER CLOBBERED: expected=0x\w+  actual=0x\w+\r?\n\r?\nCurrent)")))
+      << child.err;
+}
+
+TEST(Plugin, WhatIsMissingOrRefusedStandsInTheLogOfObservation) {
+  const scoped_variable log("QX_LOG", "foundation::core::mem::manager::mobservation=note");
+  const scoped_variable options("TESSEL_MEM_MGR", "observation");
+  const struct {
+    const char* folder;
+    std::string first, result;
+  } cases[] = {
+      {"none", "Failed to load Plugin 'libqxtools_mobservation.dll'", "0"},
+      {"plugin_wrong", "Failed to find symbol 'mobserveradminapiinit'", "0"},
+      {"plugin_refusing", "mobserveradminapiinit returned 0", "0"},
+      {"plugin_agreeing", "mobserveradminapiinit returned -3", "-3"},
+  };
+  for (const auto& each : cases) {
+    const scoped_variable plugin("MEM_CHILD_PLUGIN", each.folder);
+    const auto child = run_child("mem_child", "show");
+    const std::string record = R"([^\n]+::mobservation\] note: )";
+    EXPECT_TRUE(std::regex_match(child.err, std::regex(record + each.first + "\r?\n" + record +
+                                                       "load_and_run_plugin returns " + each.result + "\r?\n")))
+        << child.err;
+  }
+}
+
+TEST(Plugin, CountsTheAllocationsOfItsProcess) {
+  const test_support::temp_file report;
+  const scoped_variable target("QX_MOBSERVATION_REPORT", report.path());
+  EXPECT_EQ(output("allocate", "observation"), "");
+  const std::string text = test_support::read_file(report.path());
+  EXPECT_TRUE(std::regex_search(text, std::regex("^C run-time allocations of process \\d+, observed by \\d+ redirected "
+                                                 "imports\n +block up to +allocations +bytes +frees +live")))
+      << text;
+  // Five blocks, one of them resized, and three that came and went.
+  EXPECT_NE(
+      text.find("\n         4194304               9        28000000               5               4        13000000"
+                "        22000000\n"),
+      std::string::npos)
+      << text;
+  EXPECT_TRUE(std::regex_search(text, std::regex("\n +all( +-?\\d+){6}\n$"))) << text;
+}
+
+TEST(Plugin, SaysWhyItDoesNotObserve) {
+  const test_support::temp_file report;
+  const scoped_variable target("QX_MOBSERVATION_REPORT", report.path());
+  const HMODULE plugin = LoadLibraryW(L"libqxtools_mobservation.dll");
+  const auto init =
+      reinterpret_cast<int (*)(int)>(reinterpret_cast<void (*)()>(GetProcAddress(plugin, "mobserveradminapiinit")));
+  ASSERT_NE(init, nullptr);
+  EXPECT_EQ(init(0), 0);
+  EXPECT_TRUE(FreeLibrary(plugin));
+  EXPECT_EQ(test_support::read_file(report.path()), "C run-time allocations of process " +
+                                                        std::to_string(GetCurrentProcessId()) +
+                                                        " are not observed: it was not asked for\n");
+}
+
+}  // namespace
