@@ -123,6 +123,7 @@ contender replacing(std::size_t (*size)(random_source&), std::size_t live, unsig
     std::vector<typename Blocks::block> blocks;
   };
   const auto now = std::make_shared<state>();
+  now->blocks.reserve(live);
   const auto prepare = [=] {
     while (now->blocks.size() != live) {
       now->blocks.push_back(Blocks::take(size(now->random), now->blocks.size()));
