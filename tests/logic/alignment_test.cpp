@@ -21,6 +21,7 @@
 #include <limits>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 // The manager would make the heap, for good; here each test makes its own.
@@ -145,9 +146,9 @@ const std::string no_origin =
     "vector_calloc, vector_realloc\n  txMalloc*, txCalloc*, txRealloc*\n\nThis suggests one of the following has "
     "happened:\n";
 const std::string foreign =
-    "  - the pointer came from an incompatible allocator (e.g. new, malloc, tuMalloc)\n  - the pointer didn't come "
-    "from "
-    "any allocator (e.g. the stack, uninitialized memory)\n  - a memory corruption destroyed the pointer";
+    "  - the pointer came from an incompatible allocator (e.g. new, malloc, tuMalloc)\n"
+    "  - the pointer didn't come from any allocator (e.g. the stack, uninitialized memory)\n"
+    "  - a memory corruption destroyed the pointer";
 
 std::string passed(const std::string& label) {
   return "The pointer passed to '" + label + "'" + no_origin + "  - the pointer has already been freed\n" + foreign +
@@ -173,17 +174,17 @@ constexpr const char* pointer = "%#llx";
 /// `header`: its address; `content`: what it is read to hold, if it is read.
 std::string report(const std::string& message, std::size_t alignment, const void* p, std::size_t size,
                    std::size_t header, const std::optional<record>& content) {
-  const std::string head = message + "\nTHIS DATA IS FOR DIAGNOSTIC PURPOSES ONLY\nPID:               " +
-                           std::to_string(foundation::core::util::process_id()) + "\nNATIVE ALIGNMENT:  16 (0x10)\n" +
-                           line("REQ ALIGNMENT:     ", number, alignment) +
-                           line("ALIGNED POINTER:   ", pointer, address(p)) +
-                           line("REQ SIZE:          ", number, size) + line("HEADER ADDRESS:    ", pointer, header) +
-                           "HEADER SIZE:       16 (0x10)\n";
+  std::string text = message + "\nTHIS DATA IS FOR DIAGNOSTIC PURPOSES ONLY\n";
+  text += "PID:               " + std::to_string(foundation::core::util::process_id()) + "\n";
+  text += "NATIVE ALIGNMENT:  16 (0x10)\n" + line("REQ ALIGNMENT:     ", number, alignment);
+  text += line("ALIGNED POINTER:   ", pointer, address(p)) + line("REQ SIZE:          ", number, size);
+  text += line("HEADER ADDRESS:    ", pointer, header) + "HEADER SIZE:       16 (0x10)\n";
   if (!content)
-    return head + "HEADER DATA:       INACCESSIBLE\n";
-  return head + line("UNALIGNED POINTER: ", pointer, address(p) - content->offset) +
-         line("HEADER->SIZE:      ", number, content->size) + line("HEADER->CHECK:     ", number, content->check) +
-         line("HEADER->ALIGNMENT: ", number, content->alignment) + line("HEADER->OFFSET:    ", number, content->offset);
+    return text + "HEADER DATA:       INACCESSIBLE\n";
+  text += line("UNALIGNED POINTER: ", pointer, address(p) - content->offset);
+  text += line("HEADER->SIZE:      ", number, content->size) + line("HEADER->CHECK:     ", number, content->check);
+  return text + line("HEADER->ALIGNMENT: ", number, content->alignment) +
+         line("HEADER->OFFSET:    ", number, content->offset);
 }
 
 /// The report goes first; when that comes back, the message alone follows.
@@ -386,45 +387,34 @@ TEST(AlignedHeap, WithHeadersNeitherShrinksABlockNorMovesItBeforeItsRoundedSizeI
   }
 }
 
-TEST(AlignedHeap, HasBlocksOfNoBytesUnlessPointersAreChecked) {
-  const auto requests = {std::pair<std::size_t, std::size_t>{0, 7}, {7, 0}, {largest / 2 + 1, 2}};
-  {
-    const heap unchecked(nullptr);
-    for (const auto& [count, size] : requests) {
-      void* const block = vector_calloc(count, size);
-      EXPECT_EQ(record_of(block).size, 0u);
-      void* const grown = vector_realloc(block, 1);
-      EXPECT_EQ(record_of(grown).size, 16u);
-      vector_free(grown);
-    }
+TEST(AlignedHeap, HasBlocksOfNoBytes) {
+  const heap unchecked(nullptr);
+  for (const auto& [count, size] : {std::pair<std::size_t, std::size_t>{0, 7}, {7, 0}, {largest / 2 + 1, 2}}) {
+    void* const block = vector_calloc(count, size);
+    EXPECT_EQ(record_of(block).size, 0u);
+    void* const grown = vector_realloc(block, 1);
+    EXPECT_EQ(record_of(grown).size, 16u);
+    vector_free(grown);
   }
-  const heap checked(nullptr, true);
-  alignas(32) static char memory[128];
-  const auto expect_returned = [&](const char* label, const std::function<void()>& action, std::size_t size) {
-    run_time.next = memory;
-    const record empty{0, live, 32, 32};
-    expect_reported(action, returned(label),
-                    report(returned(label), 32, memory + 32, size, address(memory + 16), empty));
-  };
-  expect_returned(
-      "vector_malloc", [] { vector_malloc(0); }, 0);
-  for (const auto& [count, size] : requests)
-    expect_returned(
-        "vector_calloc", [c = count, s = size] { vector_calloc(c, s); }, 0);
 }
 
-TEST(AlignedHeap, ReportsABlockThatIsNotWhereTheRunTimesBlocksAre) {
+TEST(AlignedHeap, ThatChecksPointersReturnsNoEmptyOrMisplacedBlock) {
   const heap checked(nullptr, true);
-  alignas(64) static char memory[256];
   void* const old = vector_malloc(1);
-  const auto expect_returned = [&](const std::string& label, const std::function<void()>& action) {
-    run_time.next = memory + 72;
-    const record off{48, live, 32, 24};
-    expect_reported(action, returned(label), report(returned(label), 32, memory + 96, 40, address(memory + 80), off));
+  alignas(64) static char memory[256];
+  const auto expect_refused = [&](const char* label, std::size_t size, const record& content,
+                                  const std::function<void()>& action) {
+    char* const p = memory + 96;
+    run_time.next = p - content.offset;
+    expect_reported(action, returned(label), report(returned(label), 32, p, size, address(p - 16), content));
   };
-  expect_returned("vector_malloc", [] { vector_malloc(40); });
-  expect_returned("vector_calloc", [] { vector_calloc(8, 5); });
-  expect_returned("vector_realloc", [&] { vector_realloc(old, 40); });
+  const record empty{0, live, 32, 32}, misplaced{48, live, 32, 24};
+  expect_refused("vector_malloc", 0, empty, [] { vector_malloc(0); });
+  expect_refused("vector_calloc", 0, empty, [] { vector_calloc(0, 7); });
+  expect_refused("vector_calloc", 0, empty, [] { vector_calloc(largest / 2 + 1, 2); });
+  expect_refused("vector_malloc", 40, misplaced, [] { vector_malloc(40); });
+  expect_refused("vector_calloc", 40, misplaced, [] { vector_calloc(8, 5); });
+  expect_refused("vector_realloc", 40, misplaced, [&] { vector_realloc(old, 40); });
 }
 
 /// What of a header can be shown: it is not, if it lies on the page before its block.
@@ -434,23 +424,20 @@ std::optional<record> shown(const void* p) {
 
 /// Lets a bad pointer pass into each operation that is to find it.
 void expect_refused(void* p, bool debug, const std::optional<record>& content) {
-  const auto expect_passed = [&](const std::string& label, const std::function<void()>& action, std::size_t size) {
+  const auto expect_passed = [&](const char* label, std::size_t size, const std::function<void()>& action) {
     expect_reported(action, passed(label),
                     report(passed(label), vector_alignment(), p, size, address(p) - 16, content));
   };
-  expect_passed(
-      "vector_check", [=] { vector_check(p); }, 0);
+  expect_passed("vector_check", 0, [=] { vector_check(p); });
   if (!debug)
     return;
-  expect_passed(
-      "vector_free", [=] { vector_free(p); }, 0);
-  expect_passed(
-      "vector_realloc", [=] { vector_realloc(p, 77); }, 77);
+  expect_passed("vector_free", 0, [=] { vector_free(p); });
+  expect_passed("vector_realloc", 77, [=] { vector_realloc(p, 77); });
 }
 
 TEST(AlignedHeap, ReportsABlockThatIsFreedAlready) {
   const heap checked(nullptr, true);
-  run_time.keeps_freed = true;  // otherwise the run-time may write into the header, or take the memory away
+  run_time.keeps_freed = true;  // or the run-time may write into the header, or take the memory away
   for (int round = 0; round < 200; ++round) {
     void* const block = vector_malloc(17);
     vector_free(block);

@@ -280,6 +280,14 @@ void free_twice(char* block) {
   dlfree(block);
 }
 
+/// Writes beyond a block whose neighbour is free, and asks for another block.
+void overrun(std::size_t size) {
+  const neighbours blocks(size);
+  dlfree(blocks.second);
+  std::memset(blocks.first, 0x55, chunk::of(blocks.first)->size());
+  dlmalloc(16);
+}
+
 const std::vector<damage> damages = {
     {"double free, small", [] { free_twice(neighbours(100).second); }, "require_used"},
     {"double free, large", [] { free_twice(neighbours(1000).second); }, "require_used"},
@@ -370,7 +378,7 @@ const std::vector<damage> damages = {
        static_cast<tree_chunk*>(chunk::of(blocks.second))->child[1] = reinterpret_cast<tree_chunk*>(0x10);
        dlmalloc(900);
      },
-     "dlmalloc"},
+     "take_leaf"},
     {"parent of a tree chunk",
      [] {
        const neighbours blocks(1000);
@@ -379,14 +387,8 @@ const std::vector<damage> damages = {
        dlmalloc(1000);
      },
      "replace_node"},
-    {"overrun into a free neighbour",
-     [] {
-       const neighbours blocks(1000);
-       dlfree(blocks.second);
-       std::memset(blocks.first + 1000, 0x55, 24);
-       dlmalloc(16);
-     },
-     "take_of_size"},
+    {"overrun into a free neighbour", [] { overrun(1000); }, "find_in_index"},
+    {"overrun into a larger free neighbour", [] { overrun(5000); }, "take_of_size"},
 };
 
 TEST_F(Arena, DamageEndsInTheReportOfThePlaceThatFoundIt) {

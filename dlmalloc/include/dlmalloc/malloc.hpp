@@ -218,6 +218,16 @@ constexpr std::uint32_t bit_of(unsigned bin) {
   return std::uint32_t{1} << bin;
 }
 
+constexpr unsigned index_count = 64;  ///< The sizes that small bins serve stay empty.
+constexpr std::size_t index_limit = index_count * block_alignment;
+
+constexpr unsigned index_of(std::size_t size) {
+  return static_cast<unsigned>(size / block_alignment);
+}
+constexpr std::uint64_t index_bit(std::size_t size) {
+  return std::uint64_t{1} << index_of(size);
+}
+
 // ---- the state ----
 
 /// Not recursive.
@@ -285,6 +295,8 @@ struct malloc_state {
   segment latest{};                        ///< the segment that holds top; the others follow as a list
   chunk small_bins[small_bin_count] = {};  ///< each the sentinel of a ring
   tree_chunk* tree_bins[tree_bin_count] = {};
+  std::uint64_t index_map = 0;          ///< a bit for each size of the index that has a node
+  tree_chunk* index[index_count] = {};  ///< the nodes
 
   bool owns(const void* p) const { return reinterpret_cast<std::uintptr_t>(p) >= least_address; }
 };
@@ -343,8 +355,10 @@ inline chunk* take_first_small(malloc_state& m, unsigned number) {
 
 // ---- tree bins ----
 
-inline void make_node(tree_chunk* c, tree_chunk* parent) {
+inline void make_node(tree_chunk* c, tree_chunk* parent, unsigned bin) {
+  c->child[0] = c->child[1] = nullptr;
   c->parent = parent;
+  c->bin = bin;
   c->is_node = 1;
   c->next = c->previous = c;
 }
@@ -356,32 +370,56 @@ inline void join_ring(const malloc_state& m, tree_chunk* c, tree_chunk* node) {
   node->next = next->previous = c;
   c->next = next;
   c->previous = node;
-  c->parent = nullptr;
+  c->bin = node->bin;
   c->is_node = 0;
 }
 
-void insert_large(malloc_state& m, tree_chunk* c, std::size_t size) {
-  const unsigned bin = tree_bin_of(size);
-  c->bin = bin;
-  c->child[0] = c->child[1] = nullptr;
-  if ((m.tree_map & bit_of(bin)) == 0) {
-    m.tree_map |= bit_of(bin);
-    m.tree_bins[bin] = c;
-    make_node(c, nullptr);
+/// The node is now that of the size; null if there is none any more.
+inline void set_index(malloc_state& m, std::size_t size, tree_chunk* node) {
+  if (size >= index_limit)
     return;
-  }
-  tree_chunk* node = m.tree_bins[bin];
-  for (std::size_t bits = deciding_bits(size, bin); node->size() != size; bits <<= 1) {
-    tree_chunk** const child = &node->child[top_bit(bits)];
-    if (*child == nullptr) {
-      *child = c;
-      make_node(c, node);
+  m.index[index_of(size)] = node;
+  m.index_map = (m.index_map & ~index_bit(size)) | (node != nullptr ? index_bit(size) : 0);
+}
+
+/// The node of the least size of the index that is not below a size; null if there is none.
+inline tree_chunk* find_in_index(const malloc_state& m, std::size_t size) {
+  if (size >= index_limit)
+    return nullptr;
+  const std::uint64_t fitting = m.index_map & (0 - index_bit(size));
+  if (fitting == 0)
+    return nullptr;
+  const unsigned found = static_cast<unsigned>(std::countr_zero(fitting));
+  tree_chunk* const node = m.index[found];
+  require(index_of(node->size()) == found);
+  return node;
+}
+
+/// Walks from the root of the bin to where the chunk belongs.
+void insert_into_trie(malloc_state& m, tree_chunk* c, std::size_t size) {
+  const unsigned bin = tree_bin_of(size);
+  tree_chunk* parent = nullptr;
+  tree_chunk** link = &m.tree_bins[bin];
+  for (std::size_t bits = deciding_bits(size, bin); *link != nullptr; bits <<= 1) {
+    parent = *link;
+    require(m.owns(parent));
+    if (parent->size() == size) {
+      join_ring(m, c, parent);
       return;
     }
-    require(m.owns(*child));
-    node = *child;
+    link = &parent->child[top_bit(bits)];
   }
-  join_ring(m, c, node);
+  *link = c;
+  m.tree_map |= bit_of(bin);
+  make_node(c, parent, bin);
+  set_index(m, size, c);
+}
+
+void insert_large(malloc_state& m, tree_chunk* c, std::size_t size) {
+  if (size < index_limit && (m.index_map & index_bit(size)) != 0)
+    join_ring(m, c, m.index[index_of(size)]);
+  else
+    insert_into_trie(m, c, size);
 }
 
 /// Takes a leaf below a node out of the trie, to stand in the node's place; null if the node is a leaf itself.
@@ -428,20 +466,20 @@ void replace_node(malloc_state& m, tree_chunk* node, tree_chunk* successor) {
 }
 
 void unlink_large(malloc_state& m, tree_chunk* c) {
-  tree_chunk* successor = nullptr;
+  tree_chunk* twin = nullptr;
   if (c->next != c) {
     chunk* const next = c->next;
     chunk* const previous = c->previous;
     require(m.owns(next) && next->previous == c && m.owns(previous) && previous->next == c);
     next->previous = previous;
     previous->next = next;
-    successor = static_cast<tree_chunk*>(next);
-  } else {
-    require(c->is_node == 1 && c->bin < tree_bin_count);
-    successor = take_leaf(m, c);
+    twin = static_cast<tree_chunk*>(next);
   }
-  if (c->is_node != 0)
-    replace_node(m, c, successor);
+  if (c->is_node == 0)
+    return;
+  require(c->is_node == 1 && c->bin < tree_bin_count);
+  set_index(m, c->size(), twin);
+  replace_node(m, c, twin != nullptr ? twin : take_leaf(m, c));
 }
 
 // ---- free chunks of any size ----
@@ -729,13 +767,15 @@ inline chunk* cut(chunk* c, std::size_t chunk_size, std::size_t size) {
 inline tree_chunk* take_of_size(malloc_state& m, tree_chunk* node) {
   require(m.owns(node) && m.owns(node->next));
   tree_chunk* const taken = node->next_of_size();
-  require(taken->bin == tree_bin_of(taken->size()));  // Whoever writes beyond a block writes over the next one's size.
+  // Whoever writes beyond a block writes over the next one's size.
+  require(taken->size() == node->size() && taken->bin == tree_bin_of(taken->size()));
   unlink_large(m, taken);
   return taken;
 }
 
 /// The smallest chunk along the left edge of a trie, which holds the smallest of all.
 inline tree_chunk* smallest_of(const malloc_state& m, tree_chunk* node) {
+  require(m.owns(node));
   tree_chunk* best = node;
   std::size_t best_size = node->size();
   for (node = node->leftmost_child(); node != nullptr; node = node->leftmost_child()) {
@@ -750,9 +790,10 @@ inline tree_chunk* smallest_of(const malloc_state& m, tree_chunk* node) {
 
 /// A small request from the smallest chunk of the trees, which are not empty; the rest becomes the designated victim.
 void* tmalloc_small(malloc_state& m, std::size_t size) {
-  tree_chunk* const root = m.tree_bins[std::countr_zero(m.tree_map)];
-  require(m.owns(root));
-  tree_chunk* const c = take_of_size(m, smallest_of(m, root));
+  tree_chunk* smallest = find_in_index(m, size);
+  if (smallest == nullptr)
+    smallest = smallest_of(m, m.tree_bins[std::countr_zero(m.tree_map)]);
+  tree_chunk* const c = take_of_size(m, smallest);
   const std::size_t chunk_size = c->size();
   require(chunk_size >= size);
   if (chunk* const rest = cut(c, chunk_size, size))
@@ -793,6 +834,8 @@ inline tree_chunk* descend(const malloc_state& m, tree_chunk* node, std::size_t 
 }
 
 inline best_fit find_large(const malloc_state& m, std::size_t wanted) {
+  if (tree_chunk* const node = find_in_index(m, wanted))
+    return {node, node->size() - wanted};
   const unsigned bin = tree_bin_of(wanted);
   best_fit best{nullptr, std::size_t{0} - wanted};
   tree_chunk* left_to_search = descend(m, m.tree_bins[bin], wanted, bin, best);
@@ -905,6 +948,23 @@ inline bool stays_in_bin(const malloc_state& m, chunk* c, std::size_t former_siz
   return m.tree_bins[bin] == node && node->leftmost_child() == nullptr && node->next == node;
 }
 
+/// Lets a free chunk grow up to one in use, if it need not go anywhere else then: it is the designated victim, or stays
+/// in its bin.
+inline bool grow_in_place(malloc_state& m, chunk* c, std::size_t former_size, std::size_t size, chunk* behind) {
+  if (c == m.victim) {
+    m.victim_size = size;
+    c->set_free_and_tell(size, behind);
+    return true;
+  }
+  if (!stays_in_bin(m, c, former_size, size))
+    return false;
+  set_index(m, former_size, nullptr);
+  set_index(m, size, static_cast<tree_chunk*>(c));
+  c->set_free_and_tell(size, behind);
+  count_large_release(m);
+  return true;
+}
+
 /// Merges with the chunk behind, which is free, and puts the result where it belongs.
 inline void merge_behind(malloc_state& m, chunk* c, std::size_t size, chunk* behind) {
   if (behind == m.top) {
@@ -942,19 +1002,10 @@ inline void release_chunk(malloc_state& m, chunk* c, std::size_t size) {
     c->forget();
     c = before;
     size += before_size;
-    if (before == m.victim) {
-      if (behind->is_in_use()) {
-        m.victim_size = size;
-        before->set_free_and_tell(size, behind);
-        return;
-      }
-    } else if (behind->is_in_use() && stays_in_bin(m, before, before_size, size)) {
-      before->set_free_and_tell(size, behind);
-      count_large_release(m);
+    if (behind->is_in_use() && grow_in_place(m, c, before_size, size, behind))
       return;
-    } else {
-      unlink_chunk(m, before, before_size);
-    }
+    if (c != m.victim)
+      unlink_chunk(m, c, before_size);
   }
   if (!behind->is_in_use()) {
     merge_behind(m, c, size, behind);
@@ -1061,12 +1112,12 @@ chunk* try_realloc_chunk(malloc_state& m, chunk* c, std::size_t size, [[maybe_un
 struct free_count {
   std::size_t chunks = 0;
   std::size_t bytes = 0;
+  std::uint64_t index_map = 0;  ///< the nodes of the index that were met
 
   void add(const chunk* c) {
     ++chunks;
     bytes += c->size();
   }
-  bool operator==(const free_count&) const = default;
 };
 
 void validate_free_chunk(const malloc_state& m, chunk* c) {
@@ -1114,6 +1165,10 @@ void validate_ring(const malloc_state& m, tree_chunk* node, free_count& count) {
 void validate_trie(const malloc_state& m, tree_chunk* node, std::size_t path, unsigned depth, free_count& count) {
   require(tree_bin_of(node->size()) == node->bin && (m.tree_map & bit_of(node->bin)) != 0);
   require(depth == 0 || deciding_bits(node->size(), node->bin) >> (8 * word_size - depth) == path);
+  if (node->size() < index_limit) {
+    require(m.index[index_of(node->size())] == node);
+    count.index_map |= index_bit(node->size());
+  }
   validate_ring(m, node, count);
   for (unsigned side = 0; side < 2; ++side) {
     if (tree_chunk* const child = node->child[side]) {
@@ -1166,11 +1221,12 @@ void validate_segment(malloc_state& m, segment& s, free_count& count) {
 
 /// Ends the process unless everything is as it must be. The caller holds the lock.
 void validate(malloc_state& m) {
-  require(m.footprint <= m.max_footprint && m.mflags == (m.top != nullptr ? params.default_mflags : m.mflags));
+  require(m.footprint <= m.max_footprint);
   if (m.top == nullptr) {
     require(m.top_size == 0 && m.victim == nullptr && m.small_map == 0 && m.tree_map == 0 && m.footprint == 0);
     return;
   }
+  require(m.mflags == params.default_mflags);
   free_count in_bins;
   validate_victim(m, in_bins);
   validate_small_bins(m, in_bins);
@@ -1181,7 +1237,8 @@ void validate(malloc_state& m) {
     validate_segment(m, *s, in_segments);
     segment_bytes += s->size;
   }
-  require(in_bins == in_segments);
+  require(in_bins.chunks == in_segments.chunks && in_bins.bytes == in_segments.bytes);
+  require(in_bins.index_map == m.index_map);
   require(segment_bytes <= m.footprint && (m.footprint - segment_bytes) % params.granularity == 0);
 }
 
@@ -1197,12 +1254,12 @@ inline auto serialised(malloc_state& m, Operation operation) {
 }
 
 /// `size` in bytes; 0 gives a block too. Null if there is no memory.
-void* dlmalloc(std::size_t size) {
+[[maybe_unused]] void* dlmalloc(std::size_t size) {
   return serialised(arena, [size](malloc_state& m) { return allocate(m, size); });
 }
 
 /// Null does nothing.
-void dlfree(void* block) {
+[[maybe_unused]] void dlfree(void* block) {
   if (block == nullptr)
     return;
   serialised(arena, [block](malloc_state& m) {
@@ -1212,7 +1269,7 @@ void dlfree(void* block) {
 }
 
 /// A block of zeros for `count` elements of `size` bytes; null if there is no memory, or the product is too large.
-void* dlcalloc(std::size_t count, std::size_t size) {
+[[maybe_unused]] void* dlcalloc(std::size_t count, std::size_t size) {
   std::size_t product = 0;
   if (__builtin_mul_overflow(count, size, &product))
     product = no_size;
@@ -1229,7 +1286,7 @@ void* dlcalloc(std::size_t count, std::size_t size) {
 
 /// Gives the block another size, perhaps in another place; null makes a new one. Null if there is no memory: then the
 /// block stays as it is.
-void* dlrealloc(void* block, std::size_t size) {
+[[maybe_unused]] void* dlrealloc(void* block, std::size_t size) {
   if (block == nullptr)
     return dlmalloc(size);
   if (size >= max_request)

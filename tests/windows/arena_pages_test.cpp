@@ -1,0 +1,103 @@
+// The arena on the system's own pages. Failures of system calls are injected.
+
+#include "import_patch.hpp"
+
+#include <dlmalloc/malloc.hpp>
+#include <fl/diag/terminate_handler.hpp>
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+namespace {
+
+using namespace foundation::core::mem::dlmalloc;
+using test_support::injected;
+
+constexpr std::size_t unit = 65536;
+
+/// Three mappings next to each other; the last one only if it is asked for.
+char* map_neighbours(DWORD last_state) {
+  for (char* free_place = nullptr;;) {
+    free_place = static_cast<char*>(VirtualAlloc(nullptr, 4 * unit, MEM_RESERVE, PAGE_READWRITE));
+    VirtualFree(free_place, 0, MEM_RELEASE);
+    const DWORD committed = MEM_RESERVE | MEM_COMMIT;
+    if (VirtualAlloc(free_place, 2 * unit, committed, PAGE_READWRITE) == free_place &&
+        VirtualAlloc(free_place + 2 * unit, unit, committed, PAGE_READWRITE) == free_place + 2 * unit &&
+        VirtualAlloc(free_place + 3 * unit, unit, last_state, PAGE_READWRITE) == free_place + 3 * unit)
+      return free_place;
+  }
+}
+
+bool is_mapped(const void* address) {
+  MEMORY_BASIC_INFORMATION region;
+  VirtualQuery(address, &region, sizeof region);
+  return region.State != MEM_FREE;
+}
+
+TEST(ArenaPages, AreTakenBackAsWholeMappingsOnly) {
+  char* const start = map_neighbours(MEM_RESERVE);
+  EXPECT_FALSE(pages::unmap(start + unit, 2 * unit)) << "begins within a mapping";
+  EXPECT_FALSE(pages::unmap(start, unit)) << "ends within a mapping";
+  EXPECT_FALSE(pages::unmap(start + 3 * unit, unit)) << "is only reserved";
+  EXPECT_TRUE(is_mapped(start) && is_mapped(start + 2 * unit));
+  EXPECT_TRUE(pages::unmap(start, 3 * unit)) << "two whole ones";
+  EXPECT_FALSE(is_mapped(start) || is_mapped(start + 2 * unit));
+  EXPECT_FALSE(pages::unmap(start, unit)) << "is gone";
+  VirtualFree(start + 3 * unit, 0, MEM_RELEASE);
+}
+
+TEST(ArenaPages, AreSharedOutByTheArenaUntilTheSystemHasNone) {
+  injected<decltype(&VirtualAlloc)> source(nullptr, "VirtualAlloc");
+  injected<decltype(&VirtualFree)> sink(nullptr, "VirtualFree");
+  std::vector<void*> blocks{dlmalloc(100)};
+  for (const std::size_t size : {std::size_t{100}, std::size_t{50'000}, std::size_t{200'000}, std::size_t{3'000'000}}) {
+    source.fail_always(nullptr, ERROR_NOT_ENOUGH_MEMORY);
+    while (void* const block = dlmalloc(size)) {
+      std::memset(block, 0x5a, size);
+      blocks.push_back(block);
+    }
+    void* const last = blocks.back();
+    EXPECT_EQ(dlrealloc(last, 4'000'000), nullptr);
+    source.reset();
+    blocks.push_back(dlmalloc(size));
+    EXPECT_NE(blocks.back(), nullptr) << "goes on when there is memory again";
+    validate(arena);
+  }
+  EXPECT_TRUE(chunk::of(blocks.back())->is_mapped());
+  for (void* const block : blocks)
+    dlfree(block);
+  EXPECT_EQ(sink.calls(), 1u) << "the mapping of its own";
+  sys_trim(arena);
+  validate(arena);
+  EXPECT_EQ(dlmalloc_footprint(), arena.latest.size);
+}
+
+SYSTEM_INFO scripted_system;
+std::atomic<test_support::import_patch::any_function> original;
+
+void tell_scripted_system(SYSTEM_INFO* info) {
+  *info = scripted_system;
+}
+
+TEST(ArenaPages, OfAnOddSizeEndTheProcess) {
+  const test_support::import_patch system(
+      nullptr, "GetSystemInfo", reinterpret_cast<test_support::import_patch::any_function>(tell_scripted_system),
+      original);
+  for (const DWORD page : {4097u, 4096u})
+    for (const DWORD granularity : {65537u, 65536u}) {
+      scripted_system.dwPageSize = page;
+      scripted_system.dwAllocationGranularity = granularity;
+      params.magic = 0;
+      const foundation::core::test::terminate_handler expected;
+      bool ended = false;
+      try {
+        init_mparams();
+      } catch (...) {
+        ended = foundation::core::test::terminate_handled("dlmalloc error");
+      }
+      EXPECT_EQ(ended, page != 4096 || granularity != 65536);
+    }
+}
+
+}  // namespace
