@@ -9,9 +9,10 @@
 namespace bench {
 namespace {
 
+// A contender, and another one that must produce the same.
 struct row {
-  contender ours;
-  contender peer;
+  contender one;
+  contender other;
   std::uint64_t expected_size = 0;
   bool compared = false;
 };
@@ -25,21 +26,24 @@ product once(const contender& which, product::bytes treatment) {
   return result;
 }
 
+void check_same(const product& one, const product& other) {
+  if (one.size() == 0) {
+    throw std::runtime_error("the contenders produced nothing");
+  }
+  if (one.text() != other.text()) {
+    throw std::runtime_error("the contenders' outputs differ (" + std::to_string(one.size()) + " and " +
+                             std::to_string(other.size()) + " bytes)");
+  }
+}
+
 // Runs once in a process, although the library calls a benchmark several times to find its number of iterations.
 void compare(row& pair) {
   if (pair.compared) {
     return;
   }
-  const product ours = once(pair.ours, product::bytes::kept);
-  const product peer = once(pair.peer, product::bytes::kept);
-  if (ours.size() == 0) {
-    throw std::runtime_error("the contenders produced nothing");
-  }
-  if (ours.text() != peer.text()) {
-    throw std::runtime_error("the contenders' outputs differ (" + std::to_string(ours.size()) + " and " +
-                             std::to_string(peer.size()) + " bytes)");
-  }
-  pair.expected_size = ours.size();
+  const product one = once(pair.one, product::bytes::kept);
+  check_same(one, once(pair.other, product::bytes::kept));
+  pair.expected_size = one.size();
   pair.compared = true;
 }
 
@@ -70,17 +74,47 @@ void measure(benchmark::State& state, row& pair, const contender& which) {
   }
 }
 
+void count(benchmark::State& state, const byte_count& which, const contender& expected) {
+  try {
+    for (auto _ : state) {
+      product result(product::bytes::kept);
+      state.counters["bytes"] = static_cast<double>(which(result));
+      check_same(result, once(expected, product::bytes::kept));
+    }
+  } catch (const std::exception& failure) {
+    state.SkipWithError(failure.what());
+  }
+}
+
+void add_timed(const std::string& name, const std::shared_ptr<row>& pair, contender row::*which) {
+  // Real time, taken by hand: the library's own way to leave out a preparation costs a system call within the time.
+  benchmark::RegisterBenchmark(name.c_str(), [pair, which](benchmark::State& state) {
+    measure(state, *pair, (*pair).*which);
+  })->UseManualTime();
+}
+
+void add_counted(const std::string& name, byte_count which, contender expected) {
+  benchmark::RegisterBenchmark(name.c_str(), [=](benchmark::State& state) {
+    count(state, which, expected);
+  })->Iterations(1);
+}
+
 }  // namespace
 
 void add_row(const std::string& name, contender ours, contender peer) {
   const auto pair = std::make_shared<row>(row{std::move(ours), std::move(peer)});
-  // Real time, taken by hand: the library's own way to leave out a preparation costs a system call within the time.
-  benchmark::RegisterBenchmark((name + "/ours").c_str(), [pair](benchmark::State& state) {
-    measure(state, *pair, pair->ours);
-  })->UseManualTime();
-  benchmark::RegisterBenchmark((name + "/peer").c_str(), [pair](benchmark::State& state) {
-    measure(state, *pair, pair->peer);
-  })->UseManualTime();
+  add_timed(name + "/ours", pair, &row::one);
+  add_timed(name + "/peer", pair, &row::other);
+}
+
+void add_separate_row(const std::string& name, contender ours, contender peer, contender expected) {
+  add_timed(name + "/ours", std::make_shared<row>(row{std::move(ours), expected}), &row::one);
+  add_timed(name + "/peer", std::make_shared<row>(row{std::move(peer), expected}), &row::one);
+}
+
+void add_byte_row(const std::string& name, byte_count ours, byte_count peer, contender expected) {
+  add_counted(name + "/ours", std::move(ours), expected);
+  add_counted(name + "/peer", std::move(peer), expected);
 }
 
 int run(int argc, char** argv) {

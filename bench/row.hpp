@@ -3,6 +3,9 @@
 // Before a contender is timed, both run once and what they produced is compared byte by byte; while it is timed, the
 // size of each run's product is compared. A difference or an exception is an error of the benchmark, so that a failed
 // run cannot look fast. Not for several threads: a contender that needs them starts and joins its own.
+//
+// Contenders that would disturb each other, by living in one heap for instance, have a separate row: then a process
+// runs only one of them, and what it produced is compared with what the row expects.
 #pragma once
 
 #include <benchmark/benchmark.h>
@@ -65,6 +68,16 @@ struct contender {
 
 /// Registers NAME/ours and NAME/peer.
 void add_row(const std::string& name, contender ours, contender peer);
+
+/// The same for contenders that never run in one process, if each benchmark is given a process of its own, as
+/// tools/bench does. `expected` produces what both must produce, and uses nothing of either.
+void add_separate_row(const std::string& name, contender ours, contender peer, contender expected);
+
+/// What a row counts instead of time: runs once in a process and returns a number of bytes.
+using byte_count = std::function<std::uint64_t(product&)>;
+
+/// A separate row whose figure is bytes. Its unit in goals.tsv says so.
+void add_byte_row(const std::string& name, byte_count ours, byte_count peer, contender expected);
 
 /// Runs what the arguments ask for; returns the exit code of the program.
 int run(int argc, char** argv);

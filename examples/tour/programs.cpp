@@ -27,9 +27,12 @@ struct run_result {
   unsigned long status;
 };
 
-run_result run_example(const std::string& name, const std::string& argument = process::detail::unspecified()) {
+run_result run_example(const std::string& name, const std::string& argument = process::detail::unspecified(),
+                       const process::environment_map& settings = {}) {
   process::iopipe output(0);
   process::context how;
+  for (const auto& [variable, value] : settings)
+    how.environment()[variable] = value;
   how.std_out(process::pipe_to(output));
   how.std_err(process::merge_with_stdout());
   process::process child(process::make_command(beside_this_program(name), argument), how);
@@ -82,4 +85,25 @@ void speak_two_languages() {
   check(find(said.output, "in en: You asked for 5") < find(said.output, "in de: Von E27 sind"), "both languages");
   for (const std::string& line : said.output)
     std::printf("  %s\n", line.c_str());
+}
+
+void show_memory() {
+  const run_result said =
+      run_example("memory.exe", process::detail::unspecified(),
+                  {{"TESSEL_MEM_MGR", "release,aligncheck,turbo"}, {"QX_ALIGNED_HEAP_ALIGNMENT", "64"}});
+  check(said.status == 0, "the exit status");
+  for (const char* const part : {"unrecognized option 'turbo'", "alignment_checking is ENABLED", "alignment of 64",
+                                 "its block goes back", "pressure of at most 100"})
+    check(find(said.output, part) != said.output.end(), part);
+  for (const std::string& line : said.output)
+    std::printf("  %s\n", line.c_str());
+}
+
+void corrupt_the_heap() {
+  const run_result end = run_example("memory.exe", "--corrupt", {{"QX_ALIGNED_HEAP_ALIGNMENT", "32"}});
+  check(end.status == 3, "the exit status of a fatal error");
+  const auto message = find(end.output, "The pointer passed to 'vector_check' is invalid");
+  const auto header = find(end.output, "HEADER->CHECK:     2021161080 (0x78787878)");
+  check(message < header && header != end.output.end(), "the heap's report, with what it found in the header");
+  std::printf("  %s\n  …\n  %s\n", message->c_str(), header->c_str());
 }

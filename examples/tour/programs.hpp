@@ -4,3 +4,5 @@
 void report_a_crash();
 void report_a_fatal_error();
 void speak_two_languages();
+void show_memory();
+void corrupt_the_heap();

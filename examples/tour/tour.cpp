@@ -129,6 +129,8 @@ constexpr stop stops[] = {
     {"A crash, and what the program says of it", report_a_crash},
     {"A fatal error that a program finds itself", report_a_fatal_error},
     {"An error for the user, in two languages", speak_two_languages},
+    {"Memory: options, an aligned heap, a pool, and how much more to take", show_memory},
+    {"A block of the heap whose header was overwritten", corrupt_the_heap},
 };
 
 }  // namespace

@@ -115,6 +115,11 @@ TEST(Manager, TunesTheHeapOfTheRunTime) {
   EXPECT_EQ(output("tune unknown", "release"), query);
 }
 
+TEST(Manager, ChoosesTheKindOfThePools) {
+  EXPECT_EQ(output("pools", "pooling"), "101");
+  EXPECT_EQ(output("pools", "nopooling"), "001");
+}
+
 TEST(NewHandler, ThrowsOrLeavesItToTheHandlerBefore) {
   EXPECT_EQ(output("out of memory", "newhandler"), "except::bad_alloc bad allocation, 0 calls\n0\n");
   EXPECT_EQ(output("out of memory", "nonewhandler"), "block, 2 calls\n1\n");

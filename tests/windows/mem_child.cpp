@@ -218,6 +218,19 @@ void allocate() {
     std::free(block);
 }
 
+/// Whether pools have something to release, and how often the new handler is called before a pool gives up.
+void pools() {
+  std::set_new_handler([] {
+    ++handler_calls;
+    throw std::bad_alloc();
+  });
+  using foundation::core::mem::create_managed_pool;
+  const auto pool = create_managed_pool(12, 4);
+  pool->deallocate(pool->allocate());
+  std::cout << pool->release_free_memory() << (create_managed_pool(std::size_t{1} << 62, 1)->allocate() != nullptr)
+            << handler_calls;
+}
+
 const struct {
   const char* name;
   void (*run)();
@@ -234,6 +247,7 @@ const struct {
     {"tune 2", [] { tune(2); }},
     {"tune unknown", [] { tune(-1); }},
     {"allocate", allocate},
+    {"pools", pools},
 };
 
 /// To the handle itself: there may be no memory.

@@ -40,8 +40,8 @@ class FL_API managed_pool : boost::noncopyable {
 
 /// `size`: bytes in a chunk, not 0; with pooling rounded up to a multiple of 8. `initial_chunks`: how many chunks the
 /// first block has (0 counts as 1); each further block has twice as many as the one before, up to about 4 MiB. It means
-/// nothing without pooling. Makes the memory manager if need be. Throws `std::bad_alloc`; memory for chunks is not
-/// taken yet.
+/// nothing without pooling. Makes the memory manager if need be. Throws `std::bad_alloc`, and with pooling
+/// `std::invalid_argument` if `size` is 0 or next to the largest number there is; memory for chunks is not taken yet.
 FL_API std::unique_ptr<managed_pool> create_managed_pool(std::size_t size, std::size_t initial_chunks);
 
 }  // namespace foundation::core::mem

@@ -1,0 +1,129 @@
+// A program that shows the memory it gets: how the process was told to treat memory, blocks of the aligned heap, chunks
+// of a pool, and how much more would be wise to take. Options come from the environment:
+//
+//     TESSEL_MEM_MGR=release,aligncheck QX_ALIGNED_HEAP_ALIGNMENT=64 ./dev run memory
+//
+// With --corrupt it writes below the start of a block, as a loop that runs one step too far does. The heap ends the
+// process with a report of what it found there.
+#include <fl/diag.hpp>
+#include <fl/mem.hpp>
+
+#include <csignal>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <iostream>
+#include <new>
+#include <vector>
+
+namespace mem = foundation::core::mem;
+
+namespace {
+
+constexpr double mebibyte = 1024.0 * 1024.0;
+
+/// The largest power of two of which an address is a multiple.
+std::uintptr_t alignment_of(const void* p) {
+  const auto address = reinterpret_cast<std::uintptr_t>(p);
+  return address & (~address + 1);
+}
+
+void print_block(const char* what, std::size_t size, const void* p) {
+  if (p == nullptr)
+    throw std::bad_alloc();
+  std::printf("  %s of %zu bytes at %p, a multiple of %zu\n", what, size, p, static_cast<std::size_t>(alignment_of(p)));
+}
+
+void show_manager() {
+  std::printf("Memory manager:\n");
+  std::fflush(stdout);
+  mem::manager::write_startup_log(std::cout);
+  std::cout.flush();
+  for (const auto type : mem::manager::get_feature_types()) {
+    const mem::manager::feature& feature = mem::manager::get_feature(type);
+    std::printf("  %-20s%s\n", feature.get_name().c_str(), feature ? "on" : "off");
+  }
+}
+
+void show_aligned_heap() {
+  std::printf("Aligned heap, with an alignment of %zu:\n", mem::vector_alignment());
+  std::vector<void*> blocks;
+  for (const std::size_t size : {24, 1000, 1000000}) {
+    blocks.push_back(mem::vector_malloc(size));
+    print_block("block", size, blocks.back());
+  }
+  for (void* const block : blocks) {
+    mem::vector_check(block);
+    mem::vector_free(block);
+  }
+}
+
+void show_pool() {
+  constexpr std::size_t size = 20;
+  std::printf("Pool:\n");
+  const auto pool = mem::create_managed_pool(size, 100);
+  void* chunks[3];
+  for (void*& chunk : chunks)
+    print_block("chunk", size, chunk = pool->allocate());
+  for (void* const chunk : chunks)
+    pool->deallocate(chunk);
+  std::printf("  %s\n", pool->release_free_memory() ? "its block goes back to the system"
+                                                    : "it keeps nothing that could go back to the system");
+}
+
+void show_advice() {
+  const mem::RamState ram;
+  std::printf("RAM: %.0f of %.0f MiB are free, a pressure of %d\n",
+              static_cast<double>(ram.get_available_ram()) / mebibyte,
+              static_cast<double>(ram.get_total_ram()) / mebibyte, ram.get_memory_pressure());
+  for (const int pressure : {10, 25, 50, 75, 100})
+    std::printf("  for a pressure of at most %3d take up to %.0f MiB\n", pressure,
+                static_cast<double>(ram.get_max_advised_allocation(pressure)) / mebibyte);
+  if (mem::stats::IsSupported())
+    std::printf("Allocated by this process: %.1f MiB\n",
+                static_cast<double>(mem::stats::GetStats().GetAlloced()) / mebibyte);
+}
+
+[[gnu::noipa]] void write_too_low(char* block) {
+  std::memset(block - 16, 'x', 16);
+}
+
+void corrupt() {
+  char* const block = static_cast<char*>(mem::vector_malloc(100));
+  print_block("block", 100, block);
+  if (mem::vector_alignment() == 16) {
+    std::printf("Blocks of this heap are the run-time's own, and nobody checks them here.\n");
+    return;
+  }
+  write_too_low(block);
+  std::fflush(stdout);
+  mem::vector_check(block);  // The arena, which has no headers, tells only now:
+  mem::vector_free(block);
+}
+
+// The report is made when the process ends; here it is shown as well.
+void on_abort(int) {
+  std::fputs(foundation::core::diag::terminate_log(), stderr);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  std::signal(SIGABRT, on_abort);
+  foundation::core::diag::disable_terminate_dialog();
+  try {
+    if (argc > 1 && std::strcmp(argv[1], "--corrupt") == 0) {
+      corrupt();
+      return 0;
+    }
+    show_manager();
+    show_aligned_heap();
+    show_pool();
+    show_advice();
+  } catch (const std::exception& failure) {
+    std::fprintf(stderr, "%s\n", failure.what());
+    return 1;
+  }
+  return 0;
+}
