@@ -19,6 +19,7 @@
 
 #include "diag/assertion.hpp"
 #include "mem/aligned_heap_create.hpp"
+#include "mem/page_mask.hpp"
 #include "util/process_id.hpp"
 
 #include <boost/format.hpp>
@@ -188,7 +189,7 @@ constexpr const char* bad_bare_pointer =
     "  - a memory corruption destroyed the pointer\n";
 
 bool lies_in_page_zero(const void* p) {
-  return get_page(p) == nullptr;
+  return (address(p) & page_mask) == 0;
 }
 
 /// A header that was found bad may lie anywhere; only on the page of its block is it read once more.
@@ -248,26 +249,34 @@ boost::format message_of(const char* text, const char* label) {
   }
 }
 
+/// What is found in a header must be what was written there. That its alignment is a legal one needs no test: the
+/// heap's is.
 bool is_sound(std::size_t alignment, const void* p) {
   if (!is_multiple_of(native_alignment, p) || lies_in_page_zero(header_of(p)))
     return false;
   const header& h = *header_of(p);
   return h.check == live_mark && h.size >= native_alignment && h.size % native_alignment == 0 &&
-         is_legal_alignment(h.alignment) && h.alignment == alignment && is_multiple_of(h.alignment, p) &&
-         h.offset >= native_alignment && h.offset <= h.alignment && h.offset % native_alignment == 0;
+         h.alignment == alignment && is_multiple_of(alignment, p) && h.offset >= native_alignment &&
+         h.offset <= alignment && h.offset % native_alignment == 0;
+}
+
+/// Apart from the checks, so that a good pointer pays nothing for it.
+[[noreturn, gnu::cold, gnu::noinline]] void report_bad_pointer(std::size_t alignment, const void* p, std::size_t size,
+                                                               const char* text, const char* label) {
+  error(header_of(p), alignment, p, size, message_of(text, label));
 }
 
 /// For a pointer that comes from a client: returns only if it is good.
 header* check_passed_pointer(std::size_t alignment, const void* p, std::size_t size, const char* label) {
-  if (!is_sound(alignment, p))
-    error(header_of(p), alignment, p, size, message_of(bad_passed_pointer, label));
+  if (!is_sound(alignment, p)) [[unlikely]]
+    report_bad_pointer(alignment, p, size, bad_passed_pointer, label);
   return header_of(p);
 }
 
 /// For a pointer that goes to a client: returns it if it is good, or null, which is exhaustion.
 void* check_returned_pointer(std::size_t alignment, void* p, std::size_t size, const char* label) {
-  if (p != nullptr && !is_sound(alignment, p))
-    error(header_of(p), alignment, p, size, message_of(bad_returned_pointer, label));
+  if (p != nullptr && !is_sound(alignment, p)) [[unlikely]]
+    report_bad_pointer(alignment, p, size, bad_returned_pointer, label);
   return p;
 }
 

@@ -1,14 +1,16 @@
-// How a pool is sorted. Its free chunks form a list, each beginning with a link to the next, and its blocks form
-// another. Both are sorted by merging on the lists themselves.
+// How a pool finds the blocks that it can give back. If no chunk is handed out, it is all of them. Otherwise the free
+// chunks, which form a list, and the blocks, which form another, are put in the order of their addresses; then one walk
+// along both tells which blocks are whole.
 //
-// The list of chunks can be far larger than the cache, and to follow a link to a chunk that is not in the cache costs
-// more than sorting the chunk. As the list leads anywhere in the pool, that is the price of each chunk when the list is
-// first walked; it must not be paid for each merging again. So this one walk deals the chunks out to parts of the pool
-// that fit into the cache. Then each part is fetched, which is cheap since its memory lies in a row, and sorted. What
-// dealing out costs does not count: it goes on while the next chunk is on its way.
+// The list of chunks can be far larger than the cache, and as it leads anywhere in the pool, following a link costs
+// many times more than all else that is done with a chunk. A merge sort on the list would pay that for each merging. So
+// the list is walked once, which deals the chunks out to parts of the pool that fit into the cache: a radix sort that
+// begins with the highest bits of the addresses.
 #include "mem/chunk_pool.hpp"
 
+#include <algorithm>
 #include <array>
+#include <bit>
 #include <cstddef>
 #include <iterator>
 #include <utility>
@@ -18,119 +20,109 @@ namespace {
 
 using pool_block = boost::details::PODptr<std::size_t>;
 
-// The words in which both lists are sorted.
-
-void* next_of(void* chunk) noexcept {
-  return *static_cast<void**>(chunk);
+void* next_of(const void* chunk) noexcept {
+  return *static_cast<void* const*>(chunk);
 }
 
 void set_next(void* chunk, void* next) noexcept {
   *static_cast<void**>(chunk) = next;
 }
 
-const void* address_of(const void* chunk) noexcept {
-  return chunk;
-}
-
-pool_block next_of(const pool_block& block) noexcept {
-  return block.next();
-}
-
-void set_next(const pool_block& block, const pool_block& next) noexcept {
-  block.next(next);
-}
-
-const void* address_of(const pool_block& block) noexcept {
-  return block.begin();
-}
-
-// Of two ordered lists, neither of them empty.
-template <class Node>
-Node merge(Node left, Node right) noexcept {
-  if (address_of(right) < address_of(left))
+// Of two ordered lists of blocks, neither of them empty.
+pool_block merge(pool_block left, pool_block right) noexcept {
+  if (right.begin() < left.begin())
     std::swap(left, right);
-  const Node first = left;
-  Node last = left;
-  for (left = next_of(left); address_of(left) != nullptr; left = next_of(left)) {
-    if (address_of(right) < address_of(left))
+  const pool_block first = left;
+  pool_block last = left;
+  for (left = left.next(); left.valid(); left = left.next()) {
+    if (right.begin() < left.begin())
       std::swap(left, right);
-    set_next(last, left);
+    last.next(left);
     last = left;
   }
-  set_next(last, right);
+  last.next(right);
   return first;
 }
 
-// Takes `count` nodes, 1 at least, off the list `rest` and returns them in order. Calls itself as deep as `count` has
+// Takes `count` blocks, 1 at least, off the list `rest` and returns them in order. Calls itself as deep as `count` has
 // bits.
-template <class Node>
-Node merge_sort(Node& rest, std::size_t count) noexcept {
+pool_block merge_sort(pool_block& rest, std::size_t count) noexcept {
   if (count == 1) {
-    const Node only = rest;
-    rest = next_of(only);
-    set_next(only, Node());
+    const pool_block only = rest;
+    rest = only.next();
+    only.next(pool_block());
     return only;
   }
-  const Node left = merge_sort(rest, count / 2);
-  const Node right = merge_sort(rest, count - count / 2);
+  const pool_block left = merge_sort(rest, count / 2);
+  const pool_block right = merge_sort(rest, count - count / 2);
   return merge(left, right);
 }
 
-// A stretch of a block's memory, and the free chunks that begin there.
-struct part {
-  const char* begin;
-  std::size_t size;   ///< in bytes
-  void* first;        ///< of the chunks, a list without order; null if there are none
-  std::size_t count;  ///< of the chunks
-};
-
-// Brings the memory of a part into the cache, unless there are so few free chunks that it would not pay. To the
-// compiler a prefetch is no effect, and it would leave out the call of a function with no other.
-[[gnu::always_inline]] inline void fetch(const part& wanted) noexcept {
-  constexpr std::size_t cache_line = 64;
-  if (wanted.count < wanted.size / (4 * cache_line))
-    return;
-  for (std::size_t at = 0; at < wanted.size; at += cache_line)
-    __builtin_prefetch(wanted.begin + at);
-}
-
-// All memory of a pool in parts, in the order of addresses.
-class part_table {
+// Free chunks in order, as a list that grows at its end.
+class ordered_list {
  public:
-  /// `blocks` are in order.
-  explicit part_table(const pool_block& blocks) noexcept {
-    std::size_t total = 0;
-    for (pool_block block = blocks; block.valid(); block = block.next())
-      total += block.element_size();
-    // Each block has one part that is smaller. With more blocks than half of the table, some may find no place.
-    const std::size_t part_size = std::max(least_size, total / (parts_.size() / 2));
-    for (pool_block block = blocks; block.valid(); block = block.next())
-      add(block, part_size);
+  void append(void* chunk) noexcept {
+    set_next(last_, chunk);
+    last_ = chunk;
   }
-
-  void deal_out(void* chunk) noexcept {
-    const auto begins_behind = [](const void* p, const part& one) { return p < one.begin; };
-    part& its_part = *std::prev(std::upper_bound(begin(), end(), chunk, begins_behind));
-    set_next(chunk, its_part.first);
-    its_part.first = chunk;
-    ++its_part.count;
+  void* close() noexcept {
+    set_next(last_, nullptr);
+    return first_;
   }
-
-  part* begin() noexcept { return parts_.data(); }
-  part* end() noexcept { return parts_.data() + used_; }
 
  private:
-  static constexpr std::size_t least_size = 0x8000;  ///< of a part, in bytes
-
-  // What finds no place in the table counts as of its last part.
-  void add(const pool_block& block, std::size_t part_size) noexcept {
-    for (std::size_t at = 0; at < block.element_size() && used_ != parts_.size(); at += part_size)
-      parts_[used_++] = {block.begin() + at, std::min(part_size, block.element_size() - at), nullptr, 0};
-  }
-
-  std::array<part, 512> parts_;
-  std::size_t used_ = 0;
+  void* first_ = nullptr;
+  void* last_ = &first_;  ///< begins with the link to the next, as every chunk does
 };
+
+// Some free chunks in no order, all within 2 to the power `bits` bytes from `begin`.
+struct part {
+  void* first;
+  std::uintptr_t begin;
+  unsigned bits;
+};
+
+constexpr unsigned leaf_bits = 15;   // 32 KiB: half of a first-level cache holds it, or all
+constexpr unsigned bucket_bits = 9;  // how many bits of the address one dealing out takes
+
+// A part that fits into the cache: notes where chunks begin, and reads that off in order.
+void sort_leaf(const part& leaf, ordered_list& sorted) noexcept {
+  constexpr std::size_t unit = 8, cache_line = 64;  // bytes; chunks begin at multiples of the first
+  constexpr std::size_t size = std::size_t{1} << leaf_bits;
+  for (std::size_t at = 0; at < size; at += cache_line)
+    __builtin_prefetch(reinterpret_cast<const char*>(leaf.begin) + at);
+  std::array<std::uint64_t, size / unit / 64> begins = {};
+  for (void* chunk = leaf.first; chunk != nullptr; chunk = next_of(chunk)) {
+    const std::size_t place = (reinterpret_cast<std::uintptr_t>(chunk) - leaf.begin) / unit;
+    begins[place / 64] |= std::uint64_t{1} << place % 64;
+  }
+  for (std::size_t word = 0; word < begins.size(); ++word)
+    for (std::uint64_t bits = begins[word]; bits != 0; bits &= bits - 1) {
+      const std::size_t place = word * 64 + static_cast<std::size_t>(std::countr_zero(bits));
+      sorted.append(reinterpret_cast<void*>(leaf.begin + place * unit));
+    }
+}
+
+// Deals the chunks of a larger part out by the highest bits of their addresses, and sorts what comes of it. Calls
+// itself three times deep at most.
+void sort_part(const part& whole, ordered_list& sorted) noexcept {
+  if (whole.bits <= leaf_bits) {
+    sort_leaf(whole, sorted);
+    return;
+  }
+  const unsigned shift = std::max(whole.bits - bucket_bits, leaf_bits);
+  std::array<void*, std::size_t{1} << bucket_bits> buckets = {};
+  for (void* chunk = whole.first; chunk != nullptr;) {
+    void*& bucket = buckets[(reinterpret_cast<std::uintptr_t>(chunk) - whole.begin) >> shift];
+    void* const next = next_of(chunk);
+    set_next(chunk, bucket);
+    bucket = chunk;
+    chunk = next;
+  }
+  for (std::size_t number = 0; number < buckets.size(); ++number)
+    if (buckets[number] != nullptr)
+      sort_part({buckets[number], whole.begin + (number << shift), shift}, sorted);
+}
 
 }  // namespace
 
@@ -143,23 +135,38 @@ void chunk_pool::sort_blocks() noexcept {
 }
 
 void chunk_pool::sort_free_chunks() noexcept {
-  part_table parts(list);
-  for (void* chunk = first; chunk != nullptr;)
-    parts.deal_out(std::exchange(chunk, next_of(chunk)));
-  void* last = &first;
-  for (part& one : parts) {
-    if (one.count == 0)
-      continue;
-    fetch(one);
-    set_next(last, merge_sort(one.first, one.count));
-    while (next_of(last) != nullptr)
-      last = next_of(last);
-  }
+  if (first == nullptr)
+    return;
+  const auto begin = reinterpret_cast<std::uintptr_t>(list.begin());
+  pool_block last = list;
+  while (last.next().valid())
+    last = last.next();
+  const std::uintptr_t size = reinterpret_cast<std::uintptr_t>(last.end()) - begin;
+  ordered_list sorted;
+  sort_part({first, begin, static_cast<unsigned>(std::bit_width(size))}, sorted);
+  first = sorted.close();
 }
 
-void chunk_pool::sort() noexcept {
+void* chunk_pool::malloc_from_new_block(size_type most_chunks) {
+  // `set_next_size` would do more: it also changes the size with which the pool goes on after a release.
+  next_size = std::min(next_size, most_chunks);
+  void* const chunk = pool::malloc();
+  taken_ += chunk != nullptr;
+  return chunk;
+}
+
+bool chunk_pool::release_all() noexcept {
+  const bool had_blocks = purge_memory();
+  next_size = start_size;  // Also after a failed request, which has halved it.
+  return had_blocks;
+}
+
+bool chunk_pool::release() noexcept {
+  if (taken_ == returned_)
+    return release_all();
   sort_blocks();
   sort_free_chunks();
+  return release_memory();
 }
 
 }  // namespace foundation::core::mem::detail

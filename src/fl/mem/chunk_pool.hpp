@@ -1,31 +1,51 @@
-// boost::pool, and what it lacks for chunks that are freed in any order. No data of its own.
+// boost::pool, and what it lacks for chunks that are freed in any order.
 //
 // Thread safety: one thread at a time.
 #pragma once
 
 #include <boost/pool/pool.hpp>
 
-#include <algorithm>
+#include <cstddef>
 
 namespace foundation::core::mem::detail {
 
-class chunk_pool : public boost::pool<boost::default_user_allocator_new_delete> {
+class chunk_pool : private boost::pool<boost::default_user_allocator_new_delete> {
  public:
+  using pool::get_next_size;
+  using pool::get_requested_size;
   using pool::pool;
 
-  bool has_free_chunk() const noexcept { return first != nullptr; }
+  /// The first chunk of the free list, or one of a new block, which has at most `most_chunks` chunks. Null if there is
+  /// no memory.
+  void* malloc(size_type most_chunks) {
+    if (first == nullptr) [[unlikely]]
+      return malloc_from_new_block(most_chunks);
+    ++taken_;
+    return pool::malloc();
+  }
 
-  /// The next block has at most `chunks` chunks. `set_next_size` would do more: it also changes the size with which the
-  /// pool goes on after `release_memory`.
-  void limit_next_size(size_type chunks) noexcept { next_size = std::min(next_size, chunks); }
+  /// `chunk` is not null. It becomes the first of the free list.
+  void free(void* chunk) noexcept {
+    ++returned_;
+    pool::free(chunk);
+  }
 
-  /// Puts blocks and free chunks in the order of their addresses; `release_memory` overlooks free blocks otherwise.
-  /// Allocates nothing and needs less than 32 KiB of stack.
-  void sort() noexcept;
+  /// Gives the blocks back of which no chunk is handed out, and the next block gets the size that growth has reached.
+  /// True if there were any. Allocates nothing and needs less than 32 KiB of stack. What is left is handed out in the
+  /// order of addresses.
+  bool release() noexcept;
 
  private:
+  /// Apart from `malloc`, which has no call in it then.
+  void* malloc_from_new_block(size_type most_chunks);
+  bool release_all() noexcept;
   void sort_blocks() noexcept;
   void sort_free_chunks() noexcept;
+
+  // Chunks that were handed out, and chunks that came back. One count of both would make each call wait for the one
+  // before.
+  std::size_t taken_ = 0;
+  std::size_t returned_ = 0;
 };
 
 }  // namespace foundation::core::mem::detail

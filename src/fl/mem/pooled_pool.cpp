@@ -25,9 +25,7 @@ pooled_pool::pooled_pool(std::size_t size, std::size_t initial_chunks)
       pool_block_cap_(std::max(block_size / pool_.get_requested_size(), pool_.get_next_size())) {}
 
 void* pooled_pool::allocate() {
-  if (!pool_.has_free_chunk())
-    pool_.limit_next_size(pool_block_cap_);
-  return pool_.malloc();
+  return pool_.malloc(pool_block_cap_);
 }
 
 void pooled_pool::deallocate(void* chunk) {
@@ -36,8 +34,7 @@ void pooled_pool::deallocate(void* chunk) {
 }
 
 bool pooled_pool::release_free_memory() {
-  pool_.sort();
-  return pool_.release_memory();
+  return pool_.release();
 }
 
 }  // namespace foundation::core::mem::name_this_to_work_around_gdb_bug
