@@ -9,7 +9,9 @@
 
 #include <malloc.h>
 
+#include <algorithm>
 #include <boost/smart_ptr/shared_ptr.hpp>
+#include <cstring>
 #include <string>
 
 #include "heap_workloads.hpp"
@@ -20,20 +22,12 @@
 namespace {
 
 using bench::no_heap;
-using foundation::core::mem::aligned_heap;
 using foundation::core::mem::aligned_heap_access;
 
-// Made when it is first used: a process has one at a time.
-template <bool Checked>
-aligned_heap& the_heap() {
-  static const boost::shared_ptr<void> made = foundation::core::mem::detail::aligned_heap_create(Checked);
-  return aligned_heap_access::made_heap();
-}
-
-template <bool Checked>
+// Of the one heap that a process has.
 struct aligned {
-  static void* allocate(std::size_t size) { return the_heap<Checked>().malloc(size); }
-  static void free(void* block) { the_heap<Checked>().free(block); }
+  static void* allocate(std::size_t size) { return aligned_heap_access::made_heap().malloc(size); }
+  static void free(void* block) { aligned_heap_access::made_heap().free(block); }
 };
 
 struct run_time {
@@ -46,8 +40,7 @@ struct system_heap {
   static void free(void* block) { HeapFree(GetProcessHeap(), 0, block); }
 };
 
-using unchecked_blocks = bench::marked<aligned<false>>;
-using checked_blocks = bench::marked<aligned<true>>;
+using aligned_blocks = bench::marked<aligned>;
 using run_time_blocks = bench::marked<run_time>;
 using system_blocks = bench::marked<system_heap>;
 
@@ -75,7 +68,6 @@ std::uint64_t bytes_in_use() {
 template <class Blocks>
 std::uint64_t taken_by_live_blocks(bench::product& result) {
   const bench::contender work = random_sizes.operator()<Blocks>();
-  Blocks::give_back(Blocks::take(64, 0));  // Makes the heap.
   const std::uint64_t before = bytes_in_use();
   work.prepare();
   const std::uint64_t taken = bytes_in_use() - before;
@@ -83,20 +75,42 @@ std::uint64_t taken_by_live_blocks(bench::product& result) {
   return taken;
 }
 
-}  // namespace
+bool is_named(const char* part, int argc, char** argv) {
+  return std::any_of(argv + 1, argv + argc,
+                     [=](const char* argument) { return std::strstr(argument, part) != nullptr; });
+}
 
-int main(int argc, char** argv) {
+void add_rows_of_checked_heap() {
   using bench::add_heap_row;
-  add_heap_row<unchecked_blocks, run_time_blocks>("aligned_pairs_64_vs_aligned_malloc", pairs);
-  add_heap_row<unchecked_blocks, run_time_blocks>("aligned_batches_64_vs_aligned_malloc", batches);
-  add_heap_row<unchecked_blocks, run_time_blocks>("aligned_random_16_4096_vs_aligned_malloc", random_sizes);
-  add_heap_row<checked_blocks, run_time_blocks>("checked_pairs_64_vs_aligned_malloc", pairs);
-  add_heap_row<checked_blocks, run_time_blocks>("checked_batches_64_vs_aligned_malloc", batches);
-  add_heap_row<checked_blocks, run_time_blocks>("checked_random_16_4096_vs_aligned_malloc", random_sizes);
-  add_heap_row<unchecked_blocks, system_blocks>("aligned_pairs_64_vs_system_heap", pairs);
-  add_heap_row<unchecked_blocks, system_blocks>("aligned_random_16_4096_vs_system_heap", random_sizes);
-  bench::add_byte_row("aligned_footprint_16_4096_vs_aligned_malloc", taken_by_live_blocks<unchecked_blocks>,
+  add_heap_row<aligned_blocks, run_time_blocks>("checked_pairs_64_vs_aligned_malloc", pairs);
+  add_heap_row<aligned_blocks, run_time_blocks>("checked_batches_64_vs_aligned_malloc", batches);
+  add_heap_row<aligned_blocks, run_time_blocks>("checked_random_16_4096_vs_aligned_malloc", random_sizes);
+}
+
+void add_rows_of_unchecked_heap() {
+  using bench::add_heap_row;
+  add_heap_row<aligned_blocks, run_time_blocks>("aligned_pairs_64_vs_aligned_malloc", pairs);
+  add_heap_row<aligned_blocks, run_time_blocks>("aligned_batches_64_vs_aligned_malloc", batches);
+  add_heap_row<aligned_blocks, run_time_blocks>("aligned_random_16_4096_vs_aligned_malloc", random_sizes);
+  add_heap_row<aligned_blocks, system_blocks>("aligned_pairs_64_vs_system_heap", pairs);
+  add_heap_row<aligned_blocks, system_blocks>("aligned_random_16_4096_vs_system_heap", random_sizes);
+  bench::add_byte_row("aligned_footprint_16_4096_vs_aligned_malloc", taken_by_live_blocks<aligned_blocks>,
                       taken_by_live_blocks<run_time_blocks>,
                       {[](bench::product& result) { static_cast<void>(taken_by_live_blocks<no_heap>(result)); }});
+}
+
+}  // namespace
+
+// Without an argument that names the rows of the heap with checks, it is the one without that is made and measured.
+int main(int argc, char** argv) {
+  const bool checked = is_named("checked_", argc, argv);
+  const bool listing = is_named("--benchmark_list_tests", argc, argv);
+  const boost::shared_ptr<void> heap = foundation::core::mem::detail::aligned_heap_create(checked);
+  if (checked || listing) {
+    add_rows_of_checked_heap();
+  }
+  if (!checked || listing) {
+    add_rows_of_unchecked_heap();
+  }
   return bench::run(argc, argv);
 }
