@@ -97,6 +97,11 @@ void show_memory() {
     check(find(said.output, part) != said.output.end(), part);
   for (const std::string& line : said.output)
     std::printf("  %s\n", line.c_str());
+  const run_result arena =
+      run_example("memory.exe", process::detail::unspecified(), {{"QX_ALIGNED_HEAP_ALIGNMENT", "dlmalloc"}});
+  const auto block = find(arena.output, "block of 1000000 bytes");
+  check(arena.status == 0 && block != arena.output.end(), "a block of the arena");
+  std::printf("  the same from the private arena:\n  %s\n", block->c_str());
 }
 
 void corrupt_the_heap() {

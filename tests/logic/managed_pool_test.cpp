@@ -250,10 +250,10 @@ TEST(ManagedPool, HandsOutChunksThatNobodyElseHasAndReleasesEveryBlockThatIsNotI
   const struct {
     std::size_t size, rounded, initial_chunks, limit, chunks;
   } cases[] = {
-      {8, 8, 1, no_limit, 3000},
-      {20, 24, 700, no_limit, 3000},
+      {8, 8, 1, no_limit, 3000},        {20, 24, 700, no_limit, 3000},
       {64, 64, 20000, no_limit, 30000},  // one block of many parts
-      {16, 16, 8, 4 * 16 + foot, 3000},  // blocks of four chunks, more than there are parts
+      {16, 16, 8, 4 * 16 + foot, 3000},  // many blocks, of four chunks each
+      {2000, 2000, 1, no_limit, 20000},  // more memory than is dealt out at once
   };
   for (const auto& one : cases) {
     pooled_pool pool(one.size, one.initial_chunks);
