@@ -33,8 +33,9 @@ class FL_API managed_pool : boost::noncopyable {
   /// `chunk` comes from this pool, or is null.
   virtual void deallocate(void* chunk) = 0;
 
-  /// Gives memory in which no chunk is handed out back to the system; true if there was any. Sorts all free chunks, so
-  /// it is worth calling only when much has been freed.
+  /// Gives memory in which no chunk is handed out back to the system; true if there was any. Takes little time if no
+  /// chunk at all is handed out; else it puts all free chunks in order, which is worth it only when much has been
+  /// freed.
   virtual bool release_free_memory() = 0;
 };
 
