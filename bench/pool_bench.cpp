@@ -20,6 +20,7 @@ using foundation::core::mem::managed_pool;
 
 constexpr std::size_t chunk_size = 64;  // bytes
 constexpr std::size_t chunks_to_release = 1000000;
+constexpr int runs_of_release = 10;
 
 // The least that can stand behind the interface.
 class bare_pool : public managed_pool {
@@ -100,7 +101,8 @@ bench::contender release() {
       pool->deallocate(chunk);
     }
   };
-  return {[pool](bench::product& result) { result.take_value(pool->release_free_memory()); }, give_all_back};
+  return {[pool](bench::product& result) { result.take_value(pool->release_free_memory()); }, give_all_back,
+          runs_of_release};
 }
 
 bench::contender sort_pointers() {
@@ -115,7 +117,7 @@ bench::contender sort_pointers() {
     std::sort(pointers->begin(), pointers->end());
     result.take_value(pointers->front() < pointers->back());
   };
-  return {sort, fill};
+  return {sort, fill, runs_of_release};
 }
 
 }  // namespace

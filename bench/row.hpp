@@ -64,6 +64,8 @@ struct contender {
   std::function<void(product&)> run;
   /// What must stand before each run and is not timed; may be empty. A row has it on both sides or on neither.
   std::function<void()> prepare = {};
+  /// How often a process runs it, where preparing takes far longer than the work; 0 for as often as the time allows.
+  int runs = 0;
 };
 
 /// Registers NAME/ours and NAME/peer.
