@@ -12,7 +12,6 @@
 #include <array>
 #include <bit>
 #include <cstddef>
-#include <iterator>
 #include <utility>
 
 namespace foundation::core::mem::detail {
@@ -104,7 +103,7 @@ void sort_leaf(const part& leaf, ordered_list& sorted) noexcept {
 }
 
 // Deals the chunks of a larger part out by the highest bits of their addresses, and sorts what comes of it. Calls
-// itself three times deep at most.
+// itself four times deep at most.
 void sort_part(const part& whole, ordered_list& sorted) noexcept {
   if (whole.bits <= leaf_bits) {
     sort_leaf(whole, sorted);
