@@ -1,0 +1,53 @@
+// Reading text files as UTF-16: the counterpart of fl/io/uofstream.hpp.
+//
+//     uifstream in(u"C:\\reports\\größe.txt");
+//     if (!in.is_open()) ...                             // nothing is thrown, and no state is set
+//     for (ustring line; std::getline(in, line);)
+//       ...
+//
+// Bytes that are no text in the file's encoding become U+FFFD; a byte order mark is removed if the name of the encoding
+// says that there may be one (i18n/encoding.hpp).
+//
+// Thread safety: as for the standard streams, one thread at a time per stream.
+#pragma once
+
+#include <istream>
+#include <string>
+
+#include <boost/smart_ptr/shared_ptr.hpp>
+
+#include <cpp11compat/char16_streams.hpp>
+#include <i18n/filebuf.hpp>
+#include <i18n/path.hpp>
+
+#include <fl/export.hpp>
+#include <fl/util/ustring.hpp>
+
+namespace foundation::core::io {
+
+class FL_API uifstream : public std::basic_istream<char16_t> {
+ public:
+  /// With the mode `in` and the encoding "UTF-8".
+  explicit uifstream(const fl::filesystem::path& path);
+  uifstream(const fl::filesystem::path& path, int mode, const std::string& encoding);
+  explicit uifstream(const ustring& path);
+  /// `mode`: of `std::ios_base`, handed to the run-time as it is. A file that cannot be opened is told by `is_open`,
+  /// and by the end of file at the first read. Throws what `make_ustreambuf_adaptor` throws for the encoding.
+  uifstream(const ustring& path, int mode, const std::string& encoding);
+  /// Closes the file.
+  ~uifstream() override;
+
+  /// As the move assignment of `uostream`: takes the file over, but `rdbuf` of both stays as it was.
+  uifstream& operator=(uifstream&& other);
+
+  /// Closes the file; a failure of that is not reported, and the state stays as it is. Nothing happens if the file is
+  /// closed. What has been read ahead can still be read.
+  void close();
+  bool is_open() const;
+
+ private:
+  boost::shared_ptr<std::basic_streambuf<char16_t>> adaptor;    ///< not null unless moved from
+  boost::shared_ptr<fl::filesystem::basic_filebuf<char>> file;  ///< likewise; `adaptor` holds it too
+};
+
+}  // namespace foundation::core::io

@@ -1,0 +1,132 @@
+// Conversion of text that arrives in pieces.
+//
+// A converter serves one direction of one stream: it keeps what a piece ended in the middle of (some bytes of a
+// character, the first half of a surrogate pair, a byte order mark) and goes on with it in the next piece.
+//
+//     fl::i18n::stream_codecvt_string_to_ustring from_file("Shift_JIS", true);
+//     while (...) {                                     // next piece in [from, from_end)
+//       std::size_t more;
+//       do {
+//         char16_t* to = area;
+//         more = from_file.convert(&to, area + size, &from, from_end, last_piece);
+//         use(area, to);
+//       } while (more != 0);
+//     }
+//
+// Ill-formed input, and characters that the target encoding lacks, are treated as `decode` and `encode` of
+// i18n/encoding.hpp treat them if the converter is lenient: the pieces put together give what these give for the whole.
+// A strict converter throws instead and says where.
+//
+// Thread safety: none; one thread at a time.
+#pragma once
+
+#include <i18n/encoding.hpp>
+#include <i18n/export.hpp>
+#include <i18n/ustring.hpp>
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+namespace fl::i18n {
+
+/// A strict converter met input that stands for no character, or a character that the target encoding lacks. `what()`
+/// says what, in which encoding and where.
+class I18N_API conversion_error : public std::range_error {
+ public:
+  /// `position`: see below.
+  conversion_error(const std::string& text, std::uint64_t position);
+  conversion_error(const conversion_error& other) noexcept;
+  conversion_error& operator=(const conversion_error& other) noexcept;
+  ~conversion_error() override;
+
+  /// How many bytes or UTF-16 units of the text, counted from its beginning over all pieces, stand before the
+  /// offending ones.
+  std::uint64_t position() const noexcept { return position_; }
+
+ private:
+  std::uint64_t position_;  ///< in units of the input
+};
+
+/// Converts a text of `In` units to one of `Out` units, piece by piece.
+template <class Out, class In>
+class stream_converter {
+ public:
+  stream_converter(const stream_converter&) = delete;
+  stream_converter& operator=(const stream_converter&) = delete;
+  virtual ~stream_converter() = default;
+
+  /// Converts [*from, from_end) into [*to, to_end) and moves `*from` and `*to` behind what was taken and written.
+  ///
+  /// `last`: the text ends at `from_end`. What is kept of an incomplete character then counts as ill-formed, and
+  /// afterwards the converter is ready for another text. Without it an incomplete end is taken and kept.
+  ///
+  /// Returns 0 if all of the input is taken and converted, and otherwise a number that is not 0: it has stopped only
+  /// because the output area is full, which need not be to its last unit, and is to be called again with the rest,
+  /// which gives more output. An area of any size but 0 gets on.
+  ///
+  /// Throws as the class that implements it tells. Allocates no memory unless it throws.
+  virtual std::size_t convert(Out** to, Out* to_end, const In** from, const In* from_end, bool last) const = 0;
+
+ protected:
+  stream_converter() = default;
+};
+
+namespace detail {
+class decoding_state;
+class encoding_state;
+}  // namespace detail
+
+/// From bytes in an encoding to UTF-16. A strict one throws `conversion_error`, with everything before the offending
+/// bytes written and `*from` behind what was taken; the text cannot be gone on with.
+class I18N_API stream_codecvt_string_to_ustring : public stream_converter<char16_t, char> {
+ public:
+  /// `encoding`: a name of i18n/encoding.hpp. Throws as `decode` does.
+  stream_codecvt_string_to_ustring(const std::string& encoding, bool lenient);
+  ~stream_codecvt_string_to_ustring() override;
+  std::size_t convert(char16_t** to, char16_t* to_end, const char** from, const char* from_end,
+                      bool last) const override;
+
+ private:
+  std::unique_ptr<detail::decoding_state> state_;  ///< not null
+};
+
+/// From UTF-16 to bytes in an encoding; otherwise as above.
+class I18N_API stream_codecvt_ustring_to_string : public stream_converter<char, char16_t> {
+ public:
+  stream_codecvt_ustring_to_string(const std::string& encoding, bool lenient);
+  ~stream_codecvt_ustring_to_string() override;
+  std::size_t convert(char** to, char* to_end, const char16_t** from, const char16_t* from_end,
+                      bool last) const override;
+
+ private:
+  std::unique_ptr<detail::encoding_state> state_;  ///< not null
+};
+
+/// From bytes in an encoding to UTF-8; otherwise as above.
+class I18N_API stream_codecvt_string_to_utf8string : public stream_converter<char, char> {
+ public:
+  stream_codecvt_string_to_utf8string(const std::string& encoding, bool lenient);
+  ~stream_codecvt_string_to_utf8string() override;
+  std::size_t convert(char** to, char* to_end, const char** from, const char* from_end, bool last) const override;
+
+ private:
+  class implementation;
+  std::unique_ptr<implementation> implementation_;  ///< not null
+};
+
+/// From UTF-8 to bytes in an encoding; otherwise as above.
+class I18N_API stream_codecvt_utf8string_to_string : public stream_converter<char, char> {
+ public:
+  stream_codecvt_utf8string_to_string(const std::string& encoding, bool lenient);
+  ~stream_codecvt_utf8string_to_string() override;
+  std::size_t convert(char** to, char* to_end, const char** from, const char* from_end, bool last) const override;
+
+ private:
+  class implementation;
+  std::unique_ptr<implementation> implementation_;  ///< not null
+};
+
+}  // namespace fl::i18n
