@@ -28,9 +28,9 @@ namespace foundation::core::io {
 class FL_API uifstream : public std::basic_istream<char16_t> {
  public:
   /// With the mode `in` and the encoding "UTF-8".
-  explicit uifstream(const fl::filesystem::path& path);
+  uifstream(const fl::filesystem::path& path);
   uifstream(const fl::filesystem::path& path, int mode, const std::string& encoding);
-  explicit uifstream(const ustring& path);
+  uifstream(const ustring& path);
   /// `mode`: of `std::ios_base`, handed to the run-time as it is. A file that cannot be opened is told by `is_open`,
   /// and by the end of file at the first read. Throws what `make_ustreambuf_adaptor` throws for the encoding.
   uifstream(const ustring& path, int mode, const std::string& encoding);

@@ -30,9 +30,9 @@ namespace foundation::core::io {
 class FL_API uofstream : public std::basic_ostream<char16_t> {
  public:
   /// With the mode `out` and the encoding "UTF-8": an existing file is emptied.
-  explicit uofstream(const fl::filesystem::path& path);
+  uofstream(const fl::filesystem::path& path);
   uofstream(const fl::filesystem::path& path, int mode, const std::string& encoding);
-  explicit uofstream(const ustring& path);
+  uofstream(const ustring& path);
   /// `mode`: of `std::ios_base`, handed to the run-time as it is. A file that cannot be opened is told by `is_open`,
   /// and by `badbit` after the first write. Throws what `make_ustreambuf_adaptor` throws for the encoding.
   uofstream(const ustring& path, int mode, const std::string& encoding);
