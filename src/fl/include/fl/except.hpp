@@ -7,4 +7,5 @@
 #include <fl/except/iexception.hpp>
 #include <fl/except/invalid_error_id.hpp>
 #include <fl/except/msg_id_exception.hpp>
+#include <fl/except/notification.hpp>
 #include <fl/except/typed_msg_id_holder.hpp>

@@ -1,0 +1,126 @@
+// Collected messages, with texts from a real catalog.
+#include <fl/except/notification.hpp>
+#include <fl/io/uostringstream.hpp>
+
+#include <i18n/message_catalog.hpp>
+
+#include <gtest/gtest.h>
+
+#include "import_patch.hpp"
+#include "support.hpp"
+
+#include <boost/exception_ptr.hpp>
+
+#include <filesystem>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <type_traits>
+#include <utility>
+
+namespace {
+
+using foundation::core::except::Notification;
+using resource_core::GenericMsgIDHolder;
+using test_support::injected;
+
+/// Two messages, the second of which has an argument.
+class NotificationTest : public testing::Test {
+ protected:
+  NotificationTest() {
+    std::filesystem::create_directory(test_support::widen(folder_.file("en")));
+    test_support::write_file(folder_.file("en\\NOTES.json"),
+                             "{\"late\": \"za p\xC3\xB3\xC5\xBAno\", \"count\": \"{0} left\"}");
+    const std::wstring path = test_support::widen(folder_.file(""));
+    fl::i18n::MessageCatalog::add_directory(fl::ustring(path.begin(), path.end() - 1));
+    fl::i18n::MessageCatalog::reload();
+    notes.append({"NOTES", "late"});
+    notes.append({"NOTES", "count", {std::int64_t{3}}});
+  }
+
+  /// Makes the holder of an entry an empty one. Nothing that a client has can; a holder that was moved from is so.
+  static void empty_holder(Notification& of, std::size_t index) {
+    const GenericMsgIDHolder taken =
+        std::move(const_cast<GenericMsgIDHolder&>(of.begin()[static_cast<std::ptrdiff_t>(index)]));
+  }
+
+  test_support::temp_dir folder_{"notes"};
+  Notification notes;
+};
+
+TEST_F(NotificationTest, KeepsIdsInOrderAndMakesTextsWhenAsked) {
+  EXPECT_EQ(notes.size(), 2u);
+  EXPECT_TRUE(notes);
+  EXPECT_EQ(notes[1].mnemonic(), "count");
+  EXPECT_EQ(notes.getMessage(0), u"za p\u00F3\u017Ano");
+  EXPECT_EQ(notes.begin()[1].get(), notes[1]);
+  try {
+    (void)notes[2];
+    ADD_FAILURE() << "no exception";
+  } catch (const std::out_of_range& e) {
+    EXPECT_STREQ(e.what(), "invalid vector subscript");
+  }
+  EXPECT_THROW((void)notes.getMessage(2), std::out_of_range);
+}
+
+TEST_F(NotificationTest, CopiesShareNothingAndMovesLeaveAnEmptyOneThatCanBeUsedAgain) {
+  Notification copy = notes;
+  EXPECT_NE(&copy[0], &notes[0]);
+  Notification moved = std::move(notes);
+  EXPECT_TRUE(notes.empty());
+  EXPECT_FALSE(notes);
+  notes.append({"NOTES", "late"});
+  EXPECT_EQ(notes.size(), 1u);
+  Notification& alias = notes;
+  notes = alias;
+  notes = std::move(alias);
+  EXPECT_EQ(notes.size(), 1u);
+  notes = moved;
+  moved.flush();
+  moved.flush();
+  EXPECT_EQ(moved.begin(), moved.end());
+  EXPECT_EQ(notes.getMessage(1), u"3 left");
+  copy = std::move(notes);
+  EXPECT_EQ(copy.size(), 2u);
+  EXPECT_EQ(notes.size(), 0u);
+}
+
+TEST_F(NotificationTest, PrintsALineForEachEntryInTheActiveCodePageOrInUtf16) {
+  injected<decltype(&GetACP)> active("libqxi18n.dll", "GetACP");
+  active.handle_with([](auto) { return UINT{1250}; });
+  std::ostringstream narrow;
+  notes.format(narrow);
+  EXPECT_EQ(narrow.str(), "za p\xF3\x9Fno\n3 left\n");
+  foundation::core::io::uostringstream wide;
+  notes.format(wide);
+  EXPECT_EQ(wide.str(), u"za p\u00F3\u017Ano\n3 left\n");
+  EXPECT_EQ(notes.size(), 2u);
+  std::ostringstream untouched;
+  untouched.setstate(std::ios_base::failbit);
+  untouched.exceptions(std::ios_base::badbit);
+  Notification().format(untouched);
+  EXPECT_EQ(untouched.rdstate(), std::ios_base::failbit);
+}
+
+TEST_F(NotificationTest, AnEmptyHolderOrAMissingMessageStopsWithWhatIsBeforeItPrinted) {
+  notes.append({"NOTES", "late"});
+  empty_holder(notes, 1);
+  std::ostringstream narrow;
+  EXPECT_THROW(notes.format(narrow), GenericMsgIDHolder::EmptyGenericMsgIDHolder);
+  EXPECT_FALSE(narrow.str().empty());
+  EXPECT_EQ(narrow.str().find('\n'), narrow.str().size() - 1);
+  try {
+    (void)notes[1];
+    ADD_FAILURE() << "no exception";
+  } catch (const GenericMsgIDHolder::EmptyGenericMsgIDHolder&) {
+    const boost::exception_ptr kept = boost::current_exception();
+    EXPECT_THROW(boost::rethrow_exception(kept), GenericMsgIDHolder::EmptyGenericMsgIDHolder);
+  }
+  notes.flush();
+  notes.append({"NOTES", "nobodyKnows"});
+  foundation::core::io::uostringstream wide;
+  EXPECT_THROW(notes.format(wide), fl::i18n::missing_message);
+  EXPECT_EQ(notes.size(), 1u);
+}
+
+}  // namespace
