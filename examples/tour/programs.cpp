@@ -7,6 +7,8 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <filesystem>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -27,7 +29,7 @@ struct run_result {
   unsigned long status;
 };
 
-run_result run_example(const std::string& name, const std::string& argument = process::detail::unspecified(),
+run_result run_example(const std::string& name, const lines& arguments = {},
                        const process::environment_map& settings = {}) {
   process::iopipe output(0);
   process::context how;
@@ -35,7 +37,9 @@ run_result run_example(const std::string& name, const std::string& argument = pr
     how.environment()[variable] = value;
   how.std_out(process::pipe_to(output));
   how.std_err(process::merge_with_stdout());
-  process::process child(process::make_command(beside_this_program(name), argument), how);
+  process::command what(beside_this_program(name));
+  what.args() = arguments;
+  process::process child(what, how);
   run_result result;
   for (std::string line; std::getline(output, line);)
     result.output.push_back(line);
@@ -73,7 +77,7 @@ void report_a_crash() {
 }
 
 void report_a_fatal_error() {
-  const run_result end = run_example("crash_report.exe", "--assert");
+  const run_result end = run_example("crash_report.exe", {"--assert"});
   check(end.status == 3, "the exit status of a fatal error");
   check(find(end.output, "the route leads nowhere") < find(end.output, "Function: "), "the message of the run-time");
   show_report(end.output, "Assertion in ", " main+");
@@ -88,27 +92,44 @@ void speak_two_languages() {
 }
 
 void show_memory() {
-  const run_result said =
-      run_example("memory.exe", process::detail::unspecified(),
-                  {{"TESSEL_MEM_MGR", "release,aligncheck,turbo"}, {"QX_ALIGNED_HEAP_ALIGNMENT", "64"}});
+  const run_result said = run_example(
+      "memory.exe", {}, {{"TESSEL_MEM_MGR", "release,aligncheck,turbo"}, {"QX_ALIGNED_HEAP_ALIGNMENT", "64"}});
   check(said.status == 0, "the exit status");
   for (const char* const part : {"unrecognized option 'turbo'", "alignment_checking is ENABLED", "alignment of 64",
                                  "its block goes back", "pressure of at most 100"})
     check(find(said.output, part) != said.output.end(), part);
   for (const std::string& line : said.output)
     std::printf("  %s\n", line.c_str());
-  const run_result arena =
-      run_example("memory.exe", process::detail::unspecified(), {{"QX_ALIGNED_HEAP_ALIGNMENT", "dlmalloc"}});
+  const run_result arena = run_example("memory.exe", {}, {{"QX_ALIGNED_HEAP_ALIGNMENT", "dlmalloc"}});
   const auto block = find(arena.output, "block of 1000000 bytes");
   check(arena.status == 0 && block != arena.output.end(), "a block of the arena");
   std::printf("  the same from the private arena:\n  %s\n", block->c_str());
 }
 
 void corrupt_the_heap() {
-  const run_result end = run_example("memory.exe", "--corrupt", {{"QX_ALIGNED_HEAP_ALIGNMENT", "32"}});
+  const run_result end = run_example("memory.exe", {"--corrupt"}, {{"QX_ALIGNED_HEAP_ALIGNMENT", "32"}});
   check(end.status == 3, "the exit status of a fatal error");
   const auto message = find(end.output, "The pointer passed to 'vector_check' is invalid");
   const auto header = find(end.output, "HEADER->CHECK:     2021161080 (0x78787878)");
   check(message < header && header != end.output.end(), "the heap's report, with what it found in the header");
   std::printf("  %s\n  …\n  %s\n", message->c_str(), header->c_str());
+}
+
+void convert_a_file() {
+  const std::filesystem::path folder = std::filesystem::temp_directory_path();
+  const std::string in = (folder / "qxfl-tour-in.txt").string();
+  const std::string out = (folder / "qxfl-tour-out.txt").string();
+  std::ofstream(in, std::ios_base::binary)
+      << ("\x83\x65\x83\x58\x83\x67 \xE9");  // "test" in katakana, and half a character
+  const run_result strict = run_example("transcode.exe", {"--strict", "Shift_JIS", "UTF-8", in, out});
+  check(strict.status == 1 && !std::filesystem::exists(out),
+        "a strict conversion that ends at ill-formed bytes and leaves no file");
+  const run_result done = run_example("transcode.exe", {"Shift_JIS", "UTF-8", in, out});
+  check(done.status == 0 && done.output.empty(), "a conversion without a word");
+  std::string text;
+  std::getline(std::ifstream(out, std::ios_base::binary), text);
+  std::printf("  %s\n  and without --strict: %s\n", strict.output.at(0).c_str(), text.c_str());
+  std::remove(in.c_str());
+  std::remove(out.c_str());
+  check(text == "\u30C6\u30B9\u30C8 \uFFFD", "the text in UTF-8");
 }

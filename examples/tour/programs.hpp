@@ -6,3 +6,4 @@ void report_a_fatal_error();
 void speak_two_languages();
 void show_memory();
 void corrupt_the_heap();
+void convert_a_file();
