@@ -120,7 +120,7 @@ void convert_a_file() {
   const std::string in = (folder / "qxfl-tour-in.txt").string();
   const std::string out = (folder / "qxfl-tour-out.txt").string();
   std::ofstream(in, std::ios_base::binary)
-      << ("\x83\x65\x83\x58\x83\x67 \xE9");  // "test" in katakana, and half a character
+      << "\x83\x65\x83\x58\x83\x67 \xE9";  // "test" in katakana, and half a character
   const run_result strict = run_example("transcode.exe", {"--strict", "Shift_JIS", "UTF-8", in, out});
   check(strict.status == 1 && !std::filesystem::exists(out),
         "a strict conversion that ends at ill-formed bytes and leaves no file");
