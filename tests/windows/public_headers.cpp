@@ -1,5 +1,6 @@
 // Every public header, compiled as C++17 with all warnings: what a client with an older language sees. No program.
 #include <conc_common/thread_name.hpp>
+#include <cpp11compat/char16_streams.hpp>
 #include <fl/diag.hpp>
 #include <fl/except.hpp>
 #include <fl/mem.hpp>
@@ -13,6 +14,7 @@
 #include <foundation_log/termination.hpp>
 #include <i18n/convert.hpp>
 #include <i18n/encoding.hpp>
+#include <i18n/facet.hpp>
 #include <i18n/filesystem.hpp>
 #include <i18n/message_catalog.hpp>
 #include <resource_core/msg_id.hpp>
