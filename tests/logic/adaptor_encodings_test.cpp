@@ -19,12 +19,14 @@ using fl::ustring;
 using fl::i18n::decode;
 using fl::i18n::encode;
 
-const char* const encodings[] = {"UTF-8",        "UTF-16", "UTF-16LE",   "UTF-16BE", "UTF-32",  "UTF-32BE",
+// Natively the code pages are made up, and there are few.
+const char* const encodings[] = {
+    "UTF-8",    "UTF-16",    "UTF-16LE", "UTF-16BE",   "UTF-32",  "UTF-32BE",
+    "US-ASCII", "Shift_JIS", "EUC-JP",   "GBK",        "GB18030", "windows-1252",
 #ifdef _WIN32
-                                 "Shift_JIS",    "EUC-JP", "EUC-KR",     "GBK",      "GB18030", "Big5",
-                                 "windows-1252", "KOI8-R", "ISO-8859-2",
+    "EUC-KR",   "Big5",      "KOI8-R",   "ISO-8859-2",
 #endif
-                                 "US-ASCII"};
+};
 
 /// ASCII, European and Cyrillic letters, kana and ideographs, Hangul, two characters beyond the first plane.
 const ustring samples = u"a\u00E9\u0159\u0416\u20AC\u3042\uFF71\u4E2D\u65E5\uD55C\u00DF\U0001F600\U00020000z";

@@ -92,7 +92,7 @@ class scripted_buffer : public std::basic_streambuf<Unit> {
   int sync() override { return ++flushes; }
 };
 
-/// Calls the function that a test gives it: it returns what comes out, and whether it must be called again.
+/// Gives what the test says, whatever goes in; a pass that is called again takes nothing.
 template <class Out, class In>
 class scripted_converter : public fl::i18n::stream_converter<Out, In> {
  public:
