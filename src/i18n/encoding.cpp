@@ -1,104 +1,87 @@
-// Chooses the conversion for a named encoding. Thread safety: pure functions.
+// Conversion of whole strings with the codecs. Thread safety: pure functions.
 #include <i18n/encoding.hpp>
 
-#include "code_page.hpp"
-#include "encoding_names.hpp"
-#include "utf_bytes.hpp"
+#include "text_encoding.hpp"
 
 #include <i18n/convert.hpp>
 
-#include <boost/throw_exception.hpp>
+#include <cstddef>
+#include <string>
+#include <string_view>
 
 namespace fl::i18n {
 namespace {
 
-namespace code_page = detail::code_page;
-using detail::byte_order;
+template <class Out, class In>
+using codec = detail::codec<Out, In>;
 
-/// The page of the encoding, which this library or the system can convert.
-unsigned require_code_page(std::string_view encoding) {
-  const auto page = detail::find_code_page(encoding);
-  if (!page) {
-    boost::throw_exception(unknown_encoding("unknown encoding \"" + std::string(encoding) + "\""),
-                           BOOST_CURRENT_LOCATION);
+/// Appends `text`, converted, to `result`, of which the first `length` units are in use. The result is allocated once
+/// if `guess` units are enough, and otherwise once more.
+template <class Out, class In>
+void append(std::basic_string_view<In> text, const codec<Out, In>& converter, std::size_t guess,
+            std::basic_string<Out>& result) {
+  std::size_t length = result.size();
+  result.resize(length + guess);
+  const In* from = text.data();
+  const In* const end = from + text.size();
+  for (;;) {
+    Out* to = result.data() + length;
+    const detail::stopped stop = converter.convert(from, end, to, result.data() + result.size(), true);
+    length = static_cast<std::size_t>(to - result.data());
+    const auto left = static_cast<std::size_t>(end - from);
+    if (stop.why == detail::stop_reason::input_used) {
+      break;
+    }
+    const std::basic_string_view<Out> replacement = converter.replacement();
+    if (stop.why == detail::stop_reason::output_full || result.size() - length < replacement.size()) {
+      // Enough for all that is left, so that this happens once.
+      result.resize(length + left * codec<Out, In>::max_character);
+    }
+    if (stop.why == detail::stop_reason::ill_formed) {
+      replacement.copy(result.data() + length, replacement.size());
+      length += replacement.size();
+      from += stop.ill_formed_length;
+    }
   }
-  return *page;
+  result.resize(length);
 }
 
-void require_system_has(unsigned page, std::string_view encoding) {
-  if (!detail::has_code_page(page)) {
-    boost::throw_exception(
-        unknown_encoding("this system has no code page for the encoding \"" + std::string(encoding) + "\""),
-        BOOST_CURRENT_LOCATION);
+std::string encode(const ustring& text, const detail::text_encoding& encoding) {
+  std::string result;
+  if (encoding.mark_count != 0) {
+    result = encoding.marks[0].bytes;
   }
+  // Exactly enough for US-ASCII in most encodings.
+  append(std::u16string_view(text), *encoding.to_bytes, text.size(), result);
+  return result;
 }
-
-constexpr char16_t byte_order_mark = 0xFEFF;
 
 }  // namespace
 
 unknown_encoding::~unknown_encoding() = default;
 
 ustring decode(std::string_view bytes, std::string_view encoding) {
-  const unsigned page = require_code_page(encoding);
-  switch (page) {
-    case code_page::utf8:
-      return utf8_to_ustring(bytes);
-    case code_page::ascii:
-      return detail::decode_ascii(bytes);
-    case code_page::utf16_little:
-      return detail::decode_utf16(bytes, byte_order::little);
-    case code_page::utf16_big:
-      return detail::decode_utf16(bytes, byte_order::big);
-    case code_page::utf16_by_mark:
-      return detail::decode_utf16_by_mark(bytes);
-    case code_page::utf32_little:
-      return detail::decode_utf32(bytes, byte_order::little);
-    case code_page::utf32_big:
-      return detail::decode_utf32(bytes, byte_order::big);
-    case code_page::utf32_by_mark:
-      return detail::decode_utf32_by_mark(bytes);
-    default:
-      require_system_has(page, encoding);
-      return detail::decode_code_page(bytes, page);
+  const detail::text_encoding found = detail::find_encoding(encoding);
+  const detail::decoder* converter = found.from_bytes;
+  for (const detail::byte_order_mark& mark : found) {
+    if (bytes.substr(0, mark.bytes.size()) == mark.bytes) {
+      bytes.remove_prefix(mark.bytes.size());
+      converter = mark.rest;
+      break;
+    }
   }
+  ustring result;
+  // No encoding gives more units than it has bytes.
+  append(bytes, *converter, bytes.size(), result);
+  return result;
 }
 
 std::string encode(const ustring& text, std::string_view encoding) {
-  const unsigned page = require_code_page(encoding);
-  std::string result;
-  switch (page) {
-    case code_page::utf8:
-      return ustring_to_utf8(text);
-    case code_page::ascii:
-      return detail::encode_ascii(text);
-    case code_page::utf16_by_mark:
-      detail::encode_utf16(ustring(1, byte_order_mark), byte_order::little, result);
-      [[fallthrough]];
-    case code_page::utf16_little:
-      detail::encode_utf16(text, byte_order::little, result);
-      return result;
-    case code_page::utf16_big:
-      detail::encode_utf16(text, byte_order::big, result);
-      return result;
-    case code_page::utf32_by_mark:
-      detail::encode_utf32(ustring(1, byte_order_mark), byte_order::little, result);
-      [[fallthrough]];
-    case code_page::utf32_little:
-      detail::encode_utf32(text, byte_order::little, result);
-      return result;
-    case code_page::utf32_big:
-      detail::encode_utf32(text, byte_order::big, result);
-      return result;
-    default:
-      require_system_has(page, encoding);
-      return detail::encode_code_page(text, page);
-  }
+  return encode(text, detail::find_encoding(encoding));
 }
 
 std::string to_string(const ustring& text) {
-  const unsigned page = detail::active_code_page();
-  return page == code_page::utf8 ? ustring_to_utf8(text) : detail::encode_code_page(text, page);
+  return encode(text, detail::active_encoding());
 }
 
 }  // namespace fl::i18n

@@ -102,26 +102,6 @@ TEST(NamedEncoding, WhatAnEncodingLacksIsReplacedByNothingSimilar) {
   EXPECT_EQ(encode(lone_high, "UTF-32LE"), "\xFD\xFF\x00\x00"s);
 }
 
-// A system with that code page, as far as the library asks it: three characters are known.
-TEST(NamedEncoding, IllFormedGb18030IsTakenApartInSequencesOfOneTwoAndFourBytes) {
-  injected<decltype(&IsValidCodePage)> valid(library, "IsValidCodePage");
-  injected<decltype(&MultiByteToWideChar)> convert(library, "MultiByteToWideChar");
-  valid.handle_with([](auto, UINT page) { return page == 54936 ? TRUE : FALSE; });
-  convert.handle_with([](auto, UINT, DWORD flags, LPCCH bytes, int length, LPWSTR to, int) {
-    const std::string_view character(bytes, static_cast<std::size_t>(length));
-    const std::wstring units = character == "A"                  ? L"A"
-                               : character == "\xD6\xD0"         ? L"\u4E2D"
-                               : character == "\x94\x39\xFC\x36" ? L"\U0001F600"
-                                                                 : L"";
-    EXPECT_EQ(flags, DWORD{MB_ERR_INVALID_CHARS});
-    SetLastError(ERROR_NO_UNICODE_TRANSLATION);
-    units.copy(to, units.size());
-    return static_cast<int>(units.size());
-  });
-  EXPECT_EQ(decode("A\xD6\xD0\x94\x39\xFC\x36\xFF", "GB18030"), u"A\u4E2D\U0001F600\uFFFD");
-  EXPECT_EQ(decode("\x94\x41\xD6\xD6\xD0\x94", "GB18030"), u"\uFFFDA\uFFFD\u4E2D\uFFFD");
-}
-
 TEST(ToString, GivesTheActiveCodePageWhicheverThatIsAndThrowsTheFailureOfTheSystem) {
   const struct {
     UINT page;

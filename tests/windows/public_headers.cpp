@@ -1,7 +1,9 @@
 // Every public header, compiled as C++17 with all warnings: what a client with an older language sees. No program.
 #include <conc_common/thread_name.hpp>
+#include <cpp11compat/char16_streams.hpp>
 #include <fl/diag.hpp>
 #include <fl/except.hpp>
+#include <fl/io.hpp>
 #include <fl/mem.hpp>
 #include <fl/process.hpp>
 #include <fl/process/testing.hpp>
@@ -13,8 +15,12 @@
 #include <foundation_log/termination.hpp>
 #include <i18n/convert.hpp>
 #include <i18n/encoding.hpp>
+#include <i18n/facet.hpp>
+#include <i18n/filebuf.hpp>
 #include <i18n/filesystem.hpp>
 #include <i18n/message_catalog.hpp>
+#include <i18n/path.hpp>
+#include <i18n/stream_converter.hpp>
 #include <resource_core/msg_id.hpp>
 #include <resource_core/msg_id_holder.hpp>
 #include <safe_env/environment.hpp>

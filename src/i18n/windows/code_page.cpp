@@ -1,16 +1,11 @@
 // The system's code pages. Thread safety: pure functions.
 //
-// The system's own treatment of ill-formed bytes differs from page to page (it guesses, drops bits or inserts a default
-// character), so decoding asks it to refuse them, and what it refused is taken apart character by character.
+// Only the mapping of well-formed characters is taken from the system. Its treatment of ill-formed bytes differs from
+// page to page: it guesses, drops bits or inserts a default character.
 #include "code_page.hpp"
-
-#include "encoding_names.hpp"
-#include "utf_step.hpp"
 
 #include <boost/system/system_error.hpp>
 #include <boost/throw_exception.hpp>
-
-#include <stdexcept>
 
 #include <windows.h>
 
@@ -19,61 +14,116 @@ namespace {
 
 static_assert(sizeof(wchar_t) == sizeof(char16_t));
 
-// The system writes and reads units of its own type, which have the same representation. Only the system's functions
-// look through these pointers.
-wchar_t* native(char16_t* units) {
-  return reinterpret_cast<wchar_t*>(units);
-}
-const wchar_t* native(const char16_t* units) {
-  return reinterpret_cast<const wchar_t*>(units);
-}
-
 [[noreturn]] void throw_system_error(DWORD code, const char* call, boost::source_location location) {
   boost::throw_exception(boost::system::system_error(static_cast<int>(code), boost::system::system_category(), call),
                          location);
 }
 
-int counted(std::size_t length) {
-  if (length > code_page_limit) {
-    boost::throw_exception(std::length_error("text too long for a conversion by the system"), BOOST_CURRENT_LOCATION);
-  }
-  return static_cast<int>(length);
-}
-
-bool in_range(char c, unsigned char first, unsigned char last) {
-  const auto byte = static_cast<unsigned char>(c);
-  return byte >= first && byte <= last;
-}
-
-/// Length in bytes that the character at the start of `bytes` has if it is well-formed. At most `bytes.size()`, which
-/// is not 0.
-std::size_t character_length(std::string_view bytes, unsigned page) {
-  std::size_t length = 1;
-  if (page == code_page::gb18030) {
-    if (in_range(bytes[0], 0x81, 0xFE)) {
-      length = bytes.size() > 1 && in_range(bytes[1], '0', '9') ? 4 : 2;
+/// Converts `count` characters of one unit each into `units`. Returns false if one of them is none.
+bool read_characters(unsigned page, const std::string& bytes, std::size_t count, char16_t* units) {
+  const int converted = MultiByteToWideChar(page, MB_ERR_INVALID_CHARS, bytes.data(), static_cast<int>(bytes.size()),
+                                            reinterpret_cast<wchar_t*>(units), static_cast<int>(count));
+  if (converted == 0) {
+    // Too little room is what the system says where a pair gives two units.
+    const DWORD error = GetLastError();
+    if (error != ERROR_NO_UNICODE_TRANSLATION && error != ERROR_INSUFFICIENT_BUFFER) {
+      throw_system_error(error, "MultiByteToWideChar", BOOST_CURRENT_LOCATION);
     }
-  } else if (IsDBCSLeadByteEx(page, static_cast<BYTE>(bytes[0])) != FALSE) {
-    length = 2;
   }
-  return length < bytes.size() ? length : bytes.size();
+  return static_cast<std::size_t>(converted) == count;
 }
 
-ustring decode_with_replacement(std::string_view bytes, unsigned page) {
-  ustring result;
-  while (!bytes.empty()) {
-    char16_t units[4];  // More than any character has.
-    const std::size_t length = character_length(bytes, page);
-    const int count = MultiByteToWideChar(page, MB_ERR_INVALID_CHARS, bytes.data(), static_cast<int>(length),
-                                          native(units), static_cast<int>(std::size(units)));
-    if (count > 0) {
-      result.append(units, static_cast<std::size_t>(count));
-    } else {
-      result += static_cast<char16_t>(replacement_character);
-    }
-    bytes.remove_prefix(count > 0 ? length : 1);
+/// Fills the part [first, end) of a lead byte's row: at once if there is a character for each second byte, or by
+/// halves.
+void read_row(unsigned page, unsigned char lead, std::size_t first, std::size_t end, char16_t* row) {
+  std::string pairs;
+  for (std::size_t trail = first; trail != end; ++trail) {
+    pairs += static_cast<char>(lead);
+    pairs += static_cast<char>(trail);
   }
-  return result;
+  if (read_characters(page, pairs, end - first, row + first)) {
+    return;
+  }
+  if (end - first == 1) {
+    row[first] = code_page_table::no_character;
+    return;
+  }
+  const std::size_t middle = first + (end - first) / 2;
+  read_row(page, lead, first, middle, row);
+  read_row(page, lead, middle, end, row);
+}
+
+bool is_lead_byte(const CPINFO& info, std::size_t byte) {
+  for (const BYTE* range = info.LeadByte; range != info.LeadByte + MAX_LEADBYTES && range[0] != 0; range += 2) {
+    if (byte >= range[0] && byte <= range[1]) {
+      return true;
+    }
+  }
+  return false;
+}
+
+void read_units(unsigned page, const CPINFO& info, code_page_table& table) {
+  constexpr std::size_t first_trail = 0x20;  // No encoding has control characters for second bytes.
+  for (std::size_t byte = 0; byte != code_page_table::row_size; ++byte) {
+    if (is_lead_byte(info, byte)) {
+      const auto lead = static_cast<unsigned char>(byte);
+      read_row(page, lead, first_trail, code_page_table::row_size, table.add_row(lead));
+    } else if (!read_characters(page, std::string(1, static_cast<char>(byte)), 1, &table.units[byte])) {
+      table.units[byte] = code_page_table::no_character;
+    }
+  }
+}
+
+bool is_surrogate(std::size_t unit) {
+  return unit >= 0xD800 && unit <= 0xDFFF;
+}
+
+/// All units but surrogates in the code page, each with a zero behind it, which tells how many bytes it has.
+std::string encode_all(unsigned page) {
+  std::wstring units;
+  for (std::size_t unit = 0; unit != code_page_table::unit_count; ++unit) {
+    if (!is_surrogate(unit)) {
+      units += static_cast<wchar_t>(unit);
+      units += L'\0';
+    }
+  }
+  std::string bytes(units.size() * 2, '\0');
+  const int length = WideCharToMultiByte(page, WC_NO_BEST_FIT_CHARS, units.data(), static_cast<int>(units.size()),
+                                         bytes.data(), static_cast<int>(bytes.size()), nullptr, nullptr);
+  if (length <= 0) {
+    throw_system_error(GetLastError(), "WideCharToMultiByte", BOOST_CURRENT_LOCATION);
+  }
+  bytes.resize(static_cast<std::size_t>(length));
+  return bytes;
+}
+
+/// The byte or both bytes at `from`, which a zero follows, as `code_page_table::codes` has them. Moves behind the zero.
+std::uint16_t take_code(const char*& from) {
+  auto code = static_cast<std::uint16_t>(static_cast<unsigned char>(*from++));
+  if (*from != '\0') {
+    code = static_cast<std::uint16_t>(code << 8 | static_cast<unsigned char>(*from++));
+  }
+  ++from;
+  return code;
+}
+
+/// Needs what `read_units` reads.
+void read_codes(unsigned page, const CPINFO& info, code_page_table& table) {
+  const unsigned char* const fallback = info.DefaultChar;
+  table.default_character.assign(reinterpret_cast<const char*>(fallback), fallback[1] == 0 ? 1 : 2);
+  const std::string terminated = table.default_character + '\0';
+  const char* behind = terminated.data();
+  const std::uint16_t fallback_code = take_code(behind);
+  const char16_t fallback_unit = fallback[1] == 0 ? table.unit(fallback[0]) : table.unit(fallback[0], fallback[1]);
+
+  const std::string bytes = encode_all(page);
+  const char* from = bytes.data();
+  for (std::size_t unit = 0; unit != code_page_table::unit_count; ++unit) {
+    if (!is_surrogate(unit)) {
+      const std::uint16_t code = take_code(from);
+      table.codes[unit] = code == fallback_code && unit != fallback_unit ? code_page_table::no_code : code;
+    }
+  }
 }
 
 }  // namespace
@@ -86,42 +136,15 @@ bool has_code_page(unsigned page) {
   return IsValidCodePage(page) != FALSE;
 }
 
-ustring decode_code_page(std::string_view bytes, unsigned page) {
-  if (bytes.empty()) {
-    return {};
+code_page_table read_code_page(unsigned page) {
+  CPINFO info{};
+  if (GetCPInfo(page, &info) == FALSE) {
+    throw_system_error(GetLastError(), "GetCPInfo", BOOST_CURRENT_LOCATION);
   }
-  // No encoding of these gives more units than it has bytes.
-  const int length = counted(bytes.size());
-  ustring result(bytes.size(), u'\0');
-  const int count =
-      MultiByteToWideChar(page, MB_ERR_INVALID_CHARS, bytes.data(), length, native(result.data()), length);
-  if (count > 0) {
-    result.resize(static_cast<std::size_t>(count));
-    return result;
-  }
-  if (const DWORD error = GetLastError(); error != ERROR_NO_UNICODE_TRANSLATION) {
-    throw_system_error(error, "MultiByteToWideChar", BOOST_CURRENT_LOCATION);
-  }
-  return decode_with_replacement(bytes, page);
-}
-
-std::string encode_code_page(const ustring& text, unsigned page) {
-  if (text.empty()) {
-    return {};
-  }
-  // GB18030 represents everything, and the system accepts no flag for it.
-  const DWORD flags = page == code_page::gb18030 ? 0 : WC_NO_BEST_FIT_CHARS;
-  const int length = counted(text.size());
-  const auto convert = [&](char* to, int space) {
-    const int count = WideCharToMultiByte(page, flags, native(text.data()), length, to, space, nullptr, nullptr);
-    if (count <= 0) {
-      throw_system_error(GetLastError(), "WideCharToMultiByte", BOOST_CURRENT_LOCATION);
-    }
-    return count;
-  };
-  std::string result(static_cast<std::size_t>(convert(nullptr, 0)), '\0');
-  convert(result.data(), static_cast<int>(result.size()));
-  return result;
+  code_page_table table;
+  read_units(page, info, table);
+  read_codes(page, info, table);
+  return table;
 }
 
 }  // namespace fl::i18n::detail

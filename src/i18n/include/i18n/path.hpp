@@ -9,7 +9,9 @@
 #include <i18n/export.hpp>
 #include <i18n/ustring.hpp>
 
+#include <cstddef>
 #include <string>
+#include <string_view>
 #include <utility>
 
 namespace fl::filesystem {
@@ -39,6 +41,15 @@ struct path_traits<wchar_t, char16_t> {
   static constexpr bool is_separator(char16_t unit) { return unit == u'\\' || unit == u'/'; }
   static constexpr char16_t preferred_separator = u'\\';
 };
+
+/// How many units of `path` name a drive: 2 for "C:...", else 0.
+template <class Char>
+constexpr std::size_t drive_length(std::basic_string_view<Char> path) noexcept {
+  const bool has_drive =
+      path.size() >= 2 && path[1] == Char(':') &&
+      ((path[0] >= Char('a') && path[0] <= Char('z')) || (path[0] >= Char('A') && path[0] <= Char('Z')));
+  return has_drive ? 2 : 0;
+}
 
 }  // namespace detail
 
@@ -86,11 +97,66 @@ class basic_path {
   friend bool operator<(const basic_path& left, const basic_path& right) { return left.path_ < right.path_; }
 
  private:
-  std::size_t filename_begin() const noexcept;  ///< index in units
+  std::size_t root_end() const noexcept;        ///< index in units: behind the drive and the separators there
+  std::size_t filename_begin() const noexcept;  ///< likewise
   std::size_t stem_end() const noexcept;        ///< likewise
 
   string_type path_;
 };
+
+template <class Native, class Char, class Traits>
+std::size_t basic_path<Native, Char, Traits>::root_end() const noexcept {
+  std::size_t end = detail::drive_length<Char>(path_);
+  while (end != path_.size() && Traits::is_separator(path_[end]))
+    ++end;
+  return end;
+}
+
+template <class Native, class Char, class Traits>
+std::size_t basic_path<Native, Char, Traits>::filename_begin() const noexcept {
+  const std::size_t drive = detail::drive_length<Char>(path_);
+  std::size_t begin = path_.size();
+  while (begin != drive && !Traits::is_separator(path_[begin - 1]))
+    --begin;
+  return begin;
+}
+
+template <class Native, class Char, class Traits>
+std::size_t basic_path<Native, Char, Traits>::stem_end() const noexcept {
+  const std::size_t begin = filename_begin();
+  const std::size_t dot = path_.rfind(Char('.'));
+  const bool is_parent = path_.size() - begin == 2 && path_[begin] == Char('.');
+  return dot == string_type::npos || dot <= begin || (is_parent && dot == begin + 1) ? path_.size() : dot;
+}
+
+template <class Native, class Char, class Traits>
+basic_path<Native, Char, Traits> basic_path<Native, Char, Traits>::parent_path() const {
+  const std::size_t root = root_end();
+  std::size_t end = filename_begin();
+  while (end > root && Traits::is_separator(path_[end - 1]))
+    --end;
+  return basic_path(path_.substr(0, end));
+}
+
+template <class Native, class Char, class Traits>
+bool basic_path<Native, Char, Traits>::is_absolute() const noexcept {
+  const std::size_t drive = detail::drive_length<Char>(path_);
+  return root_end() >= (drive != 0 ? drive + 1 : 2);
+}
+
+template <class Native, class Char, class Traits>
+basic_path<Native, Char, Traits>& basic_path<Native, Char, Traits>::operator/=(const basic_path& part) {
+  if (part.is_absolute())
+    return *this = part;
+  const bool is_joined = path_.empty() || Traits::is_separator(path_.back()) ||
+                         (!part.empty() && Traits::is_separator(part.path_.front()));
+  string_type joined = path_;  // `part` may be this path.
+  if (!is_joined)
+    joined += Traits::preferred_separator;
+  joined += part.path_;
+  path_ = std::move(joined);
+  return *this;
+}
 
 /// Paths on this system.
 using path = basic_path<wchar_t, char16_t, detail::path_traits<wchar_t, char16_t>>;

@@ -75,8 +75,9 @@ class stream_converter {
 };
 
 namespace detail {
-class decoding_state;
-class encoding_state;
+template <class Out, class In>
+class text_converter;
+class recoder;
 }  // namespace detail
 
 /// From bytes in an encoding to UTF-16. A strict one throws `conversion_error`, with everything before the offending
@@ -90,7 +91,7 @@ class I18N_API stream_codecvt_string_to_ustring : public stream_converter<char16
                       bool last) const override;
 
  private:
-  std::unique_ptr<detail::decoding_state> state_;  ///< not null
+  const std::unique_ptr<detail::text_converter<char16_t, char>> state_;  ///< not null
 };
 
 /// From UTF-16 to bytes in an encoding; otherwise as above.
@@ -102,7 +103,7 @@ class I18N_API stream_codecvt_ustring_to_string : public stream_converter<char, 
                       bool last) const override;
 
  private:
-  std::unique_ptr<detail::encoding_state> state_;  ///< not null
+  const std::unique_ptr<detail::text_converter<char, char16_t>> state_;  ///< not null
 };
 
 /// From bytes in an encoding to UTF-8; otherwise as above.
@@ -113,8 +114,7 @@ class I18N_API stream_codecvt_string_to_utf8string : public stream_converter<cha
   std::size_t convert(char** to, char* to_end, const char** from, const char* from_end, bool last) const override;
 
  private:
-  class implementation;
-  std::unique_ptr<implementation> implementation_;  ///< not null
+  const std::unique_ptr<detail::recoder> state_;  ///< not null
 };
 
 /// From UTF-8 to bytes in an encoding; otherwise as above.
@@ -125,8 +125,7 @@ class I18N_API stream_codecvt_utf8string_to_string : public stream_converter<cha
   std::size_t convert(char** to, char* to_end, const char** from, const char* from_end, bool last) const override;
 
  private:
-  class implementation;
-  std::unique_ptr<implementation> implementation_;  ///< not null
+  const std::unique_ptr<detail::recoder> state_;  ///< not null
 };
 
 }  // namespace fl::i18n

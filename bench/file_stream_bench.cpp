@@ -1,0 +1,185 @@
+// Writes and reads UTF-8 text files as UTF-16: the library's file streams against the standard library's wide ones with
+// codecvt_utf8_utf16. Both are opened in binary mode and as they come, each with the buffers that it has.
+
+#include <codecvt>
+#include <cstdint>
+#include <fl/io/uifstream.hpp>
+#include <fl/io/uofstream.hpp>
+#include <fstream>
+#include <locale>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+#include "row.hpp"
+#include "windows_support.hpp"
+
+namespace {
+
+namespace io = foundation::core::io;
+
+constexpr std::size_t small_text = 4 * 1024 * 1024;  // In bytes of UTF-8, as are all sizes here.
+constexpr int copies_of_large_text = 16;
+constexpr std::size_t sample_lines = 500;
+constexpr int binary = static_cast<int>(std::ios_base::binary);
+
+const std::u16string european = u"\u00E4\u00F6\u00FC\u00DF\u00E9\u00E8\u00F1\u00E5\u0159\u0142\u20AC\u2019";
+const std::u16string emoji = u"\U0001F600\U0001F680\U00020000\U0001D11E";
+
+// Lines of 40 to 80 units: ASCII, and now and then a character of `others`, which are `width` units each.
+std::vector<std::u16string> make_lines(const std::u16string& others, std::size_t width) {
+  std::vector<std::u16string> lines;
+  std::uint32_t state = 1;
+  const auto next = [&state](std::uint32_t limit) { return (state = state * 1664525 + 1013904223) / 65536 % limit; };
+  for (std::size_t bytes = 0; bytes < small_text;) {
+    std::u16string line;
+    const std::size_t length = 40 + next(40);
+    while (line.size() < length) {
+      if (next(20) == 0) {
+        line.append(others, next(static_cast<std::uint32_t>(others.size() / width)) * width, width);
+      } else {
+        line += static_cast<char16_t>(next(6) == 0 ? u' ' : u'a' + next(26));
+      }
+    }
+    line += u'\n';
+    bytes += line.size() + line.size() / 20;
+    lines.push_back(std::move(line));
+  }
+  return lines;
+}
+
+const std::vector<std::u16string> european_lines = make_lines(european, 1);
+const std::vector<std::u16string> emoji_lines = make_lines(emoji, 2);
+
+template <class String>
+std::vector<String> lines_as(const std::vector<std::u16string>& lines) {
+  std::vector<String> result;
+  for (const std::u16string& line : lines) {
+    result.emplace_back(line.begin(), line.end());
+  }
+  return result;
+}
+
+std::string temporary_file(const char* name) {
+  char folder[MAX_PATH];
+  bench::check(GetTempPathA(MAX_PATH, folder) != 0, "GetTempPathA");
+  return folder + ("qxfl-bench-" + std::to_string(GetCurrentProcessId())) + name;
+}
+
+std::string content_of(const std::string& name) {
+  std::ifstream file(name, std::ios_base::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+struct ours {
+  using string = std::u16string;
+  using output = io::uofstream;
+  using input = io::uifstream;
+  static std::u16string wide(const std::string& name) { return {name.begin(), name.end()}; }
+  static output create(const std::string& name) { return {wide(name), std::ios_base::out | binary, "UTF-8"}; }
+  static input open(const std::string& name) { return {wide(name), std::ios_base::in | binary, "UTF-8"}; }
+};
+
+struct peer {
+  using string = std::wstring;
+  using output = std::wofstream;
+  using input = std::wifstream;
+  static std::locale with_utf8() { return {std::locale::classic(), new std::codecvt_utf8_utf16<wchar_t>}; }
+  static output create(const std::string& name) {
+    output file;
+    file.imbue(with_utf8());
+    file.open(name, std::ios_base::out | std::ios_base::binary);
+    return file;
+  }
+  static input open(const std::string& name) {
+    input file;
+    file.imbue(with_utf8());
+    file.open(name, std::ios_base::in | std::ios_base::binary);
+    return file;
+  }
+};
+
+struct by_lines {
+  template <class Output, class String>
+  static void write(Output& file, const String& line) {
+    file << line;
+  }
+};
+
+struct by_units {
+  template <class Output, class String>
+  static void write(Output& file, const String& line) {
+    for (const auto unit : line) {
+      file << unit;
+    }
+  }
+};
+
+template <class Side, class Way>
+void write_lines(const std::string& name, const std::vector<typename Side::string>& lines, std::size_t count,
+                 int copies) {
+  typename Side::output file = Side::create(name);
+  for (int copy = 0; copy < copies; ++copy) {
+    for (std::size_t i = 0; i < count; ++i) {
+      Way::write(file, lines[i]);
+    }
+  }
+  file.flush();
+  if (!file.good()) {
+    throw std::runtime_error("cannot write " + name);
+  }
+}
+
+// All goes to NUL; the first lines once more to a file, whose bytes are compared. That is a few thousandths of it.
+template <class Side, class Way>
+bench::contender writer(const std::vector<std::u16string>& text, int copies) {
+  return {[lines = lines_as<typename Side::string>(text), copies](bench::product& result) {
+    write_lines<Side, Way>("NUL", lines, lines.size(), copies);
+    const std::string sample = temporary_file(".sample");
+    write_lines<Side, Way>(sample, lines, sample_lines, 1);
+    result.take(content_of(sample));
+    DeleteFileA(sample.c_str());
+  }};
+}
+
+// The file that is read, made once.
+class text_file {
+ public:
+  explicit text_file(const std::vector<std::u16string>& lines) : name_(temporary_file(".text")) {
+    write_lines<ours, by_lines>(name_, lines, lines.size(), 1);
+  }
+  text_file(const text_file&) = delete;
+  text_file& operator=(const text_file&) = delete;
+  ~text_file() { DeleteFileA(name_.c_str()); }
+  const std::string& name() const { return name_; }
+
+ private:
+  std::string name_;
+};
+
+template <class Side>
+bench::contender reader(const std::string& name) {
+  return {[name](bench::product& result) {
+    typename Side::input file = Side::open(name);
+    typename Side::string line;
+    while (std::getline(file, line)) {
+      result.take_line({reinterpret_cast<const char*>(line.data()), line.size() * sizeof line[0]});
+    }
+  }};
+}
+
+template <class Way>
+void add_writers(const std::string& name, const std::vector<std::u16string>& lines, int copies) {
+  bench::add_row(name, writer<ours, Way>(lines, copies), writer<peer, Way>(lines, copies));
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  add_writers<by_lines>("write_lines_vs_wofstream", european_lines, copies_of_large_text);
+  add_writers<by_lines>("write_emoji_lines_vs_wofstream", emoji_lines, copies_of_large_text);
+  add_writers<by_units>("write_units_vs_wofstream", european_lines, 1);
+  const text_file file(european_lines);
+  bench::add_row("getline_file_vs_wifstream", reader<ours>(file.name()), reader<peer>(file.name()));
+  return bench::run(argc, argv);
+}

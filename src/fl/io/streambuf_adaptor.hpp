@@ -1,0 +1,164 @@
+// The converting stream buffer behind the factories of fl/io/streambuf_adaptor.hpp.
+//
+// Writing passes straight through the converter to the buffer beneath; there is no put area. Reading fills the get area
+// from one block of the buffer beneath at a time. What a block or a write ends in the middle of is kept by the
+// converter, not here. Thread safety: none.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <memory>
+#include <streambuf>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <boost/numeric/conversion/cast.hpp>
+#include <boost/smart_ptr/shared_ptr.hpp>
+
+#include <cpp11compat/char16_streams.hpp>
+#include <i18n/stream_converter.hpp>
+
+namespace foundation::core::io {
+
+namespace detail {
+
+/// How large the areas of an adaptor are: room for what conversions usually give. One that gives more takes several
+/// passes.
+template <class From, class To>
+struct adaptor_areas;
+
+template <>
+struct adaptor_areas<char, char> {
+  static constexpr std::size_t of_write(std::size_t units) noexcept { return 4 * units; }
+  static constexpr std::size_t of_refill = 4096;  ///< in bytes
+};
+
+template <>
+struct adaptor_areas<char, char16_t> {
+  static constexpr std::size_t of_write(std::size_t units) noexcept { return 2 * units; }
+  static constexpr std::size_t of_refill = 5120;
+};
+
+template <>
+struct adaptor_areas<char16_t, char> {
+  static constexpr std::size_t of_write(std::size_t units) noexcept { return std::max<std::size_t>(5 * units, 25); }
+  static constexpr std::size_t of_refill = 4096;
+};
+
+}  // namespace detail
+
+/// `From` is what the user sees, `To` what the buffer beneath takes and gives.
+template <class From, class To, class FromTraits = std::char_traits<From>, class ToTraits = std::char_traits<To>>
+class streambuf_adaptorT : public std::basic_streambuf<From, FromTraits> {
+ public:
+  using int_type = typename FromTraits::int_type;
+  using underlying_buffer = std::basic_streambuf<To, ToTraits>;
+  using out_conversion = fl::i18n::stream_converter<To, From>;
+  using in_conversion = fl::i18n::stream_converter<From, To>;
+
+  /// Without an `in` it gives end of file to who reads. Neither of the others is null.
+  streambuf_adaptorT(boost::shared_ptr<underlying_buffer> beneath, boost::shared_ptr<out_conversion> out,
+                     boost::shared_ptr<in_conversion> in)
+      : underlying(std::move(beneath)), out_converter(std::move(out)), in_converter(std::move(in)) {}
+
+ protected:
+  std::streamsize xsputn(const From* from, std::streamsize n) override { return write(from, n) ? n : 0; }
+
+  int_type overflow(int_type c) override {
+    if (FromTraits::eq_int_type(c, FromTraits::eof()))
+      return 0;
+    const From unit = FromTraits::to_char_type(c);
+    return write(&unit, 1) ? c : FromTraits::eof();
+  }
+
+  int sync() override {
+    write_pending = false;
+    return underlying->pubsync();
+  }
+
+  int_type underflow() override;
+  int_type pbackfail(int_type c) override;
+
+ private:
+  using areas = detail::adaptor_areas<From, To>;
+  static constexpr std::streamsize block = 1024;  ///< units of `To` that a refill reads at most
+
+  bool write(const From* from, std::streamsize n);
+  int_type refill(const To* from, const To* end);
+
+  boost::shared_ptr<underlying_buffer> underlying;  ///< not null
+  boost::shared_ptr<out_conversion> out_converter;  ///< not null
+  boost::shared_ptr<in_conversion> in_converter;    ///< null if it can only be written
+  bool write_pending = false;                       ///< something was written since the last `sync`
+  std::unique_ptr<char[]> scratch;                  ///< where a refill converts to; null before the first
+  std::vector<From> read_buffer;                    ///< its storage is the get area
+};
+
+/// False if the buffer beneath refused a part.
+template <class From, class To, class FromTraits, class ToTraits>
+bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::write(const From* from, std::streamsize n) {
+  if (n < 1)
+    return true;
+  write_pending = true;
+  const std::size_t size = areas::of_write(static_cast<std::size_t>(n));
+  const std::unique_ptr<To[]> area(new To[size]);  // for overwriting: std::make_unique would fill it
+  const From* const end = from + n;
+  for (;;) {
+    To* to = area.get();
+    const std::size_t more = out_converter->convert(&to, area.get() + size, &from, end, false);
+    const auto count = boost::numeric_cast<std::streamsize>(static_cast<std::size_t>(to - area.get()));
+    if (count != 0 && underlying->sputn(area.get(), count) != count)
+      return false;
+    if (more == 0)
+      return true;
+  }
+}
+
+template <class From, class To, class FromTraits, class ToTraits>
+auto streambuf_adaptorT<From, To, FromTraits, ToTraits>::underflow() -> int_type {
+  read_buffer.clear();
+  if (!in_converter || ToTraits::eq_int_type(underlying->sgetc(), ToTraits::eof()))
+    return FromTraits::eof();
+  // Memory first: what fails here has taken nothing from the buffer beneath.
+  read_buffer.reserve(areas::of_refill / sizeof(From));
+  scratch.reset(new char[areas::of_refill]);
+  To input[block] = {};
+  const std::streamsize got = underlying->sgetn(input, block);
+  return refill(input, input + got);
+}
+
+/// Makes the get area of what the input gives. The last call of the converter alone decides whether there is any: one
+/// that gives nothing is the end of the file, also after calls that gave something, which then is lost.
+template <class From, class To, class FromTraits, class ToTraits>
+auto streambuf_adaptorT<From, To, FromTraits, ToTraits>::refill(const To* from, const To* end) -> int_type {
+  From* const begin = reinterpret_cast<From*>(scratch.get());
+  From* const limit = begin + areas::of_refill / sizeof(From);
+  for (;;) {
+    From* to = begin;
+    const std::size_t more = in_converter->convert(&to, limit, &from, end, false);
+    if (more == 0 && to == begin)
+      return FromTraits::eof();
+    this->setg(nullptr, nullptr, nullptr);  // It lies in the storage that is about to change.
+    read_buffer.insert(read_buffer.end(), begin, to);
+    if (more == 0)
+      break;
+  }
+  From* const text = read_buffer.data();
+  this->setg(text, text, text + read_buffer.size());
+  return FromTraits::to_int_type(*text);
+}
+
+/// Steps back within the get area, and only there.
+template <class From, class To, class FromTraits, class ToTraits>
+auto streambuf_adaptorT<From, To, FromTraits, ToTraits>::pbackfail(int_type c) -> int_type {
+  if (this->gptr() == nullptr || this->gptr() == this->eback())
+    return FromTraits::eof();
+  this->gbump(-1);
+  if (FromTraits::eq_int_type(c, FromTraits::eof()))
+    return FromTraits::eof();
+  *this->gptr() = FromTraits::to_char_type(c);
+  return c;
+}
+
+}  // namespace foundation::core::io

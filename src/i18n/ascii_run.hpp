@@ -1,0 +1,108 @@
+// ASCII between bytes and UTF-16 units, sixteen characters at a time through SSE2, which every x86-64 processor has,
+// and the loop that goes from one run of ASCII to the next.
+//
+// Thread safety: pure functions.
+#pragma once
+
+#include <emmintrin.h>
+
+#include <bit>
+#include <cstddef>
+
+namespace fl::i18n::detail {
+
+constexpr std::size_t ascii_block = 16;  ///< Characters that one step takes.
+
+inline bool is_ascii(char byte) {
+  return static_cast<unsigned char>(byte) < 0x80;
+}
+inline bool is_ascii(char16_t unit) {
+  return unit < 0x80;
+}
+
+inline __m128i load_block(const void* from) {
+  return _mm_loadu_si128(static_cast<const __m128i*>(from));
+}
+inline void store_block(void* to, __m128i block) {
+  _mm_storeu_si128(static_cast<__m128i*>(to), block);
+}
+
+/// The shorter of two distances.
+template <class A, class B>
+std::size_t room(const A* a, const A* a_end, const B* b, const B* b_end) {
+  const auto first = static_cast<std::size_t>(a_end - a);
+  const auto second = static_cast<std::size_t>(b_end - b);
+  return first < second ? first : second;
+}
+
+/// Reads a block, writes a block and returns how many characters at its start are ASCII; what was written behind those
+/// is of no use.
+inline std::size_t copy_ascii_block(const char* from, char16_t* to) {
+  const __m128i bytes = load_block(from);
+  const __m128i zero = _mm_setzero_si128();
+  store_block(to, _mm_unpacklo_epi8(bytes, zero));
+  store_block(to + ascii_block / 2, _mm_unpackhi_epi8(bytes, zero));
+  const auto beyond = static_cast<unsigned>(_mm_movemask_epi8(bytes));
+  return static_cast<std::size_t>(std::countr_zero(beyond | 1U << ascii_block));
+}
+
+inline std::size_t copy_ascii_block(const char16_t* from, char* to) {
+  const __m128i zero = _mm_setzero_si128();
+  const __m128i above = _mm_set1_epi16(static_cast<short>(0xFF80));
+  const __m128i low = load_block(from);
+  const __m128i high = load_block(from + ascii_block / 2);
+  store_block(to, _mm_packus_epi16(low, high));
+  const __m128i ascii = _mm_packs_epi16(_mm_cmpeq_epi16(_mm_and_si128(low, above), zero),
+                                        _mm_cmpeq_epi16(_mm_and_si128(high, above), zero));
+  return static_cast<std::size_t>(std::countr_one(static_cast<unsigned>(_mm_movemask_epi8(ascii))));
+}
+
+/// Copies whole blocks of ASCII, as many as follow each other, and moves both positions behind them.
+template <class Out, class In>
+void copy_ascii_blocks(const In*& from, const In* end, Out*& to, const Out* to_end) {
+  const In* const last = from + room(from, end, to, to_end) / ascii_block * ascii_block;
+  for (; from != last && copy_ascii_block(from, to) == ascii_block; to += ascii_block) {
+    from += ascii_block;
+  }
+}
+
+/// Converts while there is room for each step: runs of ASCII here, and what is between them by `Take`, which converts
+/// one character or more and moves both positions behind them, or returns false.
+template <auto Take, class Out, class In>
+void convert_blocks(const In*& from_place, const In* end, Out*& to_place, const Out* to_end) {
+  // What fewer than 16 ASCII characters and the largest step behind them may read or write.
+  constexpr std::size_t step_room = 48;
+  // Copies: the compiler must take it that a store of a `char` changes the caller's pointers.
+  const In* from = from_place;
+  Out* to = to_place;
+  bool going = true;
+  while (going && room(from, end, to, to_end) >= step_room) {
+    if (is_ascii(*from)) {
+      const std::size_t count = copy_ascii_block(from, to);
+      from += count;
+      to += count;
+      if (count == ascii_block) {
+        copy_ascii_blocks(from, end, to, to_end);
+        continue;
+      }
+    }
+    going = Take(from, to);
+  }
+  from_place = from;
+  to_place = to;
+}
+
+/// Copies the ASCII characters at `from`, as many as fit, and moves both positions behind them.
+template <class Out, class In>
+void copy_ascii(const In*& from_place, const In* end, Out*& to_place, const Out* to_end) {
+  const In* from = from_place;
+  Out* to = to_place;
+  copy_ascii_blocks(from, end, to, to_end);
+  while (from != end && to != to_end && is_ascii(*from)) {
+    *to++ = static_cast<Out>(*from++);
+  }
+  from_place = from;
+  to_place = to;
+}
+
+}  // namespace fl::i18n::detail

@@ -1,0 +1,14 @@
+// Single-byte encodings that the system has no code page for. Thread safety: pure functions.
+#pragma once
+
+#include "code_page_table.hpp"
+#include "encoding_names.hpp"
+
+#include <optional>
+
+namespace fl::i18n::detail {
+
+/// The table of ISO-8859-10, -14 and -16; nothing for any other encoding.
+std::optional<code_page_table> own_table(unsigned page);
+
+}  // namespace fl::i18n::detail

@@ -1,0 +1,299 @@
+// The converting stream buffers, over buffers and converters that do what the test says.
+#include "io/streambuf_adaptor.hpp"
+
+#include <fl/io.hpp>
+
+#include <boost/smart_ptr/make_shared.hpp>
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <functional>
+#include <new>
+#include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+int allocations_left = -1;  ///< until one fails; negative: none does
+int live_blocks = 0;
+
+void* allocate(std::size_t size) {
+  if (allocations_left == 0)
+    throw std::bad_alloc();
+  if (allocations_left > 0)
+    --allocations_left;
+  ++live_blocks;
+  return std::malloc(size);
+}
+void release(void* block) {
+  live_blocks -= block != nullptr ? 1 : 0;
+  std::free(block);
+}
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+  return allocate(size);
+}
+void* operator new[](std::size_t size) {
+  return allocate(size);
+}
+void operator delete(void* block) noexcept {
+  release(block);
+}
+void operator delete[](void* block) noexcept {
+  release(block);
+}
+void operator delete(void* block, std::size_t) noexcept {
+  release(block);
+}
+void operator delete[](void* block, std::size_t) noexcept {
+  release(block);
+}
+
+namespace {
+
+using namespace foundation::core::io;
+using namespace std::string_literals;
+
+template <class Unit>
+class scripted_buffer : public std::basic_streambuf<Unit> {
+ public:
+  using text = std::basic_string<Unit>;
+  std::vector<text> blocks;            ///< what each read gives; it never gives two at once
+  text written;                        ///< what was taken
+  std::size_t room = std::size_t(-1);  ///< how many more units it takes
+  int flushes = 0;
+
+ protected:
+  using traits = std::char_traits<Unit>;
+  typename traits::int_type underflow() override {
+    return blocks.empty() ? traits::eof() : traits::to_int_type(blocks.front().front());
+  }
+  std::streamsize xsgetn(Unit* to, std::streamsize n) override {
+    if (blocks.empty())
+      return 0;
+    text& block = blocks.front();
+    const std::size_t taken = block.copy(to, static_cast<std::size_t>(n));
+    block.erase(0, taken);
+    if (block.empty())
+      blocks.erase(blocks.begin());
+    return static_cast<std::streamsize>(taken);
+  }
+  std::streamsize xsputn(const Unit* from, std::streamsize n) override {
+    const std::size_t taken = std::min(room, static_cast<std::size_t>(n));
+    written.append(from, taken);
+    room -= taken;
+    return static_cast<std::streamsize>(taken);
+  }
+  int sync() override { return ++flushes; }
+};
+
+/// Gives what the test says, whatever goes in; a pass that is called again takes nothing.
+template <class Out, class In>
+class scripted_converter : public fl::i18n::stream_converter<Out, In> {
+ public:
+  using pass = std::pair<std::basic_string<Out>, bool>;
+  std::vector<pass> passes;  ///< the last one repeats
+  mutable std::size_t calls = 0;
+  mutable std::vector<std::size_t> areas;  ///< units offered to each call
+
+  std::size_t convert(Out** to, Out* to_end, const In** from, const In* from_end, bool last) const override {
+    EXPECT_FALSE(last);
+    areas.push_back(static_cast<std::size_t>(to_end - *to));
+    const auto& [text, again] = passes[std::min(calls++, passes.size() - 1)];
+    *to += text.copy(*to, areas.back());
+    if (!again)
+      *from = from_end;
+    return again ? 1 : 0;
+  }
+};
+
+template <class From, class To>
+struct rig {
+  boost::shared_ptr<scripted_buffer<To>> beneath = boost::make_shared<scripted_buffer<To>>();
+  boost::shared_ptr<scripted_converter<To, From>> out = boost::make_shared<scripted_converter<To, From>>();
+  boost::shared_ptr<scripted_converter<From, To>> in = boost::make_shared<scripted_converter<From, To>>();
+  streambuf_adaptorT<From, To> adaptor{beneath, out, in};
+};
+
+template <class From, class To>
+void check_areas(const std::vector<std::pair<std::streamsize, std::size_t>>& of_writes, std::size_t of_refill) {
+  rig<From, To> it;
+  it.out->passes = {{{}, false}};
+  it.in->passes = {{{1}, false}};
+  const std::basic_string<From> text(100, From(1));
+  for (const auto& [units, area] : of_writes) {
+    EXPECT_EQ(it.adaptor.sputn(text.data(), units), units);
+    EXPECT_EQ(it.out->areas.back(), area) << units;
+  }
+  it.beneath->blocks = {std::basic_string<To>(1025, To(1))};
+  EXPECT_EQ(it.adaptor.sbumpc(), 1);
+  EXPECT_EQ(it.in->areas.back(), of_refill);
+  EXPECT_EQ(it.beneath->blocks.front().size(), 1u) << "1,024 units are read at once";
+}
+
+TEST(StreambufAdaptor, OffersTheConverterAreasOfTheirSizes) {
+  check_areas<char, char>({{1, 4}, {60, 240}}, 4096);
+  check_areas<char, char16_t>({{1, 2}, {60, 120}}, 5120);
+  check_areas<char16_t, char>({{1, 25}, {5, 25}, {6, 30}, {60, 300}}, 2048);
+}
+
+TEST(StreambufAdaptor, WritesPassByPassAndStopsAtTheFirstPassThatIsNotTakenWhole) {
+  const auto write = [](std::size_t room, std::vector<std::pair<std::string, bool>> passes, std::streamsize result,
+                        const std::string& written, std::size_t calls) {
+    rig<char16_t, char> it;
+    it.beneath->room = room;
+    it.out->passes = std::move(passes);
+    EXPECT_EQ(it.adaptor.sputn(u"xyz", 3), result) << room;
+    EXPECT_EQ(it.beneath->written, written) << room;
+    EXPECT_EQ(it.out->calls, calls) << room;
+  };
+  write(9, {{"abc", true}, {"", true}, {"de", false}}, 3, "abcde", 3);
+  write(5, {{"abc", true}, {"de", false}}, 3, "abcde", 2);
+  write(4, {{"abc", true}, {"de", false}}, 0, "abcd", 2);
+  write(2, {{"abc", true}, {"de", false}}, 0, "ab", 1);
+  write(0, {{"", false}}, 3, "", 1);
+
+  rig<char16_t, char> it;
+  it.out->passes = {{"ab", false}};
+  EXPECT_EQ(it.adaptor.sputn(u"", 0), 0);
+  EXPECT_EQ(it.out->calls, 0u) << "nothing is nothing to convert";
+  it.beneath->room = 3;
+  EXPECT_EQ(it.adaptor.sputc(u'x'), u'x');
+  EXPECT_EQ(it.adaptor.sputc(u'x'), std::char_traits<char16_t>::eof());
+  EXPECT_EQ(it.adaptor.pubsync(), 1);
+  EXPECT_EQ(it.beneath->flushes, 1);
+}
+
+class backward_converter : public fl::i18n::stream_converter<char16_t, char> {
+  std::size_t convert(char16_t** to, char16_t*, const char** from, const char* from_end, bool) const override {
+    --*to;
+    *from = from_end;
+    return 0;
+  }
+};
+
+TEST(StreambufAdaptor, OneWithAConverterOfTheCallersIsWrittenOnlyAndItsCountIsChecked) {
+  const auto beneath = boost::make_shared<scripted_buffer<char16_t>>();
+  const auto converter = boost::make_shared<scripted_converter<char16_t, char>>();
+  converter->passes = {{u"\u00E9", false}};
+  const auto adaptor = test_helper::make_streambuf_adaptor(beneath, converter);
+  beneath->blocks = {u"x"};
+  EXPECT_EQ(adaptor->sputn("ab", 2), 2);
+  EXPECT_EQ(beneath->written, u"\u00E9");
+  EXPECT_EQ(adaptor->sgetc(), EOF);
+  const auto wrong = test_helper::make_streambuf_adaptor(beneath, boost::make_shared<backward_converter>());
+  EXPECT_THROW(wrong->sputn("a", 1), boost::numeric::positive_overflow);
+}
+
+TEST(StreambufAdaptor, ARefillIsWhatThePassesGiveUnlessTheLastGivesNothing) {
+  const int eof = std::char_traits<char>::eof();
+  rig<char, char> it;
+  EXPECT_EQ(it.adaptor.sgetc(), eof);
+  EXPECT_EQ(it.in->calls, 0u);
+  it.beneath->blocks = {"1", "2", "3", "4"};
+  it.in->passes = {{"ab", true}, {"c", false}, {"", false}, {"x", true}, {"", false}, {"d", false}};
+  char text[4] = {};
+  EXPECT_EQ(it.adaptor.sgetn(text, 3), 3);
+  EXPECT_EQ(text, "abc"s);
+  EXPECT_EQ(it.adaptor.sgetc(), eof) << "2 gave nothing";
+  EXPECT_EQ(it.adaptor.sungetc(), 'c') << "which left the text before it";
+  EXPECT_EQ(it.adaptor.sbumpc(), 'c');
+  EXPECT_EQ(it.adaptor.sgetc(), eof) << "the last pass of 3 gave nothing";
+  EXPECT_EQ(it.adaptor.sungetc(), eof) << "the text before it has made room";
+  EXPECT_EQ(it.adaptor.sgetc(), 'd') << "nothing of 3 is left";
+}
+
+TEST(StreambufAdaptor, StepsBackOnlyWithinWhatOneRefillGave) {
+  const int eof = std::char_traits<char>::eof();
+  rig<char, char> it;
+  it.in->passes = {{"ab", false}, {"c", false}};
+  it.beneath->blocks = {"1", "2"};
+  EXPECT_EQ(it.adaptor.sungetc(), eof) << "nothing has been read";
+  EXPECT_EQ(it.adaptor.sbumpc(), 'a');
+  EXPECT_EQ(it.adaptor.sungetc(), 'a');
+  EXPECT_EQ(it.adaptor.sungetc(), eof);
+  EXPECT_EQ(it.adaptor.sbumpc(), 'a');
+  EXPECT_EQ(it.adaptor.sputbackc('z'), 'z') << "it may be another unit than was there";
+  EXPECT_EQ(it.adaptor.sbumpc(), 'z');
+  EXPECT_EQ(it.adaptor.sbumpc(), 'b');
+  EXPECT_EQ(it.adaptor.sgetc(), 'c');
+  EXPECT_EQ(it.adaptor.sputbackc('b'), eof);
+  struct open_adaptor : streambuf_adaptorT<char, char> {
+    using streambuf_adaptorT::pbackfail;
+    using streambuf_adaptorT::streambuf_adaptorT;
+  } open(it.beneath, it.out, it.in);
+  it.beneath->blocks = {"3"};
+  EXPECT_EQ(open.sbumpc(), 'c');
+  EXPECT_EQ(open.pbackfail(eof), eof);
+  EXPECT_EQ(open.sgetc(), 'c') << "the position has moved";
+}
+
+TEST(StreambufAdaptor, WithoutMemoryAWriteAndARefillTakeNothingLeakNothingAndCanBeRepeated) {
+  rig<char16_t, char> it;
+  it.beneath->written.reserve(100);
+  it.out->areas.reserve(100);
+  it.in->areas.reserve(100);
+  it.out->passes = {{"ab", false}};
+  it.in->passes = {{u"cd", false}};
+  it.beneath->blocks = {"1", "2"};
+  const auto failures_of = [](const std::function<void()>& operation, const std::function<void()>& after_failure) {
+    int failures = 0;
+    for (bool done = false; !done;) {
+      const int live = live_blocks;
+      allocations_left = failures;
+      try {
+        operation();
+        done = true;
+      } catch (const std::bad_alloc&) {
+        ++failures;
+      }
+      allocations_left = -1;
+      if (!done) {
+        after_failure();
+        EXPECT_LE(live_blocks - live, 1) << "at most the new storage of the get area stays";
+      }
+    }
+    return failures;
+  };
+  const auto untouched = [&] { EXPECT_TRUE(it.beneath->written.empty() && it.beneath->blocks.size() == 2); };
+  EXPECT_EQ(failures_of([&] { EXPECT_EQ(it.adaptor.sgetc(), u'c'); }, untouched), 2);
+  EXPECT_EQ(it.beneath->blocks.size(), 1u);
+  const int live = live_blocks;
+  const auto unwritten = [&] { EXPECT_TRUE(it.beneath->written.empty() && live_blocks == live); };
+  EXPECT_EQ(failures_of([&] { EXPECT_EQ(it.adaptor.sputn(u"x", 1), 1); }, unwritten), 1);
+  EXPECT_EQ(it.beneath->written, "ab");
+  EXPECT_EQ(live_blocks, live);
+  std::basic_ostream<char16_t> stream(&it.adaptor);
+  allocations_left = 0;
+  stream.write(u"x", 1);
+  allocations_left = -1;
+  EXPECT_TRUE(stream.bad());
+}
+
+TEST(StreambufAggregator, GivesAllToEachTargetAndFailsIfOneDoes) {
+  const auto first = boost::make_shared<scripted_buffer<char16_t>>();
+  const auto second = boost::make_shared<std::basic_stringbuf<char16_t>>();
+  std::vector<boost::shared_ptr<std::basic_streambuf<char16_t>>> targets = {first, second};
+  const auto both = make_ustreambuf_aggregator(targets);
+  targets.clear();
+  first->room = 2;
+  const auto eof = std::char_traits<char16_t>::eof();
+  EXPECT_EQ(both->sputc(u'a'), eof) << "a buffer without `overflow`";
+  EXPECT_EQ(both->sputn(u"bc", 2), 2);
+  EXPECT_EQ(both->sputn(u"de", 2), 0);
+  EXPECT_EQ(both->pubsync(), -1);
+  EXPECT_EQ(first->written, u"bc");
+  EXPECT_EQ(second->str(), u"abcde");
+  EXPECT_EQ(both->sgetc(), eof);
+  const auto none = make_ustreambuf_aggregator({});
+  EXPECT_EQ(none->sputn(u"ab", 2), 2);
+  EXPECT_EQ(none->sputc(u'a'), u'a');
+  EXPECT_EQ(none->pubsync(), 0);
+}
+
+}  // namespace
