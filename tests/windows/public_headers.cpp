@@ -15,6 +15,7 @@
 #include <i18n/encoding.hpp>
 #include <i18n/filesystem.hpp>
 #include <i18n/message_catalog.hpp>
+#include <i18n/stream_converter.hpp>
 #include <resource_core/msg_id.hpp>
 #include <resource_core/msg_id_holder.hpp>
 #include <safe_env/environment.hpp>
