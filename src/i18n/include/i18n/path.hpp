@@ -38,6 +38,9 @@ template <>
 struct path_traits<wchar_t, char16_t> {
   static std::wstring to_native(const ustring& path) { return {path.begin(), path.end()}; }
   static ustring from_native(const std::wstring& path) { return {path.begin(), path.end()}; }
+  static std::wstring native_access_form(const ustring& path) {
+    return make_native_access_form_with_cleanup_i18n(path);
+  }
   static constexpr bool is_separator(char16_t unit) { return unit == u'\\' || unit == u'/'; }
   static constexpr char16_t preferred_separator = u'\\';
 };
@@ -72,6 +75,9 @@ class basic_path {
   const string_type& string() const noexcept { return path_; }
   /// In the system's text type, unchanged otherwise.
   native_string_type native() const { return Traits::to_native(path_); }
+  /// What to give to a call of the system: with one kind of separator, without "." and "..", and with the system's
+  /// prefix if it is too long to do without. Throws only `std::bad_alloc`.
+  native_string_type native_access_form() const { return Traits::native_access_form(path_); }
   bool empty() const noexcept { return path_.empty(); }
 
   /// What stands behind the last separator, or behind the colon of a drive; empty if that is nothing.
