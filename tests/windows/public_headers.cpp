@@ -19,10 +19,7 @@
 #include <i18n/filebuf.hpp>
 #include <i18n/filesystem.hpp>
 #include <i18n/message_catalog.hpp>
-<<<<<<< HEAD
 #include <i18n/path.hpp>
-=======
->>>>>>> h-enc
 #include <i18n/stream_converter.hpp>
 #include <resource_core/msg_id.hpp>
 #include <resource_core/msg_id_holder.hpp>
