@@ -72,7 +72,7 @@ void take(std::u16string_view text, bench::product& result) {
   result.take({reinterpret_cast<const char*>(text.data()), text.size() * sizeof(char16_t)});
 }
 
-// Asking for the size first would be the other way to call the system; it takes longer, in both directions.
+// Asking for the size first would be the other way to call the system; it took longer, in both directions.
 std::u16string to_utf16_by_system(const std::string& text) {
   const int size = static_cast<int>(text.size());
   std::u16string result(text.size(), u'\0');  // No text has more units than bytes.

@@ -2,8 +2,9 @@
 //
 // A string cannot be made longer without being filled first, which takes about as long as the conversion of ASCII. So
 // text is converted piece by piece into a small area, which stays in the nearest cache, and appended from there. A text
-// of no more than one piece needs nothing else; for a longer one, memory is reserved once, of the size that it will
-// have if it is well-formed.
+// of no more than one piece needs nothing else. For a longer one, memory is reserved once: of the size that the result
+// has if the text is well-formed; but a text that begins with a piece of ASCII is taken to be all ASCII, without
+// counting, which would take half as long as converting it. If it is not, the string grows as it always does.
 #include "utf8_decode.hpp"
 #include "utf8_encode.hpp"
 
@@ -17,13 +18,13 @@ namespace {
 using detail::stop_reason;
 using detail::stopped;
 
-/// Adds `Count(block)`, for all whole blocks of the text.
+/// The sum of what `Count` finds in each whole block of the text: lanes of 8 bits, each 0, -1 or -2.
 template <auto Count, class In>
 std::size_t count_blocks(std::basic_string_view<In> text) {
   constexpr std::size_t block_length = 16 / sizeof(In);
   __m128i total = _mm_setzero_si128();
   while (text.size() >= block_length) {
-    // As many blocks as the narrowest lanes can count, up to two for each.
+    // As many blocks as a lane can add up.
     const std::size_t blocks = std::min<std::size_t>(text.size() / block_length, 100);
     __m128i sum = _mm_setzero_si128();
     for (std::size_t i = 0; i != blocks; ++i) {
@@ -49,9 +50,8 @@ __m128i further_bytes(__m128i units) {
   const __m128i ascii = _mm_cmpeq_epi16(_mm_and_si128(units, detail::lanes16(0xFF80)), zero);
   const __m128i below = _mm_cmpeq_epi16(range, zero);
   const __m128i surrogate = _mm_cmpeq_epi16(range, detail::lanes16(0xD800));
-  // 2 + ascii + below + surrogate, negative
-  return _mm_and_si128(_mm_sub_epi16(detail::lanes16(-2), _mm_add_epi16(_mm_add_epi16(ascii, below), surrogate)),
-                       detail::lanes16(0xFF));
+  const __m128i fewer_than_two = _mm_add_epi16(_mm_add_epi16(ascii, below), surrogate);
+  return _mm_and_si128(_mm_sub_epi16(detail::lanes16(-2), fewer_than_two), detail::lanes16(0xFF));
 }
 
 /// Units of well-formed UTF-16 that the text has; a few at its end are counted as if they were ASCII.
@@ -72,21 +72,23 @@ std::basic_string<Out> convert_whole(std::basic_string_view<In> text, std::basic
   std::basic_string<Out> result;
   const In* from = text.data();
   const In* const end = from + text.size();
+  Out* const area_end = area + area_size;
   Out* to = area;
   for (;;) {
-    const stopped stop = Convert(from, end, to, area + area_size, true);
+    const stopped stop = Convert(from, end, to, area_end, true);
     if (stop.why == stop_reason::ill_formed) {
       from += stop.ill_formed_length;
       to = std::copy(replacement.begin(), replacement.end(), to);
+      if (to < area_end) {
+        continue;
+      }
     }
-    if (stop.why == stop_reason::output_full && result.empty()) {
+    if (result.empty() && from != end) {
       const bool ascii_so_far = to - area == from - text.data();
       result.reserve(ascii_so_far ? text.size() : Count(text));
     }
-    if (stop.why != stop_reason::ill_formed || to >= area + area_size) {
-      result.append(area, to);
-      to = area;
-    }
+    result.append(area, to);
+    to = area;
     if (stop.why == stop_reason::input_used) {
       return result;
     }

@@ -193,11 +193,13 @@ TEST(Utf, UnitsAtTheEdgesOfAllRangesEncodeAsTheReference) {
   }
 }
 
+// Between runs of ASCII: well-formed characters of each length, and what is ill-formed.
+const std::string byte_breaks[] = {"", "\xC3\xA9", "\xE2\x82\xAC", "\xF0\x9F\x98\x80", "\x80", "\xFF", "\xE2\x82"};
+const ustring unit_breaks[] = {u"", u"\u0080", u"\u07FF", u"\u0800", u"\uFFFF", u"\U0001F600", ustring(1, 0xD800)};
+
 // Whole blocks are converted at once: something else stands at every place before, in and behind them, up to nine times
 // in a row.
 TEST(Utf, ARunOfCharactersOfOneKindMayEndAnywhere) {
-  const std::string byte_breaks[] = {"", "\xC3\xA9", "\xE2\x82\xAC", "\xF0\x9F\x98\x80", "\x80", "\xFF", "\xE2\x82"};
-  const ustring unit_breaks[] = {u"", u"\u0080", u"\u07FF", u"\u0800", u"\uFFFF", u"\U0001F600", ustring(1, 0xD800)};
   for (std::size_t place = 0; place != 50 * 9 * 7 * 7; ++place) {
     const std::size_t before = place % 50, repeated = place / 50 % 9 + 1, one = place / 450 % 7, other = place / 3150;
     std::string bytes(before, 'x');
@@ -214,16 +216,20 @@ TEST(Utf, ARunOfCharactersOfOneKindMayEndAnywhere) {
   }
 }
 
+// A piece ends at 2048 units or 4096 bytes, with or without a character there that does not fit or is none.
 TEST(Utf, ATextOfSeveralPiecesIsAsTheReference) {
-  std::string bytes(2040, 'x');  // Pieces end at 2048 units and at 4096 bytes.
-  ustring units(4085, u'x');
-  for (const char* const each : {"\xC3\xA9", "\xE2\x82\xAC", "\xF0\x9F\x98\x80", "\xFF", "x"}) {
-    for (std::size_t shift = 0; shift != 16; ++shift) {
-      std::string text = bytes.substr(shift);
-      for (int i = 0; i != 3000; ++i)
-        text += each;
-      ASSERT_TRUE(decodes_as_reference(text)) << each << shift;
-      ASSERT_TRUE(encodes_as_reference(units.substr(shift) + reference_decode(text))) << each << shift;
+  for (std::size_t shift = 0; shift != 16; ++shift) {
+    std::string bytes(2040 + shift, 'x');
+    ustring units(4088 + shift, u'x');
+    for (std::size_t one = 0; one != std::size(byte_breaks); ++one) {
+      for (int i = 0; i != 1000; ++i) {
+        bytes += byte_breaks[one];
+        units += unit_breaks[one];
+      }
+      ASSERT_TRUE(decodes_as_reference(bytes)) << shift << ' ' << one;
+      ASSERT_TRUE(encodes_as_reference(units)) << shift << ' ' << one;
+      bytes = bytes.substr(0, 2040 + shift);
+      units = units.substr(0, 4088 + shift);
     }
   }
 }
