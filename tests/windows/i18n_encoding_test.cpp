@@ -3,6 +3,7 @@
 #include <i18n/convert.hpp>
 #include <i18n/encoding.hpp>
 #include <i18n/filesystem.hpp>
+#include <i18n/stream_converter.hpp>
 
 #include <gtest/gtest.h>
 
@@ -245,6 +246,25 @@ TEST(CodePages, ThreadsThatUseThemAtOnceReadEachOnce) {
     thread.join();
   EXPECT_EQ(right, 8 * 4);
   EXPECT_EQ(info.calls(), 4U);
+}
+
+TEST(StreamConverter, AllocatesOnlyWhenItIsMade) {
+  injected<void* (*)(std::size_t)> allocations(library, "_Znwy");
+  const fl::i18n::stream_codecvt_string_to_ustring to_units("Shift_JIS", true);
+  const fl::i18n::stream_codecvt_utf8string_to_string to_bytes("UTF-16", true);
+  EXPECT_NE(allocations.calls(), 0U);
+  allocations.reset();
+  for (const char byte : "\x93\xFA\xE6\x97\xA5 \xFF\x93"s) {
+    const char* from = &byte;
+    char16_t units[2];
+    char16_t* unit = units;
+    to_units.convert(&unit, units + 2, &from, &byte + 1, false);
+    from = &byte;
+    char bytes[8];
+    char* to = bytes;
+    to_bytes.convert(&to, bytes + 8, &from, &byte + 1, false);
+  }
+  EXPECT_EQ(allocations.calls(), 0U);
 }
 
 TEST(ToString, GivesTheActiveCodePageWhicheverThatIs) {
