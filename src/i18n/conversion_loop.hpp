@@ -35,7 +35,10 @@ stopped convert_characters(const In*& from_place, const In* end, Out*& to_place,
         result.why = stop_reason::output_full;
         break;
       }
-      copy_ascii(from, end, to, to_end);
+      *to++ = static_cast<Out>(*from++);
+      if (from != end && is_ascii(*from)) {
+        copy_ascii(from, end, to, to_end);
+      }
       continue;
     }
     const auto next = take(from, end);

@@ -15,35 +15,45 @@ namespace {
 template <class Out, class In>
 using codec = detail::codec<Out, In>;
 
-/// Appends `text`, converted, to `result`, of which the first `length` units are in use. The result is allocated once
-/// if `guess` units are enough, and otherwise once more.
+/// Makes room for `count` more units, and for what is left of the text: as much as the beginning of the text lets
+/// expect, and if that was not enough, as much as it can be at most. So the text is allocated once or twice.
 template <class Out, class In>
-void append(std::basic_string_view<In> text, const codec<Out, In>& converter, std::size_t guess,
-            std::basic_string<Out>& result) {
-  std::size_t length = result.size();
-  result.resize(length + guess);
+void reserve(std::basic_string<Out>& result, std::size_t count, std::size_t taken, std::size_t left) {
+  const std::size_t needed = result.size() + count;
+  if (result.capacity() < needed) {
+    const bool is_first = result.size() <= detail::longest_mark;
+    const std::size_t expected = left * count / taken;
+    result.reserve(needed + (is_first ? expected + expected / 16 : left * codec<Out, In>::max_character));
+  }
+}
+
+/// Appends `text`, converted, to `result`, which is empty or a byte order mark.
+template <class Out, class In>
+void append(std::basic_string_view<In> text, const codec<Out, In>& converter, std::basic_string<Out>& result) {
+  constexpr std::size_t area_size = 4096 / sizeof(Out);
+  // So that a replacement always fits.
+  constexpr std::size_t filled = area_size - codec<Out, In>::max_character;
+  Out area[area_size];
+  Out* to = area;
   const In* from = text.data();
   const In* const end = from + text.size();
   for (;;) {
-    Out* to = result.data() + length;
-    const detail::stopped stop = converter.convert(from, end, to, result.data() + result.size(), true);
-    length = static_cast<std::size_t>(to - result.data());
-    const auto left = static_cast<std::size_t>(end - from);
-    if (stop.why == detail::stop_reason::input_used) {
-      break;
-    }
-    const std::basic_string_view<Out> replacement = converter.replacement();
-    if (stop.why == detail::stop_reason::output_full || result.size() - length < replacement.size()) {
-      // Enough for all that is left, so that this happens once.
-      result.resize(length + left * codec<Out, In>::max_character);
-    }
+    const detail::stopped stop = converter.convert(from, end, to, area + filled, true);
     if (stop.why == detail::stop_reason::ill_formed) {
-      replacement.copy(result.data() + length, replacement.size());
-      length += replacement.size();
+      const std::basic_string_view<Out> replacement = converter.replacement();
+      to += replacement.copy(to, replacement.size());
       from += stop.ill_formed_length;
     }
+    if (stop.why != detail::stop_reason::ill_formed || to >= area + filled) {
+      const auto taken = static_cast<std::size_t>(from - text.data());
+      reserve<Out, In>(result, static_cast<std::size_t>(to - area), taken, text.size() - taken);
+      result.append(area, to);
+      to = area;
+    }
+    if (stop.why == detail::stop_reason::input_used) {
+      return;
+    }
   }
-  result.resize(length);
 }
 
 std::string encode(const ustring& text, const detail::text_encoding& encoding) {
@@ -51,8 +61,7 @@ std::string encode(const ustring& text, const detail::text_encoding& encoding) {
   if (encoding.mark_count != 0) {
     result = encoding.marks[0].bytes;
   }
-  // Exactly enough for US-ASCII in most encodings.
-  append(std::u16string_view(text), *encoding.to_bytes, text.size(), result);
+  append(std::u16string_view(text), *encoding.to_bytes, result);
   return result;
 }
 
@@ -71,8 +80,7 @@ ustring decode(std::string_view bytes, std::string_view encoding) {
     }
   }
   ustring result;
-  // No encoding gives more units than it has bytes.
-  append(bytes, *converter, bytes.size(), result);
+  append(bytes, *converter, result);
   return result;
 }
 

@@ -40,6 +40,7 @@ constexpr named_page named_pages[] = {
     {"greek", 28597},
     {"greek8", 28597},
     {"hebrew", 28598},
+    {"iso58gb231280", code_page::gbk},
     {"iso646irv1991", code_page::ascii},
     {"iso646us", code_page::ascii},
     {"iso88591", 28591},

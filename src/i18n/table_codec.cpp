@@ -24,13 +24,15 @@ stopped table_decoder::convert(const char*& from, const char* end, char16_t*& to
 
 stopped table_encoder::convert(const char16_t*& from, const char16_t* end, char*& to, char* to_end,
                                bool last) const noexcept {
-  return convert_characters(from, end, to, to_end, last, extends_ascii_, [this](const char16_t* at, const char16_t*) {
-    const std::uint16_t code = table_.codes[*at];
+  // A copy, which no store of a `char` can change.
+  const std::uint16_t* const codes = table_.codes.data();
+  return convert_characters(from, end, to, to_end, last, extends_ascii_, [codes](const char16_t* at, const char16_t*) {
+    const std::uint16_t code = codes[*at];
     const char low = static_cast<char>(code);
     if (code > 0xFF) {
       return character<char, 2>{1, 2, {static_cast<char>(code >> 8), low}};
     }
-    return character<char, 2>{1, table_.has_code(*at), {low}};
+    return character<char, 2>{1, code != code_page_table::no_code || *at == 0, {low}};
   });
 }
 

@@ -1,9 +1,9 @@
-// Named encodings, the active code page and file names. What the system's code pages contain is the system's affair;
-// tested is that the right one is reached, that characters and bytes outside it are treated as promised, and the
-// encodings that the library converts by itself.
+// Named encodings, the active code page and file names. The tables of code pages are compared with what the system
+// says; the encodings that are the library's own with facts.
 #include <i18n/convert.hpp>
 #include <i18n/encoding.hpp>
 #include <i18n/filesystem.hpp>
+#include <i18n/stream_converter.hpp>
 
 #include <gtest/gtest.h>
 
@@ -11,9 +11,14 @@
 
 #include <boost/system/system_error.hpp>
 
+#include <atomic>
+#include <cstdint>
+#include <functional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <thread>
+#include <type_traits>
 #include <vector>
 
 #include <windows.h>
@@ -56,6 +61,15 @@ TEST(NamedEncoding, EachNameAndAliasReachesItsCodePage) {
       {{"Shift_JIS", "sjis", "MS_Kanji", "windows-31j", "cp932"}, "a\x93\xFA\xB1", u"a\u65E5\uFF71"},
       {{"GBK", "GB2312"}, "\xD6\xD0\xB9\xFA", u"\u4E2D\u56FD"},
       {{"EUC-KR", "ks_c_5601-1987", "korean", "windows-949"}, "\xC7\xD1", u"\uD55C"},
+      {{"Big5", "csBig5"}, "\xA4\xA4", u"\u4E2D"},
+      {{"KOI8-U"}, "\xA4", u"\u0454"},
+      {{"ISO-8859-8-I", "hebrew"}, "\xE0", u"\u05D0"},
+      {{"ISO-8859-10", "Latin6"}, "\xA1\xFF", u"\u0104\u0138"},
+      {{"ISO-8859-11", "TIS-620", "windows-874"}, "\xA1", u"\u0E01"},
+      {{"ISO-8859-14", "iso-celtic"}, "\xA1\xFF", u"\u1E02\u00FF"},
+      {{"ISO-8859-16", "ISO_8859-16:2001"}, "\xA1\xAA", u"\u0104\u0218"},
+      {{"EUC-JP", "csEUCPkdFmtJapanese", "x-euc-jp"}, "a\xB0\xA1\x8E\xB1\x8F\xB0\xA1", u"a\u4E9C\uFF71\u4E02"},
+      {{"GB18030", "csGB18030", "54936"}, "\xA2\xE3\x81\x30\x81\x30\x94\x39\xFC\x36", u"\u20AC\u0080\U0001F600"},
       {{"UTF-8", "utf8", "Utf_8", "csUTF8", "cp65001"}, "\xE2\x82\xAC\xF0\x9F\x98\x80", u"\u20AC\U0001F600"},
       {{"UTF-16LE"}, "\xAC\x20\x3D\xD8\x00\xDE"s, u"\u20AC\U0001F600"},
       {{"UTF-16BE"}, "\x20\xAC\xD8\x3D\xDE\x00"s, u"\u20AC\U0001F600"},
@@ -86,6 +100,11 @@ TEST(NamedEncoding, DecodesByteOrderMarksAndReplacesWhatIsIllFormed) {
       {"UTF-32LE", "\x00\xD8\x00\x00\x00\x00\x11\x00\x41\x00\x00\x00\x41\x00"s, u"\uFFFD\uFFFDA\uFFFD"},
       {"Shift_JIS", "\x93 \x93\xFA\xFA", u"\uFFFD \u65E5\uFFFD"},
       {"windows-1253", "\xC1\xD2", u"\u0391\uFFFD"},
+      {"windows-1252", "\x81", u"\u0081"},
+      {"EUC-JP", "\x8F\xB0z\x8E\xFF\xB0\xB0\xA1\x8F\x8F\xB0\xA1\xB0",
+       u"\uFFFD\uFFFDz\uFFFD\uFFFD\u65ED\uFFFD\uFFFD\u4E02\uFFFD"},
+      {"GB18030", "\x80\x81\x30\x81\x7F\x84\x32\xA4\x30 \xE3\x32\x9A\x36\xFF",
+       u"\uFFFD\uFFFD0\uFFFD\x7F\uFFFD2\uFFFD0 \uFFFD2\uFFFD6\uFFFD"},
   };
   for (const auto& each : cases)
     EXPECT_EQ(decode(each.bytes, each.name), each.text) << each.name << testing::PrintToString(each.bytes);
@@ -102,30 +121,166 @@ TEST(NamedEncoding, WhatAnEncodingLacksIsReplacedByNothingSimilar) {
   EXPECT_EQ(encode(lone_high, "UTF-32LE"), "\xFD\xFF\x00\x00"s);
 }
 
-TEST(ToString, GivesTheActiveCodePageWhicheverThatIsAndThrowsTheFailureOfTheSystem) {
+template <class Text>
+std::uint64_t hash_of(const Text& text) {
+  std::uint64_t hash = 0xCBF29CE484222325;
+  for (const auto unit : text)
+    hash = (hash ^ std::make_unsigned_t<typename Text::value_type>(unit)) * 0x100000001B3;
+  return hash;
+}
+
+ustring all_code_points() {
+  ustring text;
+  for (char32_t value = 0; value != 0x110000; ++value) {
+    if (value >= 0x10000)
+      text += {static_cast<char16_t>(0xD7C0 + (value >> 10)), static_cast<char16_t>(0xDC00 + (value & 0x3FF))};
+    else if (value < 0xD800 || value > 0xDFFF)
+      text += static_cast<char16_t>(value);
+  }
+  return text;
+}
+
+// The hashes are those of another implementation's tables.
+TEST(NamedEncoding, TheLibrarysOwnTablesAreRight) {
+  const ustring all = all_code_points();
+  const std::string bytes = encode(all, "GB18030");
+  EXPECT_EQ(hash_of(bytes), 0x6DB6EB5BA8D28855U);
+  EXPECT_TRUE(decode(bytes, "GB18030") == all);
+  std::string upper_half;
+  for (int byte = 0x80; byte != 0x100; ++byte)
+    upper_half += static_cast<char>(byte);
+  ustring units;
+  for (const char* const name : {"ISO-8859-10", "ISO-8859-14", "ISO-8859-16"}) {
+    units += decode(upper_half, name);
+    EXPECT_EQ(encode(decode(upper_half, name), name), upper_half) << name;
+  }
+  EXPECT_EQ(hash_of(units), 0x1F84FE1B2D0C79A9U);
+}
+
+std::wstring system_decode(UINT page, const std::string& bytes) {
+  wchar_t units[8];
+  const int count =
+      MultiByteToWideChar(page, MB_ERR_INVALID_CHARS, bytes.data(), static_cast<int>(bytes.size()), units, 8);
+  return {units, units + count};
+}
+
+std::string system_encode(UINT page, wchar_t unit) {
+  char bytes[8];
+  return {bytes, bytes + WideCharToMultiByte(page, WC_NO_BEST_FIT_CHARS, &unit, 1, bytes, 8, nullptr, nullptr)};
+}
+
+/// What the library is to make of the bytes: what the system makes of them, or one replacement and then the second
+/// byte.
+ustring expected_units(UINT page, const std::string& bytes) {
+  const std::wstring units = system_decode(page, bytes);
+  if (!units.empty())
+    return {units.begin(), units.end()};
+  return bytes.size() == 1 ? u"\uFFFD" : u"\uFFFD" + expected_units(page, bytes.substr(1));
+}
+
+TEST(CodePages, EveryByteAndPairDecodesAndEveryUnitEncodesAsTheSystemSays) {
+  for (const UINT page : {437U,   737U,   850U,   874U,   932U,   936U,   949U,   950U,   1250U,  1251U,  1252U,
+                          1253U,  1254U,  1255U,  1256U,  1257U,  1258U,  500U,   20866U, 21866U, 28591U, 28592U,
+                          28593U, 28594U, 28595U, 28596U, 28597U, 28598U, 28599U, 28603U, 28605U}) {
+    const std::string name = page == 20866   ? "KOI8-R"
+                             : page == 21866 ? "KOI8-U"
+                             : page > 28590  ? "ISO-8859-" + std::to_string(page - 28590)
+                                             : "cp" + std::to_string(page);
+    for (unsigned lead = 0; lead != 0x100; ++lead) {
+      if (!IsDBCSLeadByteEx(page, static_cast<BYTE>(lead))) {
+        const std::string byte(1, static_cast<char>(lead));
+        ASSERT_EQ(decode(byte, name), expected_units(page, byte)) << name << ' ' << lead;
+        continue;
+      }
+      for (unsigned trail = 1; trail != 0x100; ++trail) {
+        const std::string pair{static_cast<char>(lead), static_cast<char>(trail)};
+        ASSERT_EQ(decode(pair, name), expected_units(page, pair)) << name << ' ' << lead << ' ' << trail;
+      }
+    }
+    for (unsigned unit = 0; unit != 0x10000; ++unit) {
+      if (unit < 0xD800 || unit > 0xDFFF) {
+        ASSERT_EQ(encode(ustring(1, static_cast<char16_t>(unit)), name),
+                  system_encode(page, static_cast<wchar_t>(unit)))
+            << name << ' ' << unit;
+      }
+    }
+  }
+}
+
+TEST(CodePages, AFailureOfTheSystemIsThrownAndTheNextUseReadsThePageWhichIsThenKept) {
+  // A page that no other test of this program uses.
+  injected<decltype(&GetCPInfo)> info(library, "GetCPInfo");
+  injected<decltype(&MultiByteToWideChar)> units(library, "MultiByteToWideChar");
+  injected<decltype(&WideCharToMultiByte)> bytes(library, "WideCharToMultiByte");
+  const std::function<void()> failures[] = {
+      [&] { info.fail_at(1, FALSE, ERROR_NOT_ENOUGH_MEMORY); }, [&] { units.fail_at(1, 0, ERROR_NOT_ENOUGH_MEMORY); },
+      [&] { units.fail_at(2000, 0, ERROR_NOT_ENOUGH_MEMORY); }, [&] { bytes.fail_at(1, 0, ERROR_NOT_ENOUGH_MEMORY); }};
+  for (const auto& fail : failures) {
+    info.reset(), units.reset(), bytes.reset();
+    fail();
+    try {
+      (void)decode("\x88\x61", "johab");
+      ADD_FAILURE() << "no exception";
+    } catch (const boost::system::system_error& e) {
+      EXPECT_EQ(e.code().value(), ERROR_NOT_ENOUGH_MEMORY);
+    }
+  }
+  EXPECT_EQ(decode("\x88\x61", "johab"), u"\uAC00");
+  units.reset(), bytes.reset();
+  EXPECT_EQ(decode("\x88", "johab"), u"\uFFFD");
+  EXPECT_EQ(encode(u"\uAC00\U0001F600", "johab"), "\x88\x61??");
+  EXPECT_EQ(units.calls() + bytes.calls(), 0U);
+}
+
+TEST(CodePages, ThreadsThatUseThemAtOnceReadEachOnce) {
+  injected<decltype(&GetCPInfo)> info(library, "GetCPInfo");
+  std::vector<std::thread> threads;
+  std::atomic<int> right = 0;
+  for (int thread = 0; thread != 8; ++thread) {
+    threads.emplace_back([&] {
+      for (const char* const name : {"IBM860", "IBM861", "IBM863", "IBM865"})
+        right += decode("\x80", name) == u"\u00C7" && encode(u"\u00C7", name) == "\x80";
+    });
+  }
+  for (std::thread& thread : threads)
+    thread.join();
+  EXPECT_EQ(right, 8 * 4);
+  EXPECT_EQ(info.calls(), 4U);
+}
+
+TEST(StreamConverter, AllocatesOnlyWhenItIsMade) {
+  injected<void* (*)(std::size_t)> allocations(library, "_Znwy");
+  const fl::i18n::stream_codecvt_string_to_ustring to_units("Shift_JIS", true);
+  const fl::i18n::stream_codecvt_utf8string_to_string to_bytes("UTF-16", true);
+  EXPECT_NE(allocations.calls(), 0U);
+  allocations.reset();
+  for (const char byte : "\x93\xFA\xE6\x97\xA5 \xFF\x93"s) {
+    const char* from = &byte;
+    char16_t units[2];
+    char16_t* unit = units;
+    to_units.convert(&unit, units + 2, &from, &byte + 1, false);
+    from = &byte;
+    char bytes[8];
+    char* to = bytes;
+    to_bytes.convert(&to, bytes + 8, &from, &byte + 1, false);
+  }
+  EXPECT_EQ(allocations.calls(), 0U);
+}
+
+TEST(ToString, GivesTheActiveCodePageWhicheverThatIs) {
   const struct {
     UINT page;
     std::string bytes;
   } cases[] = {{1252, "a\xE9???"}, {932, "a??\x93\xFA?"}, {CP_UTF8, "a\xC3\xA9\xE2\xB0\x80\xE6\x97\xA5\xEF\xBF\xBD"}};
-  injected<decltype(&WideCharToMultiByte)> convert(library, "WideCharToMultiByte");
-  convert.handle_with([](auto original, UINT page, DWORD flags, auto... rest) {
-    // Wine ignores what the real system refuses: this flag for UTF-8.
-    SetLastError(ERROR_INVALID_FLAGS);
-    return page == CP_UTF8 && flags == WC_NO_BEST_FIT_CHARS ? 0 : original(page, flags, rest...);
-  });
   injected<decltype(&GetACP)> active(library, "GetACP");
   for (const auto& each : cases) {
     active.handle_with([&](auto) { return each.page; });
     EXPECT_EQ(fl::i18n::to_string(u"a\u00E9\u2C00\u65E5" + lone_high), each.bytes) << each.page;
+    EXPECT_EQ(encode(u"a\u00E9\u2C00\u65E5" + lone_high, "System"), each.bytes) << each.page;
     EXPECT_EQ(fl::i18n::to_string(u""), "") << each.page;
   }
-  convert.fail_always(0, ERROR_NOT_ENOUGH_MEMORY);
-  try {
-    (void)encode(u"x", "windows-1252");
-    ADD_FAILURE() << "no exception";
-  } catch (const boost::system::system_error& e) {
-    EXPECT_EQ(e.code().value(), ERROR_NOT_ENOUGH_MEMORY);
-  }
+  active.handle_with([](auto) { return 54321U; });
+  EXPECT_THROW(fl::i18n::to_string(u"x"), fl::i18n::unknown_encoding);
 }
 
 TEST(FileNames, IllFormedNamesAreKeptOrRefused) {

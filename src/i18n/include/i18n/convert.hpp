@@ -8,7 +8,7 @@
 // A byte order mark is an ordinary character here: it is neither removed nor added.
 //
 // Thread safety: pure functions. They throw only `std::bad_alloc` and `std::length_error`, except `to_string`.
-// Not here: streams of text that arrives in pieces, and encodings by name (see encoding.hpp).
+// Not here: text that arrives in pieces (see stream_converter.hpp), and encodings by name (see encoding.hpp).
 #pragma once
 
 #include <i18n/export.hpp>
@@ -46,8 +46,7 @@ inline ustring utf8_to_ustring(const char* bytes) {
 /// The text in the active code page of the system. What that code page cannot represent becomes its default character,
 /// one for each UTF-16 unit; nothing is replaced by a merely similar character.
 ///
-/// Throws `boost::system::system_error` if the system refuses the conversion, and `std::length_error` for a text of
-/// more than 2^29 - 1 units.
+/// Throws as `encode` of encoding.hpp does for the encoding "SYSTEM".
 I18N_API std::string to_string(const ustring& text);
 
 }  // namespace fl::i18n
