@@ -25,8 +25,8 @@ constexpr int binary = static_cast<int>(std::ios_base::binary);
 
 const std::u16string european = u"\u00E4\u00F6\u00FC\u00DF\u00E9\u00E8\u00F1\u00E5\u0159\u0142\u20AC\u2019";
 
-// Lines of 40 to 80 units: ASCII, and now and then a European character. Nothing beyond the first plane: the peer stops
-// at a surrogate pair that meets the end of its buffer.
+// Lines of 40 to 80 units: ASCII, and now and then a European character. Nothing beyond the first plane: such a text of
+// some 100,000 units brings the peer's stream into a failed state.
 std::vector<std::u16string> make_lines() {
   std::vector<std::u16string> lines;
   std::uint32_t state = 1;
