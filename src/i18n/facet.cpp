@@ -1,8 +1,6 @@
 // The locale of `char16_t` streams: made once, then only read.
 #include <i18n/facet.hpp>
 
-#include "number_format.hpp"
-
 namespace fl::i18n::facet {
 namespace {
 
@@ -10,7 +8,7 @@ std::locale make_locale() {
   const std::locale with_classes(std::locale::classic(), new std::ctype<char16_t>);
   const std::locale with_punctuation(with_classes, new std::numpunct<char16_t>);
   const std::locale with_input(with_punctuation, new std::num_get<char16_t>);
-  return std::locale(with_input, new number_output);
+  return std::locale(with_input, new std::num_put<char16_t>);
 }
 
 }  // namespace

@@ -75,6 +75,23 @@ numpunct<char16_t>::~numpunct();
 template <>
 void numpunct<char16_t>::_M_initialize_numpunct(__c_locale native);
 
+template <>
+num_put<char16_t>::iter_type num_put<char16_t>::do_put(iter_type out, ios_base& io, char16_t fill, long value) const;
+template <>
+num_put<char16_t>::iter_type num_put<char16_t>::do_put(iter_type out, ios_base& io, char16_t fill,
+                                                       unsigned long value) const;
+template <>
+num_put<char16_t>::iter_type num_put<char16_t>::do_put(iter_type out, ios_base& io, char16_t fill,
+                                                       long long value) const;
+template <>
+num_put<char16_t>::iter_type num_put<char16_t>::do_put(iter_type out, ios_base& io, char16_t fill,
+                                                       unsigned long long value) const;
+template <>
+num_put<char16_t>::iter_type num_put<char16_t>::do_put(iter_type out, ios_base& io, char16_t fill, double value) const;
+
+template <>
+streamsize basic_streambuf<char16_t>::xsputn(const char16_t* units, streamsize count);
+
 /// Both take from the stream's buffer in blocks.
 template <>
 basic_istream<char16_t>& operator>>(basic_istream<char16_t>& in, u16string& word);
