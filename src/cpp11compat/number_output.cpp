@@ -1,8 +1,8 @@
 // Output of numbers. These functions write what the templates of the run-time library would write, unit for unit, only
 // sooner: the templates make one digit at a time, and let the C run-time format what is not an integer. What is rare or
 // would have to be rebuilt in detail is left to them: `bool`, addresses, `long double`, infinity and what is no number,
-// `hexfloat`, `showpoint`, more than `most_places`, and all numbers in a locale that groups digits or has another
-// point.
+// `hexfloat`, `showpoint`, a precision beyond `most_places`, and all numbers in a locale that groups digits or has
+// another point.
 #include <cpp11compat/char16_streams.hpp>
 
 #include <algorithm>
@@ -36,8 +36,7 @@ constexpr std::size_t real_size = std::numeric_limits<double>::max_exponent10 + 
 /// Whether a stream writes numbers as in the C locale.
 bool has_plain_punctuation(const ios_base& io) {
   using punctuation = std::__numpunct_cache<char16_t>;
-  // What the facets of a locale say is kept in it; `getloc` would copy the locale, and so count a reference up and
-  // down.
+  // A locale keeps what its facets say. (`getloc` would copy the locale, and so count a reference up and down.)
   const punctuation& kept = *std::__use_cache<punctuation>()(io._M_getloc());
   return !kept._M_use_grouping && kept._M_decimal_point == u'.' &&
          kept._M_atoms_out[std::__num_base::_S_odigits] == u'0';
@@ -119,8 +118,7 @@ output put_padded(output out, const ios_base& io, char16_t fill, std::u16string_
 }
 
 /// Writes a finished number and uses the width up. Inline with its callers, because then the iterator is taken apart
-/// into its fields: to copy it whole, as a call does, must wait until the stores of these fields have reached the
-/// cache.
+/// into its fields. A call copies it whole, and that waits until the stores of its fields have reached the cache.
 [[gnu::always_inline]] inline output put_number(output out, ios_base& io, char16_t fill, const char16_t* first,
                                                 const char16_t* last) {
   const std::streamsize size = last - first;
