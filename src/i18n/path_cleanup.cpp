@@ -60,11 +60,10 @@ std::vector<view> parts_of(view path, std::size_t begin, bool is_relative) {
     at += part.size();
     if (part == u".")
       continue;
-    if (part != u"..")
-      parts.push_back(part);
-    else if (!parts.empty() && parts.back() != u"..")
+    const bool is_parent = part == u"..";
+    if (is_parent && !parts.empty() && parts.back() != u"..")
       parts.pop_back();
-    else if (is_relative)
+    else if (!is_parent || is_relative)
       parts.push_back(part);
   }
   return parts;

@@ -98,6 +98,30 @@ TEST(FileStreams, ReachTheFileThatTheNameMeansInEveryForm) {
   EXPECT_TRUE(RemoveDirectoryW((root + deep).c_str()));
 }
 
+// The current directory matters for all but the absolute ones, so it is a short one.
+TEST(NativeAccessForm, GetsThePrefixWhereTheSystemsLimitWouldBeReached) {
+  const scratch_folder folder;
+  ASSERT_TRUE(SetCurrentDirectoryW(L"C:\\windows"));
+  const std::wstring tail = std::wstring(123, L'a') + L"\\" + std::wstring(123, L'b');  // 247 units
+  const std::pair<std::wstring, std::wstring> cases[] = {
+      {L"C:\\123456789" + tail, L""},
+      {L"C:/1234567890" + tail, L"\\\\?\\C:\\1234567890" + tail},
+      {L"\\\\srv\\share\\." + tail, L"\\\\?\\UNC\\srv\\share\\." + tail},
+      {L"1" + tail, L""},
+      {L"12" + tail, L"\\\\?\\C:\\windows\\12" + tail},
+      {L"C:12" + tail, L"\\\\?\\C:\\windows\\12" + tail},
+      {L"\\1234567890" + tail, L"\\\\?\\C:\\1234567890" + tail},
+      {L"..\\1234567890" + tail, L"\\\\?\\C:\\1234567890" + tail},
+      {L"\\\\?\\C:\\x\\..\\" + tail, L""},
+      {L"\\\\.\\" + tail + tail, L""},
+      {L"NUL", L""},
+      {L"", L""},
+  };
+  for (const auto& [name, form] : cases)
+    EXPECT_EQ(fl::filesystem::detail::make_native_access_form_with_cleanup_i18n(file_path(name).string()),
+              form.empty() ? name : form);
+}
+
 TEST(FileStreams, TellByIsOpenAloneThatAFileCannotBeOpened) {
   const scratch_folder folder;
   write_file(folder.file("held"), "x");
@@ -236,6 +260,10 @@ TEST(FileStreams, TakeNoMoreMemoryForAFileOf64MiB) {
   out << line << line << std::flush;
   const std::size_t before = private_bytes();
   std::size_t most = before;
+  {
+    const std::string other(4 * 1024 * 1024, 'x');
+    EXPECT_GT(private_bytes(), before + other.size() / 2) << "the figure would show it";
+  }
   for (std::size_t i = 2; i < lines; ++i) {
     out << line;
     if (i % 10000 == 0)

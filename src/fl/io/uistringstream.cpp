@@ -3,16 +3,13 @@
 
 #include <utility>
 
+#include "io/take_over.hpp"
+
 namespace foundation::core::io {
 namespace {
 
 std::ios_base::openmode with_in(int mode) {
   return static_cast<std::ios_base::openmode>(mode) | std::ios_base::in;
-}
-
-/// Empties `buffer` and returns what it was. Its mode goes along.
-std::basic_stringbuf<char16_t> take_over(std::basic_stringbuf<char16_t>& buffer) {
-  return std::exchange(buffer, std::basic_stringbuf<char16_t>(std::ios_base::openmode()));
 }
 
 }  // namespace
@@ -27,7 +24,7 @@ uistringstream::uistringstream(ustring initial, int mode) : uistream({}), buffer
   rdbuf(&buffer_);
 }
 
-uistringstream::uistringstream(uistringstream&& other) : uistream({}), buffer_(take_over(other.buffer_)) {
+uistringstream::uistringstream(uistringstream&& other) : uistream({}), buffer_(detail::take_over(other.buffer_)) {
   rdbuf(&buffer_);
 }
 
@@ -36,7 +33,7 @@ uistringstream::~uistringstream() = default;
 uistringstream& uistringstream::operator=(uistringstream&& other) {
   if (this == &other)
     return *this;
-  buffer_ = take_over(other.buffer_);
+  buffer_ = detail::take_over(other.buffer_);
   rdbuf(&buffer_);
   return *this;
 }

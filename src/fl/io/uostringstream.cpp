@@ -3,16 +3,13 @@
 
 #include <utility>
 
+#include "io/take_over.hpp"
+
 namespace foundation::core::io {
 namespace {
 
 std::ios_base::openmode with_out(int mode) {
   return static_cast<std::ios_base::openmode>(mode) | std::ios_base::out;
-}
-
-/// Empties `buffer` and returns what it was. Its mode goes along.
-std::basic_stringbuf<char16_t> take_over(std::basic_stringbuf<char16_t>& buffer) {
-  return std::exchange(buffer, std::basic_stringbuf<char16_t>(std::ios_base::openmode()));
 }
 
 }  // namespace
@@ -27,7 +24,7 @@ uostringstream::uostringstream(ustring initial, int mode) : uostream({}), buffer
   rdbuf(&buffer_);
 }
 
-uostringstream::uostringstream(uostringstream&& other) : uostream({}), buffer_(take_over(other.buffer_)) {
+uostringstream::uostringstream(uostringstream&& other) : uostream({}), buffer_(detail::take_over(other.buffer_)) {
   rdbuf(&buffer_);
 }
 
@@ -36,7 +33,7 @@ uostringstream::~uostringstream() = default;
 uostringstream& uostringstream::operator=(uostringstream&& other) {
   if (this == &other)
     return *this;
-  buffer_ = take_over(other.buffer_);
+  buffer_ = detail::take_over(other.buffer_);
   rdbuf(&buffer_);
   return *this;
 }

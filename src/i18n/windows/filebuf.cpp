@@ -23,7 +23,7 @@ template <class Char, class Traits>
 basic_filebuf<Char, Traits>::~basic_filebuf() {
   try {
     this->close();
-  } catch (...) {  // NOLINT(bugprone-empty-catch): nobody is left who could be told
+  } catch (...) {  // nobody is left who could be told
   }
 }
 

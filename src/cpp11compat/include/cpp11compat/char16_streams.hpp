@@ -14,7 +14,8 @@
 //
 // Include it in every source file that uses a `char16_t` stream, directly or through the headers of such streams,
 // before the first use. A file that does not gets a copy of its own module again: it compiles, and then `<<` and `>>`
-// of numbers fail in it with `badbit`, `std::use_facet` throws `std::bad_cast` and text is read one unit at a time.
+// of numbers fail in it with `badbit`, `std::use_facet` throws `std::bad_cast` and text is read one unit at a time. The
+// linker may give that copy to other files of the module too.
 //
 // A locale must hold the facets before a stream can format, read or skip white space: those of a program's global
 // locale do not include them. Streams without them can pass text and blocks of units.
@@ -25,7 +26,8 @@
 //    nothing belongs to any other class or has another case. `widen` gives the unit with the number of the byte, so
 //    Latin-1; `narrow` gives the byte up to U+007F and the default beyond.
 //  - `std::numpunct<char16_t>`: as in the C locale, `.`, no grouping, `true` and `false`.
-//  - `std::num_put<char16_t>`, `std::num_get<char16_t>`: the general templates over these.
+//  - `std::num_put<char16_t>`, `std::num_get<char16_t>`: numbers as the general templates write and read them over
+//    these, or over what another locale has in their place. Integers and doubles are written by a shorter road.
 // Money, times, collation and file buffers of `char16_t` are not here.
 //
 // Thread safety: facets are immutable; for the streams, one thread at a time per stream.
@@ -73,7 +75,24 @@ const char16_t* ctype<char16_t>::do_narrow(const char16_t* first, const char16_t
 template <>
 numpunct<char16_t>::~numpunct();
 template <>
-void numpunct<char16_t>::_M_initialize_numpunct(__c_locale native);
+void numpunct<char16_t>::_M_initialize_numpunct(__c_locale native);  // NOLINT(bugprone-reserved-identifier)
+
+template <>
+num_put<char16_t>::iter_type num_put<char16_t>::do_put(iter_type out, ios_base& io, char16_t fill, long value) const;
+template <>
+num_put<char16_t>::iter_type num_put<char16_t>::do_put(iter_type out, ios_base& io, char16_t fill,
+                                                       unsigned long value) const;
+template <>
+num_put<char16_t>::iter_type num_put<char16_t>::do_put(iter_type out, ios_base& io, char16_t fill,
+                                                       long long value) const;
+template <>
+num_put<char16_t>::iter_type num_put<char16_t>::do_put(iter_type out, ios_base& io, char16_t fill,
+                                                       unsigned long long value) const;
+template <>
+num_put<char16_t>::iter_type num_put<char16_t>::do_put(iter_type out, ios_base& io, char16_t fill, double value) const;
+
+template <>
+streamsize basic_streambuf<char16_t>::xsputn(const char16_t* units, streamsize count);
 
 /// Both take from the stream's buffer in blocks.
 template <>

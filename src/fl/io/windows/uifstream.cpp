@@ -35,6 +35,7 @@ uifstream::~uifstream() = default;
 
 uifstream& uifstream::operator=(uifstream&& other) {
   std::basic_istream<char16_t>::operator=(std::move(other));
+  // NOLINTNEXTLINE(bugprone-use-after-move): the base has taken its own part only
   adaptor = std::move(other.adaptor);
   file = std::move(other.file);
   return *this;

@@ -35,6 +35,7 @@ uofstream::~uofstream() = default;
 
 uofstream& uofstream::operator=(uofstream&& other) {
   std::basic_ostream<char16_t>::operator=(std::move(other));
+  // NOLINTNEXTLINE(bugprone-use-after-move): the base has taken its own part only
   adaptor = std::move(other.adaptor);
   file = std::move(other.file);
   return *this;

@@ -1,0 +1,17 @@
+// What the moves of the string streams share.
+#pragma once
+
+#include <ios>
+#include <sstream>
+#include <utility>
+
+#include <cpp11compat/char16_streams.hpp>
+
+namespace foundation::core::io::detail {
+
+/// Empties `buffer` and returns what it was. Its mode goes along: until it is assigned to, it takes and gives nothing.
+inline std::basic_stringbuf<char16_t> take_over(std::basic_stringbuf<char16_t>& buffer) {
+  return std::exchange(buffer, std::basic_stringbuf<char16_t>(std::ios_base::openmode()));
+}
+
+}  // namespace foundation::core::io::detail

@@ -1,0 +1,146 @@
+// Text on `char16_t` streams, against the streams of `char` that do the same.
+#include <i18n/facet.hpp>
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+
+#include "seeded_random.hpp"
+
+namespace {
+
+using test_support::seeded_random;
+
+const std::locale& locale = fl::i18n::facet::get_global_std_locale();
+
+/// Text that comes in pieces of random size, or unit by unit without ever being ready, and goes into such pieces.
+class pieces : public std::basic_streambuf<char16_t> {
+ public:
+  pieces(seeded_random& random, std::u16string text) : random_(random), text_(std::move(text)) {}
+
+  bool throws_at_end = false;
+  std::u16string taken() const { return taken_ + std::u16string(pbase(), pptr()); }
+
+ protected:
+  int_type underflow() override {
+    if (place_ == text_.size() && throws_at_end)
+      throw std::runtime_error("no more");
+    if (place_ == text_.size())
+      return traits_type::eof();
+    if (is_unbuffered_)
+      return text_[place_];
+    const std::size_t size = std::min<std::size_t>(random_.between(1, 40), text_.size() - place_);
+    setg(&text_[place_], &text_[place_], &text_[place_] + size);
+    place_ += size;
+    return *gptr();
+  }
+
+  int_type uflow() override {
+    if (!is_unbuffered_)
+      return std::basic_streambuf<char16_t>::uflow();
+    return place_ == text_.size() ? traits_type::eof() : text_[place_++];
+  }
+
+  int_type overflow(int_type unit) override {
+    taken_.append(pbase(), pptr()).push_back(traits_type::to_char_type(unit));
+    setp(block_, block_ + random_.below(std::size(block_)));
+    return unit;
+  }
+
+ private:
+  seeded_random& random_;
+  std::u16string text_;
+  std::size_t place_ = 0;
+  bool is_unbuffered_ = random_.chance(20);
+  std::u16string taken_;
+  char16_t block_[40];
+};
+
+TEST(Char16Input, OfWordsAndLinesIsThatOfCharStreams) {
+  seeded_random random;
+  for (int i = 0; i != 3000; ++i) {
+    const auto text =
+        random.text<std::string>(random.below(200), random.chance(50) ? "abcdefghi \n" : "aaaaaaaaaaaaaa\t;");
+    pieces buffer(random, {text.begin(), text.end()});
+    std::basic_istream<char16_t> in(&buffer);
+    in.imbue(locale);
+    std::istringstream oracle(text);
+    std::u16string got = u"old";
+    std::string wanted = "old";
+    while (oracle.good() || random.chance(50)) {
+      if (random.chance(50)) {
+        const char delimiter = random.chance(50) ? '\n' : ';';
+        std::getline(in, got, static_cast<char16_t>(delimiter));
+        std::getline(oracle, wanted, delimiter);
+      } else {
+        oracle.width(random.chance(50) ? 0 : static_cast<int>(random.below(20)));
+        in.width(oracle.width());
+        in >> got;
+        oracle >> wanted;
+      }
+      ASSERT_EQ(got, std::u16string(wanted.begin(), wanted.end())) << text;
+      ASSERT_EQ(in.rdstate(), oracle.rdstate()) << text;
+      ASSERT_EQ(in.width(), oracle.width());
+    }
+  }
+}
+
+TEST(Char16Input, TurnsAnExceptionOfTheBufferIntoBadbitOrRethrowsIt) {
+  seeded_random random;
+  for (const bool reads_line : {false, true}) {
+    pieces buffer(random, u"abc");
+    buffer.throws_at_end = true;
+    std::basic_istream<char16_t> in(&buffer);
+    in.imbue(locale);
+    std::u16string got;
+    const auto read = [&] { reads_line ? std::getline(in, got) : in >> got; };
+    read();
+    EXPECT_EQ(got, u"abc");
+    EXPECT_EQ(in.rdstate(), std::ios_base::badbit);
+    in.clear();
+    in.exceptions(std::ios_base::badbit);
+    EXPECT_THROW(read(), std::runtime_error);
+  }
+}
+
+TEST(Char16Output, OfBlocksOfEverySizeFitsIntoPiecesOfEverySize) {
+  seeded_random random;
+  for (int i = 0; i != 3000; ++i) {
+    pieces buffer(random, {});
+    std::u16string wanted;
+    for (int block = 0; block != 10; ++block) {
+      const auto text = random.text<std::u16string>(random.below(50), u"abcdefghijklmnopqrstuvwxyz\xFFFE");
+      wanted += text;
+      ASSERT_EQ(buffer.sputn(text.data(), static_cast<std::streamsize>(text.size())),
+                static_cast<std::streamsize>(text.size()));
+    }
+    ASSERT_EQ(buffer.taken(), wanted);
+  }
+}
+
+TEST(Char16Classes, AreThoseOfTheCLocaleAndTheBreakingSpaces) {
+  const auto& wide = std::use_facet<std::ctype<char16_t>>(locale);
+  const auto& narrow = std::use_facet<std::ctype<char>>(std::locale::classic());
+  for (int code = 0; code != 0x80; ++code) {
+    const auto byte = static_cast<char>(code);
+    const auto unit = static_cast<char16_t>(code);
+    for (int bit = 0; bit != 16; ++bit) {
+      const auto mask = static_cast<std::ctype_base::mask>(1 << bit);
+      EXPECT_EQ(wide.is(mask, unit), narrow.is(mask, byte)) << code;
+    }
+    EXPECT_EQ(wide.toupper(unit), static_cast<char16_t>(narrow.toupper(byte)));
+    EXPECT_EQ(wide.tolower(unit), static_cast<char16_t>(narrow.tolower(byte)));
+    EXPECT_EQ(wide.widen(byte), unit);
+    EXPECT_EQ(wide.narrow(unit, '?'), byte);
+  }
+  std::u16string spaces;
+  for (int code = 0x80; code != 0x10000; ++code) {
+    if (wide.is(std::ctype_base::space, static_cast<char16_t>(code)))
+      spaces.push_back(static_cast<char16_t>(code));
+  }
+  EXPECT_EQ(spaces, u"\x85\x1680\x2000\x2001\x2002\x2003\x2004\x2005\x2006\x2008\x2009\x200A\x2028\x2029\x205F\x3000");
+  EXPECT_EQ(wide.widen('\xE9'), u'\xE9');
+  EXPECT_EQ(wide.narrow(u'\xE9', '?'), '?');
+}
+
+}  // namespace
