@@ -35,33 +35,32 @@ std::size_t room(const A* a, const A* a_end, const B* b, const B* b_end) {
   return first < second ? first : second;
 }
 
-/// Reads a block, writes a block and returns how many characters at its start are ASCII; what was written behind those
-/// is of no use.
-inline std::size_t copy_ascii_block(const char* from, char16_t* to) {
+/// Reads a block, writes a block and returns which of its characters are not ASCII, one bit each; what was written from
+/// the first of them on is of no use.
+inline unsigned copy_ascii_block(const char* from, char16_t* to) {
   const __m128i bytes = load_block(from);
   const __m128i zero = _mm_setzero_si128();
   store_block(to, _mm_unpacklo_epi8(bytes, zero));
   store_block(to + ascii_block / 2, _mm_unpackhi_epi8(bytes, zero));
-  const auto beyond = static_cast<unsigned>(_mm_movemask_epi8(bytes));
-  return static_cast<std::size_t>(std::countr_zero(beyond | 1U << ascii_block));
+  return static_cast<unsigned>(_mm_movemask_epi8(bytes));
 }
 
-inline std::size_t copy_ascii_block(const char16_t* from, char* to) {
-  const __m128i zero = _mm_setzero_si128();
-  const __m128i above = _mm_set1_epi16(static_cast<short>(0xFF80));
+inline unsigned copy_ascii_block(const char16_t* from, char* to) {
   const __m128i low = load_block(from);
   const __m128i high = load_block(from + ascii_block / 2);
   store_block(to, _mm_packus_epi16(low, high));
-  const __m128i ascii = _mm_packs_epi16(_mm_cmpeq_epi16(_mm_and_si128(low, above), zero),
-                                        _mm_cmpeq_epi16(_mm_and_si128(high, above), zero));
-  return static_cast<std::size_t>(std::countr_one(static_cast<unsigned>(_mm_movemask_epi8(ascii))));
+  const __m128i limit = _mm_set1_epi16(0x7F);
+  const __m128i zero = _mm_setzero_si128();
+  const __m128i ascii = _mm_packs_epi16(_mm_cmpeq_epi16(_mm_subs_epu16(low, limit), zero),
+                                        _mm_cmpeq_epi16(_mm_subs_epu16(high, limit), zero));
+  return static_cast<unsigned>(_mm_movemask_epi8(ascii)) ^ 0xFFFF;
 }
 
 /// Copies whole blocks of ASCII, as many as follow each other, and moves both positions behind them.
 template <class Out, class In>
 void copy_ascii_blocks(const In*& from, const In* end, Out*& to, const Out* to_end) {
   const In* const last = from + room(from, end, to, to_end) / ascii_block * ascii_block;
-  for (; from != last && copy_ascii_block(from, to) == ascii_block; to += ascii_block) {
+  for (; from != last && copy_ascii_block(from, to) == 0; to += ascii_block) {
     from += ascii_block;
   }
 }
@@ -78,13 +77,14 @@ void convert_blocks(const In*& from_place, const In* end, Out*& to_place, const 
   bool going = true;
   while (going && room(from, end, to, to_end) >= step_room) {
     if (is_ascii(*from)) {
-      const std::size_t count = copy_ascii_block(from, to);
-      from += count;
-      to += count;
-      if (count == ascii_block) {
+      const unsigned others = copy_ascii_block(from, to);
+      if (others == 0) {
         copy_ascii_blocks(from, end, to, to_end);
         continue;
       }
+      const int count = std::countr_zero(others);
+      from += count;
+      to += count;
     }
     going = Take(from, to);
   }

@@ -27,7 +27,7 @@ void reserve(std::basic_string<Out>& result, std::size_t count, std::size_t take
   }
 }
 
-/// Appends `text`, converted, to `result`, which is empty or a byte order mark.
+/// Appends `text`, converted, to `result`, which is empty or a byte order mark. By way of a small area, as in utf.cpp.
 template <class Out, class In>
 void append(std::basic_string_view<In> text, const codec<Out, In>& converter, std::basic_string<Out>& result) {
   constexpr std::size_t area_size = 4096 / sizeof(Out);

@@ -84,8 +84,10 @@ inline std::uint32_t load_four(const char* from) {
 }
 
 /// How many of the eight 16-bit lanes have all bits set before the first that has not.
-inline std::size_t leading_lanes(__m128i lanes) {
-  return static_cast<std::size_t>(std::countr_one(static_cast<unsigned>(_mm_movemask_epi8(lanes)))) / 2;
+inline int leading_lanes(__m128i lanes) {
+  const auto mask = static_cast<unsigned>(_mm_movemask_epi8(lanes));
+  // Within a long run the branch lets the processor go on before it knows the mask.
+  return mask == 0xFFFF ? 8 : std::countr_one(mask) / 2;
 }
 
 inline __m128i lanes16(int value) {
@@ -110,7 +112,7 @@ inline bool take_two_bytes(const char*& from, char16_t*& to) {
   const __m128i overlong = _mm_cmpeq_epi16(_mm_and_si128(pairs, lanes16(0x001E)), _mm_setzero_si128());
   store_block(to, _mm_or_si128(_mm_slli_epi16(_mm_and_si128(pairs, lanes16(0x1F)), 6),
                                _mm_and_si128(_mm_srli_epi16(pairs, 8), lanes16(0x3F))));
-  const std::size_t count = leading_lanes(_mm_andnot_si128(overlong, formed));
+  const int count = leading_lanes(_mm_andnot_si128(overlong, formed));
   from += 2 * count;
   to += count;
   return count != 0;
@@ -155,7 +157,7 @@ inline bool take_three_bytes(const char*& from, char16_t*& to) {
   const __m128i range = _mm_and_si128(values, lanes16(0xF800));
   const __m128i overlong = _mm_cmpeq_epi16(range, _mm_setzero_si128());
   const __m128i surrogate = _mm_cmpeq_epi16(range, lanes16(0xD800));
-  const std::size_t count = leading_lanes(_mm_andnot_si128(_mm_or_si128(overlong, surrogate), formed));
+  const int count = leading_lanes(_mm_andnot_si128(_mm_or_si128(overlong, surrogate), formed));
   from += 3 * count;
   to += count;
   return count != 0;

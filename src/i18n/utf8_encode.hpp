@@ -46,7 +46,7 @@ inline bool take_two_byte_units(const char16_t*& from, char*& to) {
   const __m128i below = _mm_cmpeq_epi16(_mm_and_si128(units, lanes16(0xF800)), zero);
   const __m128i ascii = _mm_cmpeq_epi16(_mm_and_si128(units, lanes16(0xFF80)), zero);
   store_block(to, pairs_of(units));
-  const std::size_t count = leading_lanes(_mm_andnot_si128(ascii, below));
+  const int count = leading_lanes(_mm_andnot_si128(ascii, below));
   from += count;
   to += 2 * count;
   return true;
@@ -67,7 +67,7 @@ inline bool take_three_byte_units(const char16_t*& from, char*& to) {
   const __m128i others = _mm_or_si128(_mm_cmpeq_epi16(range, zero), _mm_cmpeq_epi16(range, lanes16(0xD800)));
   store_triples(to, _mm_unpacklo_epi16(units, zero));
   store_triples(to + 12, _mm_unpackhi_epi16(units, zero));
-  const std::size_t count = leading_lanes(_mm_cmpeq_epi16(others, zero));
+  const int count = leading_lanes(_mm_cmpeq_epi16(others, zero));
   from += count;
   to += 3 * count;
   return true;

@@ -1,13 +1,13 @@
-// Conversion between UTF-8 and UTF-16, against a slow decoder that knows nothing but how one code point is written.
+// Conversion between UTF-8 and UTF-16, against a slow decoder that knows nothing but the list of well-formed sequences.
 #include <i18n/convert.hpp>
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 namespace {
@@ -40,29 +40,41 @@ ustring reference_utf16(char32_t value) {
           static_cast<char16_t>(0xDC00 + ((value - 0x10000) & 0x3FF))};
 }
 
-// The code point of every well-formed sequence, and U+FFFD for every beginning of one.
-const std::unordered_map<std::string, char32_t>& sequences() {
-  static const auto result = [] {
-    std::unordered_map<std::string, char32_t> known;
-    for (char32_t value = 0; value != code_point_end; ++value) {
-      const std::string bytes = is_surrogate(value) ? std::string() : reference_utf8(value);
-      for (std::size_t length = 1; length <= bytes.size(); ++length)
-        known.emplace(bytes.substr(0, length), length == bytes.size() ? value : 0xFFFD);
-    }
-    return known;
-  }();
-  return result;
-}
+// The well-formed sequences, as the standard lists them: the range of each byte.
+struct byte_range {
+  unsigned char first, last;
+};
+constexpr byte_range trail{0x80, 0xBF};
+struct form {
+  std::size_t length;
+  std::array<byte_range, 4> bytes;
+};
+constexpr form forms[] = {{1, {{{0x00, 0x7F}}}},
+                          {2, {{{0xC2, 0xDF}, trail}}},
+                          {3, {{{0xE0, 0xE0}, {0xA0, 0xBF}, trail}}},
+                          {3, {{{0xE1, 0xEC}, trail, trail}}},
+                          {3, {{{0xED, 0xED}, {0x80, 0x9F}, trail}}},
+                          {3, {{{0xEE, 0xEF}, trail, trail}}},
+                          {4, {{{0xF0, 0xF0}, {0x90, 0xBF}, trail, trail}}},
+                          {4, {{{0xF1, 0xF3}, trail, trail, trail}}},
+                          {4, {{{0xF4, 0xF4}, {0x80, 0x8F}, trail, trail}}}};
 
 ustring reference_decode(std::string_view bytes) {
   ustring result;
+  const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(bytes[i]); };
   while (!bytes.empty()) {
     std::size_t taken = 1;
     char32_t value = 0xFFFD;
-    for (std::size_t length = 1; length <= 4 && length <= bytes.size(); ++length) {
-      if (const auto found = sequences().find(std::string(bytes.substr(0, length))); found != sequences().end()) {
-        taken = length;
-        value = found->second;
+    for (const form& each : forms) {
+      std::size_t same = 0;
+      while (same != each.length && same != bytes.size() && byte(same) >= each.bytes[same].first &&
+             byte(same) <= each.bytes[same].last)
+        ++same;
+      taken = std::max(taken, same);
+      if (same == each.length) {
+        value = same == 1 ? byte(0) : byte(0) & 0x7FU >> same;
+        for (std::size_t i = 1; i != same; ++i)
+          value = value << 6 | (byte(i) & 0x3F);
       }
     }
     result += reference_utf16(value);
@@ -96,11 +108,27 @@ bool encodes_as_reference(const ustring& text) {
   return ustring_to_utf8(std::u16string_view(exact.data(), exact.size())) == reference_encode(text);
 }
 
-TEST(Utf, KnownIllFormedBytesGiveOneReplacementForEachMaximalSubpart) {
-  EXPECT_EQ(utf8_to_ustring("\xE2\x82\x41"), u"\uFFFDA");
-  EXPECT_EQ(utf8_to_ustring("\xED\xA0\x80"), u"\uFFFD\uFFFD\uFFFD");
-  EXPECT_EQ(utf8_to_ustring("\xF4\x90\x80\x80"), u"\uFFFD\uFFFD\uFFFD\uFFFD");
-  EXPECT_EQ(utf8_to_ustring("\xE1\x80\xE2\xF0\x91\x92\xF1\xBF\x41"), u"\uFFFD\uFFFD\uFFFD\uFFFDA");
+TEST(Utf, KnownIllFormedTextGivesOneReplacementForEachMaximalSubpart) {
+  const struct {
+    std::string_view bytes;
+    std::size_t replacements;
+    ustring rest;
+  } known[] = {{"\xC0\xAF", 2, u""},
+               {"\xE0\x80\xAF", 3, u""},
+               {"\xED\xA0\x80", 3, u""},
+               {"\xF4\x90\x80\x80", 4, u""},
+               {"\xE2\x82", 1, u""},
+               {"\xE2\x82\x41", 1, u"A"},
+               {"\xF0\x90\x80", 1, u""},
+               {"\xF0\x80\x80", 3, u""},
+               {"\xFE\xFE\xFF\xFF", 4, u""},
+               {"\xC3\xC3\xA9", 1, u"\u00E9"},
+               {"\xE1\x80\xE2\xF0\x91\x92\xF1\xBF\x41", 4, u"A"}};
+  for (const auto& [bytes, replacements, rest] : known)
+    EXPECT_EQ(utf8_to_ustring(bytes), ustring(replacements, 0xFFFD) + rest) << testing::PrintToString(bytes);
+  EXPECT_EQ(ustring_to_utf8(ustring{0xD800}), "\xEF\xBF\xBD");
+  EXPECT_EQ(ustring_to_utf8(ustring{0xDFFF, 0xD800}), "\xEF\xBF\xBD\xEF\xBF\xBD");
+  EXPECT_EQ(ustring_to_utf8(ustring{0xD83D, 0xD83D, 0xDE00, 0xDE00}), "\xEF\xBF\xBD\xF0\x9F\x98\x80\xEF\xBF\xBD");
 }
 
 TEST(Utf, EveryCodePointGoesThroughBothWays) {
@@ -117,20 +145,44 @@ constexpr std::array edge_bytes = {'\x00', '\x7F', '\x80', '\x8F', '\x90', '\x9F
                                    '\xC0', '\xC1', '\xC2', '\xDF', '\xE0', '\xE1', '\xEC', '\xED',
                                    '\xEE', '\xEF', '\xF0', '\xF1', '\xF3', '\xF4', '\xF5', '\xFF'};
 
-TEST(Utf, ThreeAndFourBytesAtTheEdgesOfAllRangesDecodeAsTheReference) {
+// Alone, where nothing may be read beyond the end, and one behind the other with ASCII between, where whole blocks are.
+TEST(Utf, EveryOneToThreeBytesDecodeAsTheReference) {
+  for (int a = 0; a != 256; ++a) {
+    ASSERT_TRUE(decodes_as_reference({static_cast<char>(a)})) << a;
+    for (int b = 0; b != 256; ++b) {
+      ASSERT_TRUE(decodes_as_reference({static_cast<char>(a), static_cast<char>(b)})) << a << ' ' << b;
+      std::vector<char> alone{static_cast<char>(a), static_cast<char>(b), 0};
+      std::string row;
+      ustring expected_row;
+      for (int c = 0; c != 256; ++c) {
+        alone[2] = static_cast<char>(c);
+        const std::string_view bytes(alone.data(), alone.size());
+        const ustring expected = reference_decode(bytes);
+        ASSERT_EQ(utf8_to_ustring(bytes), expected) << testing::PrintToString(bytes);
+        row.append(bytes).append("x");
+        expected_row.append(expected).append(u"x");
+      }
+      ASSERT_EQ(utf8_to_ustring(row), expected_row) << a << ' ' << b;
+    }
+  }
+}
+
+TEST(Utf, FourBytesAtTheEdgesOfAllRangesDecodeAsTheReference) {
   for (const char a : edge_bytes) {
     for (const char b : edge_bytes) {
       for (const char c : edge_bytes) {
-        ASSERT_TRUE(decodes_as_reference({a, b, c})) << testing::PrintToString(std::string{a, b, c});
-        for (const char d : edge_bytes)
+        std::string row;
+        for (const char d : edge_bytes) {
           ASSERT_TRUE(decodes_as_reference({a, b, c, d})) << testing::PrintToString(std::string{a, b, c, d});
+          row.append({a, b, c, d, 'x'});
+        }
+        ASSERT_TRUE(decodes_as_reference(row)) << testing::PrintToString(row);
       }
     }
   }
 }
 
 TEST(Utf, UnitsAtTheEdgesOfAllRangesEncodeAsTheReference) {
-  EXPECT_EQ(ustring_to_utf8(ustring{0xD83D, 0xD83D, 0xDE00, 0xDE00}), "\xEF\xBF\xBD\xF0\x9F\x98\x80\xEF\xBF\xBD");
   constexpr char16_t edges[] = {0x0, 0x7F, 0x80, 0x7FF, 0x800, 0xD7FF, 0xD800, 0xDBFF, 0xDC00, 0xDFFF, 0xE000, 0xFFFF};
   for (const char16_t a : edges) {
     for (const char16_t b : edges) {
@@ -141,17 +193,43 @@ TEST(Utf, UnitsAtTheEdgesOfAllRangesEncodeAsTheReference) {
   }
 }
 
-// The fast path takes sixteen characters at a time: something else stands at every place before, in and behind such
-// blocks.
-TEST(Utf, ARunOfAsciiMayEndAnywhere) {
-  const std::string byte_breaks[] = {"", "\xC3\xA9", "\xE2\x82\xAC", "\xF0\x9F\x98\x80", "\x80", "\xFF", "\xE2\x82"};
-  const ustring unit_breaks[] = {u"", u"\u0080", u"\u00FF", u"\u0100", u"\u4100", u"\U0001F600", ustring(1, 0xD800)};
-  for (std::size_t before = 0; before != 50; ++before) {
-    for (std::size_t after = 0; after != 35; ++after) {
-      for (const std::string& each : byte_breaks)
-        ASSERT_TRUE(decodes_as_reference(std::string(before, 'x') + each + std::string(after, '\x7F'))) << before;
-      for (const ustring& each : unit_breaks)
-        ASSERT_TRUE(encodes_as_reference(ustring(before, u'x') + each + ustring(after, u'\x7F'))) << before;
+// Between runs of ASCII: well-formed characters of each length, and what is ill-formed.
+const std::string byte_breaks[] = {"", "\xC3\xA9", "\xE2\x82\xAC", "\xF0\x9F\x98\x80", "\x80", "\xFF", "\xE2\x82"};
+const ustring unit_breaks[] = {u"", u"\u0080", u"\u07FF", u"\u0800", u"\uFFFF", u"\U0001F600", ustring(1, 0xD800)};
+
+// Whole blocks are converted at once: something else stands at every place before, in and behind them, up to nine times
+// in a row.
+TEST(Utf, ARunOfCharactersOfOneKindMayEndAnywhere) {
+  for (std::size_t place = 0; place != 50 * 9 * 7 * 7; ++place) {
+    const std::size_t before = place % 50, repeated = place / 50 % 9 + 1, one = place / 450 % 7, other = place / 3150;
+    std::string bytes(before, 'x');
+    ustring units(before, u'x');
+    for (std::size_t i = 0; i != repeated; ++i) {
+      bytes += byte_breaks[one];
+      units += unit_breaks[one];
+    }
+    // With much behind it all that is converted in blocks; with little, nothing.
+    for (const std::size_t after : {place % 16, place % 16 + 48}) {
+      ASSERT_TRUE(decodes_as_reference(bytes + byte_breaks[other] + std::string(after, '\x7F'))) << place;
+      ASSERT_TRUE(encodes_as_reference(units + unit_breaks[other] + ustring(after, u'\x7F'))) << place;
+    }
+  }
+}
+
+// A piece ends at 2048 units or 4096 bytes, with or without a character there that does not fit or is none.
+TEST(Utf, ATextOfSeveralPiecesIsAsTheReference) {
+  for (std::size_t shift = 0; shift != 16; ++shift) {
+    std::string bytes(2040 + shift, 'x');
+    ustring units(4088 + shift, u'x');
+    for (std::size_t one = 0; one != std::size(byte_breaks); ++one) {
+      for (int i = 0; i != 1000; ++i) {
+        bytes += byte_breaks[one];
+        units += unit_breaks[one];
+      }
+      ASSERT_TRUE(decodes_as_reference(bytes)) << shift << ' ' << one;
+      ASSERT_TRUE(encodes_as_reference(units)) << shift << ' ' << one;
+      bytes = bytes.substr(0, 2040 + shift);
+      units = units.substr(0, 4088 + shift);
     }
   }
 }

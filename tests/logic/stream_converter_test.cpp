@@ -154,6 +154,8 @@ void expect_refusal(const char* name, const std::basic_string<In>& text, std::ui
     for (std::size_t first = 0; first <= text.size(); ++first) {
       const Converter converter(name, false);
       std::basic_string<Out> result;
+      feed(converter, std::basic_string_view<In>(text).substr(0, position), first, 2, area, result);
+      result.clear();  // of another text, before
       try {
         feed(converter, std::basic_string_view<In>(text), first, first % 3 + 1, area, result);
         FAIL() << name << " took it";
