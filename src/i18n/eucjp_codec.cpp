@@ -57,13 +57,22 @@ character<char, 3> bytes_of(char16_t unit, const code_page_table& table) {
 
 stopped eucjp_decoder::convert(const char*& from, const char* end, char16_t*& to, char16_t* to_end,
                                bool last) const noexcept {
-  return convert_characters(from, end, to, to_end, last, true,
+  const auto step = [in_page = decoding_step(table_)](const char*& at, char16_t*& out) {
+    const auto byte = [at](std::size_t index) { return static_cast<unsigned char>(at[index]); };
+    return (byte(0) < 0x80 || (is_trail(byte(0)) && is_trail(byte(1)))) && in_page(at, out);
+  };
+  return convert_characters(from, end, to, to_end, last, true, step,
                             [this](const char* at, const char* at_end) { return take(at, at_end, table_); });
 }
 
 stopped eucjp_encoder::convert(const char16_t*& from, const char16_t* end, char*& to, char* to_end,
                                bool last) const noexcept {
-  return convert_characters(from, end, to, to_end, last, true,
+  const auto step = [in_page = encoding_step(table_), codes = table_.codes.data()](const char16_t*& at, char*& out) {
+    const std::uint16_t code = codes[*at];
+    const bool has_upper_trail = (code & 0x80) != 0;
+    return (code > 0xFF) == has_upper_trail && in_page(at, out);
+  };
+  return convert_characters(from, end, to, to_end, last, true, step,
                             [this](const char16_t* at, const char16_t*) { return bytes_of(*at, table_); });
 }
 

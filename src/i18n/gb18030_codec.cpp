@@ -154,15 +154,14 @@ gb18030_table::gb18030_table(code_page_table page_936)
 
 stopped gb18030_decoder::convert(const char*& from, const char* end, char16_t*& to, char16_t* to_end,
                                  bool last) const noexcept {
-  return convert_characters(from, end, to, to_end, last, true,
-                            [this](const char* at, const char* at_end) { return take_character(at, at_end, table_); });
+  const auto take = [this](const char* at, const char* at_end) { return take_character(at, at_end, table_); };
+  return convert_characters(from, end, to, to_end, last, true, decoding_step(table_.pairs), take);
 }
 
 stopped gb18030_encoder::convert(const char16_t*& from, const char16_t* end, char*& to, char* to_end,
                                  bool last) const noexcept {
-  return convert_characters(from, end, to, to_end, last, true, [this](const char16_t* at, const char16_t* at_end) {
-    return bytes_of(at, at_end, table_);
-  });
+  const auto take = [this](const char16_t* at, const char16_t* at_end) { return bytes_of(at, at_end, table_); };
+  return convert_characters(from, end, to, to_end, last, true, encoding_step(table_.pairs), take);
 }
 
 }  // namespace fl::i18n::detail
