@@ -4,6 +4,7 @@
 #include "conversion_loop.hpp"
 #include "utf_step.hpp"
 
+#include <algorithm>
 #include <utility>
 
 namespace fl::i18n::detail {
@@ -54,6 +55,14 @@ void drop_upper_bytes(code_page_table& table) {
   }
   for (std::uint16_t& code : table.codes) {
     code = code >= 0x80 && code <= 0xFF ? code_page_table::no_code : code;
+  }
+}
+
+/// A digit behind a lead byte makes a sequence of four bytes, whatever the page has there: decoding looks for pairs
+/// first.
+void drop_digit_trails(code_page_table& table) {
+  for (std::size_t row = 1; row != table.units.size() / code_page_table::row_size; ++row) {
+    std::fill_n(table.units.data() + row * code_page_table::row_size + 0x30, 10, code_page_table::no_character);
   }
 }
 
@@ -138,6 +147,7 @@ character<char> bytes_of(const char16_t* from, const char16_t* end, const gb1803
 gb18030_table::gb18030_table(code_page_table page_936)
     : pairs(std::move(page_936)), ranks(code_page_table::unit_count) {
   drop_upper_bytes(pairs);
+  drop_digit_trails(pairs);
   for (const pair_run& run : changed_pairs) {
     for (std::uint8_t i = 0; i != run.count; ++i) {
       map_pair(pairs, static_cast<std::uint16_t>(run.first_pair + i), static_cast<char16_t>(run.first_unit + i));
