@@ -25,9 +25,9 @@ constexpr int binary = static_cast<int>(std::ios_base::binary);
 
 const std::u16string european = u"\u00E4\u00F6\u00FC\u00DF\u00E9\u00E8\u00F1\u00E5\u0159\u0142\u20AC\u2019";
 
-// Lines of 40 to 80 units: ASCII, and now and then a European character. Nothing beyond the first plane: such a text of
-// some 100,000 units brings the peer's stream into a failed state.
-std::vector<std::u16string> make_lines() {
+// Lines of 40 to 80 units: ASCII, but for one unit in `ascii_run`, which is a European character. Nothing beyond the
+// first plane: such a text of some 100,000 units brings the peer's stream into a failed state.
+std::vector<std::u16string> make_lines(std::uint32_t ascii_run) {
   std::vector<std::u16string> lines;
   std::uint32_t state = 1;
   const auto next = [&state](std::uint32_t limit) { return (state = state * 1664525 + 1013904223) / 65536 % limit; };
@@ -35,7 +35,7 @@ std::vector<std::u16string> make_lines() {
     std::u16string line;
     const std::size_t length = 40 + next(40);
     while (line.size() < length) {
-      if (next(20) == 0) {
+      if (next(ascii_run) == 0) {
         line += european[next(static_cast<std::uint32_t>(european.size()))];
       } else {
         line += static_cast<char16_t>(next(6) == 0 ? u' ' : u'a' + next(26));
@@ -48,12 +48,14 @@ std::vector<std::u16string> make_lines() {
   return lines;
 }
 
-const std::vector<std::u16string> text_lines = make_lines();
+constexpr std::uint32_t no_end = 0x10000;
+const std::vector<std::u16string> ascii_lines = make_lines(no_end);
+const std::vector<std::u16string> european_lines = make_lines(20);
 
 template <class String>
-std::vector<String> text_as() {
+std::vector<String> text_as(const std::vector<std::u16string>& lines) {
   std::vector<String> result;
-  for (const std::u16string& line : text_lines) {
+  for (const std::u16string& line : lines) {
     result.emplace_back(line.begin(), line.end());
   }
   return result;
@@ -131,8 +133,8 @@ void write_lines(const std::string& name, const std::vector<typename Side::strin
 
 // All goes to NUL; the first lines once more to a file, whose bytes are compared. That is a few thousandths of it.
 template <class Side, class Way>
-bench::contender writer(int copies) {
-  return {[lines = text_as<typename Side::string>(), copies](bench::product& result) {
+bench::contender writer(const std::vector<std::u16string>& text, int copies) {
+  return {[lines = text_as<typename Side::string>(text), copies](bench::product& result) {
     write_lines<Side, Way>("NUL", lines, lines.size(), copies);
     const std::string sample = temporary_file(".sample");
     write_lines<Side, Way>(sample, lines, sample_lines, 1);
@@ -144,7 +146,9 @@ bench::contender writer(int copies) {
 // The file that is read, made once.
 class text_file {
  public:
-  text_file() : name_(temporary_file(".text")) { write_lines<ours, by_lines>(name_, text_lines, text_lines.size(), 1); }
+  explicit text_file(const char* name, const std::vector<std::u16string>& lines) : name_(temporary_file(name)) {
+    write_lines<ours, by_lines>(name_, lines, lines.size(), 1);
+  }
   text_file(const text_file&) = delete;
   text_file& operator=(const text_file&) = delete;
   ~text_file() { DeleteFileA(name_.c_str()); }
@@ -166,16 +170,24 @@ bench::contender reader(const std::string& name) {
 }
 
 template <class Way>
-void add_writers(const std::string& name, int copies) {
-  bench::add_row(name, writer<ours, Way>(copies), writer<peer, Way>(copies));
+void add_writers(const std::string& name, const std::vector<std::u16string>& text, int copies) {
+  bench::add_row(name, writer<ours, Way>(text, copies), writer<peer, Way>(text, copies));
+}
+
+void add_readers(const std::string& name, const text_file& file) {
+  bench::add_row(name, reader<ours>(file.name()), reader<peer>(file.name()));
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  add_writers<by_lines>("write_lines_vs_wofstream", copies_of_large_text);
-  add_writers<by_units>("write_units_vs_wofstream", 1);
-  const text_file file;
-  bench::add_row("getline_file_vs_wifstream", reader<ours>(file.name()), reader<peer>(file.name()));
+  add_writers<by_lines>("write_ascii_lines_vs_wofstream", ascii_lines, copies_of_large_text);
+  add_writers<by_lines>("write_european_lines_vs_wofstream", european_lines, copies_of_large_text);
+  add_writers<by_units>("write_ascii_units_vs_wofstream", ascii_lines, 1);
+  add_writers<by_units>("write_european_units_vs_wofstream", european_lines, 1);
+  const text_file ascii(".ascii", ascii_lines);
+  const text_file european(".european", european_lines);
+  add_readers("getline_ascii_file_vs_wifstream", ascii);
+  add_readers("getline_european_file_vs_wifstream", european);
   return bench::run(argc, argv);
 }

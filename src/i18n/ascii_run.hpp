@@ -56,29 +56,58 @@ inline unsigned copy_ascii_block(const char16_t* from, char* to) {
   return static_cast<unsigned>(_mm_movemask_epi8(ascii)) ^ 0xFFFF;
 }
 
-/// Copies whole blocks of ASCII, as many as follow each other, and moves both positions behind them.
+/// Copies ASCII by blocks, as many as follow each other, and moves both positions behind them. At least one block must
+/// have been copied before: the last few characters go in a block that begins within what is copied already.
 template <class Out, class In>
 void copy_ascii_blocks(const In*& from, const In* end, Out*& to, const Out* to_end) {
-  const In* const last = from + room(from, end, to, to_end) / ascii_block * ascii_block;
-  for (; from != last && copy_ascii_block(from, to) == 0; to += ascii_block) {
-    from += ascii_block;
+  const std::size_t most = room(from, end, to, to_end);
+  const In* const last = from + most / ascii_block * ascii_block;
+  for (; from != last; from += ascii_block, to += ascii_block) {
+    if (copy_ascii_block(from, to) != 0)
+      return;
   }
+  const std::size_t left = most % ascii_block;
+  const std::size_t back = ascii_block - left;
+  if (left != 0 && copy_ascii_block(from - back, to - back) == 0) {
+    from += left;
+    to += left;
+  }
+}
+
+/// The same where nothing has been copied before.
+template <class Out, class In>
+void copy_leading_ascii(const In*& from, const In* end, Out*& to, const Out* to_end) {
+  if (room(from, end, to, to_end) >= ascii_block && copy_ascii_block(from, to) == 0) {
+    from += ascii_block;
+    to += ascii_block;
+    copy_ascii_blocks(from, end, to, to_end);
+  }
+}
+
+/// What a step may read or write: fewer than 16 ASCII characters, and the largest `Take` behind them.
+template <class T>
+constexpr std::size_t step_room = sizeof(T) == 1 ? 48 : 24;
+
+template <class Out, class In>
+bool has_step_room(const In* from, const In* end, const Out* to, const Out* to_end) {
+  return static_cast<std::size_t>(end - from) >= step_room<In> &&
+         static_cast<std::size_t>(to_end - to) >= step_room<Out>;
 }
 
 /// Converts while there is room for each step: runs of ASCII here, and what is between them by `Take`, which converts
 /// one character or more and moves both positions behind them, or returns false.
 template <auto Take, class Out, class In>
 void convert_blocks(const In*& from_place, const In* end, Out*& to_place, const Out* to_end) {
-  // What fewer than 16 ASCII characters and the largest step behind them may read or write.
-  constexpr std::size_t step_room = 48;
   // Copies: the compiler must take it that a store of a `char` changes the caller's pointers.
   const In* from = from_place;
   Out* to = to_place;
   bool going = true;
-  while (going && room(from, end, to, to_end) >= step_room) {
+  while (going && has_step_room(from, end, to, to_end)) {
     if (is_ascii(*from)) {
       const unsigned others = copy_ascii_block(from, to);
       if (others == 0) {
+        from += ascii_block;
+        to += ascii_block;
         copy_ascii_blocks(from, end, to, to_end);
         continue;
       }
@@ -92,12 +121,50 @@ void convert_blocks(const In*& from_place, const In* end, Out*& to_place, const 
   to_place = to;
 }
 
+/// Copies `count` units by blocks, the last two of which overlap. At least one block.
+template <class T>
+void copy_overlapping(const T* from, std::size_t count, T* to) {
+  constexpr std::size_t block = sizeof(__m128i) / sizeof(T);
+  for (std::size_t at = 0; at + block <= count; at += block)
+    store_block(to + at, load_block(from + at));
+  store_block(to + count - block, load_block(from + count - block));
+}
+
+/// As `convert_blocks`, for the end of the input, which is too short for that: it is copied to where zeros follow it,
+/// so that steps may read beyond it. Zeros are ASCII, so that no other character goes on with them. For an end of less
+/// than a block this would not pay.
+template <auto Take, class Out, class In>
+void convert_end(const In*& from, const In* end, Out*& to_place, const Out* to_end) {
+  const auto count = static_cast<std::size_t>(end - from);
+  if (count < sizeof(__m128i) / sizeof(In) || count >= step_room<In>)
+    return;
+  In copy[2 * step_room<In>] = {};
+  copy_overlapping(from, count, copy);
+  const In* at = copy;
+  const In* const copy_end = copy + count;
+  Out* to = to_place;
+  bool going = true;
+  while (going && at != copy_end && static_cast<std::size_t>(to_end - to) >= step_room<Out>) {
+    if (is_ascii(*at)) {
+      const unsigned others = copy_ascii_block(at, to) | 1U << ascii_block;
+      const auto run = static_cast<std::size_t>(std::countr_zero(others));
+      const auto left = static_cast<std::size_t>(copy_end - at);
+      at += run < left ? run : left;
+      to += run < left ? run : left;
+      continue;
+    }
+    going = Take(at, to);
+  }
+  from += at - copy;
+  to_place = to;
+}
+
 /// Copies the ASCII characters at `from`, as many as fit, and moves both positions behind them.
 template <class Out, class In>
 void copy_ascii(const In*& from_place, const In* end, Out*& to_place, const Out* to_end) {
   const In* from = from_place;
   Out* to = to_place;
-  copy_ascii_blocks(from, end, to, to_end);
+  copy_leading_ascii(from, end, to, to_end);
   while (from != end && to != to_end && is_ascii(*from)) {
     *to++ = static_cast<Out>(*from++);
   }

@@ -37,7 +37,9 @@ stream_codecvt_string_to_ustring::~stream_codecvt_string_to_ustring() = default;
 
 std::size_t stream_codecvt_string_to_ustring::convert(char16_t** to, char16_t* to_end, const char** from,
                                                       const char* from_end, bool last) const {
-  return convert_text(*state_, "byte", to, to_end, from, from_end, last);
+  const std::size_t more = convert_text(*state_, "byte", to, to_end, from, from_end, last);
+  set_passes_ascii(state_->passes_ascii());
+  return more;
 }
 
 stream_codecvt_ustring_to_string::stream_codecvt_ustring_to_string(const std::string& encoding, bool lenient)
@@ -47,7 +49,9 @@ stream_codecvt_ustring_to_string::~stream_codecvt_ustring_to_string() = default;
 
 std::size_t stream_codecvt_ustring_to_string::convert(char** to, char* to_end, const char16_t** from,
                                                       const char16_t* from_end, bool last) const {
-  return convert_text(*state_, "unit", to, to_end, from, from_end, last);
+  const std::size_t more = convert_text(*state_, "unit", to, to_end, from, from_end, last);
+  set_passes_ascii(state_->passes_ascii());
+  return more;
 }
 
 stream_codecvt_string_to_utf8string::stream_codecvt_string_to_utf8string(const std::string& encoding, bool lenient)

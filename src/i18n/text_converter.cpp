@@ -13,6 +13,8 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <iterator>
+#include <numeric>
 #include <string_view>
 #include <type_traits>
 
@@ -35,12 +37,25 @@ std::string code_point_text(const char16_t (&units)[2]) {
   return text;
 }
 
+template <class Out, class In>
+bool converts_ascii_to_itself(const codec<Out, In>& converter) {
+  In ascii[0x80];
+  std::iota(std::begin(ascii), std::end(ascii), In(0));
+  Out converted[2 * std::size(ascii)] = {};
+  const In* from = ascii;
+  Out* to = converted;
+  converter.convert(from, std::end(ascii), to, std::end(converted), true);
+  return std::equal(std::begin(ascii), std::end(ascii), converted, to,
+                    [](In in, Out out) { return static_cast<Out>(in) == out; });
+}
+
 }  // namespace
 
 template <class Out, class In>
 text_converter<Out, In>::text_converter(const std::string& encoding, bool lenient)
     : name_(encoding), encoding_(find_encoding(encoding)), lenient_(lenient) {
   start();
+  extends_ascii_ = converts_ascii_to_itself(*codec_);
 }
 
 template <class Out, class In>
@@ -58,6 +73,15 @@ template <class Out, class In>
 outcome text_converter<Out, In>::convert(Out*& to, Out* to_end, const In*& from, const In* from_end,
                                          bool last) noexcept {
   const Out* const to_begin = to;
+  if (is_between_characters() && !last) {
+    // Nearly always, and for text in small pieces as quick as it can be. What stops it, the loop meets again.
+    const In* const begin = from;
+    const stopped stop = codec_->convert(from, from_end, to, to_end, false);
+    converted_ += static_cast<std::size_t>(from - begin);
+    if (stop.why == stop_reason::input_used && from == from_end) {
+      return outcome::done;
+    }
+  }
   for (;;) {
     if (at_start_ && !pass_mark(from, from_end, last)) {
       return outcome::done;

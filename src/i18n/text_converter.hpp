@@ -33,6 +33,10 @@ class text_converter {
   /// As `stream_converter::convert` tells, but for what is ill-formed.
   outcome convert(Out*& to, Out* to_end, const In*& from, const In* from_end, bool last) noexcept;
 
+  /// Whether the next unit, if it is US-ASCII, would be written at once, as the same number: nothing is held, nothing
+  /// is refused or counted.
+  bool passes_ascii() const noexcept { return extends_ascii_ && lenient_ && is_between_characters(); }
+
   /// How many units of the text are converted; those that are held are not.
   std::uint64_t converted() const noexcept { return converted_; }
 
@@ -44,6 +48,7 @@ class text_converter {
   static constexpr std::size_t most = text_codec::max_character;
   static_assert(most >= longest_mark);
 
+  bool is_between_characters() const noexcept { return !at_start_ && held_count_ == 0 && !has_pending(); }
   void start() noexcept;
   bool pass_mark(const In*& from, const In* from_end, bool last) noexcept;
   stop_reason convert_piece(Out*& to, Out* to_end, bool is_empty, const In*& from, const In* from_end,
@@ -61,6 +66,7 @@ class text_converter {
   const std::string name_;  ///< of the encoding, as it was asked for
   const text_encoding encoding_;
   const bool lenient_;
+  bool extends_ascii_ = false;  ///< US-ASCII stands for itself, by one unit each
 
   const text_codec* codec_ = nullptr;  ///< not null; a mark at the start of a text chooses it anew
   bool at_start_ = false;              ///< of a text that may have a mark there, and nothing of it converted

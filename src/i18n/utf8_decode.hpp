@@ -175,7 +175,7 @@ inline bool take_four_bytes(const char*& from, char16_t*& to) {
 }
 
 /// What stands at `from` is not ASCII.
-inline bool take_bytes(const char*& from, char16_t*& to) {
+[[gnu::always_inline]] inline bool take_bytes(const char*& from, char16_t*& to) {
   const auto lead = static_cast<unsigned char>(*from);
   return lead < 0xE0 ? take_two_bytes(from, to) : lead < 0xF0 ? take_three_bytes(from, to) : take_four_bytes(from, to);
 }
@@ -183,6 +183,7 @@ inline bool take_bytes(const char*& from, char16_t*& to) {
 /// As `decoder::convert`.
 inline stopped decode_utf8(const char*& from, const char* end, char16_t*& to, char16_t* to_end, bool last) {
   convert_blocks<take_bytes>(from, end, to, to_end);
+  convert_end<take_bytes>(from, end, to, to_end);
   for (;;) {
     copy_ascii(from, end, to, to_end);
     if (from == end) {

@@ -83,7 +83,7 @@ inline bool take_pair(const char16_t*& from, char*& to) {
 }
 
 /// What stands at `from` is not ASCII.
-inline bool take_units(const char16_t*& from, char*& to) {
+[[gnu::always_inline]] inline bool take_units(const char16_t*& from, char*& to) {
   return *from < 0x800                            ? take_two_byte_units(from, to)
          : utf16_traits::trail_length(*from) == 0 ? take_three_byte_units(from, to)
                                                   : take_pair(from, to);
@@ -92,6 +92,7 @@ inline bool take_units(const char16_t*& from, char*& to) {
 /// As `encoder::convert`.
 inline stopped encode_utf8(const char16_t*& from, const char16_t* end, char*& to, char* to_end, bool last) {
   convert_blocks<take_units>(from, end, to, to_end);
+  convert_end<take_units>(from, end, to, to_end);
   for (;;) {
     copy_ascii(from, end, to, to_end);
     if (from == end) {

@@ -263,15 +263,19 @@ TEST(StreambufAdaptor, WithoutMemoryAWriteAndARefillTakeNothingLeakNothingAndCan
   const auto untouched = [&] { EXPECT_TRUE(it.beneath->written.empty() && it.beneath->blocks.size() == 2); };
   EXPECT_EQ(failures_of([&] { EXPECT_EQ(it.adaptor.sgetc(), u'c'); }, untouched), 2);
   EXPECT_EQ(it.beneath->blocks.size(), 1u);
+  const std::u16string text(500, u'x');
   const int live = live_blocks;
   const auto unwritten = [&] { EXPECT_TRUE(it.beneath->written.empty() && live_blocks == live); };
-  EXPECT_EQ(failures_of([&] { EXPECT_EQ(it.adaptor.sputn(u"x", 1), 1); }, unwritten), 1);
+  EXPECT_EQ(failures_of([&] { EXPECT_EQ(it.adaptor.sputn(text.data(), 500), 500); }, unwritten), 1);
   EXPECT_EQ(it.beneath->written, "ab");
   EXPECT_EQ(live_blocks, live);
   std::basic_ostream<char16_t> stream(&it.adaptor);
   allocations_left = 0;
-  stream.write(u"x", 1);
+  stream.write(text.data(), 80);
+  const bool bad_after_a_line = stream.bad();
+  stream.write(text.data(), 500);
   allocations_left = -1;
+  EXPECT_FALSE(bad_after_a_line) << "short writes need no memory";
   EXPECT_TRUE(stream.bad());
 }
 

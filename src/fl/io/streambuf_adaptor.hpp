@@ -10,6 +10,7 @@
 #include <memory>
 #include <streambuf>
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -68,8 +69,7 @@ class streambuf_adaptorT : public std::basic_streambuf<From, FromTraits> {
   int_type overflow(int_type c) override {
     if (FromTraits::eq_int_type(c, FromTraits::eof()))
       return 0;
-    const From unit = FromTraits::to_char_type(c);
-    return write(&unit, 1) ? c : FromTraits::eof();
+    return write_unit(FromTraits::to_char_type(c)) ? c : FromTraits::eof();
   }
 
   int sync() override {
@@ -84,7 +84,11 @@ class streambuf_adaptorT : public std::basic_streambuf<From, FromTraits> {
   using areas = detail::adaptor_areas<From, To>;
   static constexpr std::streamsize block = 1024;  ///< units of `To` that a refill reads at most
 
+  bool write_unit(From unit);
   bool write(const From* from, std::streamsize n);
+  bool pass_on(const From* from, const From* end, To* area, std::size_t size);
+  bool put(const To* units, std::streamsize n);
+  bool put_unit(To unit);
   int_type refill(const To* from, const To* end);
 
   boost::shared_ptr<underlying_buffer> underlying;  ///< not null
@@ -95,24 +99,62 @@ class streambuf_adaptorT : public std::basic_streambuf<From, FromTraits> {
   std::vector<From> read_buffer;                    ///< its storage is the get area
 };
 
-/// False if the buffer beneath refused a part.
+// Those for writing return false if the buffer beneath refused a part.
+
+/// Most of what is written unit by unit is ASCII, of which the converter would make the same.
+template <class From, class To, class FromTraits, class ToTraits>
+bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::write_unit(From unit) {
+  const bool is_ascii = static_cast<std::make_unsigned_t<From>>(unit) < 0x80;
+  if (!is_ascii || !out_converter->passes_ascii())
+    return write(&unit, 1);
+  write_pending = true;
+  return put_unit(static_cast<To>(unit));
+}
+
 template <class From, class To, class FromTraits, class ToTraits>
 bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::write(const From* from, std::streamsize n) {
   if (n < 1)
     return true;
   write_pending = true;
   const std::size_t size = areas::of_write(static_cast<std::size_t>(n));
+  // A line or less goes by way of the stack: the heap would take longer than all else.
+  constexpr std::size_t stack_size = 1024 / sizeof(To);
+  if (size <= stack_size) {
+    To area[stack_size];
+    return pass_on(from, from + n, area, size);
+  }
   const std::unique_ptr<To[]> area(new To[size]);  // for overwriting: std::make_unique would fill it
-  const From* const end = from + n;
+  return pass_on(from, from + n, area.get(), size);
+}
+
+/// By way of `area`, as often as it takes.
+template <class From, class To, class FromTraits, class ToTraits>
+bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::pass_on(const From* from, const From* end, To* area,
+                                                                 std::size_t size) {
   for (;;) {
-    To* to = area.get();
-    const std::size_t more = out_converter->convert(&to, area.get() + size, &from, end, false);
-    const auto count = boost::numeric_cast<std::streamsize>(static_cast<std::size_t>(to - area.get()));
-    if (count != 0 && underlying->sputn(area.get(), count) != count)
+    To* to = area;
+    const std::size_t more = out_converter->convert(&to, area + size, &from, end, false);
+    const auto count = boost::numeric_cast<std::streamsize>(static_cast<std::size_t>(to - area));
+    if (!put(area, count))
       return false;
     if (more == 0)
       return true;
   }
+}
+
+/// What one character gives goes unit by unit, which needs no call while the buffer beneath has room.
+template <class From, class To, class FromTraits, class ToTraits>
+bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::put(const To* units, std::streamsize n) {
+  constexpr std::streamsize most_of_a_character = 4;
+  if (n > most_of_a_character)
+    return underlying->sputn(units, n) == n;
+  return std::all_of(units, units + n, [this](To unit) { return put_unit(unit); });
+}
+
+/// A buffer that has no way for single units of its own is given a block of one.
+template <class From, class To, class FromTraits, class ToTraits>
+bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::put_unit(To unit) {
+  return !ToTraits::eq_int_type(underlying->sputc(unit), ToTraits::eof()) || underlying->sputn(&unit, 1) == 1;
 }
 
 template <class From, class To, class FromTraits, class ToTraits>

@@ -10,7 +10,7 @@ namespace fl::filesystem {
 namespace {
 
 /// In bytes. The standard library's default is the run-time's BUFSIZ, 512 here: a system call for each eight lines.
-constexpr std::size_t buffer_size = 16 * 1024;
+constexpr std::size_t buffer_size = 64 * 1024;
 
 }  // namespace
 

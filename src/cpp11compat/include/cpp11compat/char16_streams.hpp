@@ -94,6 +94,22 @@ num_put<char16_t>::iter_type num_put<char16_t>::do_put(iter_type out, ios_base& 
 template <>
 streamsize basic_streambuf<char16_t>::xsputn(const char16_t* units, streamsize count);
 
+/// In line, since `<<` of a single unit comes here: without a `sentry` where that would do nothing.
+template <>
+inline basic_ostream<char16_t>& basic_ostream<char16_t>::put(char16_t unit) {
+  if (!good() || tie() != nullptr || (flags() & ios_base::unitbuf) != 0)
+    return write(&unit, 1);
+  bool refused = false;
+  try {
+    refused = traits_type::eq_int_type(rdbuf()->sputc(unit), traits_type::eof());
+  } catch (...) {
+    _M_setstate(ios_base::badbit);  // Rethrows if the user asked for exceptions.
+  }
+  if (refused)
+    setstate(ios_base::badbit);
+  return *this;
+}
+
 /// Both take from the stream's buffer in blocks.
 template <>
 basic_istream<char16_t>& operator>>(basic_istream<char16_t>& in, u16string& word);

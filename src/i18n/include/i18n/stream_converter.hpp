@@ -70,8 +70,17 @@ class stream_converter {
   /// Throws as the class that implements it tells. Allocates no memory unless it throws.
   virtual std::size_t convert(Out** to, Out* to_end, const In** from, const In* from_end, bool last) const = 0;
 
+  /// Whether `convert` would now make of each US-ASCII unit the unit with the same number, and nothing else: then one
+  /// who has single units need not call it for these. False if nobody knows. Holds until the next call of `convert`.
+  bool passes_ascii() const noexcept { return passes_ascii_; }
+
  protected:
   stream_converter() = default;
+  /// For `convert` to say at its end.
+  void set_passes_ascii(bool passes) const noexcept { passes_ascii_ = passes; }
+
+ private:
+  mutable bool passes_ascii_ = false;
 };
 
 namespace detail {

@@ -16,6 +16,7 @@
 //    at the end of everything is dropped. If all that one refill gets is such a beginning, it reads as the end: a
 //    buffer beneath that gives single bytes should be given a buffer of its own.
 //  - No position can be asked for or set. One direction does not know of the other one.
+//  - A write of a line or so needs no memory, a longer one some for its length, for as long as it takes.
 //  - Out of memory leaves as `std::bad_alloc`, which a stream over the adaptor turns into `badbit`.
 //
 // Thread safety: none; a buffer belongs to one thread at a time.
