@@ -43,8 +43,8 @@ class FL_API Notification {
   void append(const resource_core::BaseMsgID& id);
 
   bool empty() const noexcept;
-  /// Whether there are entries.
-  operator bool() const noexcept;
+  /// Whether there are entries. Implicit, so that it can be returned and passed as a `bool`.
+  operator bool() const noexcept;  // NOLINT(google-explicit-constructor)
   std::size_t size() const noexcept;
 
   /// The entries, oldest first, valid until the next change.
