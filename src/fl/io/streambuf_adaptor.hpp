@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <iterator>
 #include <memory>
 #include <streambuf>
 #include <string>
@@ -19,6 +20,8 @@
 
 #include <cpp11compat/char16_streams.hpp>
 #include <i18n/stream_converter.hpp>
+
+#include "io/put_area.hpp"
 
 namespace foundation::core::io {
 
@@ -61,7 +64,10 @@ class streambuf_adaptorT : public std::basic_streambuf<From, FromTraits> {
   /// Without an `in` it gives end of file to who reads. Neither of the others is null.
   streambuf_adaptorT(boost::shared_ptr<underlying_buffer> beneath, boost::shared_ptr<out_conversion> out,
                      boost::shared_ptr<in_conversion> in)
-      : underlying(std::move(beneath)), out_converter(std::move(out)), in_converter(std::move(in)) {}
+      : underlying(std::move(beneath)),
+        out_converter(std::move(out)),
+        in_converter(std::move(in)),
+        direct_(dynamic_cast<put_area<To>*>(underlying.get())) {}
 
  protected:
   std::streamsize xsputn(const From* from, std::streamsize n) override { return write(from, n) ? n : 0; }
@@ -87,6 +93,7 @@ class streambuf_adaptorT : public std::basic_streambuf<From, FromTraits> {
   bool write_unit(From unit);
   bool write(const From* from, std::streamsize n);
   bool pass_on(const From* from, const From* end, To* area, std::size_t size);
+  bool pass_on_directly(const From* from, const From* end, std::size_t size);
   bool put(const To* units, std::streamsize n);
   bool put_unit(To unit);
   int_type refill(const To* from, const To* end);
@@ -97,6 +104,7 @@ class streambuf_adaptorT : public std::basic_streambuf<From, FromTraits> {
   bool write_pending = false;                       ///< something was written since the last `sync`
   std::unique_ptr<char[]> scratch;                  ///< where a refill converts to; null before the first
   std::vector<From> read_buffer;                    ///< its storage is the get area
+  put_area<To>* const direct_;                      ///< of `underlying`; null if it offers none
 };
 
 // Those for writing return false if the buffer beneath refused a part.
@@ -117,6 +125,8 @@ bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::write(const From* from,
     return true;
   write_pending = true;
   const std::size_t size = areas::of_write(static_cast<std::size_t>(n));
+  if (direct_ != nullptr && size <= direct_->room())
+    return pass_on_directly(from, from + n, size);
   // A line or less goes by way of the stack: the heap would take longer than all else.
   constexpr std::size_t stack_size = 1024 / sizeof(To);
   if (size <= stack_size) {
@@ -140,6 +150,18 @@ bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::pass_on(const From* fro
     if (more == 0)
       return true;
   }
+}
+
+/// Into the put area of `underlying`, where `size` units fit. What needs more than that goes on by way of the stack.
+template <class From, class To, class FromTraits, class ToTraits>
+bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::pass_on_directly(const From* from, const From* end,
+                                                                          std::size_t size) {
+  To* const area = direct_->next();
+  To* to = area;
+  const std::size_t more = out_converter->convert(&to, area + size, &from, end, false);
+  direct_->advance(static_cast<std::size_t>(to - area));
+  To rest[64];
+  return more == 0 || pass_on(from, end, rest, std::size(rest));
 }
 
 /// What one character gives goes unit by unit, which needs no call while the buffer beneath has room.

@@ -9,6 +9,8 @@
 
 #include <fl/io/streambuf_adaptor.hpp>
 
+#include "io/windows/text_file_buffer.hpp"
+
 namespace foundation::core::io {
 namespace {
 
@@ -24,7 +26,7 @@ uofstream::uofstream(const fl::filesystem::path& path, int mode, const std::stri
 uofstream::uofstream(const ustring& path) : uofstream(path, std::ios_base::out, default_encoding) {}
 
 uofstream::uofstream(const ustring& path, int mode, const std::string& encoding)
-    : std::basic_ostream<char16_t>(nullptr), file(boost::make_shared<fl::filesystem::basic_filebuf<char>>()) {
+    : std::basic_ostream<char16_t>(nullptr), file(boost::make_shared<text_file_buffer>()) {
   file->open(path, static_cast<std::ios_base::openmode>(mode));  // `is_open` tells
   adaptor = make_ustreambuf_adaptor(file, encoding);
   rdbuf(adaptor.get());
