@@ -34,9 +34,7 @@ template basic_ostream<char16_t>& basic_ostream<char16_t>::_M_insert(const void*
 template basic_ostream<char16_t>& __ostream_insert(basic_ostream<char16_t>&, const char16_t*, streamsize);
 template basic_ostream<char16_t>& operator<<(basic_ostream<char16_t>&, char16_t);
 template basic_ostream<char16_t>& operator<<(basic_ostream<char16_t>&, char);
-template basic_ostream<char16_t>& operator<<(basic_ostream<char16_t>&, const char16_t*);
 template basic_ostream<char16_t>& operator<<(basic_ostream<char16_t>&, const char*);
-template basic_ostream<char16_t>& operator<<(basic_ostream<char16_t>&, const u16string&);
 template basic_ostream<char16_t>& endl(basic_ostream<char16_t>&);
 template basic_ostream<char16_t>& ends(basic_ostream<char16_t>&);
 template basic_ostream<char16_t>& flush(basic_ostream<char16_t>&);

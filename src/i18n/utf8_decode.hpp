@@ -113,7 +113,7 @@ inline bool take_two_bytes(const char*& from, char16_t*& to) {
   store_block(to, _mm_or_si128(_mm_slli_epi16(_mm_and_si128(pairs, lanes16(0x1F)), 6),
                                _mm_and_si128(_mm_srli_epi16(pairs, 8), lanes16(0x3F))));
   const int count = leading_lanes(_mm_andnot_si128(overlong, formed));
-  from += 2 * count;
+  from += std::ptrdiff_t{2} * count;
   to += count;
   return count != 0;
 }
@@ -158,7 +158,7 @@ inline bool take_three_bytes(const char*& from, char16_t*& to) {
   const __m128i overlong = _mm_cmpeq_epi16(range, _mm_setzero_si128());
   const __m128i surrogate = _mm_cmpeq_epi16(range, lanes16(0xD800));
   const int count = leading_lanes(_mm_andnot_si128(_mm_or_si128(overlong, surrogate), formed));
-  from += 3 * count;
+  from += std::ptrdiff_t{3} * count;
   to += count;
   return count != 0;
 }
@@ -183,7 +183,8 @@ inline bool take_four_bytes(const char*& from, char16_t*& to) {
 /// As `decoder::convert`.
 inline stopped decode_utf8(const char*& from, const char* end, char16_t*& to, char16_t* to_end, bool last) {
   convert_blocks<take_bytes>(from, end, to, to_end);
-  convert_end<take_bytes>(from, end, to, to_end);
+  if (from != end)
+    convert_end<take_bytes>(from, end, to, to_end);
   for (;;) {
     copy_ascii(from, end, to, to_end);
     if (from == end) {

@@ -48,7 +48,7 @@ inline bool take_two_byte_units(const char16_t*& from, char*& to) {
   store_block(to, pairs_of(units));
   const int count = leading_lanes(_mm_andnot_si128(ascii, below));
   from += count;
-  to += 2 * count;
+  to += std::ptrdiff_t{2} * count;
   return true;
 }
 
@@ -69,7 +69,7 @@ inline bool take_three_byte_units(const char16_t*& from, char*& to) {
   store_triples(to + 12, _mm_unpackhi_epi16(units, zero));
   const int count = leading_lanes(_mm_cmpeq_epi16(others, zero));
   from += count;
-  to += 3 * count;
+  to += std::ptrdiff_t{3} * count;
   return true;
 }
 
@@ -92,7 +92,8 @@ inline bool take_pair(const char16_t*& from, char*& to) {
 /// As `encoder::convert`.
 inline stopped encode_utf8(const char16_t*& from, const char16_t* end, char*& to, char* to_end, bool last) {
   convert_blocks<take_units>(from, end, to, to_end);
-  convert_end<take_units>(from, end, to, to_end);
+  if (from != end)
+    convert_end<take_units>(from, end, to, to_end);
   for (;;) {
     copy_ascii(from, end, to, to_end);
     if (from == end) {

@@ -10,11 +10,13 @@ namespace foundation::core::io {
 template <class Unit>
 class put_area {
  public:
-  /// Where the next unit goes; null if the buffer is not being written.
-  virtual Unit* next() noexcept = 0;
-  /// How many units fit from there on.
-  virtual std::size_t room() const noexcept = 0;
-  /// So many of them, at most `room`, have been written. What was written behind them does not count.
+  struct space {
+    Unit* begin;       ///< where the next unit goes; null if the buffer is not being written
+    std::size_t size;  ///< how many units fit there
+  };
+
+  virtual space free_space() noexcept = 0;
+  /// So many units have been written into the free space. What was written behind them does not count.
   virtual void advance(std::size_t count) noexcept = 0;
 
  protected:

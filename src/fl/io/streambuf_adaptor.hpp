@@ -93,7 +93,7 @@ class streambuf_adaptorT : public std::basic_streambuf<From, FromTraits> {
   bool write_unit(From unit);
   bool write(const From* from, std::streamsize n);
   bool pass_on(const From* from, const From* end, To* area, std::size_t size);
-  bool pass_on_directly(const From* from, const From* end, std::size_t size);
+  bool pass_on_directly(const From* from, const From* end, To* area, std::size_t size);
   bool put(const To* units, std::streamsize n);
   bool put_unit(To unit);
   int_type refill(const To* from, const To* end);
@@ -125,8 +125,11 @@ bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::write(const From* from,
     return true;
   write_pending = true;
   const std::size_t size = areas::of_write(static_cast<std::size_t>(n));
-  if (direct_ != nullptr && size <= direct_->room())
-    return pass_on_directly(from, from + n, size);
+  if (direct_ != nullptr) {
+    const auto [area, room] = direct_->free_space();
+    if (size <= room)
+      return pass_on_directly(from, from + n, area, size);
+  }
   // A line or less goes by way of the stack: the heap would take longer than all else.
   constexpr std::size_t stack_size = 1024 / sizeof(To);
   if (size <= stack_size) {
@@ -154,9 +157,8 @@ bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::pass_on(const From* fro
 
 /// Into the put area of `underlying`, where `size` units fit. What needs more than that goes on by way of the stack.
 template <class From, class To, class FromTraits, class ToTraits>
-bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::pass_on_directly(const From* from, const From* end,
+bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::pass_on_directly(const From* from, const From* end, To* area,
                                                                           std::size_t size) {
-  To* const area = direct_->next();
   To* to = area;
   const std::size_t more = out_converter->convert(&to, area + size, &from, end, false);
   direct_->advance(static_cast<std::size_t>(to - area));

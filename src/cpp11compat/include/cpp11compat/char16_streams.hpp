@@ -110,6 +110,12 @@ inline basic_ostream<char16_t>& basic_ostream<char16_t>::put(char16_t unit) {
   return *this;
 }
 
+/// Both hand the text to the stream's buffer at once if there is nothing else to do.
+template <>
+basic_ostream<char16_t>& operator<<(basic_ostream<char16_t>& out, const u16string& text);
+template <>
+basic_ostream<char16_t>& operator<<(basic_ostream<char16_t>& out, const char16_t* text);
+
 /// Both take from the stream's buffer in blocks.
 template <>
 basic_istream<char16_t>& operator>>(basic_istream<char16_t>& in, u16string& word);
@@ -148,9 +154,7 @@ extern template basic_ostream<char16_t>& basic_ostream<char16_t>::_M_insert(cons
 extern template basic_ostream<char16_t>& __ostream_insert(basic_ostream<char16_t>&, const char16_t*, streamsize);
 extern template basic_ostream<char16_t>& operator<<(basic_ostream<char16_t>&, char16_t);
 extern template basic_ostream<char16_t>& operator<<(basic_ostream<char16_t>&, char);
-extern template basic_ostream<char16_t>& operator<<(basic_ostream<char16_t>&, const char16_t*);
 extern template basic_ostream<char16_t>& operator<<(basic_ostream<char16_t>&, const char*);
-extern template basic_ostream<char16_t>& operator<<(basic_ostream<char16_t>&, const u16string&);
 extern template basic_ostream<char16_t>& endl(basic_ostream<char16_t>&);
 extern template basic_ostream<char16_t>& ends(basic_ostream<char16_t>&);
 extern template basic_ostream<char16_t>& flush(basic_ostream<char16_t>&);

@@ -9,8 +9,7 @@ namespace foundation::core::io {
 
 class text_file_buffer final : public fl::filesystem::basic_filebuf<char>, public put_area<char> {
  public:
-  char* next() noexcept override { return pptr(); }
-  std::size_t room() const noexcept override { return static_cast<std::size_t>(epptr() - pptr()); }
+  space free_space() noexcept override { return {pptr(), static_cast<std::size_t>(epptr() - pptr())}; }
   void advance(std::size_t count) noexcept override { pbump(static_cast<int>(count)); }  // 64 KiB at most
 };
 
