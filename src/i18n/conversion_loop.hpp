@@ -74,6 +74,8 @@ void convert_quickly(const In*& from_place, const In* end, Out*& to_place, const
     if (with_ascii && is_ascii(*from)) {
       const unsigned others = copy_ascii_block(from, to);
       if (others == 0) {
+        from += ascii_block;
+        to += ascii_block;
         copy_ascii_blocks(from, end, to, to_end);
         continue;
       }

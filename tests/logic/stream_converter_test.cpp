@@ -18,9 +18,17 @@ using namespace fl::i18n;
 using namespace std::string_literals;
 
 constexpr std::size_t areas[] = {1, 2, 3, 7, 5000};
-constexpr const char* names[] = {"UTF-8",       "UTF-8-BOM", "UTF-16",   "UTF-16LE", "UTF-16BE",
-                                 "UTF-32",      "UTF-32LE",  "UTF-32BE", "US-ASCII", "windows-1252",
-                                 "ISO-8859-16", "Shift_JIS", "GB18030",  "EUC-JP"};
+constexpr const char* names[] = {
+    "UTF-8",        "UTF-8-BOM",    "UTF-16",       "UTF-16LE",     "UTF-16BE",     "UTF-32",       "UTF-32LE",
+    "UTF-32BE",     "US-ASCII",     "windows-1252", "ISO-8859-16",  "Shift_JIS",    "GB18030",      "EUC-JP",
+#ifdef _WIN32
+    "ISO-8859-1",   "ISO-8859-2",   "ISO-8859-3",   "ISO-8859-4",   "ISO-8859-5",   "ISO-8859-6",   "ISO-8859-7",
+    "ISO-8859-8",   "ISO-8859-9",   "ISO-8859-10",  "ISO-8859-11",  "ISO-8859-13",  "ISO-8859-14",  "ISO-8859-15",
+    "windows-874",  "windows-1250", "windows-1251", "windows-1253", "windows-1254", "windows-1255", "windows-1256",
+    "windows-1257", "windows-1258", "KOI8-R",       "KOI8-U",       "EUC-KR",       "GBK",          "Big5",
+    "SYSTEM",
+#endif
+};
 
 /// Feeds pieces of `first` units once and then `size` units. All memory has exactly the size that the converter is
 /// told, so that the sanitizer sees what lies beyond.
