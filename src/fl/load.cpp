@@ -45,6 +45,7 @@ logger deelevate_utils("fl::process::deelevate_utils");
 logger process_impl("fl::process::process_impl");
 logger process("fl::process::process");
 logger process_reaper("fl::process::process_reaper");
+logger which("fl::process::which");
 
 }  // namespace loggers
 

@@ -13,5 +13,6 @@ extern logger deelevate_utils;  // "fl::process::deelevate_utils"
 extern logger process_impl;     // "fl::process::process_impl"
 extern logger process;          // "fl::process::process"
 extern logger process_reaper;   // "fl::process::process_reaper"
+extern logger which;            // "fl::process::which"
 
 }  // namespace foundation::core::loggers

@@ -6,6 +6,8 @@
 #include <fl/process/errors.hpp>
 #include <fl/process/exit_status.hpp>
 #include <fl/process/iopipe.hpp>
+#include <fl/process/mock_process.hpp>
 #include <fl/process/process.hpp>
 #include <fl/process/redirection.hpp>
 #include <fl/process/this_process.hpp>
+#include <fl/process/which.hpp>

@@ -1,0 +1,42 @@
+// What a bare command name stands for: the program file that it would run.
+//
+//   if (const auto program = which("cmd"))
+//     process child(command(utf8(*program)));
+//
+// A file counts as a command only if the extension of its name is one of these eleven, in any case, whatever PATHEXT
+// says: .COM .EXE .BAT .CMD .VBS .VBE .JS .JSE .WSF .WSH .MSC. Directories never do. Whether it may be executed is not
+// asked, and the system may refuse to start some of the eleven without their interpreter.
+//
+// Where it is looked for, in this order, the first hit being the answer:
+// 1. the name as it stands, absolute or relative to the current directory;
+// 2. the name in each directory of PATH. An empty entry of PATH is the current directory, and entries are taken
+//    literally, quotes and blanks included;
+// 3. for each extension of PATHEXT in turn, the name with the extension behind it, as in 1 and 2, even if the name has
+//    an extension already.
+//
+// PATH is read at each lookup, and taken apart only when it has changed. PATHEXT is read at the first lookup of the
+// process and then kept; without it no extension is tried.
+//
+// Text is narrow, in the encoding that Boost.Filesystem takes paths in, which is the active code page unless the
+// program has set another one. `command` takes UTF-8: where the two differ, go through `fl::i18n::decode(text,
+// "SYSTEM")` and `fl::i18n::ustring_to_utf8`. Names that the code page lacks are not found by the directories that hold
+// them.
+//
+// The channel "fl::process::which" of the log shows every step of a search.
+#pragma once
+
+#include <boost/optional/optional.hpp>
+#include <fl/export.hpp>
+#include <string>
+
+namespace foundation::core::process {
+
+/// The file that `command_name` stands for, or empty if there is none, which is no error. What stands under the name
+/// itself comes back as `command_name`, unchanged; a hit in PATH has its directory in front.
+///
+/// Throws boost::filesystem::filesystem_error if the system does not let a candidate be looked at, for instance behind
+/// a directory that is closed to this user. Any number of threads may look up at once; as with every use of the
+/// environment, nobody may change PATH meanwhile.
+FL_API boost::optional<std::string> which(const std::string& command_name);
+
+}  // namespace foundation::core::process
