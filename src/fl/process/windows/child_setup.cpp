@@ -61,13 +61,35 @@ process_impl::child_setup::child_setup(const command& cmd, const context& ctx)
                             " handles.size()=", handles_.size(), " process_creation_flags=", creation_flags_);
 }
 
+process_impl::child_setup::wide_texts process_impl::child_setup::texts_for(const std::string& name) const {
+  return {to_wide(directory_), to_wide(without_nul(command_line_, "command line")),
+          to_wide(without_nul(name, "program name"))};
+}
+
 void process_impl::child_setup::create_process(const std::string& name) {
-  const std::wstring directory = to_wide(directory_);
-  std::wstring command_line = to_wide(without_nul(command_line_, "command line"));
-  const std::wstring program = to_wide(without_nul(name, "program name"));
-  if (!::CreateProcessW(program.c_str(), command_line.data(), nullptr, nullptr, inherit_handles_, creation_flags_,
-                        env_block_.data(), directory.c_str(), &startup_info_.StartupInfo, &proc_info_))
+  wide_texts texts = texts_for(name);
+  if (!::CreateProcessW(texts.program.c_str(), texts.command_line.data(), nullptr, nullptr, inherit_handles_,
+                        creation_flags_, env_block_.data(), texts.directory.c_str(), &startup_info_.StartupInfo,
+                        &proc_info_))
     throw_last_error(::GetLastError(), "CreateProcessW");
+}
+
+void process_impl::child_setup::create_process_as_user(HANDLE token, const std::string& name) {
+  create_as_user(token, name, creation_flags_, env_block_.data());
+}
+
+void process_impl::child_setup::create_process_as_user(HANDLE token, const std::string& name,
+                                                       std::vector<char16_t>& environment) {
+  create_as_user(token, name, creation_flags_ | CREATE_UNICODE_ENVIRONMENT, environment.data());
+}
+
+void process_impl::child_setup::create_as_user(HANDLE token, const std::string& name, DWORD creation_flags,
+                                               void* environment) {
+  wide_texts texts = texts_for(name);
+  if (!::CreateProcessAsUserW(token, texts.program.c_str(), texts.command_line.data(), nullptr, nullptr,
+                              inherit_handles_, creation_flags, environment, texts.directory.c_str(),
+                              &startup_info_.StartupInfo, &proc_info_))
+    throw_last_error(::GetLastError(), "CreateProcessAsUserW");
 }
 
 process_impl::child_setup::attribute_list_guard::~attribute_list_guard() {

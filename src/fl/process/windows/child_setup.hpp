@@ -24,6 +24,11 @@ class process_impl::child_setup {
   /// Throws boost::system::system_error "CreateProcessW".
   void create_process(const std::string& name);
 
+  /// The same under a primary token (borrowed), with the environment of the context, or with another one, a block in
+  /// UTF-16. Throws boost::system::system_error "CreateProcessAsUserW".
+  void create_process_as_user(HANDLE token, const std::string& name);
+  void create_process_as_user(HANDLE token, const std::string& name, std::vector<char16_t>& environment);
+
   const char* directory() const { return directory_; }
   PROCESS_INFORMATION& info() { return proc_info_; }
 
@@ -40,7 +45,16 @@ class process_impl::child_setup {
     STARTUPINFOEXW& startup_;
   };
 
+  // What the creating calls take as UTF-16.
+  struct wide_texts {
+    std::wstring directory;
+    std::wstring command_line;
+    std::wstring program;
+  };
+
   static STARTUPINFOEXW make_startup_info(const process::context& ctx);
+  wide_texts texts_for(const std::string& name) const;
+  void create_as_user(HANDLE token, const std::string& name, DWORD creation_flags, void* environment);
 
   const process::context& ctx_;
   STARTUPINFOEXW startup_info_;

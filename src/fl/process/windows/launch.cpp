@@ -5,18 +5,26 @@
 #include <fl/sysdep/windows/process_impl.hpp>
 
 #include "loggers.hpp"
+#include "process/quoting.hpp"
 #include "process/windows/child_setup.hpp"
 #include "process/windows/handle_closer.hpp"
+#include "process/windows/last_error.hpp"
+#include "process/windows/non_elevated_token.hpp"
+#include "process/windows/profile_cleanup.hpp"
 #include "process/windows/text.hpp"
 
 #include <windows.h>
+
+// Behind windows.h, whose types it uses.
+#include <shellapi.h>
 
 #include <boost/algorithm/string/replace.hpp>
 
 #include <memory>
 #include <sstream>
-#include <stdexcept>
+#include <string>
 #include <utility>
+#include <vector>
 
 namespace foundation::core::sysdep::windows {
 
@@ -53,21 +61,49 @@ launch_way choose_way(const context& ctx) {
   return launch_way::plain;
 }
 
-[[noreturn]] void throw_not_built(const char* way) {
-  throw std::runtime_error(std::string("launching a child ") + way + " is not built yet");
+}  // namespace
+
+void process_impl::launch_without_elevation(child_setup& setup, const command& cmd) {
+  HANDLE token = token_without_elevation();
+  const HandleCloser<HANDLE> closer(token);
+  setup.create_process_as_user(token, cmd.name());
 }
 
-}  // namespace
+void process_impl::launch_under_user(child_setup& setup, const command& cmd, const context& ctx) {
+  std::string user, domain;
+  boost::tuples::tie(user, domain) = parse_user(ctx.user()->name);
+  auto cleanup = std::make_unique<ProfileCleanup>(std::make_unique<UserLogon>(user, domain, ctx.user()->password));
+  std::vector<char16_t> environment = cleanup->logon().environment_with(ctx.environment());
+  setup.create_process_as_user(cleanup->logon().token(), cmd.name(), environment);
+  ProfileCleanup::start(std::move(cleanup), setup.info().hProcess);
+}
+
+void process_impl::launch_elevated_helper(const command& cmd, const char* const& directory,
+                                          PROCESS_INFORMATION& proc_info) {
+  const std::string parameters = process::join_arguments(cmd.args(), &process_impl::escape_copy);
+  SHELLEXECUTEINFOA request = {};
+  request.cbSize = sizeof request;
+  request.fMask = SEE_MASK_NOCLOSEPROCESS;
+  request.lpVerb = "runas";
+  request.lpFile = without_nul(cmd.name(), "program name").c_str();
+  request.lpParameters = without_nul(parameters, "command line").c_str();
+  request.lpDirectory = directory;
+  request.nShow = SW_HIDE;
+  if (!::ShellExecuteExA(&request))
+    throw_last_error(::GetLastError(), "::ShellExecuteExW");
+  proc_info.hProcess = request.hProcess;
+}
 
 boost::shared_ptr<process_impl> process_impl::launch_untranslated(const command& cmd, const context& ctx) {
   const log::scope_trace trace(loggers::process_impl, __PRETTY_FUNCTION__);
   child_setup setup(cmd, ctx);
   switch (choose_way(ctx)) {
     case launch_way::de_elevated:
-      throw_not_built("without elevation");
+      launch_without_elevation(setup, cmd);
+      break;
     case launch_way::under_user:
-      parse_user(ctx.user()->name);
-      throw_not_built("under another user");
+      launch_under_user(setup, cmd, ctx);
+      break;
     case launch_way::elevated:
       launch_elevated_helper(cmd, setup.directory(), setup.info());
       break;
@@ -82,10 +118,6 @@ boost::shared_ptr<process_impl> process_impl::launch_untranslated(const command&
   std::unique_ptr<process_impl> record(new process_impl(&setup.info()));
   process_closer.mode = thread_closer.mode = CloseOnDestruction::leave;
   return boost::shared_ptr<process_impl>(std::move(record));
-}
-
-void process_impl::launch_elevated_helper(const command&, const char* const&, PROCESS_INFORMATION&) {
-  throw_not_built("with elevation");
 }
 
 namespace {

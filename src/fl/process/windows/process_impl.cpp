@@ -17,7 +17,8 @@ process_impl::process_impl(const PROCESS_INFORMATION* info)
 
 process_impl::~process_impl() {
   const DWORD last_error = ::GetLastError();
-  ::CloseHandle(hProcess);
+  if (hProcess)
+    ::CloseHandle(hProcess);
   if (hThread)
     ::CloseHandle(hThread);
   ::SetLastError(last_error);

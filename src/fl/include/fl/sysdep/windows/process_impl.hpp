@@ -73,6 +73,8 @@ class FL_API process_impl {
 
   // The launch.
   static boost::shared_ptr<process_impl> launch_untranslated(const process::command& cmd, const process::context& ctx);
+  static void launch_without_elevation(child_setup& setup, const process::command& cmd);
+  static void launch_under_user(child_setup& setup, const process::command& cmd, const process::context& ctx);
   static void launch_elevated_helper(const process::command& cmd, const char* const& directory,
                                      _PROCESS_INFORMATION& proc_info);
   static unsigned long get_process_creation_flags(const process::context& ctx);
