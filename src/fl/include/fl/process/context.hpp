@@ -60,6 +60,10 @@ class FL_API context {
   context& directory(const char16_t* value);
   const boost::optional<std::string>& directory() const;
 
+  /// Lets the child run under the logon of another user, with that user's profile loaded while the child lives. This
+  /// process must hold the privileges "SeBackupPrivilege" and "SeRestorePrivilege", and the right to give a child
+  /// another token. The child's environment is the user's own; of `environment()` it gets what the user has no variable
+  /// of that name for. The password is used where it lies, and copied and logged nowhere.
   context& user(const std::string& name, const std::string& password);
   context& user(const ustring& name, const ustring& password);
   /// An empty optional clears the user.
@@ -82,6 +86,10 @@ class FL_API context {
   void explicitlyInheritHandles(const boost::optional<bool>& value);
   boost::optional<bool> explicitlyInheritHandles() const;
 
+  /// `NonElevated` takes elevation from the child of an elevated process, and `user()` is ignored then; in any other
+  /// process it changes nothing. `Elevated` asks the system's shell to start the child, which may ask the user; it
+  /// changes nothing where `user()` is set. Of a child that is started so the id is not known, its window is hidden,
+  /// and it gets neither the environment nor any handle of this context.
   void elevationLevel(ElevationLevel value);
   ElevationLevel elevationLevel() const;
   /// True sets `Elevated`; false sets `Unset`, not `NonElevated`.

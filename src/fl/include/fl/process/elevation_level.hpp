@@ -11,7 +11,7 @@ namespace foundation::core::process {
 enum class ElevationLevel : std::uint32_t {
   Unset = 0,        ///< no request
   Elevated = 1,     ///< run elevated
-  NonElevated = 2,  ///< run de-elevated
+  NonElevated = 2,  ///< run without the elevation that the parent may have
 };
 
 /// True exactly when `right` is `Elevated` and `left` is not: `Unset` and `NonElevated` differ, yet neither is less.

@@ -33,7 +33,9 @@ class FL_API process_kill_error : public std::runtime_error {
   ~process_kill_error() override;
 };
 
-/// The user that a child is to run as is not given in a form that can be understood. `what()` is the reason, unchanged.
+/// The user that a child is to run as: the name is not given in a form that can be understood, name and password do not
+/// belong together, the password has expired, or the account is disabled. `what()` is the reason, unchanged; it never
+/// holds the password.
 class FL_API process_bad_user : public std::runtime_error {
  public:
   explicit process_bad_user(const std::string& reason);

@@ -9,7 +9,9 @@
 //   unsigned int status = child.exit_status();                 // waits
 //
 // Starting. The constructor starts the child; a failure throws process_init_error or process_bad_user, which carry the
-// command and the reason. The program's name is a file's path: no search along PATH takes place.
+// command and the reason. The program's name is a file's path: no search along PATH takes place; `which` does that.
+// The context says whose child it becomes: this process's own, one without elevation, one of another user, or an
+// elevated one (context.hpp, `user` and `elevationLevel`).
 //
 // Following. exited() looks, exit_status() waits on the caller's thread, exit_status_async() gives a future and waits
 // on no thread. An exit code of 259 is what the system reports for a child that still runs: such a child never looks
