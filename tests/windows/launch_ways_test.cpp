@@ -1,0 +1,245 @@
+// Which way a child is started, the choice of a token without elevation, and the elevated launch. What Wine fakes or
+// lacks (elevation, user account control, the Safer interface, an explorer of this user) is answered by a script,
+// through the import table of the library; the children under the tokens that come of it are real, and so is the launch
+// through the shell.
+
+#include "children.hpp"
+#include "handle_leak.hpp"
+#include "scripted_tokens.hpp"
+
+#include <fl/sysdep/windows/deelevate_utils.hpp>
+
+#include <gtest/gtest.h>
+
+// Behind windows.h, whose types it uses.
+#include <shellapi.h>
+
+#include <boost/system/system_error.hpp>
+
+namespace process = foundation::core::process;
+namespace windows = foundation::core::sysdep::windows;
+using process::ElevationLevel;
+using test_support::injected;
+using test_support::loses_no_handle;
+
+namespace {
+
+constexpr const char* library = "libqxfl.dll";
+constexpr DWORD code = ERROR_NOT_ENOUGH_QUOTA;
+
+std::string told(const std::string& call, DWORD number = code) {
+  return boost::system::system_error(static_cast<int>(number), boost::system::system_category(), call).what();
+}
+
+/// The reason in the text of a failed launch; "" for one that succeeds.
+std::string failure_of(const process::command& what, const process::context& how) {
+  try {
+    EXPECT_EQ(process::process(what, how).exit_status(), 5u);
+    return "";
+  } catch (const process::process_init_error& e) {
+    const std::string text = e.what();
+    std::ostringstream opening;
+    opening << "An error occurred while initializing child process:  While attempting to execute \"" << what << "\": ";
+    EXPECT_EQ(text.substr(0, opening.str().size()), opening.str());
+    EXPECT_EQ(text.back(), '\n');
+    return text.substr(opening.str().size(), text.size() - opening.str().size() - 1);
+  }
+}
+
+process::context at_level(ElevationLevel level) {
+  process::context how;
+  how.elevationLevel(level);
+  return how;
+}
+
+/// Whose token a child that is to have no elevation was started under, or why it was not.
+std::string outcome(scripted_tokens& system) {
+  const std::string failure = failure_of(children::command("child_exit", {"5"}), at_level(ElevationLevel::NonElevated));
+  return failure.empty() ? system.under : failure;
+}
+
+const std::string no_token = told("Cannot obtain a non-elevated token", ERROR_INVALID_TOKEN);
+const std::string unconfirmed = told("Cannot de-elevate: cannot confirm if process is elevated.");
+
+}  // namespace
+
+TEST(LaunchWay, IsChosenByElevationThenUserThenTheRequestForElevation) {
+  scripted_tokens system;
+  injected<decltype(&::LogonUserA)> logon(library, "LogonUserA");
+  injected<decltype(&::ShellExecuteExA)> shell(library, "ShellExecuteExA");
+  injected<decltype(&::CreateProcessW)> plain(library, "CreateProcessW");
+  system.create.fail_always(FALSE, code);
+  logon.fail_always(FALSE, code);
+  shell.fail_always(FALSE, code);
+  plain.fail_always(FALSE, code);
+  for (const bool elevated : {true, false})
+    for (const bool with_user : {true, false})
+      for (const auto level : {ElevationLevel::Unset, ElevationLevel::Elevated, ElevationLevel::NonElevated}) {
+        process::context how = at_level(level);
+        if (with_user)
+          how.user("somebody", "secret");
+        system.elevated = elevated;
+        const std::string expected = level == ElevationLevel::NonElevated && elevated ? "CreateProcessAsUserW"
+                                     : with_user                                      ? "LogonUser"
+                                     : level == ElevationLevel::Elevated              ? "::ShellExecuteExW"
+                                                                                      : "CreateProcessW";
+        EXPECT_EQ(failure_of(children::command("child_exit", {"5"}), how), told(expected))
+            << elevated << with_user << level;
+      }
+}
+
+TEST(NonElevated, TokenIsThatOfTheShellIfUacIsOnAndItMayReplaceOneElseOfMediumIntegrity) {
+  scripted_tokens system;
+  for (const int uac : {1, 0, -1})
+    for (const auto privilege : {system.present, system.missing, system.unreadable})
+      for (const auto shell : {system.usable, system.used_elevated, system.absent})
+        for (const bool medium_elevated : {false, true}) {
+          system.uac = uac;
+          system.privilege = privilege;
+          system.shell = shell;
+          system.medium_elevated = medium_elevated;
+          const bool tries_shell = uac == 1 && privilege == system.present;
+          const std::string expected = tries_shell && shell == system.usable ? "duplicate"
+                                       : medium_elevated                     ? no_token
+                                                                             : "medium";
+          SCOPED_TRACE(testing::Message() << uac << privilege << shell << medium_elevated);
+          const bool abandons_one = tries_shell && shell == system.used_elevated;
+          const bool clean = loses_no_handle([&] {
+            system.restart();
+            EXPECT_EQ(outcome(system), expected);
+          });
+          EXPECT_EQ(clean, !abandons_one);
+        }
+}
+
+TEST(NonElevated, ChildIsStartedByTheseCallsInThisOrder) {
+  constexpr const char* const key = "key SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Policies\\System 0 131097, ";
+  constexpr const char* const explorer =
+      "token of own 8, snapshot 2 0, open foreign 1024, token of foreign 8, open shell 1024, token of shell 8, ";
+  scripted_tokens system;
+  ASSERT_EQ(outcome(system), "duplicate");
+  EXPECT_EQ(system.record, "token of own 8, elevation of own, " + std::string(key) + "EnableLUA, close key, " +
+                               explorer + "open shell 1024, token of shell 8, " + explorer +
+                               "open shell 1024, token of shell 2, duplicate shell 983551 2 1, elevation of duplicate");
+  system.restart();
+  system.uac = 0;
+  system.shell = system.absent;
+  ASSERT_EQ(outcome(system), "medium");
+  EXPECT_EQ(system.record, "token of own 8, elevation of own, " + std::string(key) + "EnableLUA, close key, " +
+                               "token of own 8, snapshot 2 0, open foreign 1024, token of foreign 8, level 2 131072 1, "
+                               "restricted token, set medium 25 S-1-16-8192 32 16, close level, elevation of medium");
+}
+
+TEST(NonElevated, ChildGetsTheEnvironmentAndTheStreamsOfItsContext) {
+  const test_support::scoped_variable of_the_parent("QXFL_TEST_TIMEOUT", "60");
+  scripted_tokens system;
+  process::iopipe output(0), extra;
+  process::context how = children::output_to(output);
+  how.elevationLevel(ElevationLevel::NonElevated);
+  how.user("ignored", "secret");
+  how.environment() = {{"Only", "this"}, {"QXFL", "that"}};
+  how.inherit_pipe(extra, process::open_mode::write);
+  process::process child(children::command("child_env"), how);
+  EXPECT_FALSE(extra.is_open_for_write());
+  // Wine puts variables of its own behind them.
+  const std::string block = children::read_all(output.device());
+  EXPECT_EQ(block.rfind("Only=this\nQXFL=that\n", 0), 0u) << block;
+  EXPECT_EQ(block.find("QXFL_TEST_TIMEOUT"), std::string::npos) << block;
+  EXPECT_EQ(child.exit_status(), 0u);
+  EXPECT_EQ(system.under, "duplicate");
+}
+
+namespace {
+
+// What comes of a launch when the first, the second … call of a function is refused: D, the shell's duplicate, M, the
+// token of medium integrity, or !, a failure with this text.
+template <class Call, class Result>
+void refuse_each(scripted_tokens& system, Call& call, Result refusal, const std::string& expected,
+                 const std::string& text = "") {
+  for (std::size_t nth = 1; nth <= expected.size(); ++nth) {
+    SCOPED_TRACE(testing::Message() << "call " << nth);
+    EXPECT_TRUE(loses_no_handle([&] {
+      system.restart();
+      call.fail_at(nth, refusal, code);
+      const std::string came = outcome(system);
+      EXPECT_EQ(came == "duplicate" ? 'D' : came == "medium" ? 'M' : '!', expected[nth - 1]) << came;
+      EXPECT_EQ(expected[nth - 1] == '!' ? came : "", expected[nth - 1] == '!' ? text : "");
+      EXPECT_GE(call.calls(), nth);
+      EXPECT_EQ(system.safer_level.calls() - (&call == static_cast<void*>(&system.safer_level)),
+                system.close_level.calls());
+    }));
+  }
+}
+
+}  // namespace
+
+TEST(NonElevated, LaunchSurvivesEachRefusalThatLeavesAnotherWay) {
+  const std::string medium = "Cannot get medium integrity token: ";
+  scripted_tokens system;
+#define REFUSE_EACH(call, ...)                     \
+  {                                                \
+    SCOPED_TRACE(#call);                           \
+    refuse_each(system, system.call, __VA_ARGS__); \
+  }
+  REFUSE_EACH(open_token, FALSE, "!MDMMMDMM", unconfirmed)
+  REFUSE_EACH(ask_token, FALSE, "!M", unconfirmed)
+  REFUSE_EACH(snapshot, INVALID_HANDLE_VALUE, "MM")
+  REFUSE_EACH(first_process, FALSE, "MM")
+  REFUSE_EACH(next_process, FALSE, "MMMMMM")
+  REFUSE_EACH(open_process, nullptr, "DMMDMM")
+  REFUSE_EACH(equal_users, FALSE, "DMDM")
+  REFUSE_EACH(privilege_name, FALSE, "DDDD")
+  REFUSE_EACH(duplicate, FALSE, "M")
+  REFUSE_EACH(open_key, LSTATUS{ERROR_ACCESS_DENIED}, "M")
+  REFUSE_EACH(create, FALSE, "!", told("CreateProcessAsUserW"))
+  system.uac = 0;
+  REFUSE_EACH(query_value, LSTATUS{ERROR_ACCESS_DENIED}, "M")
+  REFUSE_EACH(safer_level, FALSE, "!", told(medium + "SaferCreateLevel failed"))
+  REFUSE_EACH(safer_token, FALSE, "!", told(medium + "SaferComputeTokenFromLevel failed"))
+  REFUSE_EACH(make_sid, FALSE, "!", told(medium + "ConvertStringSidToSid failed"))
+  REFUSE_EACH(set_token, FALSE, "!", told(medium + "SetTokenInformation failed"))
+#undef REFUSE_EACH
+}
+
+TEST(ElevationQuestions, AnswerWithoutAnExceptionWhatCannotBeFoundOut) {
+  scripted_tokens system;
+  system.privilege = system.missing;
+  EXPECT_EQ(windows::CheckReplaceTokenPrivilege(), windows::ReplaceTokenAbsent);
+  EXPECT_EQ(windows::GetExplorerProcessId(), ::GetCurrentProcessId());
+  system.shell = system.absent;
+  EXPECT_EQ(windows::CheckReplaceTokenPrivilege(), windows::ReplaceTokenUnknown);
+  EXPECT_EQ(windows::GetNonElevatedToken(), nullptr);
+  EXPECT_EQ(windows::IsUacEnabled(), 1);
+  system.uac = 0;
+  EXPECT_EQ(windows::IsUacEnabled(), 0);
+  system.uac = -1;
+  EXPECT_EQ(windows::IsUacEnabled(), -1);
+}
+
+TEST(Elevated, ChildIsStartedByTheShell) {
+  injected<decltype(&::ShellExecuteExA)> shell(library, "ShellExecuteExA");
+  const process::command what = children::command("child_exit", {"5", "", "a \"b\""});
+  shell.handle_with([&](auto original, SHELLEXECUTEINFOA* request) {
+    EXPECT_EQ(request->cbSize, 112u);
+    EXPECT_EQ(request->fMask, DWORD{SEE_MASK_NOCLOSEPROCESS});
+    EXPECT_STREQ(request->lpVerb, "runas");
+    EXPECT_EQ(request->lpFile, what.name());
+    EXPECT_STREQ(request->lpParameters, "5  \"a \\\"b\\\"\" ");
+    EXPECT_STREQ(request->lpDirectory, ".");
+    EXPECT_EQ(request->nShow, SW_HIDE);
+    return original(request);
+  });
+  process::iopipe output;
+  process::context how = children::output_to(output);
+  how.elevationLevel(ElevationLevel::Elevated);
+  {
+    process::process child(what, how);  // for real
+    EXPECT_EQ(child.id(), 0);
+    EXPECT_EQ(child.exit_status(), 5u);
+  }
+  EXPECT_TRUE(output.is_open_for_read() && !output.is_open_for_write());
+  EXPECT_TRUE(loses_no_handle([&] {
+    shell.fail_always(FALSE, ERROR_CANCELLED);
+    EXPECT_EQ(failure_of(what, at_level(ElevationLevel::Elevated)), told("::ShellExecuteExW", ERROR_CANCELLED));
+  }));
+}
