@@ -1,8 +1,12 @@
 // run: launches a program through the library, streams its output, and tells how it ended.
 
 #include "options.hpp"
+#include "password.hpp"
 
 #include <fl/process.hpp>
+#include <i18n/convert.hpp>
+
+#include <boost/system/system_error.hpp>
 
 #include <windows.h>
 
@@ -12,6 +16,7 @@
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <future>
 #include <mutex>
 #include <optional>
@@ -94,23 +99,58 @@ bool await_end(process::process& child, const run_options& options) {
     child.kill();
   } catch (const process::process_kill_error&) {
     return true;  // It ended at the last moment.
+  } catch (const boost::system::system_error& e) {
+    // It has more rights than this program, for instance.
+    std::fprintf(stderr, "run: timeout, but the program cannot be ended: %s\n", e.what());
+    status.wait();
+    return true;
   }
   status.wait();
   return false;
 }
 
-int run(const run_options& options) {
-  process::iopipe output;
-  process::context how;
+void set_streams(process::context& how, const run_options& options, process::iopipe& output) {
+  if (options.through_the_shell()) {
+    std::fputs("run: an elevated program shares no streams with this one: its output is not shown\n", stderr);
+    output.close_for_write();  // Nobody else will.
+    return;
+  }
   if (options.input_file)
     how.std_in(process::read_from_file(*options.input_file));
   if (options.output_file)
     how.std_out(process::overwrite_file(*options.output_file));
   else
     how.std_out(process::pipe_to(output));
+}
+
+process::context make_context(const run_options& options, process::iopipe& output) {
+  process::context how;
+  set_streams(how, options, output);
+  how.elevationLevel(options.elevation);
+  if (options.detached)
+    how.detached_process(true);
+  if (options.no_window)
+    how.create_no_window(true);
+  if (options.user)
+    how.user(*options.user, password(*options.user).text());
+  if (interrupted)
+    throw password_interrupted();
+  return how;
+}
+
+// The context keeps a copy of the password, which must not lie about for as long as the child lives.
+void write_over_password(process::context& how) {
+  if (how.user())
+    how.user(process::context::User{how.user()->name, std::string(how.user()->password.size(), '*')});
+}
+
+int run(const run_options& options) {
+  process::iopipe output;
+  process::context how = make_context(options, output);
 
   const auto start = std::chrono::steady_clock::now();
   process::process child(options.command, how);
+  write_over_password(how);
   std::optional<ended_by_ctrl_c> until_its_end(child);
 
   std::promise<void> streamed;
@@ -145,22 +185,39 @@ int run(const run_options& options) {
   return result;
 }
 
+// A failure of the launch, whose text ends its line by itself, and what may help.
+void explain(const process::process_init_error& failure, const run_options& options) {
+  std::fprintf(stderr, "run: %s", failure.what());
+  std::error_code ignored;
+  if (!std::filesystem::exists(fl::i18n::utf8_to_ustring(options.command.name()), ignored))
+    std::fputs("run: a program is named by its path, PATH is not searched; which NAME finds one along PATH\n", stderr);
+}
+
+int run_or_explain(const run_options& options) {
+  try {
+    return run(options);
+  } catch (const password_interrupted&) {
+    std::fprintf(stderr, "run: interrupted\n");
+    return exit_interrupted;
+  } catch (const process::process_init_error& e) {
+    explain(e, options);
+  } catch (const process::process_bad_user& e) {
+    std::fprintf(stderr, "run:%s", e.what());  // begins with a blank and ends its line
+  } catch (const std::exception& e) {
+    std::fprintf(stderr, "run: %s\n", e.what());
+  }
+  return exit_not_started;
+}
+
 }  // namespace
 
 int wmain(int argc, wchar_t** argv) {
   _setmode(_fileno(stdout), _O_BINARY);
   SetConsoleCtrlHandler(on_console_event, TRUE);
   try {
-    return run(parse_options(argc, argv));
+    return run_or_explain(parse_options(argc, argv));
   } catch (const std::invalid_argument& e) {
     std::fprintf(stderr, "run: %s\n\n%s", e.what(), usage_text);
     return exit_usage;
-  } catch (const process::process_init_error& e) {
-    std::fprintf(stderr, "run: %s", e.what());
-    std::fprintf(stderr, "run: the program is named by its path; PATH is not searched\n");
-    return exit_not_started;
-  } catch (const std::exception& e) {
-    std::fprintf(stderr, "run: %s\n", e.what());
-    return exit_not_started;
   }
 }

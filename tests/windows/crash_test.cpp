@@ -32,6 +32,11 @@ int count_of(const std::string& text, const std::string& part) {
 
 const std::string fault = "\nAbnormal termination:\nfault\n\n";
 
+/// What diag_child's handler for std::terminate reports; `exception` is the mangled name of the one that nobody caught.
+std::string terminated_by(const std::string& exception) {
+  return "\nAssertion in terminate handler at diag_child.cpp line 1:\n" + exception + "\n\n";
+}
+
 TEST(Crash, EveryEndLeavesOneReportThatNamesThePlaceAndAFailureStatus) {
   const struct {
     const char* mode;
@@ -47,8 +52,11 @@ TEST(Crash, EveryEndLeavesOneReportThatNamesThePlaceAndAFailureStatus) {
       {"overflow in thread", crash_status, fault, " recurse+0000"},
       {"fault in thread", crash_status, fault, " fault_here+0000"},
       {"pure", crash_status, fault, "[  0] 0x0000000000000000 "},  // What this compiler makes of such a call.
-      {"std::terminate", abort_status,
-       "\nAssertion in terminate handler at diag_child.cpp line 1:\nSt13runtime_error\n\n", " on_terminate+0000"},
+      {"std::terminate", abort_status, terminated_by("St13runtime_error"), " on_terminate+0000"},
+      {"mock process throws", abort_status, terminated_by("St13runtime_error"), " on_terminate+0000"},
+      {"mock process is empty", abort_status, terminated_by("N5boost10wrapexceptINS_17bad_function_callEEE"),
+       " on_terminate+0000"},
+      {"mock process is left", abort_status, terminated_by("no exception"), " on_terminate+0000"},
       {"observer throws", abort_status, "\nAbnormal termination:\nas given\n\n", "Function: <unknown>, file <unknown>"},
       {"observer faults", crash_status, fault, " fault_here+0000"},
       {"in flight", abort_status, "\nAssertion in unwinding at diag_child.cpp line 2:\nreal\n\n",

@@ -1,6 +1,7 @@
 // Ways for a process to end, each seen from outside by crash_test: diag_child MODE. Reports go to standard error.
 
 #include <fl/diag.hpp>
+#include <fl/process/mock_process.hpp>
 
 #include <foundation_log/logger.hpp>
 
@@ -40,6 +41,7 @@ struct derived : base {
 namespace {
 
 namespace diag = foundation::core::diag;
+using foundation::core::process::mock_process;
 using test_support::import_patch;
 
 constexpr int crash_status = 99;
@@ -236,6 +238,9 @@ const struct {
     {"fault in thread", [] { in_thread(fault_here); }},
     {"pure", [] { derived(); }},
     {"std::terminate", []() noexcept { throw_error(); }},
+    {"mock process throws", [] { mock_process([]() -> int { throw std::runtime_error("nobody"); }).join(); }},
+    {"mock process is empty", [] { mock_process(boost::function<int()>()).join(); }},
+    {"mock process is left", [] { mock_process([] { return 0; }); }},
     {"observer throws",
      [] {
        const diag::termination_observer observer([](const char* message, const char* file, int, const char* function) {
