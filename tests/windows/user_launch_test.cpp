@@ -1,0 +1,382 @@
+// Children under another user's logon. Wine has no other users: the logon, the privileges, the profile and, but in one
+// test, the user's environment are answered by a script, through the import table of the library. The token is a real
+// one, a duplicate of this process's own, the profile's handle is that of an event, and the children run.
+
+#include "children.hpp"
+#include "handle_leak.hpp"
+#include "import_patch.hpp"
+
+#include <gtest/gtest.h>
+
+#include <windows.h>
+
+// Behind windows.h, whose types it uses.
+#include <userenv.h>
+
+#include <boost/system/system_error.hpp>
+
+#include <algorithm>
+#include <atomic>
+#include <cwchar>
+#include <iterator>
+#include <memory>
+#include <mutex>
+#include <sstream>
+#include <string>
+
+namespace process = foundation::core::process;
+using test_support::injected;
+using test_support::loses_no_handle;
+using test_support::scoped_variable;
+
+namespace {
+
+constexpr const char* library = "libqxfl.dll";
+constexpr const char* secret = "pass word 4711";
+constexpr DWORD code = ERROR_NOT_ENOUGH_QUOTA;
+
+// Everything that is logged, of all channels.
+const test_support::temp_dir log_folder;
+const scoped_variable log_file("QX_LOG_FILE", log_folder.file("log")), log_level("QX_LOG", "*=all");
+
+std::string told(const std::string& call, DWORD number = code) {
+  return boost::system::system_error(static_cast<int>(number), boost::system::system_category(), call).what();
+}
+
+class scripted_users {
+ public:
+  process::context how;
+
+  injected<decltype(&::LogonUserA)> logon{library, "LogonUserA"};
+  injected<decltype(&::OpenProcessToken)> open_token{library, "OpenProcessToken"};
+  injected<decltype(&::LookupPrivilegeValueA)> privilege{library, "LookupPrivilegeValueA"};
+  injected<decltype(&::AdjustTokenPrivileges)> adjust{library, "AdjustTokenPrivileges"};
+  injected<decltype(&::LoadUserProfileA)> load{library, "LoadUserProfileA"};
+  injected<decltype(&::UnloadUserProfile)> unload{library, "UnloadUserProfile"};
+  injected<decltype(&::CreateEnvironmentBlock)> make_block{library, "CreateEnvironmentBlock"};
+  injected<decltype(&::DestroyEnvironmentBlock)> destroy_block{library, "DestroyEnvironmentBlock"};
+  injected<decltype(&::CreateProcessAsUserW)> create{library, "CreateProcessAsUserW"};
+  injected<decltype(&::DuplicateHandle)> duplicate{library, "DuplicateHandle"};
+  injected<decltype(&::RegisterWaitForSingleObject)> wait{library, "RegisterWaitForSingleObject"};
+  injected<decltype(&::UnregisterWaitEx)> unregister{library, "UnregisterWaitEx"};
+  injected<decltype(&::CloseHandle)> close{library, "CloseHandle"};
+
+  scripted_users() { restart(); }
+
+  /// A new context, without a failure.
+  void restart() {
+    logon.reset(), open_token.reset(), privilege.reset(), adjust.reset(), load.reset(), unload.reset();
+    make_block.reset(), destroy_block.reset(), create.reset(), duplicate.reset(), wait.reset(), unregister.reset();
+    close.reset();
+    how = process::context();
+    how.user("somebody", secret);
+    // No handle but one is duplicated for the child.
+    how.std_out(process::discard());
+    how.std_err(process::discard());
+    {
+      const std::lock_guard lock(mutex_);
+      record_.clear();
+    }
+    for (auto* handle : {&token_, &child_, &wait_, &profile_})
+      *handle = nullptr;
+    attach();
+  }
+
+  /// The calls until now, of all threads.
+  std::string record() const {
+    const std::lock_guard lock(mutex_);
+    return record_;
+  }
+
+  /// Waits until the record holds `call`.
+  std::string record_with(const std::string& call) const {
+    while (record().find(call) == std::string::npos)
+      ::Sleep(1);  // The watchdog ends a test that stays here.
+    return record();
+  }
+
+ private:
+  void note(const std::string& call) {
+    const std::lock_guard lock(mutex_);
+    record_ += (record_.empty() ? "" : ", ") + call;
+  }
+
+  void attach() {
+    attach_logon();
+    attach_profile();
+    attach_environment();
+    attach_child();
+  }
+
+  void attach_logon() {
+    logon.handle_with([this](auto, const char* user, const char* domain, const char* password, DWORD type,
+                             DWORD provider, HANDLE* token) {
+      note("logon " + std::string(user) + " " + domain + " " + std::to_string(type) + " " + std::to_string(provider));
+      EXPECT_EQ(password, how.user()->password.c_str()) << "no copy is made of it";
+      HANDLE own = nullptr;
+      ::OpenProcessToken(::GetCurrentProcess(), TOKEN_DUPLICATE, &own);
+      ::DuplicateTokenEx(own, TOKEN_ALL_ACCESS, nullptr, SecurityImpersonation, TokenPrimary, token);
+      ::CloseHandle(own);
+      token_ = *token;
+      return TRUE;
+    });
+    privilege.handle_with([this](auto, const char* system, const char* name, LUID* value) {
+      note("privilege " + std::string(name));
+      *value = {4711, 0};
+      return system == nullptr;
+    });
+    adjust.handle_with([this](auto, HANDLE, BOOL disable, TOKEN_PRIVILEGES* privileges, auto...) {
+      const LUID_AND_ATTRIBUTES& first = privileges->Privileges[0];
+      note("enable " + std::to_string(privileges->PrivilegeCount) + " " + std::to_string(first.Luid.LowPart) + " " +
+           std::to_string(first.Attributes));
+      ::SetLastError(ERROR_SUCCESS);
+      return !disable;
+    });
+  }
+
+  void attach_profile() {
+    load.handle_with([this](auto, HANDLE token, PROFILEINFOA* info) {
+      note("load " + std::to_string(info->dwSize) + " " + std::to_string(info->dwFlags) + " " + info->lpUserName);
+      EXPECT_FALSE(info->lpProfilePath || info->lpDefaultPath || info->lpServerName || info->lpPolicyPath);
+      profile_ = info->hProfile = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
+      return token == token_;
+    });
+    unload.handle_with([this](auto, HANDLE token, HANDLE profile) {
+      EXPECT_TRUE(token == token_ && profile == profile_);
+      ::CloseHandle(profile);
+      note("unload");
+      ::SetLastError(ERROR_BUSY);  // which nobody is to see
+      return FALSE;
+    });
+  }
+
+  void attach_environment() {
+    make_block.handle_with([this](auto, void** block, HANDLE token, BOOL inherit) {
+      static wchar_t entries[] = L"=C:=C:\\\0zebra=1\0Path=the user's\0no sign\0";
+      note("make block");
+      *block = entries;
+      return token == token_ && !inherit;
+    });
+    destroy_block.handle_with([this](auto, void*) {
+      note("destroy block");
+      return TRUE;
+    });
+  }
+
+  void attach_child() {
+    create.handle_with([this](auto original, HANDLE token, const wchar_t* name, wchar_t* line, SECURITY_ATTRIBUTES* p,
+                              SECURITY_ATTRIBUTES* t, BOOL inherit, DWORD flags, void* environment, auto... rest) {
+      EXPECT_EQ(token, token_);
+      note("create " + std::to_string(flags));
+      return original(token, name, line, p, t, inherit, flags, environment, rest...);
+    });
+    // The background wait for a child whose object has gone makes calls of the same kind: they are not noted.
+    duplicate.handle_with([this](auto original, HANDLE from, HANDLE handle, HANDLE to, HANDLE* copy, DWORD access,
+                                 BOOL inherit, DWORD options) {
+      const BOOL made = original(from, handle, to, copy, access, inherit, options);
+      if (access == SYNCHRONIZE && !inherit && options == 0) {
+        note("duplicate");
+        child_ = *copy;
+      }
+      return made;
+    });
+    wait.handle_with(
+        [this](auto original, HANDLE* made, HANDLE child, auto callback, void* context, ULONG time, ULONG flags) {
+          if (child != child_)
+            return original(made, child, callback, context, time, flags);
+          note("wait " + std::to_string(time) + " " + std::to_string(flags));
+          const std::lock_guard lock(mutex_);  // until it is known, for the callback
+          const BOOL result = original(made, child, callback, context, time, flags);
+          wait_ = *made;
+          return result;
+        });
+    unregister.handle_with([this](auto original, HANDLE made, HANDLE completion) {
+      if (made == wait_)
+        note(completion ? "unregister and wait" : "unregister");
+      return original(made, completion);
+    });
+    close.handle_with([this](auto original, HANDLE handle) {
+      if (handle == token_ || handle == child_) {
+        note(handle == token_ ? "close token" : "close child");
+        (handle == token_ ? token_ : child_) = nullptr;  // The value may come again.
+      }
+      return original(handle);
+    });
+  }
+
+  mutable std::mutex mutex_;  // the end of a child is noted on a thread of the pool
+  std::string record_;
+  std::atomic<HANDLE> token_ = nullptr, child_ = nullptr, wait_ = nullptr, profile_ = nullptr;
+};
+
+const std::string until_the_child =
+    "logon somebody . 2 0, privilege SeBackupPrivilege, enable 1 4711 2, privilege SeRestorePrivilege, "
+    "enable 1 4711 2, load 56 1 somebody, make block, destroy block, create 525344";
+const std::string watched = until_the_child + ", duplicate, wait 4294967295 8";
+const std::string at_the_end = ", unload, close token, unregister, close child";
+
+}  // namespace
+
+TEST(UserLaunch, LogsOnLoadsTheProfileAndUnloadsItOnceWhenTheChildEnds) {
+  scripted_users system;
+  for (const bool object_lives : {true, false}) {
+    EXPECT_TRUE(loses_no_handle([&] {
+      system.restart();
+      process::iopipe input, output(0);
+      system.how.std_in(process::pipe_from(input));
+      system.how.std_out(process::pipe_to(output));
+      auto child = std::make_unique<process::process>(children::command("child_wait"), system.how);
+      std::string ready;
+      std::getline(output, ready);
+      EXPECT_EQ(system.record(), watched);
+      if (!object_lives)
+        child.reset();
+      input.close_for_write();
+      EXPECT_EQ(system.record_with("close child"), watched + at_the_end);
+    })) << object_lives;
+  }
+  system.restart();
+  system.how.user("DOMAIN\\me@there", secret);
+  EXPECT_EQ(process::process(children::command("child_exit", {"5"}), system.how).exit_status(), 5u);
+  EXPECT_EQ(system.record_with("close child").rfind("logon me@there DOMAIN 2 0, ", 0), 0u);
+}
+
+// As in a system that tells the handle of the wait only after the callback has run.
+TEST(UserLaunch, EndsTheLogonOnceIfTheChildEndsBeforeItsWaitIsKnown) {
+  scripted_users system;
+  injected<BOOL (*)(HANDLE*, HANDLE, WAITORTIMERCALLBACK, void*, ULONG, ULONG)> late(library,
+                                                                                     "RegisterWaitForSingleObject");
+  EXPECT_TRUE(loses_no_handle([&] {
+    system.restart();
+    late.handle_with([&](auto original, HANDLE* made, HANDLE child, auto... rest) {
+      HANDLE wait = nullptr;
+      const BOOL result = original(&wait, child, rest...);
+      system.record_with("close token");
+      *made = wait;
+      return result;
+    });
+    EXPECT_EQ(process::process(children::command("child_exit", {"5"}), system.how).exit_status(), 5u);
+    const std::string record = system.record_with("close child");
+    EXPECT_EQ(record, until_the_child + ", duplicate, wait 4294967295 8" + at_the_end);
+  }));
+}
+
+namespace {
+
+enum class kind { bad_user, init_error };
+
+/// The reason that a launch fails for, or "" if it does not.
+std::string failure_of(const process::context& how, kind& came) {
+  const process::command what = children::command("child_exit", {"5"});
+  std::ostringstream opening;
+  opening << " While attempting to execute \"" << what << "\": ";
+  std::string text;
+  try {
+    EXPECT_EQ(process::process(what, how).exit_status(), 5u);
+    return "";
+  } catch (const process::process_bad_user& e) {
+    came = kind::bad_user;
+    text = e.what();
+  } catch (const process::process_init_error& e) {
+    came = kind::init_error;
+    text = e.what();
+  }
+  EXPECT_EQ(text.find(secret), std::string::npos);
+  const std::size_t begin = text.find(opening.str()) + opening.str().size();
+  return text.substr(begin, text.size() - begin - 1);
+}
+
+/// A launch whose nth call of one function is refused: the reason it fails for, and the calls that the script sees.
+template <class Call, class Result>
+void refuse(scripted_users& system, Call& call, std::size_t nth, Result refusal, DWORD error,
+            const std::string& expected, const std::string& last_calls, kind of = kind::init_error) {
+  SCOPED_TRACE(testing::Message() << nth << ", " << error << ", " << expected);
+  EXPECT_TRUE(loses_no_handle([&] {
+    system.restart();
+    call.fail_at(nth, refusal, error);
+    kind came = of;
+    EXPECT_EQ(failure_of(system.how, came), expected);
+    EXPECT_EQ(came, of);
+    const std::string record = system.record();
+    EXPECT_EQ(record.substr(record.size() - std::min(record.size(), last_calls.size())), last_calls);
+    EXPECT_EQ(system.load.calls() - (&call == static_cast<void*>(&system.load)), system.unload.calls());
+  }));
+}
+
+}  // namespace
+
+TEST(UserLaunch, ThatFailsSaysWhyAndLeavesNothingLoaded) {
+  const auto reason = [](DWORD number) { return boost::system::system_category().message(static_cast<int>(number)); };
+  const std::string loaded = "load 56 1 somebody", ended = ", unload, close token";
+  scripted_users system;
+  for (const DWORD number : {ERROR_LOGON_FAILURE, ERROR_PASSWORD_EXPIRED, ERROR_ACCOUNT_DISABLED})
+    refuse(system, system.logon, 1, FALSE, number, reason(number), "", kind::bad_user);
+  for (const DWORD number : {ERROR_ACCOUNT_RESTRICTION, ERROR_ACCESS_DENIED})
+    refuse(system, system.logon, 1, FALSE, number, told("LogonUser", number), "");
+  for (const std::size_t nth : {1, 2}) {
+    refuse(system, system.open_token, nth, FALSE, code, told("OpenProcessToken"), "close token");
+    refuse(system, system.privilege, nth, FALSE, code, told("LookupPrivilegeValue"), "close token");
+    refuse(system, system.adjust, nth, FALSE, code, told("AdjustTokenPrivileges"), "close token");
+    // Success that is none.
+    refuse(system, system.adjust, nth, TRUE, ERROR_NOT_ALL_ASSIGNED,
+           told("AdjustTokenPrivileges", ERROR_NOT_ALL_ASSIGNED), "close token");
+  }
+  refuse(system, system.load, 1, FALSE, code, told("LoadUserProfile"), "enable 1 4711 2, close token");
+  refuse(system, system.make_block, 1, FALSE, code, told("CreateEnvironmentBlock"), loaded + ended);
+  refuse(system, system.create, 1, FALSE, code, told("CreateProcessAsUserW"), "make block, destroy block" + ended);
+  // The child runs, but cannot be watched.
+  refuse(system, system.duplicate, 1, FALSE, code, "", "create 525344" + ended);
+  refuse(system, system.wait, 1, FALSE, code, "", "duplicate, close child" + ended);
+
+  const std::string log = test_support::read_file(log_folder.file("log"));
+  for (const char* const call : {"DuplicateHandle", "RegisterWaitForSingleObject"}) {
+    const std::size_t at = log.find(call + (" failed for profile cleanup: " + std::to_string(code)) + "\n");
+    ASSERT_NE(at, std::string::npos) << call;
+    const std::size_t line = log.rfind('\n', at) + 1;
+    EXPECT_NE(log.substr(line, at - line).find("[fl::process::process_impl] error: "), std::string::npos) << call;
+  }
+  EXPECT_EQ(log.find(secret), std::string::npos);
+}
+
+TEST(UserLaunch, TellsInUtf8WhyTheUserIsRefused) {
+  scripted_users system;
+  injected<DWORD (*)(DWORD, LPCVOID, DWORD, DWORD, LPWSTR, DWORD, char**)> message(library, "FormatMessageW");
+  message.handle_with([](auto, auto, auto, auto, auto, LPWSTR buffer, auto, auto) {
+    constexpr wchar_t words[] = L"Gesperrt f\u00fcr jeden.\r\n";
+    void* const made = ::LocalAlloc(LMEM_FIXED, sizeof words);
+    std::wmemcpy(static_cast<wchar_t*>(made), words, std::size(words));
+    *reinterpret_cast<void**>(buffer) = made;
+    return static_cast<DWORD>(std::size(words) - 1);
+  });
+  kind came = kind::init_error;
+  system.logon.fail_always(FALSE, ERROR_LOGON_FAILURE);
+  EXPECT_EQ(failure_of(system.how, came), "Gesperrt f\u00fcr jeden");
+  const std::string with_nul("some\0thing", 10);
+  system.how.user("somebody", with_nul);
+  EXPECT_EQ(failure_of(system.how, came), "the password holds a NUL character");
+  system.how.user(with_nul, secret);
+  EXPECT_EQ(failure_of(system.how, came), "the name of the user holds a NUL character");
+}
+
+TEST(UserLaunch, GivesTheChildTheUsersVariablesAndThenThoseOfTheContext) {
+  scripted_users system;
+  const auto entries = [&] {
+    process::iopipe output(0);
+    system.how.std_out(process::pipe_to(output));
+    process::process child(children::command("child_env"), system.how);
+    const std::string block = children::read_all(output.device());
+    system.record_with("close child");
+    return block;
+  };
+  system.how.environment() = {{"PATH", "ours"}, {"\u00e4", "\u00f6"}, {"Yak", "2"}};
+  EXPECT_EQ(entries().rfind("Path=the user's\nYak=2\nzebra=1\n\u00e4=\u00f6\n", 0), 0u);
+
+  // With the block that the system makes for the token, for real.
+  system.restart();
+  system.make_block.handle_with([](auto original, auto... all) { return original(all...); });
+  system.destroy_block.handle_with([](auto original, auto... all) { return original(all...); });
+  system.how.environment() = {{"WinDir", "ours"}, {"Yak", "2"}};
+  const std::string block = entries();
+  EXPECT_NE(block.find("\nYak=2\n"), std::string::npos) << block;
+  EXPECT_NE(block.find("\nwindir=C:\\windows\n"), std::string::npos) << block;
+}
