@@ -18,8 +18,8 @@ namespace windows {
 
 namespace {
 
+using boost::optional;
 using boost::filesystem::path;
-using result = boost::optional<std::string>;
 
 template <class... Parts>
 void note(const Parts&... parts) {
@@ -53,7 +53,7 @@ std::vector<std::string> load_pathext() {
 }
 
 /// The file of exactly this name, as it stands or in a directory of PATH.
-result search(const std::string& name) {
+optional<std::string> search(const std::string& name) {
   const auto directories = search_path.current();
   const path file(name);
   if (is_command(file)) {
@@ -66,7 +66,7 @@ result search(const std::string& name) {
     candidate = directory;
     candidate /= file;
     if (is_command(candidate)) {
-      result found = candidate.string();
+      optional<std::string> found = candidate.string();
       note("which_impl: Found ", *found);
       return found;
     }
@@ -75,7 +75,8 @@ result search(const std::string& name) {
   return boost::none;
 }
 
-result search_with_extensions(const std::string& command_name, const std::vector<std::string>& extensions) {
+optional<std::string> search_with_extensions(const std::string& command_name,
+                                             const std::vector<std::string>& extensions) {
   if (extensions.empty()) {
     note("No extensions to try.");
     return boost::none;
@@ -83,7 +84,7 @@ result search_with_extensions(const std::string& command_name, const std::vector
   note("Trying extensions... ");
   for (const std::string& extension : extensions) {
     note(" ext=", extension);
-    if (result ans = search(command_name + extension)) {
+    if (optional<std::string> ans = search(command_name + extension)) {
       note(" ans=", ans);
       return ans;
     }
@@ -91,12 +92,12 @@ result search_with_extensions(const std::string& command_name, const std::vector
   return boost::none;
 }
 
-result which_impl(const std::string& command_name) {
+optional<std::string> which_impl(const std::string& command_name) {
   const log::scope_trace trace(loggers::which, __PRETTY_FUNCTION__);
   loggers::which.log(log::severity::arguments, " command_name=", command_name);
   // Read once in a process: unlike PATH, a change of it later on has no effect.
   static const std::vector<std::string> pathext = load_pathext();
-  if (result ans = search(command_name)) {
+  if (optional<std::string> ans = search(command_name)) {
     note("Found ", command_name, "'", ans, "'");
     return ans;
   }
