@@ -15,8 +15,8 @@ class search_path_cache {
   using directories = std::vector<boost::filesystem::path>;
 
   /// The directories of PATH as it is now, never null. The list does not change any more: who walks it need not care
-  /// whether another thread meanwhile makes a new one. Any number of threads may ask. Throws std::bad_alloc and, if
-  /// PATH is no text in the encoding of paths, boost::system::system_error; the former list is then kept.
+  /// whether another thread meanwhile makes a new one. Any number of threads may ask. Throws std::bad_alloc and what
+  /// the conversion to a path throws; the former list is then kept.
   std::shared_ptr<const directories> current();
 
  private:
