@@ -4,9 +4,13 @@
 
 #include <fl/process.hpp>
 #include <i18n/convert.hpp>
+#include <i18n/encoding.hpp>
+
+#include <boost/algorithm/string/predicate.hpp>
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -18,10 +22,18 @@ namespace {
 
 using lines = std::vector<std::string>;
 
-/// A program that lies beside this one.
-std::string beside_this_program(const std::string& name) {
-  const std::string self = fl::i18n::ustring_to_utf8(process::this_process::absolute_path());
-  return self.substr(0, self.rfind('\\') + 1) + name;
+void put_own_folder_in_path() {
+  const fl::ustring self = process::this_process::absolute_path();
+  const wchar_t* const former = _wgetenv(L"PATH");
+  const std::wstring folder(self.begin(), self.begin() + static_cast<std::ptrdiff_t>(self.rfind(u'\\')));
+  check(_wputenv_s(L"PATH", (folder + L';' + (former ? former : L"")).c_str()) == 0, "a new PATH");
+}
+
+/// The file that a command name stands for.
+std::string find_program(const std::string& name) {
+  const auto file = process::which(name);
+  check(file.has_value(), ("a program named " + name).c_str());
+  return fl::i18n::ustring_to_utf8(fl::i18n::decode(*file, "SYSTEM"));
 }
 
 struct run_result {
@@ -37,7 +49,7 @@ run_result run_example(const std::string& name, const lines& arguments = {},
     how.environment()[variable] = value;
   how.std_out(process::pipe_to(output));
   how.std_err(process::merge_with_stdout());
-  process::command what(beside_this_program(name));
+  process::command what(find_program(name));
   what.args() = arguments;
   process::process child(what, how);
   run_result result;
@@ -68,6 +80,16 @@ void show_report(const lines& output, const std::string& heading, const std::str
 }
 
 }  // namespace
+
+void find_programs() {
+  put_own_folder_in_path();
+  for (const std::string name : {"cmd", "transcode"}) {
+    const std::string file = find_program(name);
+    check(boost::algorithm::iends_with(file, name + ".exe"), "a program file of this name");
+    std::printf("  %s is %s\n", name.c_str(), file.c_str());
+  }
+  check(!process::which("no-such-program"), "a program that does not exist is not found");
+}
 
 void report_a_crash() {
   const run_result crash = run_example("crash_report.exe");

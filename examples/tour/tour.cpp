@@ -127,6 +127,7 @@ constexpr stop stops[] = {
     {"An exit status that arrives asynchronously", await_a_status_without_a_thread},
     {"A detached child", detach_a_child},
     {"A launch that fails, and what it says", fail_to_launch},
+    {"Programs found by their names", find_programs},
     {"A crash, and what the program says of it", report_a_crash},
     {"A fatal error that a program finds itself", report_a_fatal_error},
     {"An error for the user, in two languages", speak_two_languages},

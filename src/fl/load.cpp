@@ -8,6 +8,7 @@
 #include "loggers.hpp"
 #include "mem/page_mask.hpp"
 #include "mem/windows/stats_reader.hpp"
+#include "process/windows/search_path.hpp"
 
 #include <foundation_log/termination.hpp>
 
@@ -48,5 +49,11 @@ logger process_reaper("fl::process::process_reaper");
 logger which("fl::process::which");
 
 }  // namespace loggers
+
+namespace process::windows {
+
+search_path_cache search_path;
+
+}  // namespace process::windows
 
 }  // namespace foundation::core

@@ -1,0 +1,132 @@
+// which: tells which file a command name stands for.
+
+#include <fl/process/which.hpp>
+#include <i18n/convert.hpp>
+#include <i18n/encoding.hpp>
+
+#include <boost/algorithm/string/classification.hpp>
+#include <boost/algorithm/string/split.hpp>
+#include <boost/filesystem/operations.hpp>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace process = foundation::core::process;
+
+extern "C" {
+int _dowildcard = 0;  // A name is looked up as it was written.
+}
+
+namespace {
+
+constexpr int exit_not_found = 1;
+constexpr int exit_usage = 2;
+
+const char* const usage_text =
+    "usage: which [--all] NAME...\n"
+    "\n"
+    "Prints the file that each NAME stands for: NAME itself, a file of this name in a directory of PATH, or one of\n"
+    "these with an extension of PATHEXT behind it. With --all prints all such files, in the order of the search.\n"
+    "\n"
+    "QX_LOG='fl::process::which=all' which NAME   shows how the search goes\n"
+    "\n"
+    "exit status: 0 each was found, 1 one was not, 2 wrong usage\n";
+
+using strings = std::vector<std::string>;  // narrow text of the system, in which PATH comes and lookups work
+
+struct options {
+  bool all = false;
+  bool help = false;
+  std::vector<fl::ustring> names;
+};
+
+options parse_options(int argc, wchar_t** argv) {
+  options chosen;
+  for (int i = 1; i < argc; ++i) {
+    const std::wstring word(argv[i]);
+    if (word == L"--all")
+      chosen.all = true;
+    else if (word == L"--help")
+      chosen.help = true;
+    else if (word.rfind(L"--", 0) == 0)
+      throw std::invalid_argument("there is no such option");
+    else
+      chosen.names.emplace_back(word.begin(), word.end());
+  }
+  if (chosen.names.empty() && !chosen.help)
+    throw std::invalid_argument("no command is named");
+  return chosen;
+}
+
+strings entries_of(const char* variable) {
+  strings entries;
+  const char* const value = std::getenv(variable);
+  if (value && *value)
+    boost::algorithm::split(entries, value, boost::is_any_of(";"));
+  return entries;
+}
+
+/// Whether the library takes `file` for a command. One that is missing is not asked for: it would be searched for.
+bool is_command(const std::string& file) {
+  return boost::filesystem::exists(file) && process::which(file) == file;
+}
+
+/// Every file that `name` can stand for, in the order of the search, each once.
+strings all_hits(const std::string& name) {
+  strings extensions = entries_of("PATHEXT");
+  extensions.insert(extensions.begin(), "");
+  const strings directories = entries_of("PATH");
+  strings hits;
+  const auto add = [&](const std::string& file) {
+    if (is_command(file) && std::find(hits.begin(), hits.end(), file) == hits.end())
+      hits.push_back(file);
+  };
+  for (const std::string& extension : extensions) {
+    add(name + extension);
+    for (const std::string& directory : directories)
+      add((boost::filesystem::path(directory) / (name + extension)).string());
+  }
+  return hits;
+}
+
+strings first_hit(const std::string& name) {
+  const auto file = process::which(name);
+  return file ? strings{*file} : strings{};
+}
+
+int print_hits(const options& chosen) {
+  int status = 0;
+  for (const fl::ustring& name : chosen.names) {
+    const std::string narrow = fl::i18n::encode(name, "SYSTEM");
+    const strings hits = chosen.all ? all_hits(narrow) : first_hit(narrow);
+    for (const std::string& file : hits)
+      std::puts(fl::i18n::ustring_to_utf8(fl::i18n::decode(file, "SYSTEM")).c_str());
+    if (hits.empty()) {
+      std::fprintf(stderr, "which: no %s in PATH\n", fl::i18n::ustring_to_utf8(name).c_str());
+      status = exit_not_found;
+    }
+  }
+  return status;
+}
+
+}  // namespace
+
+int wmain(int argc, wchar_t** argv) {
+  try {
+    const options chosen = parse_options(argc, argv);
+    if (!chosen.help)
+      return print_hits(chosen);
+    std::fputs(usage_text, stdout);
+    return 0;
+  } catch (const std::invalid_argument& e) {
+    std::fprintf(stderr, "which: %s\n\n%s", e.what(), usage_text);
+    return exit_usage;
+  } catch (const std::exception& e) {
+    std::fprintf(stderr, "which: %s\n", e.what());
+    return exit_not_found;
+  }
+}

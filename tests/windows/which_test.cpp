@@ -1,0 +1,221 @@
+// Looking commands up in real directories. PATHEXT is read once in a process, so it is set for all tests before the
+// first lookup; what another one does is seen from outside, in which_child.
+
+#include <fl/process/which.hpp>
+
+#include "import_patch.hpp"
+#include "run_child.hpp"
+#include "seeded_random.hpp"
+#include "support.hpp"
+
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <boost/filesystem/exception.hpp>
+#include <boost/optional/optional_io.hpp>
+
+#include <algorithm>
+#include <cstring>
+#include <filesystem>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using foundation::core::process::which;
+using test_support::injected;
+using test_support::run_child;
+using test_support::scoped_variable;
+using test_support::write_file;
+using strings = std::vector<std::string>;
+using found = boost::optional<std::string>;
+
+const scoped_variable extensions("PATHEXT", ".com;.EXE;.PS1;.Bat;");
+
+/// The current directory is a new folder with the folders A and B.
+class Which : public testing::Test {
+ protected:
+  Which() {
+    std::filesystem::current_path(root_.file(""));
+    for (const char* const folder : {"A", "B"})
+      std::filesystem::create_directory(folder);
+  }
+  ~Which() override { std::filesystem::current_path(former_); }
+
+  const test_support::temp_dir root_{"which"};
+
+ private:
+  const std::filesystem::path former_ = std::filesystem::current_path();
+};
+
+bool runs(const std::string& file) {
+  static const std::regex known(R"(.*\.(com|exe|bat|cmd|vbs|vbe|js|jse|wsf|wsh|msc))", std::regex::icase);
+  return (::GetFileAttributesA(file.c_str()) & FILE_ATTRIBUTE_DIRECTORY) == 0 && std::regex_match(file, known);
+}
+
+/// The rule once more, with nothing kept and nothing shared.
+found slow_which(const std::string& name) {
+  const auto entries = [](const char* variable) {
+    char value[4096] = "";
+    strings found_entries;
+    std::istringstream stream(::GetEnvironmentVariableA(variable, value, sizeof value) ? value + std::string(";") : "");
+    for (std::string entry; std::getline(stream, entry, ';');)
+      found_entries.push_back(entry);
+    return found_entries;
+  };
+  strings endings = entries("PATHEXT");
+  endings.insert(endings.begin(), "");
+  for (const std::string& ending : endings) {
+    strings tried{name + ending};
+    for (const std::string& folder : entries("PATH"))
+      tried.push_back(folder + (folder.empty() || std::strchr("\\/", folder.back()) ? "" : "\\") + name + ending);
+    if (const auto hit = std::find_if(tried.begin(), tried.end(), runs); hit != tried.end())
+      return *hit;
+  }
+  return boost::none;
+}
+
+}  // namespace
+
+TEST_F(Which, TellsTheLogEachStepAndReadsPathextOnceInAProcess) {
+  std::filesystem::create_directory("A\\tool.exe");
+  for (const char* const file : {"A\\tool.bat", "B\\tool.exe"})
+    write_file(file, "");
+  const scoped_variable level("QX_LOG", "fl::process::which=all");
+  const auto first_lookup = [](const std::string& name) {
+    const auto child = run_child("which_child", name);
+    std::string told = child.out + child.err;
+    for (const auto& [pattern, text] : {std::pair("\r|.*\\[fl::process::which\\] ", ""),
+                                        {" \n", "(blank)\n"},
+                                        {R"((scope_\w+:) .*core::process::windows::\S+(which_impl)\(.*)", "$1 $2"}})
+      told = std::regex_replace(told, std::regex(pattern), text);
+    return told;
+  };
+  {
+    const scoped_variable path("PATH", "A;;B;"), pathext("PATHEXT", ".dll;.exe");
+    EXPECT_EQ(first_lookup("tool"), R"(B\tool.exe
+B\tool.exe
+scope_entry: which_impl
+arguments:    command_name=tool
+note:   Using the environment variable PATHEXT.
+note:    pathext_val=.dll;.exe pathext.size()=2
+note:    path_val=A;;B; search_path.size()=4
+note:   Searching for tool ...
+note:   which_impl: Failed to find tool
+note:   Did not find 'tool'.
+note:   Trying extensions...(blank)
+note:    ext=.dll
+note:   Searching for tool.dll ...
+note:   which_impl: Failed to find tool.dll
+note:    ext=.exe
+note:   Searching for tool.exe ...
+note:   which_impl: Found B\tool.exe
+note:    ans= B\tool.exe
+scope_exit: which_impl
+)");
+  }
+  const scoped_variable path("PATH", {}), pathext("PATHEXT", {});
+  EXPECT_EQ(first_lookup("tool"), R"(nothing
+nothing
+scope_entry: which_impl
+arguments:    command_name=tool
+note:   The environment variable PATHEXT is empty.
+note:    pathext_val= pathext.size()=0
+note:   Environment variable PATH is empty.
+note:   Searching for tool ...
+note:   which_impl: Failed to find tool
+note:   Did not find 'tool'.
+note:   No extensions to try.
+scope_exit: which_impl
+)");
+  EXPECT_TRUE(first_lookup("B\\tool.exe").ends_with(R"(note:   Command exists: 'B\tool.exe'
+note:   Found B\tool.exe' B\tool.exe'
+scope_exit: which_impl
+)"));
+}
+
+TEST_F(Which, AgreesWithTheObviousSearchInTwoThousandLayouts) {
+  test_support::seeded_random random;
+  const std::string green = root_.file("gr\u00fcn & blau");
+  std::filesystem::create_directory(test_support::widen(green));
+  const strings folders{".", "A", "B", green}, names{"tool", "t.2"},
+      stems{"tool", "t.2", "B\\tool", root_.file("A\\t.2")};
+  const strings entries{"A", green, "A\\", "B/", root_.file("B"), ".", "", "\"A\"", "none"};
+  const strings endings{"",     ".exe", ".Com", ".BAT", ".cmd", ".vbs", ".VBE", ".js", ".JSE",
+                        ".wsf", ".wsh", ".msc", ".txt", ".ps1", ".dll", ".pif", ".",   ".exe.com"};
+  int hits = 0;
+  for (int round = 0; round != 2000; ++round) {
+    for (int change = 0; change != 4; ++change) {
+      const std::string file = random.pick(folders) + "\\" + random.pick(names) + random.pick(endings);
+      std::filesystem::remove(test_support::widen(file));
+      if (random.chance(15))
+        std::filesystem::create_directory(test_support::widen(file));
+      else if (random.chance(30))
+        write_file(file, "");
+    }
+    std::string value;
+    for (auto count = random.below(6); count != 0; --count)
+      value += random.pick(entries) + (random.chance(80) || count > 1 ? ";" : "");
+    const scoped_variable path("PATH", value);
+    const std::string name = random.pick(stems) + random.pick(endings);
+    const found expected = slow_which(name);
+    ASSERT_EQ(which(name), expected) << name << " in " << value;
+    hits += expected ? 1 : 0;
+  }
+  EXPECT_TRUE(hits > 400 && hits < 1600) << hits;
+}
+
+TEST_F(Which, IsAskedByEightThreadsAtOnceWhenPathHasChanged) {
+  for (const char* const file : {"A\\tool.bat", "B\\tool.bat"})
+    write_file(file, "");
+  for (int round = 0; round != 100; ++round) {
+    const std::string folder = round % 2 ? "A" : "B";
+    const scoped_variable path("PATH", "none;" + folder);
+    std::vector<found> answers(8);
+    std::vector<std::jthread> threads;
+    for (found& answer : answers)
+      threads.emplace_back([&answer] { answer = which("tool"); });
+    threads.clear();  // joins
+    ASSERT_EQ(answers, std::vector<found>(8, found(folder + "\\tool.Bat")));
+  }
+}
+
+TEST_F(Which, ReadsPathOnceAndMakesNoListWhileItIsTheSame) {
+  write_file("A\\tool.exe", "");
+  injected<char* (*)(const char*)> reading("libqxfl.dll", "getenv");
+  injected<void* (*)(std::size_t)> making("libqxfl.dll", "_Znwy");
+  injected<void* (*)(std::size_t)> allocating("libstdc++-6.dll", "malloc");  // beneath every `new` of the process
+  const auto allocations = [&](std::uint64_t length) {
+    std::string value;
+    for (std::uint64_t i = 0; i != length; ++i)
+      value += "somewhere else;";
+    const scoped_variable path("PATH", value + "A");
+    which("tool.exe");
+    reading.reset();
+    making.reset();
+    allocating.reset();
+    EXPECT_EQ(which("tool.exe"), found("A\\tool.exe"));
+    EXPECT_EQ(reading.calls(), 1u);
+    return std::pair(making.calls(), allocating.calls());
+  };
+  const auto few = allocations(4), many = allocations(404);
+  EXPECT_EQ(few.first, many.first);
+  EXPECT_LE(many.second - few.second, 400u) << "Boost may copy each path that it looks at";
+}
+
+// Administrators may look everywhere, so the refusal is injected.
+TEST_F(Which, LetsARefusedLookAtACandidateOut) {
+  write_file("tool.exe", "");
+  {
+    injected<decltype(&CreateFileW)> opening("libboost_filesystem.dll", "CreateFileW");
+    injected<decltype(&GetFileAttributesW)> looking("libboost_filesystem.dll", "GetFileAttributesW");
+    opening.fail_always(INVALID_HANDLE_VALUE, ERROR_ACCESS_DENIED);
+    looking.fail_always(INVALID_FILE_ATTRIBUTES, ERROR_ACCESS_DENIED);
+    EXPECT_THROW(which("tool.exe"), boost::filesystem::filesystem_error);
+  }
+  EXPECT_EQ(which("tool.exe"), found("tool.exe"));
+}
