@@ -16,6 +16,11 @@
 
 #include <boost/system/system_error.hpp>
 
+#include <algorithm>
+#include <cstddef>
+#include <sstream>
+#include <string>
+
 namespace process = foundation::core::process;
 namespace windows = foundation::core::sysdep::windows;
 using process::ElevationLevel;
@@ -214,6 +219,28 @@ TEST(ElevationQuestions, AnswerWithoutAnExceptionWhatCannotBeFoundOut) {
   EXPECT_EQ(windows::IsUacEnabled(), 0);
   system.uac = -1;
   EXPECT_EQ(windows::IsUacEnabled(), -1);
+}
+
+// For real: every user holds this privilege, which is disabled at first.
+TEST(Privilege, IsEnabledInThisProcess) {
+  const auto attributes = [] {
+    HANDLE token = nullptr;
+    std::byte answer[4096];
+    DWORD size = 0;
+    LUID wanted = {};
+    ::OpenProcessToken(::GetCurrentProcess(), TOKEN_QUERY, &token);
+    ::GetTokenInformation(token, TokenPrivileges, answer, sizeof answer, &size);
+    ::CloseHandle(token);
+    ::LookupPrivilegeValueA(nullptr, "SeUndockPrivilege", &wanted);
+    const auto all = reinterpret_cast<const TOKEN_PRIVILEGES*>(answer);
+    const auto end = all->Privileges + all->PrivilegeCount;
+    return std::find_if(all->Privileges, end, [&](auto& one) { return one.Luid.LowPart == wanted.LowPart; })
+        ->Attributes;
+  };
+  EXPECT_FALSE(attributes() & SE_PRIVILEGE_ENABLED);
+  EXPECT_TRUE(loses_no_handle([] { windows::EnablePrivilege("SeUndockPrivilege"); }));
+  EXPECT_TRUE(attributes() & SE_PRIVILEGE_ENABLED);
+  EXPECT_THROW(windows::EnablePrivilege("SeNoSuchPrivilege"), boost::system::system_error);
 }
 
 TEST(Elevated, ChildIsStartedByTheShell) {
