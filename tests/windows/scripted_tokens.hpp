@@ -39,6 +39,7 @@ class scripted_tokens {
 
   std::string record;  // the calls, each with what it was asked for
   std::string under;   // whose token the child was started under
+  int levels_open = 0;
 
   injected<decltype(&::OpenProcessToken)> open_token{library, "OpenProcessToken"};
   injected<decltype(&::GetTokenInformation)> ask_token{library, "GetTokenInformation"};
@@ -54,22 +55,16 @@ class scripted_tokens {
   injected<decltype(&::SaferCloseLevel)> close_level{library, "SaferCloseLevel"};
   injected<decltype(&::ConvertStringSidToSidA)> make_sid{library, "ConvertStringSidToSidA"};
   injected<decltype(&::SetTokenInformation)> set_token{library, "SetTokenInformation"};
-  injected<decltype(&::LocalFree)> local_free{library, "LocalFree"};
   injected<decltype(&::RegOpenKeyExA)> open_key{library, "RegOpenKeyExA"};
   injected<decltype(&::RegQueryValueExA)> query_value{library, "RegQueryValueExA"};
   injected<decltype(&::RegCloseKey)> close_key{library, "RegCloseKey"};
   injected<decltype(&::CreateProcessAsUserW)> create{library, "CreateProcessAsUserW"};
 
-  scripted_tokens() { attach(); }
-
-  /// Forgets calls and failures, and keeps the script.
-  void restart() {
-    open_token.reset(), ask_token.reset(), open_process.reset(), snapshot.reset(), first_process.reset();
-    next_process.reset(), equal_users.reset(), privilege_name.reset(), duplicate.reset(), safer_level.reset();
-    safer_token.reset(), close_level.reset(), make_sid.reset(), set_token.reset(), local_free.reset();
-    open_key.reset(), query_value.reset(), close_key.reset(), create.reset();
-    record.clear(), under.clear(), kinds_.clear();
-    attach();
+  scripted_tokens() {
+    attach_processes();
+    attach_questions();
+    attach_token_makers();
+    attach_registry();
   }
 
  private:
@@ -92,13 +87,6 @@ class scripted_tokens {
     ::DuplicateTokenEx(own, TOKEN_ALL_ACCESS, nullptr, SecurityImpersonation, TokenPrimary, &copy);
     ::CloseHandle(own);
     return copy;
-  }
-
-  void attach() {
-    attach_processes();
-    attach_questions();
-    attach_token_makers();
-    attach_registry();
   }
 
   // An explorer of another user comes first; the names are those of the disk.
@@ -179,6 +167,7 @@ class scripted_tokens {
     safer_level.handle_with([this](auto, DWORD scope, DWORD id, DWORD flags, SAFER_LEVEL_HANDLE* level, void*) {
       note("level " + std::to_string(scope) + " " + std::to_string(id) + " " + std::to_string(flags));
       *level = reinterpret_cast<SAFER_LEVEL_HANDLE>(this);
+      ++levels_open;
       return TRUE;
     });
     safer_token.handle_with([this](auto, SAFER_LEVEL_HANDLE level, HANDLE in, HANDLE* out, DWORD flags, void*) {
@@ -189,6 +178,7 @@ class scripted_tokens {
     });
     close_level.handle_with([this](auto, SAFER_LEVEL_HANDLE level) {
       note("close level");
+      --levels_open;
       return level == reinterpret_cast<SAFER_LEVEL_HANDLE>(this);
     });
     set_token.handle_with([this](auto, HANDLE token, TOKEN_INFORMATION_CLASS what, void* value, DWORD size) {
