@@ -18,6 +18,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <regex>
 #include <sstream>
 #include <string>
 
@@ -31,6 +32,10 @@ namespace {
 
 constexpr const char* library = "libqxfl.dll";
 constexpr DWORD code = ERROR_NOT_ENOUGH_QUOTA;
+
+const test_support::temp_dir log_folder;
+const test_support::scoped_variable log_file("QX_LOG_FILE", log_folder.file("log")),
+    log_level("QX_LOG", "fl::process::deelevate_utils=all");
 
 std::string told(const std::string& call, DWORD number = code) {
   return boost::system::system_error(static_cast<int>(number), boost::system::system_category(), call).what();
@@ -174,7 +179,7 @@ void refuse_each(int uac, Result refusal, const std::string& expected, const std
       EXPECT_EQ(came == "duplicate" ? 'D' : came == "medium" ? 'M' : '!', expected[nth - 1]) << came;
       EXPECT_EQ(expected[nth - 1] == '!' ? came : "", expected[nth - 1] == '!' ? text : "");
       EXPECT_GE((system.*Call).calls(), nth);
-      EXPECT_EQ(system.levels_open, 0);
+      EXPECT_TRUE(system.levels_open == 0 && system.open_sid == nullptr);
     }));
   }
 }
@@ -185,7 +190,8 @@ TEST(NonElevated, LaunchSurvivesEachRefusalThatLeavesAnotherWay) {
   using s = scripted_tokens;
   const std::string medium = "Cannot get medium integrity token: ";
   refuse_each<&s::open_token>(1, FALSE, "!MDMMMDMM", unconfirmed);
-  refuse_each<&s::ask_token>(1, FALSE, "!M", unconfirmed);
+  refuse_each<&s::ask_token>(1, FALSE, "!MMDDMMMMMMDDMMM", unconfirmed);
+  refuse_each<&s::ask_token>(0, FALSE, "!MMMMMMMM!", unconfirmed);
   refuse_each<&s::snapshot>(1, INVALID_HANDLE_VALUE, "MM");
   refuse_each<&s::first_process>(1, FALSE, "MM");
   refuse_each<&s::next_process>(1, FALSE, "MMMMMM");
@@ -200,6 +206,13 @@ TEST(NonElevated, LaunchSurvivesEachRefusalThatLeavesAnotherWay) {
   refuse_each<&s::safer_token>(0, FALSE, "!", told(medium + "SaferComputeTokenFromLevel failed"));
   refuse_each<&s::make_sid>(0, FALSE, "!", told(medium + "ConvertStringSidToSid failed"));
   refuse_each<&s::set_token>(0, FALSE, "!", told(medium + "SetTokenInformation failed"));
+
+  const std::string log = test_support::read_file(log_folder.file("log"));
+  for (const std::string note :
+       {"Explorer.exe not found.", "Failed to open explorer.exe process.",
+        "Failed to open process token for explorer.exe", "Failed to get token information size", "Privilege found",
+        "Privilege not found", "Cannot determine UAC status"})
+    EXPECT_TRUE(std::regex_search(log, std::regex("deelevate_utils\\] note: +" + note + "\n"))) << note;
 }
 
 TEST(ElevationQuestions, AnswerWithoutAnExceptionWhatCannotBeFoundOut) {
@@ -256,7 +269,7 @@ TEST(Elevated, ChildIsStartedByTheShell) {
   process::context how = children::output_to(output);
   how.elevationLevel(ElevationLevel::Elevated);
   {
-    process::process child(what, how);  // for real
+    process::process child(what, how);  // for real; a system with elevation may ask its user
     EXPECT_EQ(child.id(), 0);
     EXPECT_EQ(child.exit_status(), 5u);
   }

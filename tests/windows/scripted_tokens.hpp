@@ -40,6 +40,7 @@ class scripted_tokens {
   std::string record;  // the calls, each with what it was asked for
   std::string under;   // whose token the child was started under
   int levels_open = 0;
+  PSID open_sid = nullptr;  // made and not freed
 
   injected<decltype(&::OpenProcessToken)> open_token{library, "OpenProcessToken"};
   injected<decltype(&::GetTokenInformation)> ask_token{library, "GetTokenInformation"};
@@ -54,6 +55,7 @@ class scripted_tokens {
   injected<decltype(&::SaferComputeTokenFromLevel)> safer_token{library, "SaferComputeTokenFromLevel"};
   injected<decltype(&::SaferCloseLevel)> close_level{library, "SaferCloseLevel"};
   injected<decltype(&::ConvertStringSidToSidA)> make_sid{library, "ConvertStringSidToSidA"};
+  injected<decltype(&::LocalFree)> free_sid{library, "LocalFree"};
   injected<decltype(&::SetTokenInformation)> set_token{library, "SetTokenInformation"};
   injected<decltype(&::RegOpenKeyExA)> open_key{library, "RegOpenKeyExA"};
   injected<decltype(&::RegQueryValueExA)> query_value{library, "RegQueryValueExA"};
@@ -180,6 +182,16 @@ class scripted_tokens {
       note("close level");
       --levels_open;
       return level == reinterpret_cast<SAFER_LEVEL_HANDLE>(this);
+    });
+    make_sid.handle_with([this](auto original, const char* text, PSID* made) {
+      const BOOL result = original(text, made);
+      open_sid = *made;
+      return result;
+    });
+    free_sid.handle_with([this](auto original, HLOCAL memory) {
+      if (memory == open_sid)
+        open_sid = nullptr;
+      return original(memory);
     });
     set_token.handle_with([this](auto, HANDLE token, TOKEN_INFORMATION_CLASS what, void* value, DWORD size) {
       const auto label = static_cast<TOKEN_MANDATORY_LABEL*>(value);

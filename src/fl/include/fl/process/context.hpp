@@ -63,7 +63,8 @@ class FL_API context {
   /// Lets the child run under the logon of another user, with that user's profile loaded while the child lives. This
   /// process must hold the privileges "SeBackupPrivilege" and "SeRestorePrivilege", and the right to give a child
   /// another token. The child's environment is the user's own; of `environment()` it gets what the user has no variable
-  /// of that name for. The password is used where it lies, and copied and logged nowhere.
+  /// of that name for. A launch uses the password where it lies, and neither copies nor logs it; the context and its
+  /// copies keep it until they go.
   context& user(const std::string& name, const std::string& password);
   context& user(const ustring& name, const ustring& password);
   /// An empty optional clears the user.
