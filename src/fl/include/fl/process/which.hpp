@@ -15,7 +15,8 @@
 //    an extension already.
 //
 // PATH is read at each lookup, and taken apart only when it has changed. PATHEXT is read at the first lookup of the
-// process and then kept; without it no extension is tried.
+// process and then kept; without it no extension is tried. Both are those of the C run-time (`getenv`), which a change
+// by `_putenv` reaches, but not one by the system's SetEnvironmentVariable alone.
 //
 // Text is narrow, in the encoding that Boost.Filesystem takes paths in, which is the active code page unless the
 // program has set another one. `command` takes UTF-8: where the two differ, go through `fl::i18n::decode(text,
