@@ -7,6 +7,7 @@
 #include "import_patch.hpp"
 
 #include <fl/process/testing.hpp>
+#include <fl/sysdep/windows/process_impl.hpp>
 
 #include <gtest/gtest.h>
 
@@ -23,10 +24,12 @@
 #include <iterator>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <sstream>
 #include <string>
 
 namespace process = foundation::core::process;
+using foundation::core::sysdep::windows::process_impl;
 using test_support::injected;
 using test_support::loses_no_handle;
 using test_support::scoped_variable;
@@ -330,6 +333,37 @@ TEST(UserLaunch, ThatFailsSaysWhyAndLeavesNothingLoaded) {
     EXPECT_NE(log.substr(line, at - line).find("[fl::process::process_impl] error: "), std::string::npos) << call;
   }
   EXPECT_EQ(log.find(secret), std::string::npos);
+}
+
+// Each allocation of a launch in turn finds no memory, those behind the creation of the child included.
+TEST(UserLaunch, ForWantOfMemoryLeavesNothingLoaded) {
+  const process::command what = children::command("child_exit", {"5"});
+  int launches = 0;
+  int failures = 0;
+  for (int nth = 1, count = nth; count >= nth; ++nth) {
+    EXPECT_TRUE(loses_no_handle([&] {
+      scripted_users system;
+      system.how.environment() = {{"ours", "1"}};
+      injected<void* (*)(std::size_t)> allocation(library, "_Znwy");
+      count = 0;
+      allocation.handle_with(
+          [&](auto original, std::size_t bytes) { return ++count == nth ? throw std::bad_alloc() : original(bytes); });
+      try {
+        process_impl::launch(what, system.how);
+        ++launches;
+      } catch (const process::process_init_error&) {
+        ++failures;
+      }
+      allocation.handle_with(nullptr);
+      if (system.wait.calls() != 0) {
+        system.record_with("close child");
+        let_the_pool_rest();
+      }
+      EXPECT_EQ(system.profiles_loaded, 0);
+    })) << "allocation "
+        << nth;
+  }
+  EXPECT_TRUE(launches >= 1 && failures > 10) << launches << " and " << failures;
 }
 
 TEST(UserLaunch, TellsInUtf8WhyTheUserIsRefused) {
