@@ -138,10 +138,24 @@ process::context make_context(const run_options& options, process::iopipe& outpu
   return how;
 }
 
-// The context keeps a copy of the password, which must not lie about for as long as the child lives.
-void write_over_password(process::context& how) {
-  if (how.user())
-    how.user(process::context::User{how.user()->name, std::string(how.user()->password.size(), '*')});
+// The context keeps a copy of the password, which must not lie about for longer than the launch takes.
+class password_in_use {
+ public:
+  explicit password_in_use(process::context& how) : how_(how) {}
+  password_in_use(const password_in_use&) = delete;
+  password_in_use& operator=(const password_in_use&) = delete;
+  ~password_in_use() {
+    if (how_.user())
+      SecureZeroMemory(const_cast<char*>(how_.user()->password.data()), how_.user()->password.size());
+  }
+
+ private:
+  process::context& how_;
+};
+
+process::process launch(const process::command& command, process::context& how) {
+  const password_in_use until_launched(how);
+  return process::process(command, how);
 }
 
 int run(const run_options& options) {
@@ -149,8 +163,7 @@ int run(const run_options& options) {
   process::context how = make_context(options, output);
 
   const auto start = std::chrono::steady_clock::now();
-  process::process child(options.command, how);
-  write_over_password(how);
+  process::process child = launch(options.command, how);
   std::optional<ended_by_ctrl_c> until_its_end(child);
 
   std::promise<void> streamed;

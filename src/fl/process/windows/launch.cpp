@@ -72,7 +72,8 @@ void process_impl::launch_without_elevation(child_setup& setup, const command& c
 void process_impl::launch_under_user(child_setup& setup, const command& cmd, const context& ctx) {
   std::string user, domain;
   boost::tuples::tie(user, domain) = parse_user(ctx.user()->name);
-  auto cleanup = std::make_unique<ProfileCleanup>(std::make_unique<UserLogon>(user, domain, ctx.user()->password));
+  auto cleanup = std::make_unique<ProfileCleanup>(
+      std::make_unique<UserLogon>(std::move(user), std::move(domain), ctx.user()->password));
   std::vector<char16_t> environment = cleanup->logon().environment_with(ctx.environment());
   setup.create_process_as_user(cleanup->logon().token(), cmd.name(), environment);
   ProfileCleanup::start(std::move(cleanup), setup.info().hProcess);
