@@ -3,6 +3,7 @@
 #include "children.hpp"
 #include "handle_leak.hpp"
 #include "import_patch.hpp"
+#include "launch_texts.hpp"
 
 #include <fl/sysdep/windows/process_impl.hpp>
 
@@ -10,53 +11,19 @@
 
 #include <windows.h>
 
-#include <boost/system/system_error.hpp>
-
-#include <cwchar>
-#include <iterator>
 #include <map>
 #include <new>
-#include <sstream>
 #include <string>
 #include <vector>
 
-namespace process = foundation::core::process;
 using foundation::core::sysdep::windows::process_impl;
+using namespace launch_texts;
 using test_support::injected;
 using test_support::loses_no_handle;
 
 namespace {
 
 constexpr const char* library = "libqxfl.dll";
-constexpr DWORD injected_code = ERROR_NOT_ENOUGH_QUOTA;
-
-std::string wrapped(const process::command& what, const std::string& reason) {
-  std::ostringstream text;
-  text << " While attempting to execute \"" << what << "\": " << reason << "\n";
-  return text.str();
-}
-
-std::string init_error_text(const process::command& what, const std::string& reason) {
-  return "An error occurred while initializing child process: " + wrapped(what, reason);
-}
-
-std::string system_text(DWORD code, const std::string& call) {
-  return boost::system::system_error(static_cast<int>(code), boost::system::system_category(), call).what();
-}
-
-// The text of exactly this exception, or which other thing happened.
-template <class Exception>
-std::string text_of_failure(const process::command& what, const process::context& how) {
-  try {
-    process_impl::launch(what, how);
-  } catch (const Exception& e) {
-    return typeid(e) == typeid(Exception) ? e.what() : std::string("a derived exception: ") + e.what();
-  } catch (const std::exception& e) {
-    return std::string("another exception: ") + e.what();
-  }
-  return "no exception";
-}
-
 // What one launch uses.
 struct materials {
   process::iopipe in, out, err, extra;
@@ -76,10 +43,6 @@ struct scenario {
   void (*prepare)(materials&);
   std::map<std::string, std::vector<std::string>> calls;
 };
-
-std::string told(const std::string& call) {
-  return system_text(injected_code, call);
-}
 
 const std::string set_information = told("SetHandleInformation");
 const std::string opening = told("OpenFile (open_file_handle)");
@@ -156,8 +119,7 @@ void refuse_each(const char* function, typename injected<Function>::result_type 
       materials fresh;
       tried.prepare(fresh);
       call.fail_at(nth, failure, injected_code);
-      EXPECT_EQ(text_of_failure<process::process_init_error>(what, fresh.how),
-                init_error_text(what, expected[nth - 1]));
+      EXPECT_EQ(text_of_launch<process::process_init_error>(what, fresh.how), init_error_text(what, expected[nth - 1]));
       EXPECT_TRUE(fresh.extra.is_open_for_read() && fresh.extra.is_open_for_write());
     })) << "call "
         << nth;
@@ -197,13 +159,13 @@ TEST(LaunchFailure, OfEachSystemCallIsToldAndLosesNoHandle) {
 
 TEST(LaunchFailure, OfAThousandLaunchesOfAMissingProgramLosesNoHandle) {
   const process::command what = process::make_command("C:\\no such folder\\missing.exe", "first", "second word");
-  const std::string expected = init_error_text(what, system_text(ERROR_PATH_NOT_FOUND, "CreateProcessW"));
+  const std::string expected = init_error_text(what, told("CreateProcessW", ERROR_PATH_NOT_FOUND));
   EXPECT_TRUE(loses_no_handle([&] {
     for (int launch = 0; launch != 1000; ++launch) {
       materials fresh;
       fresh.how.explicitlyInheritHandles(launch % 2 == 0);
       fresh.attach_pipes();
-      ASSERT_EQ(text_of_failure<process::process_init_error>(what, fresh.how), expected);
+      ASSERT_EQ(text_of_launch<process::process_init_error>(what, fresh.how), expected);
       ASSERT_TRUE(!fresh.in.is_open_for_read() && fresh.in.is_open_for_write());
       ASSERT_TRUE(fresh.out.is_open_for_read() && !fresh.out.is_open_for_write());
       ASSERT_TRUE(fresh.err.is_open_for_read() && !fresh.err.is_open_for_write());
@@ -247,15 +209,15 @@ TEST(LaunchFailure, OfABadTextSaysWhatIsWrongWithIt) {
   process::context bad_directory, bad_user;
   bad_directory.directory("C:\\\xC3");
   bad_user.user("domain\\", "password");
-  EXPECT_EQ(text_of_failure<process::process_init_error>(searched, {}),
-            init_error_text(searched, system_text(ERROR_FILE_NOT_FOUND, "CreateProcessW")));
+  EXPECT_EQ(text_of_launch<process::process_init_error>(searched, {}),
+            init_error_text(searched, told("CreateProcessW", ERROR_FILE_NOT_FOUND)));
   for (const process::command& bad : {bad_name, bad_argument})
-    EXPECT_EQ(text_of_failure<process::process_init_error>(bad, {}), init_error_text(bad, "bad conversion"));
-  EXPECT_EQ(text_of_failure<process::process_init_error>(good, bad_directory), init_error_text(good, "bad conversion"));
-  EXPECT_EQ(text_of_failure<process::process_bad_user>(good, bad_user),
-            wrapped(good,
-                    "Failed to parse user string \"domain\\\". User must be specified as either USER@DOMAIN, "
-                    "DOMAIN\\USER or USER."));
+    EXPECT_EQ(text_of_launch<process::process_init_error>(bad, {}), init_error_text(bad, "bad conversion"));
+  EXPECT_EQ(text_of_launch<process::process_init_error>(good, bad_directory), init_error_text(good, "bad conversion"));
+  EXPECT_EQ(text_of_launch<process::process_bad_user>(good, bad_user),
+            bad_user_text(good,
+                          "Failed to parse user string \"domain\\\". User must be specified as either USER@DOMAIN, "
+                          "DOMAIN\\USER or USER."));
 }
 
 TEST(LaunchFailure, InALanguageWithOtherLettersIsToldInUtf8) {
@@ -263,12 +225,8 @@ TEST(LaunchFailure, InALanguageWithOtherLettersIsToldInUtf8) {
   injected<DWORD (*)(DWORD, LPCVOID, DWORD, DWORD, LPWSTR, DWORD, char**)> message(library, "FormatMessageW");
   message.handle_with([](auto, DWORD flags, auto, auto, auto, LPWSTR buffer, auto, auto) {
     EXPECT_TRUE(flags & FORMAT_MESSAGE_ALLOCATE_BUFFER);
-    constexpr wchar_t words[] = L"F\u00fcr jeden gesperrt: \u00e9.\r\n";
-    void* const made = LocalAlloc(LMEM_FIXED, sizeof words);
-    std::wmemcpy(static_cast<wchar_t*>(made), words, std::size(words));
-    *reinterpret_cast<void**>(buffer) = made;
-    return static_cast<DWORD>(std::size(words) - 1);
+    return give_message(buffer, L"F\u00fcr jeden gesperrt: \u00e9.\r\n");
   });
-  const std::string text = text_of_failure<process::process_init_error>(what, process::context());
+  const std::string text = text_of_launch<process::process_init_error>(what, process::context());
   EXPECT_NE(text.find("CreateProcessW: F\u00fcr jeden gesperrt: \u00e9 ["), std::string::npos) << text;
 }

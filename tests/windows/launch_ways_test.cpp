@@ -5,6 +5,7 @@
 
 #include "children.hpp"
 #include "handle_leak.hpp"
+#include "launch_texts.hpp"
 #include "scripted_tokens.hpp"
 
 #include <fl/sysdep/windows/deelevate_utils.hpp>
@@ -14,16 +15,13 @@
 // Behind windows.h, whose types it uses.
 #include <shellapi.h>
 
-#include <boost/system/system_error.hpp>
-
 #include <algorithm>
 #include <cstddef>
 #include <regex>
-#include <sstream>
 #include <string>
 
-namespace process = foundation::core::process;
 namespace windows = foundation::core::sysdep::windows;
+using namespace launch_texts;
 using process::ElevationLevel;
 using test_support::injected;
 using test_support::loses_no_handle;
@@ -31,30 +29,10 @@ using test_support::loses_no_handle;
 namespace {
 
 constexpr const char* library = "libqxfl.dll";
-constexpr DWORD code = ERROR_NOT_ENOUGH_QUOTA;
 
 const test_support::temp_dir log_folder;
 const test_support::scoped_variable log_file("QX_LOG_FILE", log_folder.file("log")),
     log_level("QX_LOG", "fl::process::deelevate_utils=all");
-
-std::string told(const std::string& call, DWORD number = code) {
-  return boost::system::system_error(static_cast<int>(number), boost::system::system_category(), call).what();
-}
-
-/// The reason in the text of a failed launch; "" for one that succeeds.
-std::string failure_of(const process::command& what, const process::context& how) {
-  try {
-    EXPECT_EQ(process::process(what, how).exit_status(), 5u);
-    return "";
-  } catch (const process::process_init_error& e) {
-    const std::string text = e.what();
-    std::ostringstream opening;
-    opening << "An error occurred while initializing child process:  While attempting to execute \"" << what << "\": ";
-    EXPECT_EQ(text.substr(0, opening.str().size()), opening.str());
-    EXPECT_EQ(text.back(), '\n');
-    return text.substr(opening.str().size(), text.size() - opening.str().size() - 1);
-  }
-}
 
 process::context at_level(ElevationLevel level) {
   process::context how;
@@ -62,13 +40,15 @@ process::context at_level(ElevationLevel level) {
   return how;
 }
 
+const process::command program = children::command("child_exit", {"5"});
+
 /// Whose token a child that is to have no elevation was started under, or why it was not.
 std::string outcome(scripted_tokens& system) {
-  const std::string failure = failure_of(children::command("child_exit", {"5"}), at_level(ElevationLevel::NonElevated));
-  return failure.empty() ? system.under : failure;
+  const std::string text = text_of_launch<process::process_init_error>(program, at_level(ElevationLevel::NonElevated));
+  return text == "exit status 5" ? system.under : text;
 }
 
-const std::string no_token = told("Cannot obtain a non-elevated token", ERROR_INVALID_TOKEN);
+const std::string no_token = init_error_text(program, told("Cannot obtain a non-elevated token", ERROR_INVALID_TOKEN));
 const std::string unconfirmed = told("Cannot de-elevate: cannot confirm if process is elevated.");
 
 }  // namespace
@@ -78,10 +58,10 @@ TEST(LaunchWay, IsChosenByElevationThenUserThenTheRequestForElevation) {
   injected<decltype(&::LogonUserA)> logon(library, "LogonUserA");
   injected<decltype(&::ShellExecuteExA)> shell(library, "ShellExecuteExA");
   injected<decltype(&::CreateProcessW)> plain(library, "CreateProcessW");
-  system.create.fail_always(FALSE, code);
-  logon.fail_always(FALSE, code);
-  shell.fail_always(FALSE, code);
-  plain.fail_always(FALSE, code);
+  system.create.fail_always(FALSE, injected_code);
+  logon.fail_always(FALSE, injected_code);
+  shell.fail_always(FALSE, injected_code);
+  plain.fail_always(FALSE, injected_code);
   for (const bool elevated : {true, false})
     for (const bool with_user : {true, false})
       for (const auto level : {ElevationLevel::Unset, ElevationLevel::Elevated, ElevationLevel::NonElevated}) {
@@ -93,7 +73,7 @@ TEST(LaunchWay, IsChosenByElevationThenUserThenTheRequestForElevation) {
                                      : with_user                                      ? "LogonUser"
                                      : level == ElevationLevel::Elevated              ? "::ShellExecuteExW"
                                                                                       : "CreateProcessW";
-        EXPECT_EQ(failure_of(children::command("child_exit", {"5"}), how), told(expected))
+        EXPECT_EQ(text_of_launch<process::process_init_error>(program, how), init_error_text(program, told(expected)))
             << elevated << with_user << level;
       }
 }
@@ -153,13 +133,13 @@ TEST(NonElevated, ChildGetsTheEnvironmentAndTheStreamsOfItsContext) {
   how.user("ignored", "secret");
   how.environment() = {{"Only", "this"}, {"QXFL", "that"}};
   how.inherit_pipe(extra, process::open_mode::write);
-  process::process child(children::command("child_env"), how);
+  process::process started(children::command("child_env"), how);
   EXPECT_FALSE(extra.is_open_for_write());
   // Wine puts variables of its own behind them.
   const std::string block = children::read_all(output.device());
   EXPECT_EQ(block.rfind("Only=this\nQXFL=that\n", 0), 0u) << block;
   EXPECT_EQ(block.find("QXFL_TEST_TIMEOUT"), std::string::npos) << block;
-  EXPECT_EQ(child.exit_status(), 0u);
+  EXPECT_EQ(started.exit_status(), 0u);
   EXPECT_EQ(system.under, "duplicate");
 }
 
@@ -174,10 +154,10 @@ void refuse_each(int uac, Result refusal, const std::string& expected, const std
     EXPECT_TRUE(loses_no_handle([&] {
       scripted_tokens system;
       system.uac = uac;
-      (system.*Call).fail_at(nth, refusal, code);
+      (system.*Call).fail_at(nth, refusal, injected_code);
       const std::string came = outcome(system);
       EXPECT_EQ(came == "duplicate" ? 'D' : came == "medium" ? 'M' : '!', expected[nth - 1]) << came;
-      EXPECT_EQ(expected[nth - 1] == '!' ? came : "", expected[nth - 1] == '!' ? text : "");
+      EXPECT_EQ(expected[nth - 1] == '!' ? came : "", expected[nth - 1] == '!' ? init_error_text(program, text) : "");
       EXPECT_GE((system.*Call).calls(), nth);
       EXPECT_TRUE(system.levels_open == 0 && system.open_sid == nullptr);
     }));
@@ -269,13 +249,14 @@ TEST(Elevated, ChildIsStartedByTheShell) {
   process::context how = children::output_to(output);
   how.elevationLevel(ElevationLevel::Elevated);
   {
-    process::process child(what, how);  // for real; a system with elevation may ask its user
-    EXPECT_EQ(child.id(), 0);
-    EXPECT_EQ(child.exit_status(), 5u);
+    process::process started(what, how);  // for real; a system with elevation may ask its user
+    EXPECT_EQ(started.id(), 0);
+    EXPECT_EQ(started.exit_status(), 5u);
   }
   EXPECT_TRUE(output.is_open_for_read() && !output.is_open_for_write());
   EXPECT_TRUE(loses_no_handle([&] {
     shell.fail_always(FALSE, ERROR_CANCELLED);
-    EXPECT_EQ(failure_of(what, at_level(ElevationLevel::Elevated)), told("::ShellExecuteExW", ERROR_CANCELLED));
+    EXPECT_EQ(text_of_launch<process::process_init_error>(what, at_level(ElevationLevel::Elevated)),
+              init_error_text(what, told("::ShellExecuteExW", ERROR_CANCELLED)));
   }));
 }

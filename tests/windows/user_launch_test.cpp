@@ -5,6 +5,7 @@
 #include "children.hpp"
 #include "handle_leak.hpp"
 #include "import_patch.hpp"
+#include "launch_texts.hpp"
 
 #include <fl/process/testing.hpp>
 #include <fl/sysdep/windows/process_impl.hpp>
@@ -16,19 +17,14 @@
 // Behind windows.h, whose types it uses.
 #include <userenv.h>
 
-#include <boost/system/system_error.hpp>
-
 #include <algorithm>
 #include <atomic>
-#include <cwchar>
-#include <iterator>
 #include <memory>
 #include <mutex>
 #include <new>
-#include <sstream>
 #include <string>
 
-namespace process = foundation::core::process;
+using namespace launch_texts;
 using foundation::core::sysdep::windows::process_impl;
 using test_support::injected;
 using test_support::loses_no_handle;
@@ -38,15 +34,11 @@ namespace {
 
 constexpr const char* library = "libqxfl.dll";
 constexpr const char* secret = "pass word 4711";
-constexpr DWORD code = ERROR_NOT_ENOUGH_QUOTA;
+const process::command program = children::command("child_exit", {"5"});
 
 // Everything that is logged, of all channels.
 const test_support::temp_dir log_folder;
 const scoped_variable log_file("QX_LOG_FILE", log_folder.file("log")), log_level("QX_LOG", "*=all");
-
-std::string told(const std::string& call, DWORD number = code) {
-  return boost::system::system_error(static_cast<int>(number), boost::system::system_category(), call).what();
-}
 
 class scripted_users {
  public:
@@ -220,21 +212,21 @@ TEST(UserLaunch, LogsOnLoadsTheProfileAndUnloadsItOnceWhenTheChildEnds) {
       process::iopipe input, output(0);
       system.how.std_in(process::pipe_from(input));
       system.how.std_out(process::pipe_to(output));
-      auto child = std::make_unique<process::process>(children::command("child_wait"), system.how);
+      auto started = std::make_unique<process::process>(children::command("child_wait"), system.how);
       std::string ready;
       std::getline(output, ready);
       EXPECT_EQ(system.record(), watched);
       if (!object_lives)
-        child.reset();
+        started.reset();
       input.close_for_write();
       EXPECT_EQ(system.record_with("close child"), watched + at_the_end);
-      child.reset();
+      started.reset();
       let_the_pool_rest();
     })) << object_lives;
   }
   scripted_users system;
   system.how.user("DOMAIN\\me@there", secret);
-  EXPECT_EQ(process::process(children::command("child_exit", {"5"}), system.how).exit_status(), 5u);
+  EXPECT_EQ(text_of_launch<process::process_init_error>(program, system.how), "exit status 5");
   EXPECT_EQ(system.record_with("close child").rfind("logon me@there DOMAIN 2 0, ", 0), 0u);
 }
 
@@ -251,7 +243,7 @@ TEST(UserLaunch, EndsTheLogonOnceIfTheChildEndsBeforeItsWaitIsKnown) {
       *made = wait;
       return result;
     });
-    EXPECT_EQ(process::process(children::command("child_exit", {"5"}), system.how).exit_status(), 5u);
+    EXPECT_EQ(text_of_launch<process::process_init_error>(program, system.how), "exit status 5");
     EXPECT_EQ(system.record_with("close child"), watched + at_the_end);
     let_the_pool_rest();
   }));
@@ -259,45 +251,22 @@ TEST(UserLaunch, EndsTheLogonOnceIfTheChildEndsBeforeItsWaitIsKnown) {
 
 namespace {
 
-enum class kind { bad_user, init_error };
-
-/// The reason that a launch fails for, or "" if it does not.
-std::string failure_of(const process::context& how, kind& came) {
-  const process::command what = children::command("child_exit", {"5"});
-  std::ostringstream opening;
-  opening << " While attempting to execute \"" << what << "\": ";
-  std::string text;
-  try {
-    EXPECT_EQ(process::process(what, how).exit_status(), 5u);
-    return "";
-  } catch (const process::process_bad_user& e) {
-    came = kind::bad_user;
-    text = e.what();
-  } catch (const process::process_init_error& e) {
-    came = kind::init_error;
-    text = e.what();
-  }
-  EXPECT_EQ(text.find(secret), std::string::npos);
-  const std::size_t begin = text.find(opening.str()) + opening.str().size();
-  return text.substr(begin, text.size() - begin - 1);
-}
-
-/// A launch whose nth call of one function is refused: the reason it fails for, and the last calls that the script
-/// sees.
-template <auto Call, class Result>
-void refuse(std::size_t nth, Result refusal, DWORD error, const std::string& expected, const std::string& last_calls,
-            kind of = kind::init_error) {
+/// A launch whose nth call of one function is refused: what it comes to, and the last calls that the script sees.
+template <auto Call, class Exception = process::process_init_error, class Result>
+void refuse(std::size_t nth, Result refusal, DWORD error, const std::string& expected, const std::string& last_calls) {
   SCOPED_TRACE(testing::Message() << nth << ", " << error << ", " << expected);
   EXPECT_TRUE(loses_no_handle([&] {
     scripted_users system;
     (system.*Call).fail_at(nth, refusal, error);
-    kind came = of;
-    EXPECT_EQ(failure_of(system.how, came), expected);
-    EXPECT_EQ(came, of);
+    EXPECT_EQ(text_of_launch<Exception>(program, system.how), expected);
     const std::string record = system.record();
     EXPECT_EQ(record.substr(record.size() - std::min(record.size(), last_calls.size())), last_calls);
     EXPECT_EQ(system.profiles_loaded, 0);
   }));
+}
+
+std::string failure(const std::string& call, DWORD code = injected_code) {
+  return init_error_text(program, told(call, code));
 }
 
 }  // namespace
@@ -307,27 +276,27 @@ TEST(UserLaunch, ThatFailsSaysWhyAndLeavesNothingLoaded) {
   const auto reason = [](DWORD number) { return boost::system::system_category().message(static_cast<int>(number)); };
   const std::string loaded = "load 56 1 somebody", ended = ", unload, close token";
   for (const DWORD number : {ERROR_LOGON_FAILURE, ERROR_PASSWORD_EXPIRED, ERROR_ACCOUNT_DISABLED})
-    refuse<&s::logon>(1, FALSE, number, reason(number), "", kind::bad_user);
+    refuse<&s::logon, process::process_bad_user>(1, FALSE, number, bad_user_text(program, reason(number)), "");
   for (const DWORD number : {ERROR_ACCOUNT_RESTRICTION, ERROR_ACCESS_DENIED})
-    refuse<&s::logon>(1, FALSE, number, told("LogonUser", number), "");
+    refuse<&s::logon>(1, FALSE, number, failure("LogonUser", number), "");
   for (const std::size_t nth : {1, 2}) {
-    refuse<&s::open_token>(nth, FALSE, code, told("OpenProcessToken"), "close token");
-    refuse<&s::privilege>(nth, FALSE, code, told("LookupPrivilegeValue"), "close token");
-    refuse<&s::adjust>(nth, FALSE, code, told("AdjustTokenPrivileges"), "close token");
+    refuse<&s::open_token>(nth, FALSE, injected_code, failure("OpenProcessToken"), "close token");
+    refuse<&s::privilege>(nth, FALSE, injected_code, failure("LookupPrivilegeValue"), "close token");
+    refuse<&s::adjust>(nth, FALSE, injected_code, failure("AdjustTokenPrivileges"), "close token");
     // Success that is none.
-    refuse<&s::adjust>(nth, TRUE, ERROR_NOT_ALL_ASSIGNED, told("AdjustTokenPrivileges", ERROR_NOT_ALL_ASSIGNED),
+    refuse<&s::adjust>(nth, TRUE, ERROR_NOT_ALL_ASSIGNED, failure("AdjustTokenPrivileges", ERROR_NOT_ALL_ASSIGNED),
                        "close token");
   }
-  refuse<&s::load>(1, FALSE, code, told("LoadUserProfile"), "enable 1 4711 2, close token");
-  refuse<&s::make_block>(1, FALSE, code, told("CreateEnvironmentBlock"), loaded + ended);
-  refuse<&s::create>(1, FALSE, code, told("CreateProcessAsUserW"), "make block, destroy block" + ended);
+  refuse<&s::load>(1, FALSE, injected_code, failure("LoadUserProfile"), "enable 1 4711 2, close token");
+  refuse<&s::make_block>(1, FALSE, injected_code, failure("CreateEnvironmentBlock"), loaded + ended);
+  refuse<&s::create>(1, FALSE, injected_code, failure("CreateProcessAsUserW"), "make block, destroy block" + ended);
   // The child runs, but cannot be watched.
-  refuse<&s::duplicate>(1, FALSE, code, "", "create 525344" + ended);
-  refuse<&s::wait>(1, FALSE, code, "", "duplicate, close child" + ended);
+  refuse<&s::duplicate>(1, FALSE, injected_code, "exit status 5", "create 525344" + ended);
+  refuse<&s::wait>(1, FALSE, injected_code, "exit status 5", "duplicate, close child" + ended);
 
   const std::string log = test_support::read_file(log_folder.file("log"));
   for (const char* const call : {"DuplicateHandle", "RegisterWaitForSingleObject"}) {
-    const std::size_t at = log.find(call + (" failed for profile cleanup: " + std::to_string(code)) + "\n");
+    const std::size_t at = log.find(call + (" failed for profile cleanup: " + std::to_string(injected_code)) + "\n");
     ASSERT_NE(at, std::string::npos) << call;
     const std::size_t line = log.rfind('\n', at) + 1;
     EXPECT_NE(log.substr(line, at - line).find("[fl::process::process_impl] error: "), std::string::npos) << call;
@@ -337,7 +306,6 @@ TEST(UserLaunch, ThatFailsSaysWhyAndLeavesNothingLoaded) {
 
 // Each allocation of a launch in turn finds no memory, those behind the creation of the child included.
 TEST(UserLaunch, ForWantOfMemoryLeavesNothingLoaded) {
-  const process::command what = children::command("child_exit", {"5"});
   int launches = 0;
   int failures = 0;
   for (int nth = 1, count = nth; count >= nth; ++nth) {
@@ -349,7 +317,7 @@ TEST(UserLaunch, ForWantOfMemoryLeavesNothingLoaded) {
       allocation.handle_with(
           [&](auto original, std::size_t bytes) { return ++count == nth ? throw std::bad_alloc() : original(bytes); });
       try {
-        process_impl::launch(what, system.how);
+        process_impl::launch(program, system.how);
         ++launches;
       } catch (const process::process_init_error&) {
         ++failures;
@@ -370,20 +338,18 @@ TEST(UserLaunch, TellsInUtf8WhyTheUserIsRefused) {
   scripted_users system;
   injected<DWORD (*)(DWORD, LPCVOID, DWORD, DWORD, LPWSTR, DWORD, char**)> message(library, "FormatMessageW");
   message.handle_with([](auto, auto, auto, auto, auto, LPWSTR buffer, auto, auto) {
-    constexpr wchar_t words[] = L"Gesperrt f\u00fcr jeden.\r\n";
-    void* const made = ::LocalAlloc(LMEM_FIXED, sizeof words);
-    std::wmemcpy(static_cast<wchar_t*>(made), words, std::size(words));
-    *reinterpret_cast<void**>(buffer) = made;
-    return static_cast<DWORD>(std::size(words) - 1);
+    return give_message(buffer, L"Gesperrt f\u00fcr jeden.\r\n");
   });
-  kind came = kind::init_error;
   system.logon.fail_always(FALSE, ERROR_LOGON_FAILURE);
-  EXPECT_EQ(failure_of(system.how, came), "Gesperrt f\u00fcr jeden");
+  EXPECT_EQ(text_of_launch<process::process_bad_user>(program, system.how),
+            bad_user_text(program, "Gesperrt f\u00fcr jeden"));
   const std::string with_nul("some\0thing", 10);
   system.how.user("somebody", with_nul);
-  EXPECT_EQ(failure_of(system.how, came), "the password holds a NUL character");
+  EXPECT_EQ(text_of_launch<process::process_init_error>(program, system.how),
+            init_error_text(program, "the password holds a NUL character"));
   system.how.user(with_nul, secret);
-  EXPECT_EQ(failure_of(system.how, came), "the name of the user holds a NUL character");
+  EXPECT_EQ(text_of_launch<process::process_init_error>(program, system.how),
+            init_error_text(program, "the name of the user holds a NUL character"));
 }
 
 namespace {
@@ -392,7 +358,7 @@ namespace {
 std::string variables(scripted_users& system) {
   process::iopipe output(0);
   system.how.std_out(process::pipe_to(output));
-  process::process child(children::command("child_env"), system.how);
+  process::process started(children::command("child_env"), system.how);
   const std::string block = children::read_all(output.device());
   system.record_with("close child");
   return block;

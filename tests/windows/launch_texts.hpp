@@ -1,0 +1,60 @@
+// What a launch comes to, and the texts that its failures have.
+#pragma once
+
+#include <fl/process.hpp>
+
+#include <windows.h>
+
+#include <boost/system/system_error.hpp>
+
+#include <cstring>
+#include <sstream>
+#include <string>
+#include <string_view>
+#include <typeinfo>
+
+namespace launch_texts {
+
+namespace process = foundation::core::process;
+
+/// The error of the system calls that a test refuses.
+constexpr DWORD injected_code = ERROR_NOT_ENOUGH_QUOTA;
+
+/// How a refused call is told.
+inline std::string told(const std::string& call, DWORD code = injected_code) {
+  return boost::system::system_error(static_cast<int>(code), boost::system::system_category(), call).what();
+}
+
+/// The text of a process_bad_user that `what` fails with, for this reason.
+inline std::string bad_user_text(const process::command& what, const std::string& reason) {
+  std::ostringstream text;
+  text << " While attempting to execute \"" << what << "\": " << reason << "\n";
+  return text.str();
+}
+
+/// The same for a process_init_error.
+inline std::string init_error_text(const process::command& what, const std::string& reason) {
+  return "An error occurred while initializing child process: " + bad_user_text(what, reason);
+}
+
+/// The text of exactly this exception, or what happened in its place; a child that starts is waited for.
+template <class Exception>
+std::string text_of_launch(const process::command& what, const process::context& how) {
+  try {
+    return "exit status " + std::to_string(process::process(what, how).exit_status());
+  } catch (const Exception& e) {
+    return typeid(e) == typeid(Exception) ? e.what() : std::string("a derived exception: ") + e.what();
+  } catch (const std::exception& e) {
+    return std::string("another exception: ") + e.what();
+  }
+}
+
+/// Answers a FormatMessageW that allocates its `buffer`.
+inline DWORD give_message(LPWSTR buffer, std::wstring_view words) {
+  void* const made = ::LocalAlloc(LPTR, (words.size() + 1) * sizeof words[0]);
+  std::memcpy(made, words.data(), words.size() * sizeof words[0]);
+  *reinterpret_cast<void**>(buffer) = made;
+  return static_cast<DWORD>(words.size());
+}
+
+}  // namespace launch_texts
