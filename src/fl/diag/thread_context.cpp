@@ -15,7 +15,8 @@ bad_thread_context::~bad_thread_context() = default;
 // The functions that capture are never inlined: each must have the return address of its caller. The state within them
 // would be of no use, since their frames are gone before anybody can look at them.
 
-[[gnu::noinline]] thread_context::thread_context(bool capture) noexcept : valid_(capture && capture_data(__builtin_return_address(0))) {}
+[[gnu::noinline]] thread_context::thread_context(bool capture) noexcept
+    : valid_(capture && capture_data(__builtin_return_address(0))) {}
 
 thread_context::thread_context(const _EXCEPTION_POINTERS* pointers) noexcept
     : valid_(pointers != nullptr && set_data(pointers)) {}
