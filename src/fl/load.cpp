@@ -56,4 +56,11 @@ search_path_cache search_path;
 
 }  // namespace process::windows
 
+namespace loggers {
+
+logger cpu_info("foundation::core::system::CpuInfo");
+logger pe_cores("fl::system::windows::PECores");
+
+}  // namespace loggers
+
 }  // namespace foundation::core

@@ -14,5 +14,7 @@ extern logger process_impl;     // "fl::process::process_impl"
 extern logger process;          // "fl::process::process"
 extern logger process_reaper;   // "fl::process::process_reaper"
 extern logger which;            // "fl::process::which"
+extern logger cpu_info;         // "foundation::core::system::CpuInfo"
+extern logger pe_cores;         // "fl::system::windows::PECores"
 
 }  // namespace foundation::core::loggers

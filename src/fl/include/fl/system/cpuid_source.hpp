@@ -1,0 +1,34 @@
+// Where the identification of a processor comes from: the processor itself, or a table that was recorded on another
+// one, to see what the library makes of it.
+#pragma once
+
+#include <fl/export.hpp>
+
+#include <cstdint>
+
+namespace foundation::core::system::x86_64 {
+
+/// What the CPUID instruction leaves in the registers.
+struct CpuidRegisters {
+  std::uint32_t eax;
+  std::uint32_t ebx;
+  std::uint32_t ecx;
+  std::uint32_t edx;
+};
+
+class ICpuidSource {
+ public:
+  FL_API virtual ~ICpuidSource();
+  /// CPUID with `leaf` in EAX and `subleaf` in ECX. Is asked for 0 and 0x80000000, and apart from these only for leaves
+  /// that they tell to exist.
+  virtual CpuidRegisters cpuid(std::uint32_t leaf, std::uint32_t subleaf) const = 0;
+  /// XGETBV: the extended control register `index`. Is asked only if CPUID tells that the instruction is enabled.
+  virtual std::uint64_t xgetbv(std::uint32_t index) const = 0;
+
+ protected:
+  ICpuidSource() = default;
+  ICpuidSource(const ICpuidSource&) = default;
+  ICpuidSource& operator=(const ICpuidSource&) = default;
+};
+
+}  // namespace foundation::core::system::x86_64

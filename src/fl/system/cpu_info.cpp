@@ -1,0 +1,88 @@
+#include <fl/system/cpu_info.hpp>
+
+#include <fl/system/processor_frequency.hpp>
+
+#include "loggers.hpp"
+#include "system/windows/core_counts.hpp"
+
+#include <foundation_log/termination.hpp>
+
+#include <algorithm>
+#include <thread>
+#include <tuple>
+
+namespace foundation::core::system {
+
+namespace {
+
+using detail::details;
+
+void log_current_exception() {
+  if (loggers::cpu_info.enabled(log::severity::complaint))
+    loggers::cpu_info.log(log::severity::complaint,
+                          "Exception caught: ", log::detail::current_exception_chain_as_string());
+}
+
+void add_frequency(details& found) {
+  const auto frequency = getMaximumProcessorFrequency();
+  try {
+    found.frequency = frequency.value();
+    found.frequencyAvailable = true;
+  } catch (...) {
+    log_current_exception();
+  }
+}
+
+void log_details(const details& found) {
+  loggers::cpu_info.log(log::severity::summary, " details .pCores=", found.pCores, " details .lCores=", found.lCores,
+                        " details .aCores=", found.aCores, " details .hyperthreaded=", found.hyperthreaded,
+                        " details .frequencyAvailable=", found.frequencyAvailable,
+                        " details .frequency=", found.frequency, " details .performanceCores=", found.performanceCores,
+                        " details .efficiencyCores=", found.efficiencyCores);
+}
+
+details fallback() noexcept {
+  details assumed;
+  assumed.pCores = assumed.lCores = assumed.aCores = std::thread::hardware_concurrency();
+  return assumed;
+}
+
+auto compared(const CpuInfo& info) {
+  return std::make_tuple(info.frequency(), info.aCores(), info.lCores(), info.pCores(), info.hyperthreaded());
+}
+
+}  // namespace
+
+void CpuInfo::refresh() {
+  detailsValid_ = false;
+  details found;
+  windows::computeNumberOfCores(found);
+  found.hyperthreaded = found.lCores != found.pCores;
+  add_frequency(found);
+  log_details(found);
+  details_ = found;
+  detailsValid_ = true;
+}
+
+void CpuInfo::refresh(const std::nothrow_t&) noexcept {
+  try {
+    refresh();
+  } catch (...) {
+    details_ = fallback();
+    loggers::cpu_info.log(log::severity::error, "CPU details invariants are broken; assuming fallback values");
+  }
+}
+
+bool operator==(const CpuInfo& left, const CpuInfo& right) noexcept {
+  return &left == &right || compared(left) == compared(right);
+}
+
+bool operator!=(const CpuInfo& left, const CpuInfo& right) noexcept {
+  return !(left == right);
+}
+
+unsigned long long getAvailableConcurrency(const CpuInfo& info, bool useLogicalCores) noexcept {
+  return std::min(info.aCores(), useLogicalCores ? info.lCores() : info.pCores());
+}
+
+}  // namespace foundation::core::system

@@ -1,0 +1,104 @@
+#include "system/pe_cores.hpp"
+
+#include "system/probe_log.hpp"
+
+#include <exception>
+#include <map>
+#include <string>
+#include <unordered_map>
+
+namespace foundation::core::system::windows {
+
+namespace {
+
+constexpr record_source source_of_records = {"GetSystemCpuSetInformation", cpu_set_record::size, complain_about_tiers};
+
+PECores cores_of_both_kinds(unsigned long long performance, unsigned long long efficiency) {
+  PECores cores;
+  cores.efficiencyCores = static_cast<std::int32_t>(efficiency);
+  cores.performanceCores = static_cast<std::int32_t>(performance);
+  return cores;
+}
+
+/// The class of each core. Empty, after a complaint, if entries of one core differ.
+std::unordered_map<std::uint32_t, std::uint8_t> classes_of_cores(std::span<const CpuSetEntry> entries) {
+  std::unordered_map<std::uint32_t, std::uint8_t> classes;
+  for (const CpuSetEntry& entry : entries) {
+    const auto [core, is_new] = classes.emplace(entry.coreId, entry.efficiencyClass);
+    if (!is_new && core->second != entry.efficiencyClass) {
+      complain_about_tiers(
+          "Windows CPU-set probe: SMT siblings disagree on EfficiencyClass for coreId=" + std::to_string(entry.coreId) +
+          " (saw " + std::to_string(core->second) + " and " + std::to_string(entry.efficiencyClass) + ")");
+      return {};
+    }
+  }
+  return classes;
+}
+
+PECores classify(unsigned long long numPhysical, std::span<const CpuSetEntry> entries) {
+  const auto classes = classes_of_cores(entries);
+  std::map<std::uint8_t, std::size_t> cores_of_class;
+  for (const auto& [core, efficiency_class] : classes)
+    ++cores_of_class[efficiency_class];
+  if (cores_of_class.size() < 2)
+    return {};
+  const std::size_t performance = cores_of_class.rbegin()->second;
+  const std::size_t efficiency = classes.size() - performance;
+  if (classes.size() != numPhysical) {
+    complain_about_tiers(
+        "Windows CPU-set probe: tier sum disagrees with numPhysical (pPhysical=" + std::to_string(performance) +
+        ", ePhysical=" + std::to_string(efficiency) + ", numPhysical=" + std::to_string(numPhysical) + ")");
+    return {};
+  }
+  return cores_of_both_kinds(performance, efficiency);
+}
+
+}  // namespace
+
+IWindowsCpuSet::~IWindowsCpuSet() = default;
+
+std::vector<CpuSetEntry> parseCpuSets(byte_range buffer) {
+  std::vector<CpuSetEntry> entries;
+  walk_records(source_of_records, buffer, [&](byte_range record) {
+    if (read<std::uint32_t>(record, cpu_set_record::type) != cpu_set_record::cpu_set_information)
+      return true;
+    if (record.size() < cpu_set_record::end)
+      return false;
+    const std::uint32_t group = read<std::uint16_t>(record, cpu_set_record::group);
+    entries.push_back({group << 16 | read<std::uint8_t>(record, cpu_set_record::core_index),
+                       read<std::uint8_t>(record, cpu_set_record::efficiency_class)});
+    return true;
+  });
+  return entries;
+}
+
+PECores classifyCores(unsigned long long numPhysical, std::span<const CpuSetEntry> entries) noexcept {
+  try {
+    return classify(numPhysical, entries);
+  } catch (const std::bad_alloc&) {
+    complain_about_tiers("Windows CPU-set probe: no memory");
+    return {};
+  }
+}
+
+PECores inferCoresFromCounts(unsigned long long numPhysical, unsigned long long numLogical) noexcept {
+  const unsigned long long smt = numLogical - numPhysical;
+  if (numLogical <= numPhysical || numPhysical <= smt)
+    return {};
+  // One thread of each efficiency core and two of each performance core make numLogical.
+  return cores_of_both_kinds(smt, numPhysical - smt);
+}
+
+PECores computePECores(unsigned long long numPhysical, unsigned long long numLogical,
+                       const IWindowsCpuSet& source) noexcept {
+  try {
+    const PECores cores = classifyCores(numPhysical, source.query());
+    if (cores.performanceCores != -1)
+      return cores;
+  } catch (const std::exception& failure) {
+    complain_about_tiers(failure.what());
+  }
+  return inferCoresFromCounts(numPhysical, numLogical);
+}
+
+}  // namespace foundation::core::system::windows

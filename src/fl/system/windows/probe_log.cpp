@@ -1,0 +1,15 @@
+#include "system/probe_log.hpp"
+
+#include "loggers.hpp"
+
+namespace foundation::core::system {
+
+void complain_about_topology(const std::string& text) noexcept {
+  loggers::cpu_info.log(log::severity::complaint, text);
+}
+
+void complain_about_tiers(const std::string& text) noexcept {
+  loggers::pe_cores.log(log::severity::complaint, text);
+}
+
+}  // namespace foundation::core::system
