@@ -9,6 +9,8 @@
 #include <fl/process/testing.hpp>
 #include <fl/sysdep/windows/deelevate_utils.hpp>
 #include <fl/sysdep/windows/process_impl.hpp>
+#include <fl/system.hpp>
+#include <fl/util/expected.hpp>
 #include <foundation_log/control.hpp>
 #include <foundation_log/logger.hpp>
 #include <foundation_log/scope_trace.hpp>
