@@ -1,70 +1,27 @@
 #include "programs.hpp"
 
 #include "check.hpp"
+#include "run_example.hpp"
 
 #include <fl/process.hpp>
-#include <i18n/convert.hpp>
-#include <i18n/encoding.hpp>
 
 #include <boost/algorithm/string/predicate.hpp>
 
-#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
-#include <vector>
 
 namespace process = foundation::core::process;
 
 namespace {
-
-using lines = std::vector<std::string>;
 
 void put_own_folder_in_path() {
   const fl::ustring self = process::this_process::absolute_path();
   const wchar_t* const former = _wgetenv(L"PATH");
   const std::wstring folder(self.begin(), self.begin() + static_cast<std::ptrdiff_t>(self.rfind(u'\\')));
   check(_wputenv_s(L"PATH", (folder + L';' + (former ? former : L"")).c_str()) == 0, "a new PATH");
-}
-
-/// The file that a command name stands for.
-std::string find_program(const std::string& name) {
-  const auto file = process::which(name);
-  check(file.has_value(), ("a program named " + name).c_str());
-  return fl::i18n::ustring_to_utf8(fl::i18n::decode(*file, "SYSTEM"));
-}
-
-struct run_result {
-  lines output;  ///< of both output streams
-  unsigned long status;
-};
-
-run_result run_example(const std::string& name, const lines& arguments = {},
-                       const process::environment_map& settings = {}) {
-  process::iopipe output(0);
-  process::context how;
-  for (const auto& [variable, value] : settings)
-    how.environment()[variable] = value;
-  how.std_out(process::pipe_to(output));
-  how.std_err(process::merge_with_stdout());
-  process::command what(find_program(name));
-  what.args() = arguments;
-  process::process child(what, how);
-  run_result result;
-  for (std::string line; std::getline(output, line);)
-    result.output.push_back(line);
-  result.status = static_cast<unsigned long>(child.exit_status());
-  return result;
-}
-
-bool contains(const std::string& line, const std::string& part) {
-  return line.find(part) != std::string::npos;
-}
-
-lines::const_iterator find(const lines& output, const std::string& part) {
-  return std::find_if(output.begin(), output.end(), [&](const auto& line) { return contains(line, part); });
 }
 
 /// Shows the heading of the report with the message, and its stack down to the line with `last`.
@@ -75,8 +32,7 @@ void show_report(const lines& output, const std::string& heading, const std::str
   check(head != output.end() && stack != output.end() && end != output.end() && head < stack && stack < end,
         "a report with its heading and a stack that names the functions");
   std::printf("  %s\n  %s\n  …\n", head[0].c_str(), head[1].c_str());
-  for (auto line = stack; line <= end; ++line)
-    std::printf("  %s\n", line->c_str());
+  print(lines(stack, end + 1));
 }
 
 }  // namespace
@@ -109,8 +65,7 @@ void speak_two_languages() {
   const run_result said = run_example("user_error.exe");
   check(said.status == 0, "the exit status");
   check(find(said.output, "in en: You asked for 5") < find(said.output, "in de: Von E27 sind"), "both languages");
-  for (const std::string& line : said.output)
-    std::printf("  %s\n", line.c_str());
+  print(said.output);
 }
 
 void show_memory() {
@@ -120,8 +75,7 @@ void show_memory() {
   for (const char* const part : {"unrecognized option 'turbo'", "alignment_checking is ENABLED", "alignment of 64",
                                  "its block goes back", "pressure of at most 100"})
     check(find(said.output, part) != said.output.end(), part);
-  for (const std::string& line : said.output)
-    std::printf("  %s\n", line.c_str());
+  print(said.output);
   const run_result arena = run_example("memory.exe", {}, {{"QX_ALIGNED_HEAP_ALIGNMENT", "dlmalloc"}});
   const auto block = find(arena.output, "block of 1000000 bytes");
   check(arena.status == 0 && block != arena.output.end(), "a block of the arena");

@@ -3,6 +3,7 @@
 
 #include "check.hpp"
 #include "children.hpp"
+#include "processor.hpp"
 #include "programs.hpp"
 #include "texts.hpp"
 
@@ -133,6 +134,7 @@ constexpr stop stops[] = {
     {"An error for the user, in two languages", speak_two_languages},
     {"Memory: options, an aligned heap, a pool, and how much more to take", show_memory},
     {"A block of the heap whose header was overwritten", corrupt_the_heap},
+    {"What the processor offers, and what others say of it", show_processor},
     {"A file in three encodings", write_three_encodings},
     {"Numbers on a stream of UTF-16, and an encoding that nobody knows", format_numbers},
     {"A file converted, and a byte that is no text", convert_a_file},
