@@ -26,9 +26,8 @@ constexpr int exit_usage = 2;
 const char* const usage_text =
     "usage: sysinfo [--json]\n"
     "\n"
-    "Tells what the processor offers: its instructions, its cores, its maximum frequency, and how many threads of "
-    "this\n"
-    "process can run at once.\n"
+    "Tells what the processor offers: its instructions, its cores, its maximum frequency, and how many threads of\n"
+    "this process can run at once.\n"
     "\n"
     "  --json  prints one JSON object; frequencies are in Hz, and what is not known is null\n"
     "\n"
