@@ -180,7 +180,8 @@ TEST(CpuInfo, ThrowsWhatASystemCallSaysOrFallsBack) {
   const auto refuse_buffers_with = [](DWORD code, DWORD wanted) {
     return [=](machine& m) {
       m.processors.handle_with([=](auto, auto, void* buffer, DWORD* length) {
-        *length = wanted;
+        // A length of more is a reason to ask again only if that is what the call failed for.
+        *length = buffer && code != ERROR_INSUFFICIENT_BUFFER ? *length + wanted : wanted;
         ::SetLastError(buffer ? code : ERROR_INSUFFICIENT_BUFFER);
         return FALSE;
       });
@@ -206,6 +207,7 @@ TEST(CpuInfo, ThrowsWhatASystemCallSaysOrFallsBack) {
     script(scripted);
     CpuInfo info = before;
     expect_failure(info, code);
+    EXPECT_LE(scripted.processors.calls(), 4u) << "for both snapshots";
     EXPECT_TRUE(info == before && info.frequencyAvailable()) << "only its validity is lost";
     EXPECT_FALSE(info.detailsValid());
     info.refresh(std::nothrow);
@@ -270,7 +272,6 @@ TEST(CpuInfo, GoesOnWithoutTiersThatTheSystemDoesNotTell) {
 
 TEST(CpuInfo, AsksForTheFrequencyOnceInAProcess) {
   scripted_processors machine({16}, 2);
-  machine.megahertz = {3600, 5000};
   EXPECT_EQ(getMaximumProcessorFrequency().value(), 3'600'000'000u);
   machine.power.reset();
   machine.power.fail_always(-1, ERROR_ACCESS_DENIED);

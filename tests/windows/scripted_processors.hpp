@@ -40,7 +40,6 @@ class scripted_processors {
   std::uint16_t group_count;
   std::vector<std::uint16_t> process_groups;
   std::uint64_t process_mask = ~std::uint64_t{0};
-  std::vector<ULONG> megahertz = {3600};  // of each processor
 
   injected<decltype(&::GetProcessAffinityMask)> affinity{library, "GetProcessAffinityMask"};
   injected<decltype(&::GetActiveProcessorGroupCount)> count_groups{library, "GetActiveProcessorGroupCount"};
@@ -93,7 +92,7 @@ class scripted_processors {
       if (what != ProcessorInformation || input || input_length != 0)
         return -1;
       for (ULONG i = 0; i != output_length / 24; ++i) {
-        const ULONG record[6] = {i, megahertz[std::min<std::size_t>(i, megahertz.size() - 1)], 1111, 2222, 3, 4};
+        const ULONG record[6] = {i, i == 0 ? 3600u : 5000u, 1111, 2222, 3, 4};
         std::memcpy(static_cast<std::byte*>(output) + i * sizeof record, record, sizeof record);
       }
       return 0;
