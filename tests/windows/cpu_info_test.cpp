@@ -4,6 +4,7 @@
 #include <fl/system.hpp>
 
 #include <fl/except/iexception.hpp>
+#include <foundation_log/control.hpp>
 
 #include "scripted_processors.hpp"
 #include "support.hpp"
@@ -268,6 +269,32 @@ TEST(CpuInfo, GoesOnWithoutTiersThatTheSystemDoesNotTell) {
   expect_complaint("");
   wanted = 0;
   expect_complaint("");
+}
+
+TEST(CpuInfo, ItsLogIsTheLastThatIsMadeWhenTheLibraryIsLoaded) {
+  strings channels;
+  for (const auto& channel : foundation::log::channels())
+    channels.push_back(channel.channel);
+  channels.resize(8);  // Others are made at first use.
+  EXPECT_EQ(channels,
+            (strings{"foundation::core::mem::manager::mobservation", "fl::process::deelevate_utils",
+                     "fl::process::process_impl", "fl::process::process", "fl::process::process_reaper",
+                     "fl::process::which", "foundation::core::system::CpuInfo", "fl::system::windows::PECores"}));
+}
+
+TEST(CpuInfo, ItsInstructionSetCanBeReadFromASourceOfTheClient) {
+  struct : x86_64::ICpuidSource {
+    x86_64::CpuidRegisters cpuid(std::uint32_t leaf, std::uint32_t) const override {
+      return leaf == 0   ? x86_64::CpuidRegisters{1, 0x63655241, 0x656E4F66, 0x4F64726F}
+             : leaf == 1 ? x86_64::CpuidRegisters{0, 0, 1u << 23, 0}
+                         : x86_64::CpuidRegisters{};
+    }
+    std::uint64_t xgetbv(std::uint32_t) const override { throw std::logic_error("not enabled"); }
+  } const source;
+  const x86_64::InstructionSet told(source);
+  EXPECT_EQ(told.vendor(), "ARecordOfOne");
+  EXPECT_EQ(told.getFeatureString(), " POPCNT ");
+  EXPECT_EQ(CpuInfo().instructionSet().vendor(), x86_64::InstructionSet().vendor());
 }
 
 TEST(CpuInfo, AsksForTheFrequencyOnceInAProcess) {

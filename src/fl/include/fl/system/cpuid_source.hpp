@@ -16,9 +16,9 @@ struct CpuidRegisters {
   std::uint32_t edx;
 };
 
-class ICpuidSource {
+class FL_API ICpuidSource {
  public:
-  FL_API virtual ~ICpuidSource();
+  virtual ~ICpuidSource();
   /// CPUID with `leaf` in EAX and `subleaf` in ECX. Is asked for 0 and 0x80000000, and apart from these only for leaves
   /// that they tell to exist.
   virtual CpuidRegisters cpuid(std::uint32_t leaf, std::uint32_t subleaf) const = 0;
