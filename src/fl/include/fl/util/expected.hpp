@@ -30,11 +30,12 @@ class Expected {
   static constexpr std::size_t exception_index = 1;
   static constexpr std::size_t empty_index = std::variant_npos;
 
-  /// Implicit, so that a function returns either alternative as it is.
+  // NOLINTBEGIN(google-explicit-constructor): a function returns either alternative as it is
   Expected(const T& value) : alternative_(std::in_place_index<value_index>, value) {}
   Expected(T&& value) : alternative_(std::in_place_index<value_index>, std::move(value)) {}
   /// Throws `std::invalid_argument` if `exception` is null.
   Expected(std::exception_ptr exception) : alternative_(std::in_place_index<exception_index>, not_null(exception)) {}
+  // NOLINTEND(google-explicit-constructor)
 
   Expected(const Expected&) = default;
   Expected& operator=(const Expected&) = default;
