@@ -4,8 +4,6 @@
 
 namespace foundation::core::system::x86_64 {
 
-ICpuidSource::~ICpuidSource() = default;
-
 CpuidRegisters Cpuid::cpuid(std::uint32_t leaf, std::uint32_t subleaf) const {
   CpuidRegisters registers;
   __cpuid_count(leaf, subleaf, registers.eax, registers.ebx, registers.ecx, registers.edx);

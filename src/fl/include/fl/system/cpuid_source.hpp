@@ -1,8 +1,8 @@
 // Where the identification of a processor comes from: the processor itself, or a table that was recorded on another
 // one, to see what the library makes of it.
+//
+// Thread safety: that of the source; the library asks it on the calling thread only.
 #pragma once
-
-#include <fl/export.hpp>
 
 #include <cstdint>
 
@@ -16,9 +16,10 @@ struct CpuidRegisters {
   std::uint32_t edx;
 };
 
-class FL_API ICpuidSource {
+/// All inline, so that a client's source needs nothing of the DLL.
+class ICpuidSource {
  public:
-  virtual ~ICpuidSource();
+  virtual ~ICpuidSource() = default;
   /// CPUID with `leaf` in EAX and `subleaf` in ECX. Is asked for 0 and 0x80000000, and apart from these only for leaves
   /// that they tell to exist.
   virtual CpuidRegisters cpuid(std::uint32_t leaf, std::uint32_t subleaf) const = 0;
