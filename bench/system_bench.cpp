@@ -10,7 +10,6 @@
 #include <cstddef>
 #include <memory>
 #include <new>
-#include <optional>
 #include <thread>
 #include <vector>
 
