@@ -8,6 +8,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdlib>
+#include <new>
 #include <ostream>
 #include <stdexcept>
 
@@ -39,6 +41,30 @@ using complaints = std::vector<std::string>;
 using entries = std::vector<CpuSetEntry>;
 
 const PECores unknown;
+
+int allocations_left = -1;  ///< how many succeed before all fail; -1 for all
+
+}  // namespace
+
+// Not inline, or the compiler takes each pair for a mismatch.
+[[gnu::noinline]] void* operator new(std::size_t size) {
+  if (allocations_left == 0)
+    throw std::bad_alloc();
+  allocations_left -= allocations_left > 0;
+  if (void* const block = std::malloc(size))
+    return block;
+  throw std::bad_alloc();
+}
+
+[[gnu::noinline]] void operator delete(void* block) noexcept {
+  std::free(block);
+}
+
+[[gnu::noinline]] void operator delete(void* block, std::size_t) noexcept {
+  std::free(block);
+}
+
+namespace {
 
 PECores cores(int performance, int efficiency) {
   return {efficiency, performance};
@@ -107,8 +133,28 @@ TEST(PECores, GoesByTheCountsIfTheSourceFails) {
   struct : IWindowsCpuSet {
     entries query() const override { throw std::runtime_error("no entries today"); }
   } const failing;
+  struct : IWindowsCpuSet {
+    entries query() const override { throw 1; }
+  } const failing_oddly;
   EXPECT_EQ(computePECores(8, 12, failing), cores(4, 4));
-  EXPECT_EQ(take_tier_complaints(), complaints{"no entries today"});
+  EXPECT_EQ(computePECores(8, 12, failing_oddly), cores(4, 4));
+  EXPECT_EQ(take_tier_complaints(),
+            (complaints{"no entries today", "Windows CPU-set probe: the source of the CPU sets failed"}));
+}
+
+// The report of the shortage once took memory, which ended the process.
+TEST(PECores, GoesByTheCountsWithoutMemory) {
+  const scripted_cpu_set hybrid(cores_of_classes({0, 0, 0, 0, 0, 0, 1, 1}));
+  int refused = 0;
+  for (allocations_left = 0;; allocations_left = ++refused) {
+    const PECores found = computePECores(8, 12, hybrid);
+    allocations_left = -1;
+    if (found == cores(2, 6))
+      break;
+    ASSERT_EQ(found, cores(4, 4));
+  }
+  EXPECT_GT(refused, 8) << "one for each core at least";
+  take_tier_complaints();
 }
 
 TEST(PECores, ReadsTheRecordsOfTheSystem) {

@@ -4,6 +4,7 @@
 
 #include <exception>
 #include <map>
+#include <new>
 #include <string>
 #include <unordered_map>
 
@@ -97,6 +98,8 @@ PECores computePECores(unsigned long long numPhysical, unsigned long long numLog
       return cores;
   } catch (const std::exception& failure) {
     complain_about_tiers(failure.what());
+  } catch (...) {
+    complain_about_tiers("Windows CPU-set probe: the source of the CPU sets failed");
   }
   return inferCoresFromCounts(numPhysical, numLogical);
 }

@@ -1,15 +1,15 @@
 // Complaints about what the system says of its processors, from logic that has no log of its own. Implemented in
-// windows/probe_log.cpp.
+// windows/probe_log.cpp. Called without memory, too: then there is no record.
 #pragma once
 
-#include <string>
+#include <string_view>
 
 namespace foundation::core::system {
 
 /// A record on the channel "foundation::core::system::CpuInfo".
-void complain_about_topology(const std::string& text) noexcept;
+void complain_about_topology(std::string_view text) noexcept;
 
 /// A record on the channel "fl::system::windows::PECores".
-void complain_about_tiers(const std::string& text) noexcept;
+void complain_about_tiers(std::string_view text) noexcept;
 
 }  // namespace foundation::core::system

@@ -1,6 +1,7 @@
 #include "system/record_walk.hpp"
 
 #include <algorithm>
+#include <string>
 
 namespace foundation::core::system {
 

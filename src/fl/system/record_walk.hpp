@@ -11,7 +11,7 @@
 #include <cstring>
 #include <functional>
 #include <span>
-#include <string>
+#include <string_view>
 
 namespace foundation::core::system {
 
@@ -20,7 +20,7 @@ using byte_range = std::span<const std::byte>;
 struct record_source {
   const char* function;     ///< the system call that filled the buffer, for complaints
   std::size_t size_offset;  ///< where in a record its length stands: at 0 or 4
-  void (*complain)(const std::string& text) noexcept;
+  void (*complain)(std::string_view text) noexcept;
 };
 
 /// A value of a record, which must lie inside.

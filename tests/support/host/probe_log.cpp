@@ -2,11 +2,20 @@
 
 #include "system/probe_log.hpp"
 
+#include <new>
 #include <utility>
 
 namespace {
 
 std::vector<std::string> topology, tiers;
+
+void keep(std::vector<std::string>& complaints, std::string_view text) noexcept {
+  try {
+    complaints.emplace_back(text);
+  } catch (const std::bad_alloc&) {
+    // As in the log: without memory there is no record.
+  }
+}
 
 }  // namespace
 
@@ -20,12 +29,12 @@ std::vector<std::string> test_support::take_tier_complaints() {
 
 namespace foundation::core::system {
 
-void complain_about_topology(const std::string& text) noexcept {
-  topology.push_back(text);
+void complain_about_topology(std::string_view text) noexcept {
+  keep(topology, text);
 }
 
-void complain_about_tiers(const std::string& text) noexcept {
-  tiers.push_back(text);
+void complain_about_tiers(std::string_view text) noexcept {
+  keep(tiers, text);
 }
 
 }  // namespace foundation::core::system
