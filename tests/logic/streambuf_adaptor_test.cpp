@@ -294,6 +294,11 @@ TEST(StreambufAggregator, GivesAllToEachTargetAndFailsIfOneDoes) {
   EXPECT_EQ(first->written, u"bc");
   EXPECT_EQ(second->str(), u"abcde");
   EXPECT_EQ(both->sgetc(), eof);
+  const auto bytes = make_streambuf_adaptor(both, "UTF-8");
+  for (const std::string piece : {" ", "lo", "g! ", "entry"})
+    EXPECT_EQ(bytes->sputn(piece.data(), static_cast<std::streamsize>(piece.size())), 0);
+  EXPECT_EQ(bytes->sputc('!'), EOF);
+  EXPECT_EQ(second->str(), u"abcde log! entry!") << "nothing is offered twice";
   const auto none = make_ustreambuf_aggregator({});
   EXPECT_EQ(none->sputn(u"ab", 2), 2);
   EXPECT_EQ(none->sputc(u'a'), u'a');

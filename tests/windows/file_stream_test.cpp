@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include "import_patch.hpp"
 #include "support.hpp"
 
 #include <windows.h>
@@ -21,6 +22,7 @@ namespace {
 using namespace foundation::core::io;
 using fl::ustring;
 using std::ios_base;
+using test_support::injected;
 using test_support::read_file;
 using test_support::write_file;
 using file_path = fl::filesystem::path;
@@ -242,6 +244,33 @@ TEST(FileStreams, CloseWithTheStreamAndLeaveTheStateAlone) {
   EXPECT_EQ(buffer.open(folder.name("f"), ios_base::in), nullptr);
   EXPECT_TRUE(buffer.close() != nullptr && buffer.open(folder.name("f"), ios_base::in) != nullptr);
   EXPECT_EQ(buffer.sgetc(), 'x');
+}
+
+TEST(FileStreams, GoBadAndWriteNothingTwiceWhenTheSystemRefusesOnceOrTakesHalf) {
+  const scratch_folder folder;
+  ustring text;
+  while (text.size() < 200'000)  // three times what the file's buffer holds
+    text += file_path(std::to_wstring(text.size()) + L' ').string();
+  for (const std::size_t piece : {1u, 2u, 3u, 4u, 100u, 70'000u}) {
+    for (const int way : {0, 1, 2, 3}) {
+      const bool takes_half = way % 2 != 0;
+      const int refused = 1 + way / 2;
+      injected<int (*)(int, const void*, unsigned)> writes("libstdc++-6.dll", "_write");
+      writes.handle_with([&, call = 0](auto write, int file, const void* bytes, unsigned size) mutable {
+        if (++call == refused)
+          return takes_half ? write(file, bytes, size / 2) : -1;
+        return takes_half && call == refused + 1 ? -1 : write(file, bytes, size);
+      });
+      std::size_t accepted = 0;
+      uofstream out(folder.name("f"), ios_base::out | ios_base::binary, "UTF-8");
+      while (accepted < text.size() && (piece == 1 ? out.put(text[accepted]) : out << text.substr(accepted, piece)))
+        accepted += piece;
+      EXPECT_TRUE(out.bad()) << piece << ' ' << way;
+      out.close();
+      const ustring written = fl::i18n::decode(read_file(folder.file("f")), "UTF-8");
+      EXPECT_TRUE(written.size() >= accepted && text.starts_with(written)) << piece << ' ' << way;
+    }
+  }
 }
 
 std::size_t private_bytes() {

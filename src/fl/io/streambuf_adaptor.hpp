@@ -50,6 +50,16 @@ struct adaptor_areas<char16_t, char> {
   static constexpr std::size_t of_refill = 4096;
 };
 
+/// How many units `sputc` can put into a buffer without asking it. The base class tells that to its heirs only.
+template <class Unit, class Traits>
+std::ptrdiff_t room_in(const std::basic_streambuf<Unit, Traits>& buffer) {
+  struct heir : std::basic_streambuf<Unit, Traits> {
+    using heir::basic_streambuf::epptr;
+    using heir::basic_streambuf::pptr;
+  };
+  return (buffer.*&heir::epptr)() - (buffer.*&heir::pptr)();
+}
+
 }  // namespace detail
 
 /// `From` is what the user sees, `To` what the buffer beneath takes and gives.
@@ -95,7 +105,6 @@ class streambuf_adaptorT : public std::basic_streambuf<From, FromTraits> {
   bool pass_on(const From* from, const From* end, To* area, std::size_t size);
   bool pass_on_directly(const From* from, const From* end, To* area, std::size_t size);
   bool put(const To* units, std::streamsize n);
-  bool put_unit(To unit);
   int_type refill(const To* from, const To* end);
 
   boost::shared_ptr<underlying_buffer> underlying;  ///< not null
@@ -116,7 +125,8 @@ bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::write_unit(From unit) {
   if (!is_ascii || !out_converter->passes_ascii())
     return write(&unit, 1);
   write_pending = true;
-  return put_unit(static_cast<To>(unit));
+  const To same = static_cast<To>(unit);
+  return put(&same, 1);
 }
 
 template <class From, class To, class FromTraits, class ToTraits>
@@ -148,7 +158,7 @@ bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::pass_on(const From* fro
     To* to = area;
     const std::size_t more = out_converter->convert(&to, area + size, &from, end, false);
     const auto count = boost::numeric_cast<std::streamsize>(static_cast<std::size_t>(to - area));
-    if (!put(area, count))
+    if (count != 0 && !put(area, count))
       return false;
     if (more == 0)
       return true;
@@ -166,19 +176,15 @@ bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::pass_on_directly(const 
   return more == 0 || pass_on(from, end, rest, std::size(rest));
 }
 
-/// What one character gives goes unit by unit, which needs no call while the buffer beneath has room.
+/// Offers each unit once, since a buffer that refuses may have taken what it was offered, or given it to some of
+/// several targets. What one character gives goes unit by unit where there is room for it, which needs no call.
 template <class From, class To, class FromTraits, class ToTraits>
 bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::put(const To* units, std::streamsize n) {
   constexpr std::streamsize most_of_a_character = 4;
-  if (n > most_of_a_character)
+  if (n > most_of_a_character || n > detail::room_in(*underlying))
     return underlying->sputn(units, n) == n;
-  return std::all_of(units, units + n, [this](To unit) { return put_unit(unit); });
-}
-
-/// A buffer that has no way for single units of its own is given a block of one.
-template <class From, class To, class FromTraits, class ToTraits>
-bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::put_unit(To unit) {
-  return !ToTraits::eq_int_type(underlying->sputc(unit), ToTraits::eof()) || underlying->sputn(&unit, 1) == 1;
+  std::for_each(units, units + n, [this](To unit) { underlying->sputc(unit); });
+  return true;
 }
 
 template <class From, class To, class FromTraits, class ToTraits>

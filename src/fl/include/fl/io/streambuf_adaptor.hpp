@@ -11,7 +11,7 @@
 //    knows or the system lacks. Ill-formed input, and characters that the target lacks, are replaced as told there.
 //  - A write goes through at once; nothing is held back but the beginning of a character that the next write goes on
 //    with. If the buffer beneath refuses a part, the whole write counts as failed, though some of it may have gone
-//    through.
+//    through; nothing is offered a second time.
 //  - Reading takes up to 1,024 units at a time from the buffer beneath. What stands there in the middle of a character
 //    at the end of everything is dropped. If all that one refill gets is such a beginning, it reads as the end: a
 //    buffer beneath that gives single bytes should be given a buffer of its own.
