@@ -244,6 +244,12 @@ TEST(FileStreams, CloseWithTheStreamAndLeaveTheStateAlone) {
   EXPECT_EQ(buffer.open(folder.name("f"), ios_base::in), nullptr);
   EXPECT_TRUE(buffer.close() != nullptr && buffer.open(folder.name("f"), ios_base::in) != nullptr);
   EXPECT_EQ(buffer.sgetc(), 'x');
+  char area[16] = {};
+  fl::filesystem::basic_filebuf<char> with_area;
+  with_area.pubsetbuf(area, sizeof area);
+  with_area.open(folder.name("f"), ios_base::out);
+  with_area.sputn("abc", 3);
+  EXPECT_STREQ(area, "abc") << "the user's buffer stays";
 }
 
 TEST(FileStreams, GoBadAndWriteNothingTwiceWhenTheSystemRefusesOnceOrTakesHalf) {

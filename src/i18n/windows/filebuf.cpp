@@ -15,8 +15,12 @@ constexpr std::size_t buffer_size = 64 * 1024;
 }  // namespace
 
 // Out of the class, or the compiler exports none of them.
+
+// At once and not when a file is opened: until then the user may set another buffer.
 template <class Char, class Traits>
-basic_filebuf<Char, Traits>::basic_filebuf() = default;
+basic_filebuf<Char, Traits>::basic_filebuf() : buffer_(new Char[buffer_size]) {
+  this->pubsetbuf(buffer_.get(), buffer_size);
+}
 
 // Closes here: the base, which still writes from the buffer when it closes, is destroyed after it.
 template <class Char, class Traits>
@@ -32,10 +36,6 @@ basic_filebuf<Char, Traits>* basic_filebuf<Char, Traits>::open(const ustring& na
   if (this->is_open() || name.find(u'\0') != ustring::npos)
     return nullptr;
   const std::wstring native = detail::make_native_access_form_with_cleanup_i18n(name);
-  if (!buffer_) {
-    buffer_.reset(new Char[buffer_size]);
-    this->pubsetbuf(buffer_.get(), buffer_size);
-  }
   return open(native.c_str(), mode) != nullptr ? this : nullptr;
 }
 

@@ -18,6 +18,7 @@ namespace fl::filesystem {
 template <class Char, class Traits = std::char_traits<Char>>
 class basic_filebuf : public std::basic_filebuf<Char, Traits> {
  public:
+  /// With a buffer of 64 KiB. `pubsetbuf` sets another one, as long as no file is open. Throws `std::bad_alloc`.
   basic_filebuf();
   /// Closes the file; errors of that are swallowed, as `close` would return them.
   ~basic_filebuf() override;
@@ -32,7 +33,7 @@ class basic_filebuf : public std::basic_filebuf<Char, Traits> {
   basic_filebuf* open(const ustring& path, std::ios_base::openmode mode);
 
  private:
-  std::unique_ptr<Char[]> buffer_;  ///< larger than the standard library's own; null until a file is opened
+  const std::unique_ptr<Char[]> buffer_;  ///< larger than the standard library's own; not null
 };
 
 extern template class I18N_API basic_filebuf<char>;
