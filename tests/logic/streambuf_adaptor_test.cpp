@@ -208,6 +208,36 @@ TEST(StreambufAdaptor, ARefillIsWhatThePassesGiveUnlessTheLastGivesNothing) {
   EXPECT_EQ(it.adaptor.sgetc(), 'd') << "nothing of 3 is left";
 }
 
+/// Gives a piece when it is asked for more, as a pipe does.
+class pipe_buffer : public std::streambuf {
+ public:
+  std::vector<std::string> pieces;
+  std::size_t asked = 0;
+
+ protected:
+  int_type underflow() override {
+    if (asked == pieces.size())
+      return traits_type::eof();
+    std::string& piece = pieces[asked++];
+    setg(piece.data(), piece.data(), piece.data() + piece.size());
+    return traits_type::to_int_type(piece.front());
+  }
+};
+
+TEST(StreambufAdaptor, WaitsForNoMoreThanOneCharacter) {
+  const auto beneath = boost::make_shared<pipe_buffer>();
+  beneath->pieces = {"\xEF\xBB\xBF", "a\n", "\xC3", "\xA9", "b", "\xC3"};
+  uistream in(make_ustreambuf_adaptor(beneath, "UTF-8-BOM"));
+  std::u16string line;
+  EXPECT_TRUE(std::getline(in, line));
+  EXPECT_EQ(line, u"a");
+  EXPECT_EQ(beneath->asked, 2u) << "the line can be answered";
+  EXPECT_EQ(in.get(), u'\u00E9') << "half a character is not the end";
+  EXPECT_EQ(beneath->asked, 4u);
+  EXPECT_EQ(in.get(), u'b');
+  EXPECT_EQ(in.get(), std::char_traits<char16_t>::eof());
+}
+
 TEST(StreambufAdaptor, StepsBackOnlyWithinWhatOneRefillGave) {
   const int eof = std::char_traits<char>::eof();
   rig<char, char> it;

@@ -1,8 +1,8 @@
 // The converting stream buffer behind the factories of fl/io/streambuf_adaptor.hpp.
 //
 // Writing passes straight through the converter to the buffer beneath; there is no put area. Reading fills the get area
-// from one block of the buffer beneath at a time. What a block or a write ends in the middle of is kept by the
-// converter, not here. Thread safety: none.
+// from what is ready in the buffer beneath, one block at most. What that or a write ends in the middle of is kept by
+// the converter, not here. Thread safety: none.
 #pragma once
 
 #include <algorithm>
@@ -189,15 +189,26 @@ bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::put(const To* units, st
 
 template <class From, class To, class FromTraits, class ToTraits>
 auto streambuf_adaptorT<From, To, FromTraits, ToTraits>::underflow() -> int_type {
+  const auto is_at_end = [this] { return ToTraits::eq_int_type(underlying->sgetc(), ToTraits::eof()); };
   read_buffer.clear();
-  if (!in_converter || ToTraits::eq_int_type(underlying->sgetc(), ToTraits::eof()))
+  if (!in_converter || is_at_end())
     return FromTraits::eof();
   // Memory first: what fails here has taken nothing from the buffer beneath.
   read_buffer.reserve(areas::of_refill / sizeof(From));
   scratch.reset(new char[areas::of_refill]);
   To input[block] = {};
-  const std::streamsize got = underlying->sgetn(input, block);
-  return refill(input, input + got);
+  std::streamsize left = block;
+  for (;;) {
+    // More than is ready would have to be waited for, while there may be a line to answer.
+    const std::streamsize ready = underlying->in_avail();
+    const std::streamsize wanted = ready > 0 ? std::min(ready, left) : left;
+    const std::streamsize got = underlying->sgetn(input, wanted);
+    left -= got;
+    const int_type first = refill(input, input + got);
+    const bool is_inside_character = read_buffer.empty() && got == wanted && left > 0;
+    if (!is_inside_character || is_at_end())
+      return first;
+  }
 }
 
 /// Makes the get area of what the input gives. The last call of the converter alone decides whether there is any: one

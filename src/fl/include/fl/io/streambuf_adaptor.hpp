@@ -12,9 +12,13 @@
 //  - A write goes through at once; nothing is held back but the beginning of a character that the next write goes on
 //    with. If the buffer beneath refuses a part, the whole write counts as failed, though some of it may have gone
 //    through; nothing is offered a second time.
-//  - Reading takes up to 1,024 units at a time from the buffer beneath. What stands there in the middle of a character
-//    at the end of everything is dropped. If all that one refill gets is such a beginning, it reads as the end: a
-//    buffer beneath that gives single bytes should be given a buffer of its own.
+//  - Reading takes what the buffer beneath has ready, up to 1,024 units at a time, and waits for more only if that is
+//    not a whole character. So a line is read when it has arrived, as the dialogue with a child needs it. But a buffer
+//    without a get area, such as that of `std::cin` while it is synchronised with C streams, does not tell what is
+//    ready and is asked for all 1,024 at once: there take each line by `std::getline` of bytes, and `fl::i18n::decode`
+//    it.
+//  - What stands in the middle of a character at the end of everything is dropped. If a buffer that was asked for more
+//    gives such a beginning only, that reads as the end.
 //  - No position can be asked for or set. One direction does not know of the other one.
 //  - A write of a line or so needs no memory, a longer one some for its length, for as long as it takes.
 //  - Out of memory leaves as `std::bad_alloc`, which a stream over the adaptor turns into `badbit`.
@@ -51,7 +55,7 @@ FL_API boost::shared_ptr<std::basic_streambuf<char>> make_utf8streambuf_adaptor(
     const boost::shared_ptr<std::basic_streambuf<char>>& underlying, const std::string& encoding);
 
 /// A stream that reads UTF-16 from the buffer that `bytes` has now. Neither the stream nor its buffer is owned: both
-/// must outlive the result.
+/// must outlive the result. What is read ahead, up to 1,024 bytes of those that are ready there, is gone from `bytes`.
 FL_API uistream make_uistream_adaptor(std::basic_istream<char>& bytes, const std::string& encoding);
 
 /// The same for writing.
