@@ -93,7 +93,10 @@ class basic_path {
   /// Whether it begins at a root: "\\...", or a drive with a separator behind it.
   bool is_absolute() const noexcept;
 
-  /// Appends `part` with a separator between if there is none yet. An absolute `part` replaces the path.
+  /// What the name `part` means when this path is the current directory, as `std::filesystem::path` joins them: with a
+  /// separator between if there is none yet. A `part` that is absolute or names another drive replaces the path, one
+  /// that begins with a separator replaces what stands behind the drive or server, and behind a bare drive ("C:"),
+  /// which stands for the current directory there, comes no separator.
   basic_path& operator/=(const basic_path& part);
   friend basic_path operator/(basic_path left, const basic_path& right) { return left /= right; }
 
@@ -103,12 +106,26 @@ class basic_path {
   friend bool operator<(const basic_path& left, const basic_path& right) { return left.path_ < right.path_; }
 
  private:
+  std::size_t root_name_end() const noexcept;   ///< index in units: behind "C:" or "\\server"; 0 without
   std::size_t root_end() const noexcept;        ///< index in units: behind the drive and the separators there
   std::size_t filename_begin() const noexcept;  ///< likewise
   std::size_t stem_end() const noexcept;        ///< likewise
 
   string_type path_;
 };
+
+template <class Native, class Char, class Traits>
+std::size_t basic_path<Native, Char, Traits>::root_name_end() const noexcept {
+  const auto is_name_at = [this](std::size_t index) {
+    return index < path_.size() && !Traits::is_separator(path_[index]);
+  };
+  if (path_.size() < 3 || is_name_at(0) || is_name_at(1) || !is_name_at(2))
+    return detail::drive_length<Char>(path_);
+  std::size_t end = 3;
+  while (is_name_at(end))
+    ++end;
+  return end;
+}
 
 template <class Native, class Char, class Traits>
 std::size_t basic_path<Native, Char, Traits>::root_end() const noexcept {
@@ -152,14 +169,17 @@ bool basic_path<Native, Char, Traits>::is_absolute() const noexcept {
 
 template <class Native, class Char, class Traits>
 basic_path<Native, Char, Traits>& basic_path<Native, Char, Traits>::operator/=(const basic_path& part) {
-  if (part.is_absolute())
+  const std::size_t root = root_name_end();
+  const std::size_t part_root = part.root_name_end();
+  const bool has_another_root = part_root != 0 && part.path_.compare(0, part_root, path_, 0, root) != 0;
+  if (part.is_absolute() || has_another_root)
     return *this = part;
-  const bool is_joined = path_.empty() || Traits::is_separator(path_.back()) ||
-                         (!part.empty() && Traits::is_separator(part.path_.front()));
-  string_type joined = path_;  // `part` may be this path.
-  if (!is_joined)
+  const bool begins_at_root = part.path_.size() > part_root && Traits::is_separator(part.path_[part_root]);
+  string_type joined = path_.substr(0, begins_at_root ? root : path_.size());  // `part` may be this path.
+  const bool is_bare_drive = joined.size() == detail::drive_length<Char>(joined);
+  if (!begins_at_root && !is_bare_drive && !Traits::is_separator(joined.back()))
     joined += Traits::preferred_separator;
-  joined += part.path_;
+  joined.append(part.path_, part_root, string_type::npos);
   path_ = std::move(joined);
   return *this;
 }
