@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <stdexcept>
 
 #include "seeded_random.hpp"
@@ -92,6 +93,65 @@ TEST(Char16Input, TurnsAnExceptionOfTheBufferIntoBadbitOrRethrowsIt) {
     in.exceptions(std::ios_base::badbit);
     EXPECT_THROW(read(), std::runtime_error);
   }
+}
+
+/// Keeps a record of what it is asked.
+template <class Unit>
+class recording_buffer : public std::basic_streambuf<Unit> {
+ public:
+  using traits = std::char_traits<Unit>;
+  std::string record;
+  std::streamsize room = 99;  ///< how many more units it takes
+  bool throws = false;
+
+ protected:
+  std::streamsize xsputn(const Unit* units, std::streamsize n) override {
+    if (throws)
+      throw std::runtime_error("no");
+    const std::streamsize taken = std::min(n, room);
+    record.append(units, units + taken);
+    room -= taken;
+    return taken;
+  }
+  typename traits::int_type overflow(typename traits::int_type c) override {
+    const Unit unit = traits::to_char_type(c);
+    return xsputn(&unit, 1) == 1 ? c : traits::eof();
+  }
+  int sync() override {
+    record += '|';
+    return 0;
+  }
+};
+
+template <class Unit>
+std::string record_of_output(unsigned ways) {
+  recording_buffer<Unit> buffer;
+  std::basic_ostream<Unit> out(&buffer);
+  std::basic_ostream<Unit> tied(&buffer);
+  out.imbue(locale);
+  out.tie((ways & 1) != 0 ? &tied : nullptr);
+  out.setf((ways & 2) != 0 ? std::ios_base::unitbuf : std::ios_base::fmtflags());
+  out.setstate((ways & 4) != 0 ? std::ios_base::failbit : std::ios_base::goodbit);
+  out.exceptions((ways & 8) != 0 ? std::ios_base::badbit : std::ios_base::goodbit);
+  buffer.room = (ways & 16) != 0 ? 3 : 99;
+  buffer.throws = (ways & 32) != 0;
+  const std::basic_string<Unit> text = {'a', 'b', 'c', 'd'};
+  const std::function<void()> writes[] = {[&] { out << text; }, [&] { out << text.c_str(); }, [&] { out << text[0]; }};
+  for (const auto& write : writes) {
+    out.width((ways & 64) != 0 ? 6 : 0);
+    try {
+      write();
+    } catch (const std::exception& e) {
+      buffer.record += e.what();
+    }
+    buffer.record += std::to_string(out.rdstate()) + std::to_string(out.width()) + ' ';
+  }
+  return buffer.record;
+}
+
+TEST(Char16Output, OfTextIsThatOfCharStreamsWhateverTheyAreToldAndTheBufferDoes) {
+  for (unsigned ways = 0; ways != 128; ++ways)
+    EXPECT_EQ(record_of_output<char16_t>(ways), record_of_output<char>(ways)) << ways;
 }
 
 TEST(Char16Classes, AreThoseOfTheCLocaleAndTheBreakingSpaces) {
