@@ -1,6 +1,6 @@
 // GB18030, in which every character is one, two or four bytes. The system's own code page for it is missing on many
-// systems, so only the two-byte characters come from the system: those of code page 936, but for a few that GB18030
-// maps elsewhere.
+// systems. Only two-byte characters come from the system: those of code page 936, but for the private ones and a few
+// that GB18030 maps elsewhere. What a page lacks of them can be neither read nor written then; all else stays as it is.
 //
 // Thread safety: as codec.hpp tells.
 #pragma once
@@ -18,7 +18,7 @@ struct gb18030_table {
 
   code_page_table pairs;             ///< of one and two bytes
   std::vector<char16_t> four_bytes;  ///< the unit of each four-byte sequence of the first plane, from 81 30 81 30 on
-  std::vector<std::uint16_t> ranks;  ///< for each unit that has no code in `pairs`, its place in `four_bytes`
+  std::vector<std::uint16_t> ranks;  ///< for each unit of `four_bytes` its place there, 0 for others
 };
 
 class gb18030_decoder : public decoder {
@@ -33,7 +33,7 @@ class gb18030_decoder : public decoder {
   const gb18030_table& table_;
 };
 
-/// A lone surrogate is ill-formed; all else can be encoded.
+/// A lone surrogate is ill-formed, and so would be what the page lacks; all else can be encoded.
 class gb18030_encoder : public encoder {
  public:
   explicit gb18030_encoder(const gb18030_table& table) : table_(table) {}
