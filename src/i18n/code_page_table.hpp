@@ -32,6 +32,8 @@ struct code_page_table {
 
   /// Makes a row for the lead byte, with no character in it yet, and returns its beginning.
   char16_t* add_row(unsigned char lead);
+  /// Takes the codes away that stand for another character than the one they were made of, or for none.
+  void drop_codes_that_do_not_come_back() noexcept;
   /// Whether the bytes below 0x80 are US-ASCII in both directions.
   bool extends_ascii() const noexcept;
 };

@@ -199,8 +199,11 @@ TEST(CodePages, EveryByteAndPairDecodesAndEveryUnitEncodesAsTheSystemSays) {
     }
     for (unsigned unit = 0; unit != 0x10000; ++unit) {
       if (unit < 0xD800 || unit > 0xDFFF) {
+        const auto wide = static_cast<wchar_t>(unit);
+        const std::string bytes = system_encode(page, wide);
+        const bool comes_back = system_decode(page, bytes) == std::wstring(1, wide);
         ASSERT_EQ(encode(ustring(1, static_cast<char16_t>(unit)), name),
-                  system_encode(page, static_cast<wchar_t>(unit)))
+                  comes_back ? bytes : system_encode(page, 0xFFFF))
             << name << ' ' << unit;
       }
     }
@@ -246,6 +249,29 @@ TEST(CodePages, ThreadsThatUseThemAtOnceReadEachOnce) {
     thread.join();
   EXPECT_EQ(right, 8 * 4);
   EXPECT_EQ(info.calls(), 4U);
+}
+
+// Behind the others, which want pages that nobody has used.
+TEST(CodePages, EveryCharacterComesBackOrIsReplaced) {
+  std::vector<std::string> names = {"EUC-JP", "KOI8-R", "KOI8-U", "macintosh", "x-mac-cyrillic"};
+  for (int number = 0; number != 0x10000; ++number)
+    names.push_back("cp" + std::to_string(number));
+  for (int part = 1; part != 17; ++part)
+    names.push_back("ISO-8859-" + std::to_string(part));
+  const ustring all = all_code_points().substr(0, 0xF800);
+  std::size_t swept = 0;
+  for (const std::string& name : names) {
+    try {
+      const ustring back = decode(encode(all, name), name);
+      const ustring lacking = decode(encode(u"\U0001F600", name), name);
+      ASSERT_EQ(back.size(), all.size()) << name;
+      for (std::size_t i = 0; i != all.size(); ++i)
+        ASSERT_TRUE(back[i] == all[i] || back[i] == lacking[0]) << name << ' ' << std::hex << int(all[i]);
+      ++swept;
+    } catch (const fl::i18n::unknown_encoding&) {
+    }
+  }
+  EXPECT_GT(swept, 50U);
 }
 
 TEST(StreamConverter, AllocatesOnlyWhenItIsMade) {

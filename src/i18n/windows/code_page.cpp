@@ -107,21 +107,15 @@ std::uint16_t take_code(const char*& from) {
   return code;
 }
 
-/// Needs what `read_units` reads.
+/// A unit that is not in the page gets the code of the default character, until `drop_codes_that_do_not_come_back`.
 void read_codes(unsigned page, const CPINFO& info, code_page_table& table) {
   const unsigned char* const fallback = info.DefaultChar;
   table.default_character.assign(reinterpret_cast<const char*>(fallback), fallback[1] == 0 ? 1 : 2);
-  const std::string terminated = table.default_character + '\0';
-  const char* behind = terminated.data();
-  const std::uint16_t fallback_code = take_code(behind);
-  const char16_t fallback_unit = fallback[1] == 0 ? table.unit(fallback[0]) : table.unit(fallback[0], fallback[1]);
-
   const std::string bytes = encode_all(page);
   const char* from = bytes.data();
   for (std::size_t unit = 0; unit != code_page_table::unit_count; ++unit) {
     if (!is_surrogate(unit)) {
-      const std::uint16_t code = take_code(from);
-      table.codes[unit] = code == fallback_code && unit != fallback_unit ? code_page_table::no_code : code;
+      table.codes[unit] = take_code(from);
     }
   }
 }
@@ -144,6 +138,8 @@ code_page_table read_code_page(unsigned page) {
   code_page_table table;
   read_units(page, info, table);
   read_codes(page, info, table);
+  // A byte of a page that stands for nothing may still be what the system makes of some private character.
+  table.drop_codes_that_do_not_come_back();
   return table;
 }
 
