@@ -1,4 +1,5 @@
-// Single-byte encodings that the system has no code page for. Thread safety: pure functions.
+// Parts of ISO-8859 that the system has no code page for, or one that differs in some characters. Thread safety: pure
+// functions.
 #pragma once
 
 #include "code_page_table.hpp"
@@ -8,7 +9,7 @@
 
 namespace fl::i18n::detail {
 
-/// The table of ISO-8859-10, -14 and -16; nothing for any other encoding.
+/// The table of ISO-8859-7, -8, -10, -11, -14 and -16; nothing for any other encoding.
 std::optional<code_page_table> own_table(unsigned page);
 
 }  // namespace fl::i18n::detail
