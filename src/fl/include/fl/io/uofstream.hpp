@@ -4,8 +4,10 @@
 //     if (!out.is_open()) ...                            // nothing is thrown, and no state is set
 //     out << u"three: " << 3 << u'\n';
 //
-// The file's encoding is a name of i18n/encoding.hpp; without another one it is UTF-8. With UTF-16 or UTF-32, give
-// `std::ios_base::binary` in the mode: the run-time's translation of line ends works on bytes.
+// The file's encoding is a name of i18n/encoding.hpp; without another one it is UTF-8, and no byte order mark is
+// written ("UTF-8-BOM" writes one). With UTF-16 or UTF-32, give `std::ios_base::binary` in the mode and write line ends
+// as u"\r\n": the run-time's text mode puts 0D before each byte 0A, wherever it stands in a unit (the line end is 0A
+// 00, U+010A is 0A 01), and behind it all units are shifted by a byte.
 //
 // The end. `close` and the destructor write out what the file's buffer holds and report no failure: who must know
 // flushes before and looks at the state.
