@@ -128,19 +128,6 @@ TEST(Adaptor, HoldsHalfACharacterBackUntilTheRestComes) {
   EXPECT_TRUE(std::getline(in, line));
   EXPECT_EQ(line, ustring(1500, u'x')) << "half a character at the end of everything is dropped";
   EXPECT_TRUE(in.eof());
-
-  // A block that holds nothing but half a character reads as the end, though more follows.
-  class single_bytes : public std::stringbuf {
-    std::streamsize xsgetn(char* to, std::streamsize n) override {
-      return std::stringbuf::xsgetn(to, std::min<std::streamsize>(n, 1));
-    }
-  };
-  const auto slow = boost::make_shared<single_bytes>();
-  slow->str("a\xC3\xA9");
-  const auto adaptor = make_ustreambuf_adaptor(slow, "UTF-8");
-  EXPECT_EQ(adaptor->sbumpc(), u'a');
-  EXPECT_EQ(adaptor->sbumpc(), std::char_traits<char16_t>::eof());
-  EXPECT_EQ(adaptor->sbumpc(), u'\u00E9');
 }
 
 }  // namespace

@@ -108,29 +108,6 @@ bool encodes_as_reference(const ustring& text) {
   return ustring_to_utf8(std::u16string_view(exact.data(), exact.size())) == reference_encode(text);
 }
 
-TEST(Utf, KnownIllFormedTextGivesOneReplacementForEachMaximalSubpart) {
-  const struct {
-    std::string_view bytes;
-    std::size_t replacements;
-    ustring rest;
-  } known[] = {{"\xC0\xAF", 2, u""},
-               {"\xE0\x80\xAF", 3, u""},
-               {"\xED\xA0\x80", 3, u""},
-               {"\xF4\x90\x80\x80", 4, u""},
-               {"\xE2\x82", 1, u""},
-               {"\xE2\x82\x41", 1, u"A"},
-               {"\xF0\x90\x80", 1, u""},
-               {"\xF0\x80\x80", 3, u""},
-               {"\xFE\xFE\xFF\xFF", 4, u""},
-               {"\xC3\xC3\xA9", 1, u"\u00E9"},
-               {"\xE1\x80\xE2\xF0\x91\x92\xF1\xBF\x41", 4, u"A"}};
-  for (const auto& [bytes, replacements, rest] : known)
-    EXPECT_EQ(utf8_to_ustring(bytes), ustring(replacements, 0xFFFD) + rest) << testing::PrintToString(bytes);
-  EXPECT_EQ(ustring_to_utf8(ustring{0xD800}), "\xEF\xBF\xBD");
-  EXPECT_EQ(ustring_to_utf8(ustring{0xDFFF, 0xD800}), "\xEF\xBF\xBD\xEF\xBF\xBD");
-  EXPECT_EQ(ustring_to_utf8(ustring{0xD83D, 0xD83D, 0xDE00, 0xDE00}), "\xEF\xBF\xBD\xF0\x9F\x98\x80\xEF\xBF\xBD");
-}
-
 TEST(Utf, EveryCodePointGoesThroughBothWays) {
   for (char32_t value = 0; value != code_point_end; ++value) {
     if (is_surrogate(value))

@@ -19,14 +19,10 @@ using namespace std::string_literals;
 
 constexpr std::size_t areas[] = {1, 2, 3, 7, 5000};
 constexpr const char* names[] = {
-    "UTF-8",        "UTF-8-BOM",    "UTF-16",       "UTF-16LE",     "UTF-16BE",     "UTF-32",       "UTF-32LE",
-    "UTF-32BE",     "US-ASCII",     "windows-1252", "ISO-8859-16",  "Shift_JIS",    "GB18030",      "EUC-JP",
+    "UTF-8",      "UTF-8-BOM",    "UTF-16",       "UTF-16LE",    "UTF-16BE",  "UTF-32",  "UTF-32LE",
+    "UTF-32BE",   "US-ASCII",     "windows-1252", "ISO-8859-16", "Shift_JIS", "GB18030", "EUC-JP",
 #ifdef _WIN32
-    "ISO-8859-1",   "ISO-8859-2",   "ISO-8859-3",   "ISO-8859-4",   "ISO-8859-5",   "ISO-8859-6",   "ISO-8859-7",
-    "ISO-8859-8",   "ISO-8859-9",   "ISO-8859-10",  "ISO-8859-11",  "ISO-8859-13",  "ISO-8859-14",  "ISO-8859-15",
-    "windows-874",  "windows-1250", "windows-1251", "windows-1253", "windows-1254", "windows-1255", "windows-1256",
-    "windows-1257", "windows-1258", "KOI8-R",       "KOI8-U",       "EUC-KR",       "GBK",          "Big5",
-    "SYSTEM",
+    "ISO-8859-8", "windows-1255", "EUC-KR",       "GBK",         "Big5",      "IBM037",  "SYSTEM",
 #endif
 };
 
@@ -58,9 +54,8 @@ void feed(const stream_converter<Out, In>& converter, std::basic_string_view<In>
 }
 
 template <class Converter, class Out, class In>
-void expect_pieces_give(const std::basic_string<Out>& whole, const std::basic_string<In>& text, const char* name,
-                        bool lenient = true) {
-  const Converter converter(name, lenient);
+void expect_pieces_give(const std::basic_string<Out>& whole, const std::basic_string<In>& text, const char* name) {
+  const Converter converter(name, true);
   for (const std::size_t area : areas) {
     const auto check = [&](std::size_t first, std::size_t size) {
       std::basic_string<Out> result;
@@ -74,26 +69,22 @@ void expect_pieces_give(const std::basic_string<Out>& whole, const std::basic_st
   }
 }
 
-/// Characters of every length in every encoding, runs of ASCII, and, if wanted, lone surrogates.
-ustring sample_text(bool with_surrogates) {
-  const std::vector<ustring> parts = {u"plain ASCII that is longer than two blocks of sixteen",
-                                      u"\u00E9",
-                                      u"\u20AC",
-                                      u"\uFF71",
-                                      u"\u65E5\u672C",
-                                      u"\u4E02",
-                                      u"\u00DF\u0159",
-                                      u"\uD55C",
-                                      u"\uFEFF",
-                                      u"\U0001F600",
-                                      u"\U00020000\U0010FFFF",
-                                      u"x",
-                                      u"\u0219\u1E3F\uFFFD"};
+/// Characters of every length in every encoding, runs of ASCII, lone surrogates.
+ustring sample_text() {
+  const ustring parts[] = {u"plain ASCII that is longer than two blocks of sixteen",
+                           u"\u00E9\u20AC",
+                           u"\uFF71",
+                           u"\u65E5\u672C",
+                           u"\u4E02\u00DF\u0159",
+                           u"\uD55C\uFEFF",
+                           u"\U0001F600x",
+                           u"\U00020000\U0010FFFF",
+                           u"\u0219\u1E3F\uFFFD"};
   test_support::seeded_random random;
   ustring text = u"\u65E5\u672CA\U0001F600\U0001F601";
   while (text.size() < 1500) {
     text += random.pick(parts);
-    if (with_surrogates && random.chance(20))
+    if (random.chance(20))
       text += static_cast<char16_t>(0xD800 + random.below(0x800));
   }
   return text + u"\xD83D";
@@ -101,7 +92,7 @@ ustring sample_text(bool with_surrogates) {
 
 /// Text of the encoding with much that is ill-formed, and an incomplete character at the end.
 std::string sample_bytes(const char* name) {
-  std::string bytes = encode(sample_text(true), name);
+  std::string bytes = encode(sample_text(), name);
   test_support::seeded_random random;
   for (std::size_t at = 40; at < bytes.size(); at += 1 + random.below(40))
     bytes[at] = static_cast<char>(random.chance(50) ? random.pick("\x81\x8E\x8F\xB0\xE2\xF0\x30\x84"s) : random.bits());
@@ -110,7 +101,7 @@ std::string sample_bytes(const char* name) {
 
 TEST(StreamConverter, PiecesPutTogetherGiveWhatTheWholeGives) {
   for (const char* const name : names) {
-    const ustring text = sample_text(true);
+    const ustring text = sample_text();
     const std::string utf8 = sample_bytes("UTF-8");
     const std::string bytes = sample_bytes(name);
     expect_pieces_give<stream_codecvt_ustring_to_string>(encode(text, name), text, name);
@@ -119,16 +110,6 @@ TEST(StreamConverter, PiecesPutTogetherGiveWhatTheWholeGives) {
     expect_pieces_give<stream_codecvt_string_to_utf8string>(encode(decode(bytes, name), "UTF-8"), bytes, name);
     if (HasFailure())
       return;
-  }
-}
-
-TEST(StreamConverter, AStrictOneTakesWhatIsWellFormedAndOneObjectServesOneTextAfterTheOther) {
-  for (const char* const name : {"UTF-8", "UTF-8-BOM", "UTF-16", "UTF-32", "GB18030"}) {
-    ustring text = sample_text(false);
-    text.pop_back();
-    const std::string bytes = encode(text, name);
-    expect_pieces_give<stream_codecvt_ustring_to_string>(bytes, text, name, false);
-    expect_pieces_give<stream_codecvt_string_to_ustring>(text, bytes, name, false);
   }
 }
 

@@ -183,26 +183,4 @@ TEST(UtfCodec, TheOutputIsFullOnlyIfAnotherCharacterDoesNotFit) {
   expect_exact_area_is_enough(encoder_samples());
 }
 
-TEST(UtfCodec, WhatIsCutAtTheEndIsOneIllFormedSubpartOfKnownLength) {
-  const struct {
-    const decoder& converter;
-    std::string bytes;
-    std::size_t length;
-  } known[] = {{utf8_decoder(), "\xE2\x82", 2},
-               {utf8_decoder(), "\xF0\x9F\x98", 3},
-               {utf16_decoder(byte_order::little), "\x41", 1},
-               {utf16_decoder(byte_order::little), "\x3D\xD8", 2},
-               {utf16_decoder(byte_order::big), "\xD8\x3D\xDE", 2},
-               {utf32_decoder(byte_order::big), std::string("\0\0z", 3), 3}};
-  for (const auto& [converter, bytes, length] : known) {
-    std::string_view input = bytes;
-    std::u16string result;
-    EXPECT_EQ(convert_exactly(converter, input, 0, false, result).why, stop_reason::input_used);
-    const stopped stop = convert_exactly(converter, input, 0, true, result);
-    EXPECT_TRUE(stop.why == stop_reason::ill_formed && stop.ill_formed_length == length)
-        << testing::PrintToString(bytes);
-    EXPECT_EQ(input, bytes);
-  }
-}
-
 }  // namespace
