@@ -185,23 +185,20 @@ TEST(PECores, KeepsWhatStandsBeforeADamagedRecord) {
   };
   for (const auto& [size, total, kept, complaint] :
        {damage{0, 96, one,
-               "contained a zero-sized record at offset 32 of total 96; aborting parse to avoid an infinite loop"},
-        damage{7, 96, one,
-               "contained a record of 7 bytes at offset 32 of total 96, which is too short; aborting parse"},
-        damage{18, 96, one,
-               "contained a record of 18 bytes at offset 32 of total 96, which is too short; aborting parse"},
+               "contained a zero-sized record at offset 32 of 96; aborting parse to avoid an infinite loop"},
+        damage{7, 96, one, "contained a record of 7 bytes at offset 32 of 96, which is too short; aborting parse"},
+        damage{18, 96, one, "contained a record of 18 bytes at offset 32 of 96, which is too short; aborting parse"},
         damage{65,
                96,
                {{0, 0}, {1, 1}},
-               "contained a record of 65 bytes at offset 32 of total 96, which reaches past the end; aborting parse"},
-        damage{32, 39, one, "ended inside a record at offset 32 of total 39; aborting parse"},
+               "contained a record of 65 bytes at offset 32 of 96, which reaches past the end; aborting parse"},
+        damage{32, 39, one, "ended inside a record at offset 32 of 39; aborting parse"},
         damage{32, 50, one,
-               "contained a record of 32 bytes at offset 32 of total 50, which reaches past the end; aborting parse"},
-        damage{
-            32,
-            51,
-            {{0, 0}, {1, 1}},
-            "contained a record of 32 bytes at offset 32 of total 51, which reaches past the end; aborting parse"}}) {
+               "contained a record of 32 bytes at offset 32 of 50, which reaches past the end; aborting parse"},
+        damage{32,
+               51,
+               {{0, 0}, {1, 1}},
+               "contained a record of 32 bytes at offset 32 of 51, which reaches past the end; aborting parse"}}) {
     record_buffer records = sound;
     records[32] = std::byte{size};
     records.resize(total);
@@ -210,7 +207,7 @@ TEST(PECores, KeepsWhatStandsBeforeADamagedRecord) {
   }
   EXPECT_EQ(parseCpuSets({static_cast<const std::byte*>(nullptr), 32}), entries());
   EXPECT_EQ(take_tier_complaints(),
-            complaints{source + "produced a null record pointer at offset 0 of total 32; aborting parse"});
+            complaints{source + "produced a null record pointer at offset 0 of 32; aborting parse"});
 }
 
 /// The rule once more, with every byte looked up on its own.

@@ -95,32 +95,27 @@ TEST(ProcessorTopology, EndsAtADamagedRecordAndSaysWhere) {
        {damage{4,
                0,
                {},
-               "contained a zero-sized record at offset 0 of total " + total +
-                   "; aborting parse to avoid an infinite loop"},
-        damage{4,
-               7,
-               {},
-               "contained a record of 7 bytes at offset 0 of total " + total + ", which is too short; aborting parse"},
+               "contained a zero-sized record at offset 0 of " + total + "; aborting parse to avoid an infinite loop"},
+        damage{
+            4, 7, {}, "contained a record of 7 bytes at offset 0 of " + total + ", which is too short; aborting parse"},
         damage{4,
                41,
                {},
-               "contained a record of 41 bytes at offset 0 of total " + total + ", which is too short; aborting parse"},
-        damage{4,
-               129,
-               {1, 0, 1, 2},
-               "contained a record of 129 bytes at offset 0 of total " + total +
-                   ", which reaches past the end; aborting parse"},
-        damage{4, 122, {1, 0, 1, 2}, "ended inside a record at offset 122 of total " + total + "; aborting parse"},
+               "contained a record of 41 bytes at offset 0 of " + total + ", which is too short; aborting parse"},
         damage{
-            52,
-            79,
+            4,
+            129,
             {1, 0, 1, 2},
-            "contained a record of 79 bytes at offset 48 of total " + total + ", which is too short; aborting parse"},
+            "contained a record of 129 bytes at offset 0 of " + total + ", which reaches past the end; aborting parse"},
+        damage{4, 122, {1, 0, 1, 2}, "ended inside a record at offset 122 of " + total + "; aborting parse"},
+        damage{52,
+               79,
+               {1, 0, 1, 2},
+               "contained a record of 79 bytes at offset 48 of " + total + ", which is too short; aborting parse"},
         damage{58,
                2,
                {1, 0, 1, 2},
-               "contained a record of 80 bytes at offset 48 of total " + total +
-                   ", which is too short; aborting parse"}}) {
+               "contained a record of 80 bytes at offset 48 of " + total + ", which is too short; aborting parse"}}) {
     record_buffer records = sound;
     records[offset] = std::byte{value};
     EXPECT_EQ(count_cores(records, anywhere), counts) << complaint;
@@ -128,7 +123,7 @@ TEST(ProcessorTopology, EndsAtADamagedRecordAndSaysWhere) {
   }
   EXPECT_EQ(count_cores({static_cast<const std::byte*>(nullptr), 8}, anywhere), core_counts());
   EXPECT_EQ(take_topology_complaints(),
-            complaints{source + "produced a null record pointer at offset 0 of total 8; aborting parse"});
+            complaints{source + "produced a null record pointer at offset 0 of 8; aborting parse"});
 }
 
 /// The rule once more, in one loop over bytes.

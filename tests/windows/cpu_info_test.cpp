@@ -166,7 +166,7 @@ TEST(CpuInfo, WritesWhatItFindsToTheLog) {
             (strings{channel + "note:  processAffinityMask=5", channel + "note:  systemAffinityMask=255",
                      channel + "note:  groupCount=1", channel + "note:  groupArrayCount=1",
                      channel + "complaint: GetLogicalProcessorInformationEx buffer ended inside a record at offset 176 "
-                               "of total 180; aborting parse",
+                               "of 180; aborting parse",
                      channel + "note:  processorCoreCount=2 processorLogicalCount=4 availableCoreCount=2 "
                                "availableLogicalCount=2",
                      tiers + "complaint: Windows CPU-set probe: SMT siblings disagree on EfficiencyClass for coreId=0 "
@@ -259,7 +259,7 @@ TEST(CpuInfo, GoesOnWithoutTiersThatTheSystemDoesNotTell) {
   for (const ULONG told : {64, 1000}) {  // as much as fits, and more
     given = told;
     expect_complaint(
-        "GetSystemCpuSetInformation buffer contained a zero-sized record at offset 0 of total 64; "
+        "GetSystemCpuSetInformation buffer contained a zero-sized record at offset 0 of 64; "
         "aborting parse to avoid an infinite loop");
   }
   given = 0;

@@ -10,7 +10,7 @@ namespace {
 constexpr std::size_t header_size = 8;
 
 std::string place(std::size_t offset, byte_range buffer) {
-  return " at offset " + std::to_string(offset) + " of total " + std::to_string(buffer.size());
+  return " at offset " + std::to_string(offset) + " of " + std::to_string(buffer.size());
 }
 
 }  // namespace
