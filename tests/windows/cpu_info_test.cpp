@@ -60,7 +60,7 @@ void expect_counts(const CpuInfo& info, unsigned long long count) {
   EXPECT_EQ(info.frequency(), 0u);
   EXPECT_FALSE(info.detailsValid());
   for (const bool logical : {false, true})
-    EXPECT_EQ(getAvailableConcurrency(info, logical), count);
+    EXPECT_EQ(getAvailableConcurrency(info, logical), std::max(count, 1ULL));
 }
 
 void expect_failure(CpuInfo& info, int code) {
@@ -227,6 +227,10 @@ TEST(CpuInfo, FallsBackWithoutMemory) {
   expect_counts(info, 0);
   info.refresh(std::nothrow);
   expect_counts(info, std::thread::hardware_concurrency());
+  test_support::injected<unsigned (*)()> counted("libqxfl.dll", "_ZNSt6thread20hardware_concurrencyEv");
+  counted.fail_always(0, 0);
+  info.refresh(std::nothrow);
+  EXPECT_EQ(getAvailableConcurrency(info, true), 0u) << "what the C++ library says when it does not know";
 }
 
 TEST(CpuInfo, GoesOnWithoutTiersThatTheSystemDoesNotTell) {
