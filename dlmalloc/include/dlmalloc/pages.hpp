@@ -33,4 +33,7 @@ std::uint32_t tick_count() noexcept;
 /// Lets other threads run for some milliseconds.
 void back_off() noexcept;
 
+/// Whether the process is about to end, and the calling thread is the only one left.
+bool process_is_ending() noexcept;
+
 }  // namespace foundation::core::mem::dlmalloc::pages

@@ -2,6 +2,10 @@
 
 #include <windows.h>
 
+// The loader's flag: set when the system has ended all threads but one, and calls what is to run at the end of each
+// DLL. No header of this compiler has it.
+extern "C" __declspec(dllimport) BOOLEAN NTAPI RtlDllShutdownInProgress();
+
 namespace foundation::core::mem::dlmalloc::pages {
 
 namespace {
@@ -59,6 +63,10 @@ std::uint32_t tick_count() noexcept {
 void back_off() noexcept {
   constexpr DWORD milliseconds = 50;
   SleepEx(milliseconds, FALSE);
+}
+
+bool process_is_ending() noexcept {
+  return RtlDllShutdownInProgress() != FALSE;
 }
 
 }  // namespace foundation::core::mem::dlmalloc::pages
