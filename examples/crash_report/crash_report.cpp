@@ -15,6 +15,15 @@ namespace {
 
 constexpr int crash_status = 3;  // As that of abort.
 
+const char* const usage_text =
+    "usage: crash_report [--assert]\n"
+    "\n"
+    "Runs into an access violation, and writes a report of it to standard error.\n"
+    "\n"
+    "  --assert  finds a fatal error by itself instead\n"
+    "\n"
+    "exit status: 3\n";
+
 const char* name_of(DWORD fault) {
   switch (fault) {
     case EXCEPTION_ACCESS_VIOLATION:
@@ -77,13 +86,18 @@ struct city {
 }  // namespace
 
 int main(int argc, char** argv) {
+  const auto is_given = [&](const char* word) { return argc > 1 && std::strcmp(argv[1], word) == 0; };
+  if (is_given("--help")) {
+    std::fputs(usage_text, stdout);
+    return 0;
+  }
   ULONG reserve = 65536;  // What the handler may use of a stack that has overflowed, in bytes.
   SetThreadStackGuarantee(&reserve);
   SetUnhandledExceptionFilter(on_fault);
   std::signal(SIGABRT, on_abort);
   diag::disable_terminate_dialog();
   diag::setCurrentThreadName("planner");
-  if (argc > 1 && std::strcmp(argv[1], "--assert") == 0)
+  if (is_given("--assert"))
     diag::terminate("the route leads nowhere", __FILE__, __LINE__, __PRETTY_FUNCTION__);
   std::printf("the route is %d long\n", plan_route());
 }

@@ -5,7 +5,11 @@
 
 namespace process = foundation::core::process;
 
-int main() try {
+int main(int argc, char**) try {
+  if (argc > 1) {
+    std::cout << "usage: first\n\nNumbers the lines that ipconfig /all prints.\n";
+    return 0;
+  }
   process::iopipe output(process::open_mode::read);  // not binary: a line end is one "\n"
   process::context how;
   how.std_out(process::pipe_to(output));

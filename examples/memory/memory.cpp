@@ -23,6 +23,17 @@ namespace {
 
 constexpr double mebibyte = 1024.0 * 1024.0;
 
+const char* const usage_text =
+    "usage: memory [--corrupt]\n"
+    "\n"
+    "Shows how this process treats memory, as TESSEL_MEM_MGR and QX_ALIGNED_HEAP_ALIGNMENT say, and how much more of "
+    "it\n"
+    "would be wise to take.\n"
+    "\n"
+    "  --corrupt  damages a block instead; the heap ends the process with a report\n"
+    "\n"
+    "exit status: 0 done, 1 a failure, 3 ended by the heap\n";
+
 /// The largest power of two of which an address is a multiple.
 std::uintptr_t alignment_of(const void* p) {
   const auto address = reinterpret_cast<std::uintptr_t>(p);
@@ -110,10 +121,15 @@ void on_abort(int) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  const auto is_given = [&](const char* word) { return argc > 1 && std::strcmp(argv[1], word) == 0; };
+  if (is_given("--help")) {
+    std::fputs(usage_text, stdout);
+    return 0;
+  }
   std::signal(SIGABRT, on_abort);
   foundation::core::diag::disable_terminate_dialog();
   try {
-    if (argc > 1 && std::strcmp(argv[1], "--corrupt") == 0) {
+    if (is_given("--corrupt")) {
       corrupt();
       return 0;
     }

@@ -93,6 +93,10 @@ run_options parse_options(int argc, wchar_t** argv) {
     return words[++next];
   };
   for (; next < words.size() && words[next].rfind("--", 0) == 0; ++next) {
+    if (words[next] == "--help") {
+      options.help = true;
+      return options;
+    }
     if (words[next] == "--in")
       options.input_file = value();
     else if (words[next] == "--out")

@@ -10,6 +10,7 @@
 #include <string>
 
 struct run_options {
+  bool help = false;                         // and nothing else
   boost::optional<std::string> input_file;   // UTF-8
   boost::optional<std::string> output_file;  // UTF-8
   boost::optional<std::chrono::milliseconds> timeout;

@@ -207,6 +207,10 @@ void explain(const process::process_init_error& failure, const run_options& opti
 }
 
 int run_or_explain(const run_options& options) {
+  if (options.help) {
+    std::fputs(usage_text, stdout);
+    return 0;
+  }
   try {
     return run(options);
   } catch (const password_interrupted&) {

@@ -143,6 +143,10 @@ constexpr stop stops[] = {
 }  // namespace
 
 int wmain(int argc, wchar_t** argv) {
+  if (argc > 1 && argv[1] == std::wstring(L"--help")) {
+    std::printf("usage: tour\n\nShows what the library does, and checks it: the exit status is 0 if all held.\n");
+    return 0;
+  }
   if (argc > 1)
     return run_as_child(argc, argv);
   int number = 0;

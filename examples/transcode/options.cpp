@@ -32,6 +32,10 @@ std::string encoding_name(const std::wstring& word) {
 transcode_options parse_options(int argc, wchar_t** argv) {
   transcode_options options;
   std::vector<std::wstring> words(argv + 1, argv + argc);
+  if (!words.empty() && words[0] == L"--help") {
+    options.help = true;
+    return options;
+  }
   if (!words.empty() && words[0] == L"--strict") {
     options.strict = true;
     words.erase(words.begin());

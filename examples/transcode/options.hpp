@@ -6,6 +6,7 @@
 #include <string>
 
 struct transcode_options {
+  bool help = false;            // and nothing else
   std::string from;             // name of an encoding
   std::string to;               // likewise
   fl::filesystem::path input;   // empty: standard input

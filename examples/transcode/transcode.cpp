@@ -148,7 +148,11 @@ void transcode(const transcode_options& options) {
 int wmain(int argc, wchar_t** argv) {
   std::ios_base::sync_with_stdio(false);
   try {
-    transcode(parse_options(argc, argv));
+    const transcode_options options = parse_options(argc, argv);
+    if (options.help)
+      std::cout << usage_text;
+    else
+      transcode(options);
     return 0;
   } catch (const std::invalid_argument& e) {  // unknown encodings too
     std::cerr << "transcode: " << e.what() << "\n\n" << usage_text;

@@ -40,7 +40,11 @@ void sell(const std::string& item, std::int64_t wanted) {
 
 }  // namespace
 
-int main() try {
+int main(int argc, char** argv) try {
+  if (argc > 1 && argv[1] == std::string("--help")) {
+    std::cout << "usage: user_error\n\nPrints the text of an error in two languages.\n";
+    return 0;
+  }
   const fl::ustring program = foundation::core::process::this_process::absolute_path();
   MessageCatalog::add_directory(program.substr(0, program.rfind(u'\\') + 1) + u"messages");
   for (const char* const language : {"en", "de"}) {

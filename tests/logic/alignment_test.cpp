@@ -78,6 +78,25 @@ void __wrap_free(void* p) {
 }
 
 namespace {
+int news_until_failure = 0;  ///< which `new` from now on fails, once; 0 for none
+}
+
+// Not inline, or the compiler takes each pair for a mismatch.
+[[gnu::noinline]] void* operator new(std::size_t size) {
+  if (news_until_failure != 0 && --news_until_failure == 0)
+    throw std::bad_alloc();
+  if (void* const block = __real_malloc(size))
+    return block;
+  throw std::bad_alloc();
+}
+[[gnu::noinline]] void operator delete(void* block) noexcept {
+  __real_free(block);
+}
+[[gnu::noinline]] void operator delete(void* block, std::size_t) noexcept {
+  __real_free(block);
+}
+
+namespace {
 
 /// The heap that the process gets with a value of the variable, or with none.
 class heap {
@@ -497,6 +516,29 @@ TEST(AlignedHeap, ReportsAPointerIntoTheFirstPageWithoutReadingThere) {
   const heap checked("16", true);
   for (const std::size_t place : {16, 24, 4080, 4096})
     expect_refused(at(place), true, std::nullopt);
+}
+
+TEST(AlignedHeap, ReportsByTheMessageAloneIfMemoryEndsOnTheWay) {
+  const heap checked(nullptr, true);
+  alignas(64) static char memory[64];
+  char* const p = memory + 32;
+  const std::string whole = report(passed("vector_check"), 32, p, 0, address(p - 16), record{});
+  int without_the_rest = 0;
+  for (int nth = 1;; ++nth, ++without_the_rest) {
+    try {
+      ends_the_process([=] {
+        news_until_failure = nth;
+        vector_check(p);
+      });
+    } catch (const std::bad_alloc&) {  // What stands for the end needs memory, too.
+    }
+    news_until_failure = 0;
+    const std::string& first = terminations().at(0).message;
+    if (first == whole)
+      break;
+    ASSERT_TRUE(first == passed("vector_check") || first == passed("%1%")) << nth << ": " << first;
+  }
+  EXPECT_GT(without_the_rest, 3);
 }
 
 TEST(AlignedHeap, WithoutHeadersChecksOnlyTheAlignment) {

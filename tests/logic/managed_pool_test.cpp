@@ -164,6 +164,21 @@ TEST(PooledPool, GoesOnWithTheSizeThatGrowthHasReachedAfterAllIsReleased) {
   EXPECT_EQ(asked_by([&] { take_and_return(17); }), blocks_of(64, {16, 32}));
 }
 
+TEST(PooledPool, KeepsWhatIsHandedOutAfterAChunkWasFreedTwice) {
+  for (const auto& [taken, kept] :
+       {std::pair<std::size_t, std::size_t>{2, 1}, {3, 1}, {3, 2}, {30000, 1}, {30000, 2}}) {
+    pooled_pool pool(64, 30000);
+    std::vector<void*> chunks(taken);
+    for (void*& chunk : chunks)
+      chunk = pool.allocate();
+    for (std::size_t which = kept; which != taken; ++which)
+      pool.deallocate(chunks[which]);
+    pool.deallocate(chunks[kept]);  // With one kept, as many came back as were taken, by their number.
+    EXPECT_FALSE(pool.release_free_memory()) << taken << " " << kept;
+    EXPECT_EQ(heap.count, 1U);
+  }
+}
+
 TEST(PooledPool, RefusesChunksOfNoBytesAndCannotMakeHugeOnes) {
   EXPECT_THROW(pooled_pool(0, 1), std::invalid_argument);
   constexpr std::size_t most = std::numeric_limits<std::size_t>::max();

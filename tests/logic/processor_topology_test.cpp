@@ -44,24 +44,24 @@ const process_affinity anywhere = {all, 1, {0}};
 
 TEST(ProcessorTopology, CountsWhatTheMaskOfASingleGroupLetsThrough) {
   const record_buffer records = processor_records({16}, 2);
-  EXPECT_EQ(count_cores(records, anywhere), (core_counts{8, 16, 8, 16}));
-  EXPECT_EQ(count_cores(records, {0b0100'1101, 1, {0}}), (core_counts{8, 16, 3, 4}));
-  EXPECT_EQ(count_cores(records, {1ull << 20, 1, {0}}), (core_counts{8, 16, 0, 0})) << "a processor that is not there";
-  EXPECT_EQ(count_cores(records, {0, 1, {0}}), (core_counts{8, 16, 8, 16})) << "a mask that is not known";
-  EXPECT_EQ(count_cores(records, {all, 1, {}}), (core_counts{8, 16, 0, 0})) << "a process in no group";
-  EXPECT_EQ(count_cores(processor_records({64}, 1), anywhere), (core_counts{64, 64, 64, 64}));
+  EXPECT_EQ(countCores(records, anywhere), (core_counts{8, 16, 8, 16}));
+  EXPECT_EQ(countCores(records, {0b0100'1101, 1, {0}}), (core_counts{8, 16, 3, 4}));
+  EXPECT_EQ(countCores(records, {1ull << 20, 1, {0}}), (core_counts{8, 16, 0, 0})) << "a processor that is not there";
+  EXPECT_EQ(countCores(records, {0, 1, {0}}), (core_counts{8, 16, 8, 16})) << "a mask that is not known";
+  EXPECT_EQ(countCores(records, {all, 1, {}}), (core_counts{8, 16, 0, 0})) << "a process in no group";
+  EXPECT_EQ(countCores(processor_records({64}, 1), anywhere), (core_counts{64, 64, 64, 64}));
 }
 
 TEST(ProcessorTopology, CountsWholeGroupsIfThereAreSeveral) {
   const record_buffer records = processor_records({48, 16}, 2);
   const core_counts machine = {32, 64, 0, 0};
   for (const std::uint64_t mask : {all, std::uint64_t{1}, std::uint64_t{0}}) {
-    EXPECT_EQ(count_cores(records, {mask, 2, {0}}), (core_counts{32, 64, 24, 48})) << mask;
-    EXPECT_EQ(count_cores(records, {mask, 2, {1}}), (core_counts{32, 64, 8, 16})) << mask;
-    EXPECT_EQ(count_cores(records, {mask, 2, {1, 0}}), (core_counts{32, 64, 32, 64})) << mask;
-    EXPECT_EQ(count_cores(records, {mask, 2, {2}}), machine) << mask;
+    EXPECT_EQ(countCores(records, {mask, 2, {0}}), (core_counts{32, 64, 24, 48})) << mask;
+    EXPECT_EQ(countCores(records, {mask, 2, {1}}), (core_counts{32, 64, 8, 16})) << mask;
+    EXPECT_EQ(countCores(records, {mask, 2, {1, 0}}), (core_counts{32, 64, 32, 64})) << mask;
+    EXPECT_EQ(countCores(records, {mask, 2, {2}}), machine) << mask;
   }
-  EXPECT_EQ(count_cores(processor_records({64, 64}, 2), {0, 2, {0, 1}}), (core_counts{64, 128, 64, 128}));
+  EXPECT_EQ(countCores(processor_records({64, 64}, 2), {0, 2, {0, 1}}), (core_counts{64, 128, 64, 128}));
 }
 
 TEST(ProcessorTopology, CountsHybridProcessorsAndPassesOtherRecordsBy) {
@@ -76,8 +76,8 @@ TEST(ProcessorTopology, CountsHybridProcessorsAndPassesOtherRecordsBy) {
   put(records, core_record{.size = 49, .mask = 0b10'0000, .group = 0});
   records.push_back({});  // Records need not be aligned.
   put_groups(records, {6, 0});
-  EXPECT_EQ(count_cores(records, anywhere), (core_counts{5, 6, 4, 6}));
-  EXPECT_EQ(count_cores({}, anywhere), core_counts());
+  EXPECT_EQ(countCores(records, anywhere), (core_counts{5, 6, 4, 6}));
+  EXPECT_EQ(countCores({}, anywhere), core_counts());
   EXPECT_EQ(take_topology_complaints(), complaints());
 }
 
@@ -95,40 +95,35 @@ TEST(ProcessorTopology, EndsAtADamagedRecordAndSaysWhere) {
        {damage{4,
                0,
                {},
-               "contained a zero-sized record at offset 0 of total " + total +
-                   "; aborting parse to avoid an infinite loop"},
-        damage{4,
-               7,
-               {},
-               "contained a record of 7 bytes at offset 0 of total " + total + ", which is too short; aborting parse"},
+               "contained a zero-sized record at offset 0 of " + total + "; aborting parse to avoid an infinite loop"},
+        damage{
+            4, 7, {}, "contained a record of 7 bytes at offset 0 of " + total + ", which is too short; aborting parse"},
         damage{4,
                41,
                {},
-               "contained a record of 41 bytes at offset 0 of total " + total + ", which is too short; aborting parse"},
-        damage{4,
-               129,
-               {1, 0, 1, 2},
-               "contained a record of 129 bytes at offset 0 of total " + total +
-                   ", which reaches past the end; aborting parse"},
-        damage{4, 122, {1, 0, 1, 2}, "ended inside a record at offset 122 of total " + total + "; aborting parse"},
+               "contained a record of 41 bytes at offset 0 of " + total + ", which is too short; aborting parse"},
         damage{
-            52,
-            79,
+            4,
+            129,
             {1, 0, 1, 2},
-            "contained a record of 79 bytes at offset 48 of total " + total + ", which is too short; aborting parse"},
+            "contained a record of 129 bytes at offset 0 of " + total + ", which reaches past the end; aborting parse"},
+        damage{4, 122, {1, 0, 1, 2}, "ended inside a record at offset 122 of " + total + "; aborting parse"},
+        damage{52,
+               79,
+               {1, 0, 1, 2},
+               "contained a record of 79 bytes at offset 48 of " + total + ", which is too short; aborting parse"},
         damage{58,
                2,
                {1, 0, 1, 2},
-               "contained a record of 80 bytes at offset 48 of total " + total +
-                   ", which is too short; aborting parse"}}) {
+               "contained a record of 80 bytes at offset 48 of " + total + ", which is too short; aborting parse"}}) {
     record_buffer records = sound;
     records[offset] = std::byte{value};
-    EXPECT_EQ(count_cores(records, anywhere), counts) << complaint;
+    EXPECT_EQ(countCores(records, anywhere), counts) << complaint;
     EXPECT_EQ(take_topology_complaints(), complaints{source + complaint});
   }
-  EXPECT_EQ(count_cores({static_cast<const std::byte*>(nullptr), 8}, anywhere), core_counts());
+  EXPECT_EQ(countCores({static_cast<const std::byte*>(nullptr), 8}, anywhere), core_counts());
   EXPECT_EQ(take_topology_complaints(),
-            complaints{source + "produced a null record pointer at offset 0 of total 8; aborting parse"});
+            complaints{source + "produced a null record pointer at offset 0 of 8; aborting parse"});
 }
 
 /// The rule once more, in one loop over bytes.
@@ -187,7 +182,7 @@ TEST(ProcessorTopology, ReadsNothingOutsideDamagedBuffers) {
     const record_buffer exact(records.begin(), records.end());
     const process_affinity affinity = {
         random.chance(50) ? all : random.bits(), random.chance(50) ? std::uint16_t{1} : std::uint16_t{2}, {0}};
-    ASSERT_EQ(count_cores(exact, affinity), count_slowly(exact, affinity)) << "round " << round;
+    ASSERT_EQ(countCores(exact, affinity), count_slowly(exact, affinity)) << "round " << round;
     complained += take_topology_complaints().size() == 1;
   }
   EXPECT_GT(complained, 20'000);

@@ -39,10 +39,20 @@ TEST(ArenaPages, AreTakenBackAsWholeMappingsOnly) {
   char* const start = map_neighbours(MEM_RESERVE);
   EXPECT_FALSE(pages::unmap(start + unit, 2 * unit)) << "begins within a mapping";
   EXPECT_FALSE(pages::unmap(start, unit)) << "ends within a mapping";
-  EXPECT_FALSE(pages::unmap(start + 3 * unit, unit)) << "is only reserved";
+  EXPECT_FALSE(pages::unmap(start, 4 * unit)) << "is only reserved, at the end";
+  DWORD former;
+  for (char* const page : {start + unit - 4096, start + 2 * unit})
+    ASSERT_TRUE(VirtualProtect(page, 4096, PAGE_READONLY, &former));
+  EXPECT_FALSE(pages::unmap(start, unit - 4096)) << "ends within a mapping where its protection changes";
   EXPECT_TRUE(is_mapped(start) && is_mapped(start + 2 * unit));
-  EXPECT_TRUE(pages::unmap(start, 3 * unit)) << "two whole ones";
-  EXPECT_FALSE(is_mapped(start) || is_mapped(start + 2 * unit));
+  {
+    injected<decltype(&VirtualFree)> sink(nullptr, "VirtualFree");
+    sink.fail_always(FALSE, ERROR_INVALID_PARAMETER);
+    EXPECT_FALSE(pages::unmap(start, 3 * unit)) << "the system takes none";
+    sink.fail_at(4, FALSE, ERROR_INVALID_PARAMETER);
+    EXPECT_TRUE(pages::unmap(start, 3 * unit)) << "it takes one of two";
+    EXPECT_TRUE(!is_mapped(start) && VirtualFree(start + 2 * unit, 0, MEM_RELEASE));
+  }
   EXPECT_FALSE(pages::unmap(start, unit)) << "is gone";
   VirtualFree(start + 3 * unit, 0, MEM_RELEASE);
 }
@@ -51,6 +61,14 @@ TEST(ArenaPages, AreSharedOutByTheArenaUntilTheSystemHasNone) {
   injected<decltype(&VirtualAlloc)> source(nullptr, "VirtualAlloc");
   injected<decltype(&VirtualFree)> sink(nullptr, "VirtualFree");
   std::vector<void*> blocks{dlmalloc(100)};
+  std::vector<DWORD> asked;
+  source.handle_with([&](auto, void*, SIZE_T, DWORD type, DWORD protection) -> void* {
+    asked.insert(asked.end(), {type, protection});
+    return nullptr;
+  });
+  EXPECT_EQ(dlmalloc(300'000), nullptr);
+  constexpr DWORD fresh = MEM_RESERVE | MEM_COMMIT;
+  EXPECT_EQ(asked, (std::vector<DWORD>{fresh | MEM_TOP_DOWN, PAGE_READWRITE, fresh, PAGE_READWRITE}));
   for (const std::size_t size : {std::size_t{100}, std::size_t{50'000}, std::size_t{200'000}, std::size_t{3'000'000}}) {
     source.fail_always(nullptr, ERROR_NOT_ENOUGH_MEMORY);
     while (void* const block = dlmalloc(size)) {

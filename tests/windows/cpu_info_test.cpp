@@ -60,7 +60,7 @@ void expect_counts(const CpuInfo& info, unsigned long long count) {
   EXPECT_EQ(info.frequency(), 0u);
   EXPECT_FALSE(info.detailsValid());
   for (const bool logical : {false, true})
-    EXPECT_EQ(getAvailableConcurrency(info, logical), count);
+    EXPECT_EQ(getAvailableConcurrency(info, logical), std::max(count, 1ULL));
 }
 
 void expect_failure(CpuInfo& info, int code) {
@@ -166,7 +166,7 @@ TEST(CpuInfo, WritesWhatItFindsToTheLog) {
             (strings{channel + "note:  processAffinityMask=5", channel + "note:  systemAffinityMask=255",
                      channel + "note:  groupCount=1", channel + "note:  groupArrayCount=1",
                      channel + "complaint: GetLogicalProcessorInformationEx buffer ended inside a record at offset 176 "
-                               "of total 180; aborting parse",
+                               "of 180; aborting parse",
                      channel + "note:  processorCoreCount=2 processorLogicalCount=4 availableCoreCount=2 "
                                "availableLogicalCount=2",
                      tiers + "complaint: Windows CPU-set probe: SMT siblings disagree on EfficiencyClass for coreId=0 "
@@ -227,6 +227,10 @@ TEST(CpuInfo, FallsBackWithoutMemory) {
   expect_counts(info, 0);
   info.refresh(std::nothrow);
   expect_counts(info, std::thread::hardware_concurrency());
+  test_support::injected<unsigned (*)()> counted("libqxfl.dll", "_ZNSt6thread20hardware_concurrencyEv");
+  counted.fail_always(0, 0);
+  info.refresh(std::nothrow);
+  EXPECT_EQ(getAvailableConcurrency(info, true), 0u) << "what the C++ library says when it does not know";
 }
 
 TEST(CpuInfo, GoesOnWithoutTiersThatTheSystemDoesNotTell) {
@@ -259,7 +263,7 @@ TEST(CpuInfo, GoesOnWithoutTiersThatTheSystemDoesNotTell) {
   for (const ULONG told : {64, 1000}) {  // as much as fits, and more
     given = told;
     expect_complaint(
-        "GetSystemCpuSetInformation buffer contained a zero-sized record at offset 0 of total 64; "
+        "GetSystemCpuSetInformation buffer contained a zero-sized record at offset 0 of 64; "
         "aborting parse to avoid an infinite loop");
   }
   given = 0;

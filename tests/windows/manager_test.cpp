@@ -120,6 +120,30 @@ TEST(Manager, ChoosesTheKindOfThePools) {
   EXPECT_EQ(output("pools", "nopooling"), "001");
 }
 
+TEST(Manager, EndsTheProcessForAChunkThatComesBackTwiceIfItChecksMemory) {
+  for (const char* const options : {"pooling,aligncheck", "pooling,integcheck"}) {
+    const scoped_variable variable("TESSEL_MEM_MGR", options);
+    const auto child = run_child("mem_child", "free twice");
+    EXPECT_EQ(child.exit_code, 3u);
+    EXPECT_EQ(child.out, "1");
+    EXPECT_NE(child.err.find("A chunk that is not handed out was given back"), std::string::npos) << child.err;
+  }
+}
+
+TEST(Manager, HasItsWholeLogOrIsNotMadeWhenMemoryEnds) {
+  const scoped_variable alignment("QX_ALIGNED_HEAP_ALIGNMENT", "64");
+  EXPECT_EQ(output("little memory", "off,turbo,debug"),
+            log_line("using options 'off,turbo,debug'") + log_line("unrecognized option 'turbo'") +
+                log_line("option 'debug' must be listed first") + log_line("pooling is DISABLED") +
+                log_line("aligned_heap alignment is 64 bytes") + "000000\n");
+}
+
+TEST(Manager, ItsArenaOutlivesTheThreadThatTheEndOfTheProcessStoppedInside) {
+  const scoped_variable plugin("MEM_CHILD_PLUGIN", "plugin_agreeing");
+  const scoped_variable arena("QX_ALIGNED_HEAP_ALIGNMENT", "dlmalloc");
+  EXPECT_EQ(output("end inside the arena", "observation"), "freed\n");
+}
+
 TEST(NewHandler, ThrowsOrLeavesItToTheHandlerBefore) {
   EXPECT_EQ(output("out of memory", "newhandler"), "except::bad_alloc bad allocation, 0 calls\n0\n");
   EXPECT_EQ(output("out of memory", "nonewhandler"), "block, 2 calls\n1\n");

@@ -231,6 +231,53 @@ void pools() {
             << handler_calls;
 }
 
+/// A chunk that comes back twice.
+void free_twice() {
+  const auto pool = foundation::core::mem::create_managed_pool(12, 4);
+  void* const chunk = pool->allocate();
+  pool->deallocate(nullptr);
+  pool->deallocate(chunk);
+  std::cout << pool->release_free_memory() << std::flush;
+  pool->deallocate(chunk);
+}
+
+/// Makes the manager while one allocation after the other fails, until it needs no more of them.
+void make_with_little_memory() {
+  injected<void* (*)(std::size_t)> malloc("libstdc++-6.dll", "malloc");
+  for (std::uint64_t nth = 1;; ++nth) {
+    malloc.reset();
+    malloc.fail_at(nth, nullptr, 0);
+    try {
+      manager::initialize();
+      break;
+    } catch (const std::bad_alloc&) {
+    }
+  }
+  malloc.reset();
+  show();
+}
+
+/// Ends the process while a thread is in the arena, where it waits for pages. Then a destructor frees a block.
+void end_inside_the_arena() {
+  static void* const block = foundation::core::mem::vector_malloc(100);
+  static auto& pages = *new injected<decltype(&VirtualAlloc)>(library, "VirtualAlloc");  // For longer than all threads.
+  static std::atomic<bool> inside = false;
+  pages.handle_with([](auto...) -> void* {
+    inside = true;
+    Sleep(INFINITE);
+    return nullptr;
+  });
+  std::thread([] { foundation::core::mem::vector_malloc(1'000'000); }).detach();
+  while (!inside)
+    std::this_thread::yield();
+  const auto at_unload = GetProcAddress(GetModuleHandleA("libqxtools_mobservation.dll"), "at_unload");
+  *reinterpret_cast<void (**)()>(reinterpret_cast<void*>(at_unload)) = [] {
+    foundation::core::mem::vector_free(block);
+    DWORD put = 0;
+    WriteFile(GetStdHandle(STD_OUTPUT_HANDLE), "freed\n", 6, &put, nullptr);
+  };
+}
+
 const struct {
   const char* name;
   void (*run)();
@@ -248,6 +295,9 @@ const struct {
     {"tune unknown", [] { tune(-1); }},
     {"allocate", allocate},
     {"pools", pools},
+    {"free twice", free_twice},
+    {"little memory", make_with_little_memory},
+    {"end inside the arena", end_inside_the_arena},
 };
 
 /// To the handle itself: there may be no memory.

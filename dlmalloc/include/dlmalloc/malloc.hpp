@@ -230,7 +230,8 @@ constexpr std::uint64_t index_bit(std::size_t size) {
 
 // ---- the state ----
 
-/// Not recursive.
+/// Not recursive. When a process ends, the system may have ended a thread that held the lock; then it is taken over,
+/// and what it guards is as that thread has left it.
 class spin_lock {
  public:
   void lock() noexcept {
@@ -245,8 +246,11 @@ class spin_lock {
 
   [[gnu::noinline]] void wait() noexcept {
     for (unsigned tries = 1; !try_lock(); ++tries)
-      if (tries % tries_before_sleep == 0)
+      if (tries % tries_before_sleep == 0) {
         pages::back_off();
+        if (pages::process_is_ending())
+          return;  // Nobody is left who would give it back.
+      }
   }
 
   bool try_lock() noexcept {

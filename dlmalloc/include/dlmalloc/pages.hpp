@@ -22,8 +22,9 @@ enum class placement {
 /// is a multiple of the page size.
 void* map(std::size_t size, placement where) noexcept;
 
-/// Gives whole mappings back, which lie next to each other and fill the range. False if the range is anything else;
-/// mappings before the point where that showed are gone then.
+/// Gives whole mappings back, which lie next to each other and fill the range; clients may have changed the protection
+/// of their pages. False if the range is anything else, or the system takes none of them: then it is all there as
+/// before. True means that nothing of it may be used any more. A mapping that the system alone does not take is lost.
 bool unmap(void* start, std::size_t size) noexcept;
 
 /// Milliseconds since some time in the past.
@@ -31,5 +32,8 @@ std::uint32_t tick_count() noexcept;
 
 /// Lets other threads run for some milliseconds.
 void back_off() noexcept;
+
+/// Whether the process is about to end, and the calling thread is the only one left.
+bool process_is_ending() noexcept;
 
 }  // namespace foundation::core::mem::dlmalloc::pages

@@ -21,6 +21,7 @@
 #include "mem/aligned_heap_create.hpp"
 #include "mem/page_mask.hpp"
 #include "util/process_id.hpp"
+#include "util/whole_text.hpp"
 
 #include <boost/format.hpp>
 #include <boost/lexical_cast.hpp>
@@ -213,7 +214,7 @@ void write_header_data(std::ostream& os, const header& h, const void* p) {
 void write_report(std::ostream& os, const header* h, std::size_t alignment, const void* p, std::size_t size,
                   const boost::format& message) {
   os.imbue(std::locale::classic());
-  os << std::showbase << message << std::endl;
+  os << util::throw_failures << std::showbase << message << std::endl;
   os << "THIS DATA IS FOR DIAGNOSTIC PURPOSES ONLY" << std::endl;
   os << "PID:               " << util::process_id() << std::endl;
   write_number(os, "NATIVE ALIGNMENT:  ", native_alignment);
@@ -228,7 +229,7 @@ void write_report(std::ostream& os, const header* h, std::size_t alignment, cons
     os << "HEADER DATA:       INACCESSIBLE" << std::endl;
 }
 
-/// The end of the process. `h` may be null, `p` anything.
+/// The end of the process. `h` may be null, `p` anything. If memory ends on the way, the message goes without the rest.
 [[noreturn]] void error(const header* h, std::size_t alignment, const void* p, std::size_t size,
                         const boost::format& message) {
   try {
@@ -243,7 +244,7 @@ void write_report(std::ostream& os, const header* h, std::size_t alignment, cons
 /// Not even a lack of memory lets an exception out: then the message goes without the label.
 boost::format message_of(const char* text, const char* label) {
   try {
-    return boost::format(text) % label;
+    return util::filled(text, label);
   } catch (...) {
     diag::terminate(text, this_file, __LINE__, __PRETTY_FUNCTION__);
   }

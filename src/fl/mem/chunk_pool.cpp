@@ -1,6 +1,7 @@
-// How a pool finds the blocks that it can give back. If no chunk is handed out, it is all of them. Otherwise the free
-// chunks, which form a list, and the blocks, which form another, are put in the order of their addresses; then one walk
-// along both tells which blocks are whole.
+// How a pool finds the blocks that it can give back. If no chunk is handed out, it is all of them; as the counts of
+// chunks are wrong once a client frees one twice, one look at the chunks in the order in which they lie confirms it.
+// Otherwise the free chunks, which form a list, and the blocks, which form another, are put in the order of their
+// addresses; then one walk along both tells which blocks are whole.
 //
 // The list of chunks can be far larger than the cache, and as it leads anywhere in the pool, following a link costs
 // many times more than all else that is done with a chunk. A merge sort on the list would pay that for each merging. So
@@ -74,6 +75,12 @@ class ordered_list {
   void* last_ = &first_;  ///< begins with the link to the next, as every chunk does
 };
 
+// Spreads addresses over all numbers, so that the sum of several stands for these and no others.
+std::uint64_t spread(const void* chunk) noexcept {
+  const std::uint64_t bits = reinterpret_cast<std::uintptr_t>(chunk) * 0x9E3779B97F4A7C15;
+  return (bits ^ bits >> 32) * 0xD6E8FEB86659FD93;
+}
+
 // Some free chunks in no order, all within 2 to the power `bits` bytes from `begin`.
 struct part {
   void* first;
@@ -84,7 +91,8 @@ struct part {
 constexpr unsigned leaf_bits = 15;   // 32 KiB: half of a first-level cache holds it, or all
 constexpr unsigned bucket_bits = 9;  // how many bits of the address one dealing out takes
 
-// A part that fits into the cache: notes where chunks begin, and reads that off in order.
+// A part that fits into the cache: notes where chunks begin, and reads that off in order. If a chunk was freed twice,
+// the list leads back to it and then on in a ring.
 void sort_leaf(const part& leaf, ordered_list& sorted) noexcept {
   constexpr std::size_t unit = 8, cache_line = 64;  // bytes; chunks begin at multiples of the first
   constexpr std::size_t size = std::size_t{1} << leaf_bits;
@@ -93,7 +101,10 @@ void sort_leaf(const part& leaf, ordered_list& sorted) noexcept {
   std::array<std::uint64_t, size / unit / 64> begins = {};
   for (void* chunk = leaf.first; chunk != nullptr; chunk = next_of(chunk)) {
     const std::size_t place = (reinterpret_cast<std::uintptr_t>(chunk) - leaf.begin) / unit;
-    begins[place / 64] |= std::uint64_t{1} << place % 64;
+    const std::uint64_t bit = std::uint64_t{1} << place % 64;
+    if ((begins[place / 64] & bit) != 0)
+      break;
+    begins[place / 64] |= bit;
   }
   for (std::size_t word = 0; word < begins.size(); ++word)
     for (std::uint64_t bits = begins[word]; bits != 0; bits &= bits - 1) {
@@ -154,6 +165,18 @@ void* chunk_pool::malloc_from_new_block(size_type most_chunks) {
   return chunk;
 }
 
+// If all are in the list, then a link leads to each of them once, and one to nowhere. What is handed out has the
+// client's content in place of a link.
+bool chunk_pool::has_all_chunks() const noexcept {
+  std::uint64_t links = spread(first), expected = spread(nullptr);
+  for (pool_block block = list; block.valid(); block = block.next())
+    for (const char* chunk = block.begin(); chunk != block.end(); chunk += alloc_size()) {
+      links += spread(next_of(chunk));
+      expected += spread(chunk);
+    }
+  return links == expected;
+}
+
 bool chunk_pool::release_all() noexcept {
   const bool had_blocks = purge_memory();
   next_size = start_size;  // Also after a failed request, which has halved it.
@@ -161,7 +184,7 @@ bool chunk_pool::release_all() noexcept {
 }
 
 bool chunk_pool::release() noexcept {
-  if (taken_ == returned_)
+  if (taken_ == returned_ && has_all_chunks())
     return release_all();
   sort_blocks();
   sort_free_chunks();

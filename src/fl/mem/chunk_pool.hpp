@@ -24,7 +24,8 @@ class chunk_pool : private boost::pool<boost::default_user_allocator_new_delete>
     return pool::malloc();
   }
 
-  /// `chunk` is not null. It becomes the first of the free list.
+  /// `chunk` is not null. It becomes the first of the free list, unchecked: one that is in the list already makes it a
+  /// ring.
   void free(void* chunk) noexcept {
     ++returned_;
     pool::free(chunk);
@@ -32,12 +33,13 @@ class chunk_pool : private boost::pool<boost::default_user_allocator_new_delete>
 
   /// Gives the blocks back of which no chunk is handed out, and the next block gets the size that growth has reached.
   /// True if there were any. Allocates nothing and needs less than 32 KiB of stack. What is left is handed out in the
-  /// order of addresses.
+  /// order of addresses. Chunks that were freed twice count once: what is handed out stays, whatever the counts say.
   bool release() noexcept;
 
  private:
   /// Apart from `malloc`, which has no call in it then.
   void* malloc_from_new_block(size_type most_chunks);
+  bool has_all_chunks() const noexcept;
   bool release_all() noexcept;
   void sort_blocks() noexcept;
   void sort_free_chunks() noexcept;

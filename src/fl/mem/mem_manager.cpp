@@ -14,8 +14,7 @@
 #include "mem/windows/plugin.hpp"
 #include "util/built_once.hpp"
 #include "util/thread_slot.hpp"
-
-#include <boost/format.hpp>
+#include "util/whole_text.hpp"
 
 #include <array>
 #include <atomic>
@@ -96,6 +95,7 @@ manager_impl::manager_impl()
     : feature_types(detail::feature_types.begin(), detail::feature_types.end()),
       logger("foundation::core::mem::manager"),
       features_by_type() {
+  startup_log << util::throw_failures;  // Who gets a manager gets the whole log.
   set_features(sysdep::windows::read_option_string());
   const auto is_on = [&](feature::type type) { return features_by_type[type]->is_enabled(); };
   crt_heap_tuning = std::make_unique<sysdep::windows::crt_heap_tuning>(is_on(feature::integrity_checking));
@@ -103,12 +103,12 @@ manager_impl::manager_impl()
   aligned_heap_holder = detail::aligned_heap_create(is_on(feature::alignment_checking));
   const std::size_t alignment = aligned_heap_access::made_heap().alignment();
   if (alignment != detail::default_alignment)
-    log_startup(startup_log, boost::format("aligned_heap alignment is %1% bytes") % std::to_string(alignment));
+    log_startup(startup_log, util::filled("aligned_heap alignment is %1% bytes", std::to_string(alignment)));
 }
 
 void manager_impl::set_features(const std::string& options) {
   if (!options.empty())
-    log_startup(startup_log, boost::format("using options '%1%'") % options);
+    log_startup(startup_log, util::filled("using options '%1%'", options));
   const detail::feature_set requested = detail::requested_features(options, startup_log);
   detail::merge_features(features, requested);
   const bool observed = features.at(feature::observation).is_enabled() && start_observation();

@@ -1,6 +1,7 @@
 #include "mem/options.hpp"
 
-#include <boost/format.hpp>
+#include "util/whole_text.hpp"
+
 #include <boost/tokenizer.hpp>
 
 #include <ostream>
@@ -47,9 +48,9 @@ feature_set requested_features(const std::string& options, std::ostream& startup
   for (const std::string& word : boost::tokenizer(options, boost::char_separator<char>(","))) {
     const auto option = table.find(word);
     if (option == table.end()) {
-      log_startup(startup_log, boost::format("unrecognized option '%1%'") % word);
+      log_startup(startup_log, util::filled("unrecognized option '%1%'", word));
     } else if (!first && is_profile(option->second)) {
-      log_startup(startup_log, boost::format("option '%1%' must be listed first") % word);
+      log_startup(startup_log, util::filled("option '%1%' must be listed first", word));
     } else {
       if (first)
         merge_features(requested, profile_features(profile::off));  // A profile sets all six anyhow.
@@ -65,7 +66,7 @@ void report_features(const feature_set& features, const feature_set& requested, 
   for (const auto& [type, feature] : features)
     if (const char* const state =
             state_to_log(feature.is_enabled(), requested.at(type).is_enabled(), defaults.at(type).is_enabled()))
-      log_startup(startup_log, boost::format("%1% is %2%") % feature.get_name() % state);
+      log_startup(startup_log, util::filled("%1% is %2%", feature.get_name(), state));
 }
 
 }  // namespace foundation::core::mem::detail

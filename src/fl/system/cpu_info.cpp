@@ -17,23 +17,23 @@ namespace {
 
 using detail::details;
 
-void log_current_exception() {
+void logCurrentException() {
   if (loggers::cpu_info.enabled(log::severity::complaint))
     loggers::cpu_info.log(log::severity::complaint,
                           "Exception caught: ", log::detail::current_exception_chain_as_string());
 }
 
-void add_frequency(details& found) {
+void addFrequency(details& found) {
   const auto frequency = getMaximumProcessorFrequency();
   try {
     found.frequency = frequency.value();
     found.frequencyAvailable = true;
   } catch (...) {
-    log_current_exception();
+    logCurrentException();
   }
 }
 
-void log_details(const details& found) {
+void logDetails(const details& found) {
   loggers::cpu_info.log(log::severity::summary, " details .pCores=", found.pCores, " details .lCores=", found.lCores,
                         " details .aCores=", found.aCores, " details .hyperthreaded=", found.hyperthreaded,
                         " details .frequencyAvailable=", found.frequencyAvailable,
@@ -58,9 +58,10 @@ void CpuInfo::refresh() {
   details found;
   windows::computeNumberOfCores(found);
   found.hyperthreaded = found.lCores != found.pCores;
-  add_frequency(found);
-  log_details(found);
+  addFrequency(found);
+  logDetails(found);
   details_ = found;
+  assumed_ = false;
   detailsValid_ = true;
 }
 
@@ -69,6 +70,7 @@ void CpuInfo::refresh(const std::nothrow_t&) noexcept {
     refresh();
   } catch (...) {
     details_ = fallback();
+    assumed_ = true;
     loggers::cpu_info.log(log::severity::error, "CPU details invariants are broken; assuming fallback values");
   }
 }
@@ -82,7 +84,8 @@ bool operator!=(const CpuInfo& left, const CpuInfo& right) noexcept {
 }
 
 unsigned long long getAvailableConcurrency(const CpuInfo& info, bool useLogicalCores) noexcept {
-  return std::min(info.aCores(), useLogicalCores ? info.lCores() : info.pCores());
+  const unsigned long long counted = std::min(info.aCores(), useLogicalCores ? info.lCores() : info.pCores());
+  return info.assumed_ ? counted : std::max(counted, 1ULL);
 }
 
 }  // namespace foundation::core::system

@@ -81,12 +81,12 @@ constexpr feature features[] = {
     {" _3DNOWEXT ", &set::cpuidExt1Edx, 30, vendors::amd, none},
 };
 
-bool is_told_by(vendors which, const InstructionSet& processor) {
+bool isToldBy(vendors which, const InstructionSet& processor) {
   return which == vendors::all || (which == vendors::intel ? processor.isIntel() : processor.isAMD());
 }
 
 bool has(const InstructionSet& processor, const feature& wanted) {
-  return is_told_by(wanted.told_by, processor) && ((processor.*wanted.word)() >> wanted.bit & 1) != 0 &&
+  return isToldBy(wanted.told_by, processor) && ((processor.*wanted.word)() >> wanted.bit & 1) != 0 &&
          (processor.xcr0() & wanted.saved_state) == wanted.saved_state;
 }
 

@@ -27,7 +27,7 @@ void append(std::string& text, std::initializer_list<std::uint32_t> registers) {
       text += static_cast<char>(word >> shift);
 }
 
-void cut_and_trim(std::string& text) {
+void cutAndTrim(std::string& text) {
   text.resize(std::min(text.size(), text.find('\0')));
   boost::algorithm::trim(text);
 }
@@ -49,7 +49,7 @@ InstructionSet::InstructionSet(const ICpuidSource& source) {
 void InstructionSet::readBasicLeaves(const ICpuidSource& source) {
   const CpuidRegisters first = source.cpuid(0, 0);
   append(vendor_, {first.ebx, first.edx, first.ecx});
-  cut_and_trim(vendor_);
+  cutAndTrim(vendor_);
   isIntel_ = vendor_ == "GenuineIntel";
   isAMD_ = vendor_ == "AuthenticAMD";
   const auto highest = static_cast<std::int32_t>(first.eax);
@@ -78,7 +78,7 @@ void InstructionSet::readExtendedLeaves(const ICpuidSource& source) {
       const CpuidRegisters part = source.cpuid(leaf, 0);
       append(brand_, {part.eax, part.ebx, part.ecx, part.edx});
     }
-    cut_and_trim(brand_);
+    cutAndTrim(brand_);
   }
 }
 

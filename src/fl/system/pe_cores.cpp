@@ -12,9 +12,9 @@ namespace foundation::core::system::windows {
 
 namespace {
 
-constexpr record_source source_of_records = {"GetSystemCpuSetInformation", cpu_set_record::size, complain_about_tiers};
+constexpr record_source source_of_records = {"GetSystemCpuSetInformation", cpu_set_record::size, complainAboutTiers};
 
-PECores cores_of_both_kinds(unsigned long long performance, unsigned long long efficiency) {
+PECores coresOfBothKinds(unsigned long long performance, unsigned long long efficiency) {
   PECores cores;
   cores.efficiencyCores = static_cast<std::int32_t>(efficiency);
   cores.performanceCores = static_cast<std::int32_t>(performance);
@@ -22,12 +22,12 @@ PECores cores_of_both_kinds(unsigned long long performance, unsigned long long e
 }
 
 /// The class of each core. Empty, after a complaint, if entries of one core differ.
-std::unordered_map<std::uint32_t, std::uint8_t> classes_of_cores(std::span<const CpuSetEntry> entries) {
+std::unordered_map<std::uint32_t, std::uint8_t> classesOfCores(std::span<const CpuSetEntry> entries) {
   std::unordered_map<std::uint32_t, std::uint8_t> classes;
   for (const CpuSetEntry& entry : entries) {
     const auto [core, is_new] = classes.emplace(entry.coreId, entry.efficiencyClass);
     if (!is_new && core->second != entry.efficiencyClass) {
-      complain_about_tiers(
+      complainAboutTiers(
           "Windows CPU-set probe: SMT siblings disagree on EfficiencyClass for coreId=" + std::to_string(entry.coreId) +
           " (saw " + std::to_string(core->second) + " and " + std::to_string(entry.efficiencyClass) + ")");
       return {};
@@ -37,7 +37,7 @@ std::unordered_map<std::uint32_t, std::uint8_t> classes_of_cores(std::span<const
 }
 
 PECores classify(unsigned long long numPhysical, std::span<const CpuSetEntry> entries) {
-  const auto classes = classes_of_cores(entries);
+  const auto classes = classesOfCores(entries);
   std::map<std::uint8_t, std::size_t> cores_of_class;
   for (const auto& [core, efficiency_class] : classes)
     ++cores_of_class[efficiency_class];
@@ -46,12 +46,12 @@ PECores classify(unsigned long long numPhysical, std::span<const CpuSetEntry> en
   const std::size_t performance = cores_of_class.rbegin()->second;
   const std::size_t efficiency = classes.size() - performance;
   if (classes.size() != numPhysical) {
-    complain_about_tiers(
+    complainAboutTiers(
         "Windows CPU-set probe: tier sum disagrees with numPhysical (pPhysical=" + std::to_string(performance) +
         ", ePhysical=" + std::to_string(efficiency) + ", numPhysical=" + std::to_string(numPhysical) + ")");
     return {};
   }
-  return cores_of_both_kinds(performance, efficiency);
+  return coresOfBothKinds(performance, efficiency);
 }
 
 }  // namespace
@@ -60,7 +60,7 @@ IWindowsCpuSet::~IWindowsCpuSet() = default;
 
 std::vector<CpuSetEntry> parseCpuSets(byte_range buffer) {
   std::vector<CpuSetEntry> entries;
-  walk_records(source_of_records, buffer, [&](byte_range record) {
+  walkRecords(source_of_records, buffer, [&](byte_range record) {
     if (read<std::uint32_t>(record, cpu_set_record::type) != cpu_set_record::cpu_set_information)
       return true;
     if (record.size() < cpu_set_record::end)
@@ -77,7 +77,7 @@ PECores classifyCores(unsigned long long numPhysical, std::span<const CpuSetEntr
   try {
     return classify(numPhysical, entries);
   } catch (const std::bad_alloc&) {
-    complain_about_tiers("Windows CPU-set probe: no memory");
+    complainAboutTiers("Windows CPU-set probe: no memory");
     return {};
   }
 }
@@ -87,7 +87,7 @@ PECores inferCoresFromCounts(unsigned long long numPhysical, unsigned long long 
   if (numLogical <= numPhysical || numPhysical <= smt)
     return {};
   // One thread of each efficiency core and two of each performance core make numLogical.
-  return cores_of_both_kinds(smt, numPhysical - smt);
+  return coresOfBothKinds(smt, numPhysical - smt);
 }
 
 PECores computePECores(unsigned long long numPhysical, unsigned long long numLogical,
@@ -97,9 +97,9 @@ PECores computePECores(unsigned long long numPhysical, unsigned long long numLog
     if (cores.performanceCores != -1)
       return cores;
   } catch (const std::exception& failure) {
-    complain_about_tiers(failure.what());
+    complainAboutTiers(failure.what());
   } catch (...) {
-    complain_about_tiers("Windows CPU-set probe: the source of the CPU sets failed");
+    complainAboutTiers("Windows CPU-set probe: the source of the CPU sets failed");
   }
   return inferCoresFromCounts(numPhysical, numLogical);
 }

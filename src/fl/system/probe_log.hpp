@@ -7,9 +7,9 @@
 namespace foundation::core::system {
 
 /// A record on the channel "foundation::core::system::CpuInfo".
-void complain_about_topology(std::string_view text) noexcept;
+void complainAboutTopology(std::string_view text) noexcept;
 
 /// A record on the channel "fl::system::windows::PECores".
-void complain_about_tiers(std::string_view text) noexcept;
+void complainAboutTiers(std::string_view text) noexcept;
 
 }  // namespace foundation::core::system

@@ -9,9 +9,9 @@ namespace foundation::core::system {
 
 namespace {
 
-constexpr record_source source = {"GetLogicalProcessorInformationEx", topology_record::size, complain_about_topology};
+constexpr record_source source = {"GetLogicalProcessorInformationEx", topology_record::size, complainAboutTopology};
 
-bool add_core(core_counts& counts, byte_range record, const process_affinity& affinity) {
+bool addCore(core_counts& counts, byte_range record, const process_affinity& affinity) {
   if (record.size() < topology_record::core_end)
     return false;
   ++counts.processorCoreCount;
@@ -26,7 +26,7 @@ bool add_core(core_counts& counts, byte_range record, const process_affinity& af
   return true;
 }
 
-bool add_groups(core_counts& counts, byte_range record) {
+bool addGroups(core_counts& counts, byte_range record) {
   using namespace topology_record;
   if (record.size() < group_info)
     return false;
@@ -41,14 +41,14 @@ bool add_groups(core_counts& counts, byte_range record) {
 
 }  // namespace
 
-core_counts count_cores(byte_range records, const process_affinity& affinity) {
+core_counts countCores(byte_range records, const process_affinity& affinity) {
   core_counts counts;
-  walk_records(source, records, [&](byte_range record) {
+  walkRecords(source, records, [&](byte_range record) {
     switch (read<std::uint32_t>(record, topology_record::relationship)) {
       case topology_record::processor_core:
-        return add_core(counts, record, affinity);
+        return addCore(counts, record, affinity);
       case topology_record::group:
-        return add_groups(counts, record);
+        return addGroups(counts, record);
       default:
         return true;
     }

@@ -25,7 +25,7 @@ struct core_counts {
 
 /// `records`: SYSTEM_LOGICAL_PROCESSOR_INFORMATION_EX. In a system of several groups it only counts which groups the
 /// process is in, since a mask tells of one group. Throws `std::bad_alloc`.
-core_counts count_cores(byte_range records, const process_affinity& affinity);
+core_counts countCores(byte_range records, const process_affinity& affinity);
 
 /// The layout of the records, in bytes; windows/core_counts.cpp compares it with the system's.
 namespace topology_record {

@@ -10,12 +10,12 @@ namespace {
 constexpr std::size_t header_size = 8;
 
 std::string place(std::size_t offset, byte_range buffer) {
-  return " at offset " + std::to_string(offset) + " of total " + std::to_string(buffer.size());
+  return " at offset " + std::to_string(offset) + " of " + std::to_string(buffer.size());
 }
 
 }  // namespace
 
-void walk_records(const record_source& source, byte_range buffer, const std::function<bool(byte_range record)>& take) {
+void walkRecords(const record_source& source, byte_range buffer, const std::function<bool(byte_range record)>& take) {
   const auto complain = [&](const std::string& what) { source.complain(source.function + (" buffer " + what)); };
   if (buffer.data() == nullptr && !buffer.empty())
     return complain("produced a null record pointer" + place(0, buffer) + "; aborting parse");

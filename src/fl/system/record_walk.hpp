@@ -33,6 +33,6 @@ Value read(byte_range record, std::size_t offset) {
 
 /// Hands the records to `take`, as far as they lie inside the buffer: at least the two words. `take` returns false if
 /// the record is too short for what its kind must have. Throws what `take` throws, and `std::bad_alloc`.
-void walk_records(const record_source& source, byte_range buffer, const std::function<bool(byte_range record)>& take);
+void walkRecords(const record_source& source, byte_range buffer, const std::function<bool(byte_range record)>& take);
 
 }  // namespace foundation::core::system

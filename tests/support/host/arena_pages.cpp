@@ -148,4 +148,8 @@ void back_off() noexcept {
 #endif
 }
 
+bool process_is_ending() noexcept {
+  return false;
+}
+
 }  // namespace foundation::core::mem::dlmalloc::pages

@@ -29,11 +29,11 @@ std::vector<std::string> test_support::take_tier_complaints() {
 
 namespace foundation::core::system {
 
-void complain_about_topology(std::string_view text) noexcept {
+void complainAboutTopology(std::string_view text) noexcept {
   keep(topology, text);
 }
 
-void complain_about_tiers(std::string_view text) noexcept {
+void complainAboutTiers(std::string_view text) noexcept {
   keep(tiers, text);
 }
 

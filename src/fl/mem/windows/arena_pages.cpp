@@ -2,18 +2,31 @@
 
 #include <windows.h>
 
+// The loader's flag: set when the system has ended all threads but one, and calls what is to run at the end of each
+// DLL. No header of this compiler has it.
+extern "C" __declspec(dllimport) BOOLEAN NTAPI RtlDllShutdownInProgress();
+
 namespace foundation::core::mem::dlmalloc::pages {
 
 namespace {
 
-/// Whether a whole mapping begins at `start` and ends before `limit` or there; then its size in bytes, else 0.
-std::size_t size_of_mapping(const char* start, const char* limit) noexcept {
+/// The end of the mapping that begins at `start`, all of it committed; null if there is none, or it reaches beyond
+/// `limit`. The system tells of it in several regions where a client has changed the protection of its pages.
+char* end_of_mapping(char* start, const char* limit) noexcept {
+  char* end = start;
   MEMORY_BASIC_INFORMATION region;
-  if (VirtualQuery(start, &region, sizeof region) == 0 || region.BaseAddress != start ||
-      region.AllocationBase != start || region.State != MEM_COMMIT ||
-      region.RegionSize > static_cast<std::size_t>(limit - start))
-    return 0;
-  return region.RegionSize;
+  while (VirtualQuery(end, &region, sizeof region) != 0 && region.State != MEM_FREE && region.AllocationBase == start) {
+    if (region.State != MEM_COMMIT || region.RegionSize > static_cast<std::size_t>(limit - end))
+      return nullptr;
+    end += region.RegionSize;
+  }
+  return end != start ? end : nullptr;
+}
+
+bool is_whole_mappings(char* start, const char* end) noexcept {
+  while (start != nullptr && start != end)
+    start = end_of_mapping(start, end);
+  return start != nullptr;
 }
 
 }  // namespace
@@ -32,13 +45,15 @@ void* map(std::size_t size, placement where) noexcept {
 bool unmap(void* start, std::size_t size) noexcept {
   char* next = static_cast<char*>(start);
   const char* const end = next + size;
+  if (!is_whole_mappings(next, end))
+    return false;
+  bool any_gone = false;
   while (next != end) {
-    const std::size_t mapped = size_of_mapping(next, end);
-    if (mapped == 0 || !VirtualFree(next, 0, MEM_RELEASE))
-      return false;
-    next += mapped;
+    char* const mapping = next;
+    next = end_of_mapping(mapping, end);
+    any_gone |= VirtualFree(mapping, 0, MEM_RELEASE) != FALSE;
   }
-  return true;
+  return any_gone;
 }
 
 std::uint32_t tick_count() noexcept {
@@ -48,6 +63,10 @@ std::uint32_t tick_count() noexcept {
 void back_off() noexcept {
   constexpr DWORD milliseconds = 50;
   SleepEx(milliseconds, FALSE);
+}
+
+bool process_is_ending() noexcept {
+  return RtlDllShutdownInProgress() != FALSE;
 }
 
 }  // namespace foundation::core::mem::dlmalloc::pages

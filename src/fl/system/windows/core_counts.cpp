@@ -45,7 +45,7 @@ void note(const Parts&... parts) {
   loggers::cpu_info.log(log::severity::note, parts...);
 }
 
-process_affinity get_process_affinity() {
+process_affinity getProcessAffinity() {
   const HANDLE process = ::GetCurrentProcess();
   DWORD_PTR process_mask = 0;
   DWORD_PTR system_mask = 0;
@@ -65,7 +65,7 @@ process_affinity get_process_affinity() {
 }
 
 /// All that the system tells of its processors.
-std::vector<std::byte> get_processor_records() {
+std::vector<std::byte> getProcessorRecords() {
   std::vector<std::byte> buffer;
   DWORD length = 0;
   while (!::GetLogicalProcessorInformationEx(RelationAll, reinterpret_cast<information*>(buffer.data()), &length)) {
@@ -82,8 +82,8 @@ std::vector<std::byte> get_processor_records() {
 }  // namespace
 
 void computeNumberOfCores(detail::details& result) {
-  const process_affinity affinity = get_process_affinity();
-  const core_counts counts = count_cores(get_processor_records(), affinity);
+  const process_affinity affinity = getProcessAffinity();
+  const core_counts counts = countCores(getProcessorRecords(), affinity);
   note(" processorCoreCount=", counts.processorCoreCount, " processorLogicalCount=", counts.processorLogicalCount,
        " availableCoreCount=", counts.availableCoreCount, " availableLogicalCount=", counts.availableLogicalCount);
   result.pCores = counts.processorCoreCount;

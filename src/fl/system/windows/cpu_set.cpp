@@ -8,19 +8,18 @@
 #include <string>
 
 // By its assembler name and without the type of its records: some headers of this compiler do not have it, and some do.
-extern "C" BOOL WINAPI get_system_cpu_set_information(void* information, ULONG length, ULONG* returned_length,
-                                                      HANDLE process,
-                                                      ULONG flags) __asm__("GetSystemCpuSetInformation");
+extern "C" BOOL WINAPI getSystemCpuSetInformation(void* information, ULONG length, ULONG* returned_length,
+                                                  HANDLE process, ULONG flags) __asm__("GetSystemCpuSetInformation");
 
 namespace foundation::core::system::windows {
 
 std::vector<CpuSetEntry> WindowsCpuSetActual::query() const {
   const HANDLE process = ::GetCurrentProcess();
   ULONG length = 0;
-  if (!::get_system_cpu_set_information(nullptr, 0, &length, process, 0)) {
+  if (!::getSystemCpuSetInformation(nullptr, 0, &length, process, 0)) {
     const DWORD code = ::GetLastError();
     if (code != ERROR_INSUFFICIENT_BUFFER) {
-      complain_about_tiers(
+      complainAboutTiers(
           "GetSystemCpuSetInformation sizing call failed unexpectedly (GetLastError=" + std::to_string(code) + ")");
       return {};
     }
@@ -29,10 +28,10 @@ std::vector<CpuSetEntry> WindowsCpuSetActual::query() const {
     return {};
   std::vector<std::byte> buffer(length);
   ULONG filled = length;
-  if (!::get_system_cpu_set_information(buffer.data(), length, &filled, process, 0)) {
+  if (!::getSystemCpuSetInformation(buffer.data(), length, &filled, process, 0)) {
     const DWORD code = ::GetLastError();
-    complain_about_tiers("GetSystemCpuSetInformation read call failed (GetLastError=" + std::to_string(code) +
-                         ", requestedLength=" + std::to_string(length) + ")");
+    complainAboutTiers("GetSystemCpuSetInformation read call failed (GetLastError=" + std::to_string(code) +
+                       ", requestedLength=" + std::to_string(length) + ")");
     return {};
   }
   return parseCpuSets(byte_range(buffer).first(std::min(filled, length)));

@@ -4,11 +4,11 @@
 
 namespace foundation::core::system {
 
-void complain_about_topology(std::string_view text) noexcept {
+void complainAboutTopology(std::string_view text) noexcept {
   loggers::cpu_info.log(log::severity::complaint, text);
 }
 
-void complain_about_tiers(std::string_view text) noexcept {
+void complainAboutTiers(std::string_view text) noexcept {
   loggers::pe_cores.log(log::severity::complaint, text);
 }
 

@@ -73,7 +73,9 @@ inline void* vector_malloc(std::size_t size) {
   return aligned_heap_access::heap().malloc(size);
 }
 
-/// A block of zeros. In the heaps with headers `count * size` is not tested for overflow.
+/// A block of zeros for `count` elements of `size` bytes. A product beyond the largest number gives null with the
+/// alignment 16 and from the arena. The heaps with headers do not test it: there the block has what is left of the
+/// product, far too little, so that who takes the count from outside tests it before.
 inline void* vector_calloc(std::size_t count, std::size_t size) {
   return aligned_heap_access::heap().calloc(count, size);
 }
@@ -84,7 +86,8 @@ inline void* vector_realloc(void* p, std::size_t size) {
   return aligned_heap_access::heap().realloc(p, size);
 }
 
-/// `p` is a block of this heap: not null, which only some of the heaps would take.
+/// `p` is a block of this heap: not null. With the alignment 16 and in the arena null does nothing; the heaps with
+/// headers, checked ones too, look for a header below it, which is an access violation.
 inline void vector_free(void* p) {
   aligned_heap_access::heap().free(p);
 }

@@ -4,8 +4,9 @@
 //     if (void* const chunk = nodes->allocate()) …
 //
 // With the memory manager's feature `pooling` chunks are carved from large blocks, and taking or giving back one costs
-// a few instructions. Without it each chunk is an allocation of its own, so that heap-checking tools see it. Either way
-// only the owner of a pool tells the difference by `release_free_memory` and by what the destructor does.
+// a few instructions. Without it each chunk is an allocation of its own, so that heap-checking tools see it. With
+// pooling and one of the features that check memory, the pool knows its chunks and ends the process over what is none.
+// Otherwise only the owner of a pool tells the difference by `release_free_memory` and by what the destructor does.
 //
 // Thread safety: a pool belongs to one thread at a time; locking is the owner's.
 #pragma once
@@ -30,7 +31,9 @@ class FL_API managed_pool : boost::noncopyable {
   /// exception from it does not get through.
   virtual void* allocate() = 0;
 
-  /// `chunk` comes from this pool, or is null.
+  /// `chunk` comes from this pool and was not given back since, or is null. With pooling beside `alignment_checking` or
+  /// `integrity_checking`, any other ends the process by `diag::terminate`; without these nobody notices, and the pool
+  /// may hand one chunk out to two.
   virtual void deallocate(void* chunk) = 0;
 
   /// Gives memory in which no chunk is handed out back to the system; true if there was any. Takes little time if no

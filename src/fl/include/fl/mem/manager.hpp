@@ -11,12 +11,14 @@
 // before it; the last one counts. A single feature in the first place starts from "off".
 //
 //     word            feature              what it does                                         debug  release  off
-//     aligncheck      alignment_checking   checks each pointer of the aligned heap              on     off      off
-//     integcheck      integrity_checking   the system ends a process whose heap is corrupt      on     off      off
+//     aligncheck      alignment_checking   checks each pointer of the aligned heap *            on     off      off
+//     integcheck      integrity_checking   the system ends a process whose heap is corrupt *    on     off      off
 //     newhandler      new_handler          a failed `new` throws except::bad_alloc()            on     off      off
 //     observation     observation          loads libqxtools_mobservation.dll                    on     off      off
 //     pooling         pooling              managed pools carve chunks from large blocks         off    on       off
 //     leaksanitizer   leak_sanitizer       nothing here: for those who ask                      off    off      off
+//
+// * and, together with pooling, each chunk that comes back to a managed pool
 //
 // A word that is not known is left out and stands in the start-up log; it stops nothing. The variable is read once and
 // then removed, so that children do not inherit the options; TESSEL_MEM_MGR_VALUE keeps what it was.

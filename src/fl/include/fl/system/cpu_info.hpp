@@ -44,7 +44,8 @@ class CpuInfo {
   /// frequency or tiers that cannot be found out are no failure.
   FL_API void refresh();
   /// The same, but if it fails, all three counts become `std::thread::hardware_concurrency()` (which may be 0), the
-  /// tiers and the frequency are unknown, and `detailsValid` is false.
+  /// tiers and the frequency are unknown, and `detailsValid` is false. `getMaximumProcessorFrequency` tells the
+  /// frequency also then.
   FL_API void refresh(const std::nothrow_t&) noexcept;
 
   const x86_64::InstructionSet& instructionSet() const noexcept { return instructionSet_; }
@@ -68,9 +69,12 @@ class CpuInfo {
   bool detailsValid() const noexcept { return detailsValid_; }
 
  private:
+  friend FL_API unsigned long long getAvailableConcurrency(const CpuInfo& info, bool useLogicalCores) noexcept;
+
   x86_64::InstructionSet instructionSet_;
   detail::details details_;
   bool detailsValid_ = false;
+  bool assumed_ = false;  ///< The counts are those of a fallback.
 };
 
 /// Whether both tell the same frequency, cores and hyper-threading. The instruction set, the tiers and whether the
@@ -79,7 +83,9 @@ FL_API bool operator==(const CpuInfo& left, const CpuInfo& right) noexcept;
 FL_API bool operator!=(const CpuInfo& left, const CpuInfo& right) noexcept;
 
 /// How many threads of this process can run at once: as many as the machine has cores, or logical processors if
-/// `useLogicalCores`, and at most as many as the process may use. 0 before the first refresh.
+/// `useLogicalCores`, and at most as many as the process may use. 1 at least, also before the first refresh, except
+/// that after a fallback it is `std::thread::hardware_concurrency()`, which is 0 where the C++ library knows nothing
+/// either.
 FL_API unsigned long long getAvailableConcurrency(const CpuInfo& info, bool useLogicalCores) noexcept;
 
 }  // namespace foundation::core::system
