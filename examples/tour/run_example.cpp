@@ -3,8 +3,6 @@
 #include "check.hpp"
 
 #include <fl/process.hpp>
-#include <i18n/convert.hpp>
-#include <i18n/encoding.hpp>
 
 #include <algorithm>
 #include <cstdio>
@@ -14,7 +12,7 @@ namespace process = foundation::core::process;
 std::string find_program(const std::string& name) {
   const auto file = process::which(name);
   check(file.has_value(), ("a program named " + name).c_str());
-  return fl::i18n::ustring_to_utf8(fl::i18n::decode(*file, "SYSTEM"));
+  return *file;
 }
 
 run_result run_example(const std::string& name, const lines& arguments, const process::environment_map& settings) {

@@ -1,7 +1,9 @@
 // How to run a command: environment, standard streams, directory, user, what is inherited. A plain value that can be
 // copied, compared, ordered and printed; it touches the system only to take its snapshot of the environment, and
-// nothing is checked before a launch. All narrow text is UTF-8. One object belongs to one thread at a time; concurrent
-// reads are safe.
+// nothing is checked before a launch. One object belongs to one thread at a time; concurrent reads are safe.
+//
+// All narrow text is UTF-8 and reaches the child and the system as that text, whatever the active code page is. Names
+// of files, users and variables, values and passwords that are not valid UTF-8 are taken in that code page.
 #pragma once
 
 #include <boost/optional/optional.hpp>
