@@ -85,7 +85,7 @@ const scenario scenarios[] = {
      {{"CreateFileA", {opening}},
       {"DuplicateHandle",
        {told("Failed to duplicate STD_OUTPUT_HANDLE."), told("Failed to duplicate STD_ERROR_HANDLE.")}},
-      {"SetHandleInformation", {set_information, set_information}},
+      {"SetHandleInformation", std::vector(7, set_information)},  // the pipe's ends, and all five of the list
       {"InitializeProcThreadAttributeList", {no_list, no_list}},
       {"HeapAlloc", {"std::bad_alloc"}},
       {"UpdateProcThreadAttribute", {"UpdateProcThreadAttribute failed"}},

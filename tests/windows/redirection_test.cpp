@@ -285,6 +285,7 @@ TEST(LaunchRequest, HoldsWhatCommandAndContextSay) {
     bool inherit = false;
     DWORD creation = extended;
     DWORD startup = 0x100;
+    bool list = false;
   } cases[] = {
       {"default", [](auto&) {}},
       {"hide", [](auto& how) { how.hide_windows(true); }, false, extended, 0x101},
@@ -292,6 +293,7 @@ TEST(LaunchRequest, HoldsWhatCommandAndContextSay) {
       {"no window", [](auto& how) { how.create_no_window(true); }, false, extended | 0x08000000},
       {"negations",
        [](auto& how) { how.hide_windows(false), how.detached_process(false), how.create_no_window(false); }},
+      {"a list", [](auto& how) { how.explicitlyInheritHandles(true); }, true, extended, 0x100, true},
       {"a handle", [&](auto& how) { how.inherited_handles().insert(pipe.device().handles().read_handle()); }, true},
   };
   process::command what("C:\\a b\\pr\u00f6g.exe");
@@ -305,7 +307,7 @@ TEST(LaunchRequest, HoldsWhatCommandAndContextSay) {
       EXPECT_EQ(seen.startup.StartupInfo.dwFlags, each.startup);
       EXPECT_EQ(seen.startup.StartupInfo.cb, 112u);
       EXPECT_EQ(seen.startup.StartupInfo.wShowWindow, SW_HIDE);
-      EXPECT_EQ(seen.startup.lpAttributeList, nullptr);
+      EXPECT_EQ(seen.startup.lpAttributeList != nullptr, each.list);
     });
   }
 

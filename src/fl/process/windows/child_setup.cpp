@@ -62,6 +62,8 @@ process_impl::child_setup::child_setup(const command& cmd, const context& ctx)
                        std_out_.changes_handle() || std_err_.changes_handle()) {
   allow_pipes_to_be_inherited(ctx.inherited_pipes());
   explicitly_inherit_handles(ctx, startup_info_, handles_);
+  // The system takes a list of handles only together with the inheritance.
+  inherit_handles_ = inherit_handles_ || startup_info_.lpAttributeList;
   creation_flags_ = get_process_creation_flags(ctx);
   if (startup_info_.lpAttributeList)
     creation_flags_ |= EXTENDED_STARTUPINFO_PRESENT;

@@ -100,7 +100,8 @@ class FL_API context {
   /// True exactly when the level is `Elevated`.
   bool elevated() const;
 
-  /// Further handles for the child, which must be inheritable. They stay the caller's.
+  /// Further handles for the child. They stay the caller's, and must be inheritable; a launch with
+  /// `explicitlyInheritHandles` marks them so.
   inherited_handles_type& inherited_handles();
   const inherited_handles_type& inherited_handles() const;
 
