@@ -263,6 +263,9 @@ TEST(Elevated, ChildIsStartedByTheShell) {
     ::SetLastError(ERROR_CANCELLED);
     return FALSE;
   });
+  shell.handle_with([](auto...) { return TRUE; });  // success, but no process
+  EXPECT_EQ(text_of_launch<process::process_init_error>(what, how),
+            init_error_text(what, "the system's shell started no process of its own, so there is nothing to follow"));
   const process::command wide = process::make_command("C:\\J\u00fcrgen \u20ac.exe", "\u4e2d\U0001f600");
   EXPECT_EQ(text_of_launch<process::process_init_error>(wide, how),
             init_error_text(wide, told("::ShellExecuteExW", ERROR_CANCELLED)));

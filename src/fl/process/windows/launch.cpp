@@ -23,6 +23,7 @@
 
 #include <memory>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -97,6 +98,9 @@ HANDLE run_elevated(BOOL(WINAPI* execute)(Request*), const Text& verb, const Tex
   request.nShow = SW_HIDE;
   if (!execute(&request))
     throw_last_error(::GetLastError(), "::ShellExecuteExW");
+  // As when a running program takes the file over.
+  if (!request.hProcess)
+    throw std::runtime_error("the system's shell started no process of its own, so there is nothing to follow");
   return request.hProcess;
 }
 

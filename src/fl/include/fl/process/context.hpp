@@ -92,7 +92,8 @@ class FL_API context {
   /// `NonElevated` takes elevation from the child of an elevated process, and `user()` is ignored then; in any other
   /// process it changes nothing. `Elevated` asks the system's shell to start the child, which may ask the user; it
   /// changes nothing where `user()` is set. Of a child that is started so the id is not known, its window is hidden,
-  /// and it gets neither the environment nor any handle of this context.
+  /// and it gets neither the environment nor any handle of this context. Where the shell starts no new process the
+  /// launch fails.
   void elevationLevel(ElevationLevel value);
   ElevationLevel elevationLevel() const;
   /// True sets `Elevated`; false sets `Unset`, not `NonElevated`.
