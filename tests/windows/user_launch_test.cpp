@@ -307,6 +307,7 @@ TEST(UserLaunch, ThatFailsSaysWhyAndLeavesNothingLoaded) {
     const std::size_t line = log.rfind('\n', at) + 1;
     EXPECT_NE(log.substr(line, at - line).find("[fl::process::process_impl] error: "), std::string::npos) << call;
   }
+  EXPECT_NE(log.find("process_impl::launch("), std::string::npos) << "the scope of a launch has its name";
   EXPECT_EQ(log.find(secret), std::string::npos);
 }
 

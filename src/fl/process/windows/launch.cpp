@@ -119,7 +119,6 @@ void process_impl::launch_elevated_helper(const command& cmd, const char* const&
 }
 
 boost::shared_ptr<process_impl> process_impl::launch_untranslated(const command& cmd, const context& ctx) {
-  const log::scope_trace trace(loggers::process_impl, __PRETTY_FUNCTION__);
   child_setup setup(cmd, ctx);
   switch (choose_way(ctx)) {
     case launch_way::de_elevated:
@@ -157,6 +156,7 @@ std::string failure_text(const command& cmd, const std::string& reason) {
 
 boost::shared_ptr<process_impl> process_impl::launch(const command& cmd, const context& ctx) {
   try {
+    const log::scope_trace trace(loggers::process_impl, __PRETTY_FUNCTION__);
     return launch_untranslated(cmd, ctx);
   } catch (const process::process_bad_user& e) {
     throw process::process_bad_user(failure_text(cmd, e.what()));
