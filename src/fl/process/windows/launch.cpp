@@ -5,6 +5,7 @@
 #include <fl/sysdep/windows/process_impl.hpp>
 
 #include "loggers.hpp"
+#include "process/batch_file.hpp"
 #include "process/quoting.hpp"
 #include "process/windows/child_setup.hpp"
 #include "process/windows/handle_closer.hpp"
@@ -119,6 +120,7 @@ void process_impl::launch_elevated_helper(const command& cmd, const char* const&
 }
 
 boost::shared_ptr<process_impl> process_impl::launch_untranslated(const command& cmd, const context& ctx) {
+  process::refuse_unsafe_batch_file(cmd);
   child_setup setup(cmd, ctx);
   switch (choose_way(ctx)) {
     case launch_way::de_elevated:

@@ -5,7 +5,8 @@
 //
 // A file counts as a command only if the extension of its name is one of these eleven, in any case, whatever PATHEXT
 // says: .COM .EXE .BAT .CMD .VBS .VBE .JS .JSE .WSF .WSH .MSC. Directories never do. Whether it may be executed is not
-// asked, and the system may refuse to start some of the eleven without their interpreter.
+// asked, and the system may refuse to start some of the eleven without their interpreter. What is found may be a batch
+// file, to which not every argument can be passed (see <fl/process/command.hpp>).
 //
 // Where it is looked for, in this order, the first hit being the answer:
 // 1. the name as it stands, absolute or relative to the current directory;
