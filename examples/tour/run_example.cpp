@@ -22,6 +22,7 @@ run_result run_example(const std::string& name, const lines& arguments, const pr
     how.environment()[variable] = value;
   how.std_out(process::pipe_to(output));
   how.std_err(process::merge_with_stdout());
+  how.explicitlyInheritHandles(true);
   process::command what(find_program(name));
   what.args() = arguments;
   process::process child(what, how);

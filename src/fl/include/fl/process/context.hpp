@@ -4,6 +4,11 @@
 //
 // All narrow text is UTF-8 and reaches the child and the system as that text, whatever the active code page is. Names
 // of files, users and variables, values and passwords that are not valid UTF-8 are taken in that code page.
+//
+// Who starts children side by side calls `explicitlyInheritHandles(true)`. Without it a child that inherits anything
+// gets every inheritable handle of this process, the ends of pipes included that are at this moment meant for another
+// child: such a pipe ends only when both children have ended. A launch closes the child's ends in this process, but
+// cannot take them from a sibling.
 #pragma once
 
 #include <boost/optional/optional.hpp>
@@ -83,8 +88,7 @@ class FL_API context {
   void detached_process(bool value);
   void detached_process(const boost::optional<bool>& value);
   boost::optional<bool> detached_process() const;
-  /// Whether the child gets only the handles that this context names, and no other inheritable one. Without it a child
-  /// also gets every end that another thread is just giving to a child of its own, and keeps that pipe from ending.
+  /// Whether the child gets only the handles that this context names, and no other inheritable one (see above).
   void explicitlyInheritHandles(bool value);
   void explicitlyInheritHandles(const boost::optional<bool>& value);
   boost::optional<bool> explicitlyInheritHandles() const;
