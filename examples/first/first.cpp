@@ -13,6 +13,7 @@ int main(int argc, char**) try {
   process::iopipe output(process::open_mode::read);  // not binary: a line end is one "\n"
   process::context how;
   how.std_out(process::pipe_to(output));
+  how.explicitlyInheritHandles(true);  // or another child, started meanwhile, keeps the pipe from ending
   process::process child(process::make_command("C:\\windows\\system32\\ipconfig.exe", "/all"), how);
   int lines = 0;
   for (std::string line; std::getline(output, line);)

@@ -126,6 +126,7 @@ void set_streams(process::context& how, const run_options& options, process::iop
 process::context make_context(const run_options& options, process::iopipe& output) {
   process::context how;
   set_streams(how, options, output);
+  how.explicitlyInheritHandles(true);
   how.elevationLevel(options.elevation);
   if (options.detached)
     how.detached_process(true);

@@ -3,8 +3,6 @@
 #include "check.hpp"
 
 #include <fl/process.hpp>
-#include <i18n/convert.hpp>
-#include <i18n/encoding.hpp>
 
 #include <algorithm>
 #include <cstdio>
@@ -14,7 +12,7 @@ namespace process = foundation::core::process;
 std::string find_program(const std::string& name) {
   const auto file = process::which(name);
   check(file.has_value(), ("a program named " + name).c_str());
-  return fl::i18n::ustring_to_utf8(fl::i18n::decode(*file, "SYSTEM"));
+  return *file;
 }
 
 run_result run_example(const std::string& name, const lines& arguments, const process::environment_map& settings) {
@@ -24,6 +22,7 @@ run_result run_example(const std::string& name, const lines& arguments, const pr
     how.environment()[variable] = value;
   how.std_out(process::pipe_to(output));
   how.std_err(process::merge_with_stdout());
+  how.explicitlyInheritHandles(true);
   process::command what(find_program(name));
   what.args() = arguments;
   process::process child(what, how);

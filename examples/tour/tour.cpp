@@ -35,6 +35,7 @@ void read_lines_through_a_text_pipe() {
   process::iopipe output(0);  // text mode: a line end is one "\n"
   process::context how;
   how.std_out(process::pipe_to(output));
+  how.explicitlyInheritHandles(true);
   const auto start = std::chrono::steady_clock::now();
   process::process child(child_with("lines", std::to_string(count)), how);
 
@@ -56,6 +57,7 @@ void feed_a_child() {
   process::context how;
   how.std_in(process::pipe_from(input));
   how.std_out(process::pipe_to(output));
+  how.explicitlyInheritHandles(true);
   process::process child(child_with("sum"), how);
 
   for (int n = 1; n <= 1000; ++n)
@@ -73,6 +75,7 @@ void merge_both_streams_into_a_file() {
   process::context how;
   how.std_out(process::overwrite_file(file));
   how.std_err(process::merge_with_stdout());
+  how.explicitlyInheritHandles(true);
   process::process child(child_with("both", "6"), how);
   check(child.exit_status() == 0, "the exit status");
 

@@ -2,7 +2,6 @@
 
 #include <fl/process/which.hpp>
 #include <i18n/convert.hpp>
-#include <i18n/encoding.hpp>
 
 #include <boost/algorithm/string/classification.hpp>
 #include <boost/algorithm/string/split.hpp>
@@ -10,10 +9,11 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <stdexcept>
 #include <string>
 #include <vector>
+
+#include <stdlib.h>
 
 namespace process = foundation::core::process;
 
@@ -36,13 +36,22 @@ const char* const usage_text =
     "\n"
     "exit status: 0 each was found, 1 one was not, 2 wrong usage\n";
 
-using strings = std::vector<std::string>;  // narrow text of the system, in which PATH comes and lookups work
+using strings = std::vector<std::string>;  // UTF-8
 
 struct options {
   bool all = false;
   bool help = false;
-  std::vector<fl::ustring> names;
+  strings names;
 };
+
+std::string to_utf8(const std::wstring& text) {
+  return fl::i18n::ustring_to_utf8(fl::ustring(text.begin(), text.end()));
+}
+
+boost::filesystem::path to_path(const std::string& text) {
+  const fl::ustring units = fl::i18n::utf8_to_ustring(text);
+  return std::wstring(units.begin(), units.end());
+}
 
 options parse_options(int argc, wchar_t** argv) {
   options chosen;
@@ -55,31 +64,31 @@ options parse_options(int argc, wchar_t** argv) {
     else if (word.rfind(L"--", 0) == 0)
       throw std::invalid_argument("there is no such option");
     else
-      chosen.names.emplace_back(word.begin(), word.end());
+      chosen.names.push_back(to_utf8(word));
   }
   if (chosen.names.empty() && !chosen.help)
     throw std::invalid_argument("no command is named");
   return chosen;
 }
 
-strings entries_of(const char* variable) {
+strings entries_of(const wchar_t* variable) {
   strings entries;
-  const char* const value = std::getenv(variable);
+  const wchar_t* const value = _wgetenv(variable);
   if (value && *value)
-    boost::algorithm::split(entries, value, boost::is_any_of(";"));
+    boost::algorithm::split(entries, to_utf8(value), boost::is_any_of(";"));
   return entries;
 }
 
 /// Whether the library takes `file` for a command. One that is missing is not asked for: it would be searched for.
 bool is_command(const std::string& file) {
-  return boost::filesystem::exists(file) && process::which(file) == file;
+  return boost::filesystem::exists(to_path(file)) && process::which(file) == file;
 }
 
 /// Every file that `name` can stand for, in the order of the search, each once.
 strings all_hits(const std::string& name) {
-  strings extensions = entries_of("PATHEXT");
+  strings extensions = entries_of(L"PATHEXT");
   extensions.insert(extensions.begin(), "");
-  const strings directories = entries_of("PATH");
+  const strings directories = entries_of(L"PATH");
   strings hits;
   const auto add = [&](const std::string& file) {
     if (is_command(file) && std::find(hits.begin(), hits.end(), file) == hits.end())
@@ -88,7 +97,7 @@ strings all_hits(const std::string& name) {
   for (const std::string& extension : extensions) {
     add(name + extension);
     for (const std::string& directory : directories)
-      add((boost::filesystem::path(directory) / (name + extension)).string());
+      add(to_utf8((to_path(directory) / to_path(name + extension)).native()));
   }
   return hits;
 }
@@ -100,13 +109,12 @@ strings first_hit(const std::string& name) {
 
 int print_hits(const options& chosen) {
   int status = 0;
-  for (const fl::ustring& name : chosen.names) {
-    const std::string narrow = fl::i18n::encode(name, "SYSTEM");
-    const strings hits = chosen.all ? all_hits(narrow) : first_hit(narrow);
+  for (const std::string& name : chosen.names) {
+    const strings hits = chosen.all ? all_hits(name) : first_hit(name);
     for (const std::string& file : hits)
-      std::puts(fl::i18n::ustring_to_utf8(fl::i18n::decode(file, "SYSTEM")).c_str());
+      std::puts(file.c_str());
     if (hits.empty()) {
-      std::fprintf(stderr, "which: no %s in PATH\n", fl::i18n::ustring_to_utf8(name).c_str());
+      std::fprintf(stderr, "which: no %s in PATH\n", name.c_str());
       status = exit_not_found;
     }
   }

@@ -1,6 +1,7 @@
 // Arguments arrive in a real child as they were given, by the run-time's parser and by the system's.
 
 #include "children.hpp"
+#include "launch_texts.hpp"
 #include "seeded_random.hpp"
 
 #include <gtest/gtest.h>
@@ -116,10 +117,23 @@ TEST(Arguments, AnEmptyArgumentIsLostAndTheOthersStay) {
   EXPECT_EQ(arguments_that_arrive(given, false), (std::vector<std::string>{"a", "b c"}));
 }
 
-TEST(Arguments, AProgramWithBlanksInItsPathStarts) {
+// Batch files are run by an interpreter that takes the arguments apart once more.
+TEST(Arguments, RunNoCommandOfTheirOwnInABatchFile) {
   const test_support::temp_dir folder("blank in name");
-  const std::string program = folder.file("child with blanks.exe");
-  test_support::write_file(program, test_support::read_file(test_support::child_path("child_exit")));
-  process::process child(process::make_command(program, "7"));
-  EXPECT_EQ(child.exit_status(), 7u);
+  const std::string file = folder.file("tool.BaT");
+  test_support::write_file(file, "@echo %1, %~2, %3\r\n");
+  process::iopipe output(0);
+  process::process child(process::make_command(file, "one", "two \u00e4 (x)", "C:\\a~b'#"),
+                         children::output_to(output));
+  EXPECT_EQ(children::read_all(output.device()), "one, two \u00e4 (x), C:\\a~b'#\n");
+  for (const std::string name : {"tool.BaT", "tool.bat. .", "a&b.cmd", "none.CMD "})
+    for (const std::string argument : {"a\" & echo INJECTED & rem ", "a&echo INJECTED", "|echo INJECTED", "%PATH%",
+                                       "!a!", "^", "<a", ">a", "a\nb", "a b\x1a", "\x7f"}) {
+      const process::command what = process::make_command(folder.file(name), "fine", argument);
+      const bool bad_name = name.front() == 'a';
+      EXPECT_EQ(launch_texts::text_of_launch<process::process_init_error>(what, {}),
+                launch_texts::init_error_text(
+                    what, (bad_name ? "the program name \"" + what.name() : "the argument \"" + argument) +
+                              "\" cannot be passed safely to the command interpreter, which runs batch files"));
+    }
 }

@@ -87,9 +87,10 @@ TEST(Inheritance, APipeReachesTheChildByItsDescriptorAndEndsWithIt) {
   }
 }
 
-TEST(Inheritance, TheListNamesEachHandleOnceAndInOrder) {
+TEST(Inheritance, TheListNamesEachHandleOnceInOrderAndTheyAreAllInheritable) {
   process::iopipe output, extra;
   const inheritable_event event;
+  SetHandleInformation(event.handle, HANDLE_FLAG_INHERIT, 0);
   process::context how;
   how.explicitlyInheritHandles(true);
   how.std_in(process::read_from_file("NUL"));
@@ -106,6 +107,10 @@ TEST(Inheritance, TheListNamesEachHandleOnceAndInOrder) {
       [&](auto original, auto target, auto flags, DWORD_PTR attribute, PVOID value, SIZE_T size, auto... rest) {
         EXPECT_EQ(attribute, DWORD_PTR{0x00020002});
         list.assign(static_cast<HANDLE*>(value), static_cast<HANDLE*>(value) + size / sizeof(HANDLE));
+        for (const HANDLE each : list) {
+          DWORD handle_flags = 0;
+          EXPECT_TRUE(GetHandleInformation(each, &handle_flags) && (handle_flags & HANDLE_FLAG_INHERIT));
+        }
         return original(target, flags, attribute, value, size, rest...);
       });
   EXPECT_EQ(process::process(children::command("child_exit", {"0"}), how).exit_status(), 0u);
@@ -114,6 +119,18 @@ TEST(Inheritance, TheListNamesEachHandleOnceAndInOrder) {
   EXPECT_EQ(std::adjacent_find(list.begin(), list.end(), std::greater_equal<>()), list.end()) << "strictly ascending";
   for (const HANDLE expected : {event.handle, standard, ends.read_handle(), ends.write_handle()})
     EXPECT_EQ(std::count(list.begin(), list.end(), expected), 1);
+
+  // The parent's own input may be of any kind, even a number that stands for nothing.
+  SetHandleInformation(event.handle, HANDLE_FLAG_INHERIT, 0);
+  const HANDLE former = GetStdHandle(STD_INPUT_HANDLE);
+  process::context plain;
+  plain.explicitlyInheritHandles(true);
+  for (const HANDLE input : {event.handle, INVALID_HANDLE_VALUE, reinterpret_cast<HANDLE>(0x7ffc)}) {
+    SetStdHandle(STD_INPUT_HANDLE, input);
+    EXPECT_EQ(process::process(children::command("child_exit", {"5"}), plain).exit_status(), 5u);
+    EXPECT_EQ(std::count(list.begin(), list.end(), input), input == event.handle ? 1 : 0);
+  }
+  SetStdHandle(STD_INPUT_HANDLE, former);
 }
 
 // The sibling starts at the very moment at which the other child's end of its pipe is open and inheritable here.

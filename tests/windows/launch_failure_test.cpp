@@ -57,10 +57,11 @@ const scenario scenarios[] = {
     {"files",
      [](materials& m) {
        m.how.std_in(process::read_from_file(m.folder.file("in")));
-       m.how.std_out(process::overwrite_file(m.folder.file("out")));
+       m.how.std_out(process::overwrite_file(m.folder.file("out \u4e2d")));
        m.how.std_err(process::append_to_file(m.folder.file("err")));
      },
-     {{"CreateFileA", {opening, opening, opening}},
+     {{"CreateFileA", {opening, opening}},
+      {"CreateFileW", {opening}},
       {"SetEndOfFile", {told("SetEndOfFile (open_file_handle)")}},
       {"SetFilePointer", {told("SetFilePointer (open_file_handle)")}},
       creation}},
@@ -84,7 +85,7 @@ const scenario scenarios[] = {
      {{"CreateFileA", {opening}},
       {"DuplicateHandle",
        {told("Failed to duplicate STD_OUTPUT_HANDLE."), told("Failed to duplicate STD_ERROR_HANDLE.")}},
-      {"SetHandleInformation", {set_information, set_information}},
+      {"SetHandleInformation", std::vector(7, set_information)},  // the pipe's ends, and all five of the list
       {"InitializeProcThreadAttributeList", {no_list, no_list}},
       {"HeapAlloc", {"std::bad_alloc"}},
       {"UpdateProcThreadAttribute", {"UpdateProcThreadAttribute failed"}},
@@ -145,6 +146,7 @@ TEST(LaunchFailure, OfEachSystemCallIsToldAndLosesNoHandle) {
     REFUSE_EACH(GetHandleInformation, FALSE);
     REFUSE_EACH(DuplicateHandle, FALSE);
     REFUSE_EACH(CreateFileA, INVALID_HANDLE_VALUE);
+    REFUSE_EACH(CreateFileW, INVALID_HANDLE_VALUE);
     REFUSE_EACH(SetEndOfFile, FALSE);
     REFUSE_EACH(SetFilePointer, INVALID_SET_FILE_POINTER);
     REFUSE_EACH(InitializeProcThreadAttributeList, FALSE);

@@ -254,6 +254,21 @@ TEST(Elevated, ChildIsStartedByTheShell) {
     EXPECT_EQ(started.exit_status(), 5u);
   }
   EXPECT_TRUE(output.is_open_for_read() && !output.is_open_for_write());
+  injected<decltype(&::ShellExecuteExW)> wide_shell(library, "ShellExecuteExW");
+  wide_shell.handle_with([&](auto, SHELLEXECUTEINFOW* request) {
+    EXPECT_TRUE(request->cbSize == 112u && request->fMask == SEE_MASK_NOCLOSEPROCESS && request->nShow == SW_HIDE);
+    EXPECT_EQ(request->lpVerb + std::wstring(L"|") + request->lpFile + L"|" + request->lpParameters + L"|" +
+                  request->lpDirectory,
+              L"runas|C:\\J\u00fcrgen \u20ac.exe|\u4e2d\U0001f600 |.");
+    ::SetLastError(ERROR_CANCELLED);
+    return FALSE;
+  });
+  shell.handle_with([](auto...) { return TRUE; });  // success, but no process
+  EXPECT_EQ(text_of_launch<process::process_init_error>(what, how),
+            init_error_text(what, "the system's shell started no process of its own, so there is nothing to follow"));
+  const process::command wide = process::make_command("C:\\J\u00fcrgen \u20ac.exe", "\u4e2d\U0001f600");
+  EXPECT_EQ(text_of_launch<process::process_init_error>(wide, how),
+            init_error_text(wide, told("::ShellExecuteExW", ERROR_CANCELLED)));
   EXPECT_TRUE(loses_no_handle([&] {
     shell.fail_always(FALSE, ERROR_CANCELLED);
     EXPECT_EQ(text_of_launch<process::process_init_error>(what, at_level(ElevationLevel::Elevated)),

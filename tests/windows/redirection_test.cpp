@@ -14,6 +14,7 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <cstring>
 #include <functional>
 #include <optional>
 #include <stdexcept>
@@ -80,7 +81,7 @@ class scoped_stream {
 // What the system is asked to start, while the request is valid.
 struct request {
   std::wstring program, line, directory;
-  const char* environment;
+  const void* environment;
   BOOL inherit;
   DWORD flags;
   const STARTUPINFOEXW& startup;
@@ -92,7 +93,7 @@ void look_at_request(const process::command& what, const process::context& how,
   injected<decltype(&CreateProcessW)> creation(library, "CreateProcessW");
   creation.handle_with(
       [&](auto, auto name, auto line, auto, auto, auto inherit, auto flags, auto env, auto dir, auto startup, auto) {
-        look({name, line, dir, static_cast<char*>(env), inherit, flags, *reinterpret_cast<STARTUPINFOEXW*>(startup)});
+        look({name, line, dir, env, inherit, flags, *reinterpret_cast<STARTUPINFOEXW*>(startup)});
         SetLastError(ERROR_CANCELLED);
         return FALSE;
       });
@@ -147,6 +148,28 @@ TEST(Redirection, OutputFilesAreReplacedOrContinuedAndMadeWhereMissing) {
       EXPECT_EQ(process::process(what, how).exit_status(), 0u);
       EXPECT_EQ(read_file(file), each.after);
     }
+}
+
+// The program, its directory, a variable, a file and what `which` finds all have such names, whatever the code page.
+TEST(Launch, ArrivesWithTheLettersOfAllLanguages) {
+  for (const std::string text : {"J\u00fcrgen \u20ac", "\u042e\u0440\u0438\u0439", "\u4e2d\u6587", "\U0001f600"}) {
+    const test_support::temp_dir folder(text);
+    write_file(folder.file(text + ".exe"), read_file(test_support::child_path("child_env")));
+    const test_support::scoped_variable path("PATH", folder.file(""));
+    const auto program = process::which(text + ".exe");
+    ASSERT_TRUE(program.has_value() && *program == folder.file(text + ".exe")) << text;
+    process::context how;
+    how.environment()["name"] = how.environment()["B" + text] = text;
+    how.directory(folder.file("."));
+    how.std_out(process::overwrite_file(folder.file("out " + text)));
+    EXPECT_EQ(process::process(process::make_command(*program, "name"), how).exit_status(), 0u);
+    const std::string told = read_file(folder.file("out " + text));
+    const std::wstring wide = test_support::widen(text);
+    char narrow[64] = "";
+    WideCharToMultiByte(CP_ACP, 0, wide.c_str(), -1, narrow, sizeof narrow, nullptr, nullptr);
+    EXPECT_NE(told.find("\nB" + text + "=" + text + "\n"), std::string::npos) << told;
+    EXPECT_TRUE(told.ends_with(std::string("\n") + narrow + "\n" + folder.file("\n"))) << told;
+  }
 }
 
 // Two positions in the file would let each stream overwrite the other.
@@ -262,6 +285,7 @@ TEST(LaunchRequest, HoldsWhatCommandAndContextSay) {
     bool inherit = false;
     DWORD creation = extended;
     DWORD startup = 0x100;
+    bool list = false;
   } cases[] = {
       {"default", [](auto&) {}},
       {"hide", [](auto& how) { how.hide_windows(true); }, false, extended, 0x101},
@@ -269,6 +293,7 @@ TEST(LaunchRequest, HoldsWhatCommandAndContextSay) {
       {"no window", [](auto& how) { how.create_no_window(true); }, false, extended | 0x08000000},
       {"negations",
        [](auto& how) { how.hide_windows(false), how.detached_process(false), how.create_no_window(false); }},
+      {"a list", [](auto& how) { how.explicitlyInheritHandles(true); }, true, extended, 0x100, true},
       {"a handle", [&](auto& how) { how.inherited_handles().insert(pipe.device().handles().read_handle()); }, true},
   };
   process::command what("C:\\a b\\pr\u00f6g.exe");
@@ -282,7 +307,7 @@ TEST(LaunchRequest, HoldsWhatCommandAndContextSay) {
       EXPECT_EQ(seen.startup.StartupInfo.dwFlags, each.startup);
       EXPECT_EQ(seen.startup.StartupInfo.cb, 112u);
       EXPECT_EQ(seen.startup.StartupInfo.wShowWindow, SW_HIDE);
-      EXPECT_EQ(seen.startup.lpAttributeList, nullptr);
+      EXPECT_EQ(seen.startup.lpAttributeList != nullptr, each.list);
     });
   }
 
@@ -292,17 +317,36 @@ TEST(LaunchRequest, HoldsWhatCommandAndContextSay) {
     EXPECT_EQ(seen.program, L"C:\\a b\\pr\u00f6g.exe");
     EXPECT_EQ(seen.line, L"\"C:\\a b\\pr\u00f6g.exe\"");
     EXPECT_EQ(seen.directory, L".");
-    EXPECT_EQ(std::string(seen.environment, 2), std::string(2, '\0'));
+    EXPECT_EQ(std::string(static_cast<const char*>(seen.environment), 2), std::string(2, '\0'));
   });
   what.args() = {"one", "two words", "\u4e2d\U0001f600", "q\""};
-  how.environment() = {{"b", "2=3"}, {"A", "\u00e4"}, {"C", ""}};
   how.directory("C:\\win dows\\\u00e4");
   look_at_request(what, how, [](const request& seen) {
     EXPECT_EQ(seen.line, L"\"C:\\a b\\pr\u00f6g.exe\" one \"two words\" \u4e2d\U0001f600 q\\\" ");
     EXPECT_EQ(seen.directory, L"C:\\win dows\\\u00e4");
-    constexpr char expected[] = "A=\u00e4\0b=2=3\0C=\0";
-    EXPECT_EQ(std::string(seen.environment, sizeof expected), std::string(expected, sizeof expected));
   });
+}
+
+// A narrow block is read in the active code page: text that this page would change goes to the system in UTF-16.
+TEST(LaunchRequest, HoldsTheEnvironmentAsBytesOnlyWhereTheseAreTheText) {
+  process::context how;
+  const auto expect_block = [&](const auto& expected, DWORD flags) {
+    look_at_request(process::command("C:\\a.exe"), how, [&](const request& seen) {
+      EXPECT_EQ(seen.flags, 0x00080000 | flags);
+      EXPECT_EQ(std::memcmp(seen.environment, expected, sizeof expected), 0);
+    });
+  };
+  how.environment() = {{"b", "2=3"}, {"A", "1"}, {"C", ""}};
+  expect_block("A=1\0b=2=3\0C=\0", 0);
+  how.environment()["\u00e4"] = "\U0001f600";
+  expect_block(L"A=1\0b=2=3\0C=\0\u00e4=\U0001f600\0", CREATE_UNICODE_ENVIRONMENT);
+  how.environment()["A"] = "\xff";  // no UTF-8: what the active code page says
+  wchar_t expected[] = L"A=?\0b=2=3\0C=\0\u00e4=\U0001f600\0";
+  ASSERT_EQ(MultiByteToWideChar(CP_ACP, 0, "\xff", 1, expected + 2, 1), 1);
+  expect_block(expected, CREATE_UNICODE_ENVIRONMENT);
+  injected<decltype(&GetACP)> page(library, "GetACP");
+  page.handle_with([](auto) { return UINT{CP_UTF8}; });
+  expect_block("\u00e4=\U0001f600\0A=\xff\0b=2=3\0C=\0", 0);
 }
 
 TEST(LaunchRequest, IsNotMadeWithANulThatWouldCutTextShort) {

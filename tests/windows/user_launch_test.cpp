@@ -25,6 +25,7 @@
 #include <string>
 
 using namespace launch_texts;
+using namespace std::string_literals;
 using foundation::core::sysdep::windows::process_impl;
 using test_support::injected;
 using test_support::loses_no_handle;
@@ -82,6 +83,16 @@ class scripted_users {
     return record();
   }
 
+  /// What a logon gives.
+  BOOL give_token(HANDLE* token) {
+    HANDLE own = nullptr;
+    ::OpenProcessToken(::GetCurrentProcess(), TOKEN_DUPLICATE, &own);
+    ::DuplicateTokenEx(own, TOKEN_ALL_ACCESS, nullptr, SecurityImpersonation, TokenPrimary, token);
+    ::CloseHandle(own);
+    token_ = *token;
+    return TRUE;
+  }
+
  private:
   void note(const std::string& call) {
     const std::lock_guard lock(mutex_);
@@ -93,12 +104,7 @@ class scripted_users {
                              DWORD provider, HANDLE* token) {
       note("logon " + std::string(user) + " " + domain + " " + std::to_string(type) + " " + std::to_string(provider));
       EXPECT_EQ(password, how.user()->password.c_str()) << "no copy is made of it";
-      HANDLE own = nullptr;
-      ::OpenProcessToken(::GetCurrentProcess(), TOKEN_DUPLICATE, &own);
-      ::DuplicateTokenEx(own, TOKEN_ALL_ACCESS, nullptr, SecurityImpersonation, TokenPrimary, token);
-      ::CloseHandle(own);
-      token_ = *token;
-      return TRUE;
+      return give_token(token);
     });
     privilege.handle_with([this](auto, const char* system, const char* name, LUID* value) {
       note("privilege " + std::string(name));
@@ -301,7 +307,29 @@ TEST(UserLaunch, ThatFailsSaysWhyAndLeavesNothingLoaded) {
     const std::size_t line = log.rfind('\n', at) + 1;
     EXPECT_NE(log.substr(line, at - line).find("[fl::process::process_impl] error: "), std::string::npos) << call;
   }
+  EXPECT_NE(log.find("process_impl::launch("), std::string::npos) << "the scope of a launch has its name";
   EXPECT_EQ(log.find(secret), std::string::npos);
+}
+
+TEST(UserLaunch, TakesNamesAndPasswordsInTheLettersOfAllLanguages) {
+  scripted_users system;
+  injected<decltype(&::LogonUserW)> wide_logon(library, "LogonUserW");
+  injected<decltype(&::LoadUserProfileW)> wide_load(library, "LoadUserProfileW");
+  wide_logon.handle_with([&](auto, auto user, auto domain, auto password, auto type, auto provider, HANDLE* token) {
+    EXPECT_EQ(user + std::wstring(L"|") + domain + L"|" + password, L"J\u00fcrgen \u20ac|\u0414|\u4e2d\U0001f600");
+    EXPECT_TRUE(type == LOGON32_LOGON_INTERACTIVE && provider == LOGON32_PROVIDER_DEFAULT);
+    return system.give_token(token);
+  });
+  wide_load.handle_with([](auto, HANDLE, PROFILEINFOW* info) {
+    EXPECT_TRUE(info->dwSize == 56 && info->dwFlags == PI_NOUI && info->lpUserName == L"J\u00fcrgen \u20ac"s);
+    ::SetLastError(injected_code);
+    return FALSE;
+  });
+  system.how.user("\u0414\\J\u00fcrgen \u20ac", "\u4e2d\U0001f600");
+  EXPECT_EQ(text_of_launch<process::process_init_error>(program, system.how), failure("LoadUserProfile"));
+  EXPECT_TRUE(system.record().ends_with("enable 1 4711 2, close token") && system.logon.calls() == 0);
+  wide_logon.fail_always(FALSE, injected_code);
+  EXPECT_EQ(text_of_launch<process::process_init_error>(program, system.how), failure("LogonUser"));
 }
 
 // Each allocation of a launch in turn finds no memory, those behind the creation of the child included.

@@ -54,24 +54,26 @@ class Which : public testing::Test {
 
 bool runs(const std::string& file) {
   static const std::regex known(R"(.*\.(com|exe|bat|cmd|vbs|vbe|js|jse|wsf|wsh|msc))", std::regex::icase);
-  return (::GetFileAttributesA(file.c_str()) & FILE_ATTRIBUTE_DIRECTORY) == 0 && std::regex_match(file, known);
+  return (::GetFileAttributesW(test_support::widen(file).c_str()) & FILE_ATTRIBUTE_DIRECTORY) == 0 &&
+         std::regex_match(file, known);
 }
 
 /// The rule once more, with nothing kept and nothing shared.
 found slow_which(const std::string& name) {
-  const auto entries = [](const char* variable) {
-    char value[4096] = "";
+  const auto entries = [](const wchar_t* variable) {
+    wchar_t value[4096] = L"";
     strings found_entries;
-    std::istringstream stream(::GetEnvironmentVariableA(variable, value, sizeof value) ? value + std::string(";") : "");
+    const DWORD size = ::GetEnvironmentVariableW(variable, value, 4096);
+    std::istringstream stream(size ? test_support::narrow(value) + ";" : "");
     for (std::string entry; std::getline(stream, entry, ';');)
       found_entries.push_back(entry);
     return found_entries;
   };
-  strings endings = entries("PATHEXT");
+  strings endings = entries(L"PATHEXT");
   endings.insert(endings.begin(), "");
   for (const std::string& ending : endings) {
     strings tried{name + ending};
-    for (const std::string& folder : entries("PATH"))
+    for (const std::string& folder : entries(L"PATH"))
       tried.push_back(folder + (folder.empty() || std::strchr("\\/", folder.back()) ? "" : "\\") + name + ending);
     if (const auto hit = std::find_if(tried.begin(), tried.end(), runs); hit != tried.end())
       return *hit;
@@ -140,10 +142,10 @@ scope_exit: which_impl
 
 TEST_F(Which, AgreesWithTheObviousSearchInTwoThousandLayouts) {
   test_support::seeded_random random;
-  const std::string green = root_.file("gr\u00fcn & blau");
+  const std::string green = root_.file("gr\u00fcn & \u4e2d\u6587");
   std::filesystem::create_directory(test_support::widen(green));
-  const strings folders{".", "A", "B", green}, names{"tool", "t.2"},
-      stems{"tool", "t.2", "B\\tool", root_.file("A\\t.2")};
+  const strings folders{".", "A", "B", green}, names{"tool", "t.2\U0001f600"},
+      stems{"tool", "t.2\U0001f600", "B\\tool", root_.file("A\\t.2\U0001f600")};
   const strings entries{"A", green, "A\\", "B/", root_.file("B"), ".", "", "\"A\"", "none"};
   const strings endings{"",     ".exe", ".Com", ".BAT", ".cmd", ".vbs", ".VBE", ".js", ".JSE",
                         ".wsf", ".wsh", ".msc", ".txt", ".ps1", ".dll", ".pif", ".",   ".exe.com"};
@@ -186,7 +188,7 @@ TEST_F(Which, IsAskedByEightThreadsAtOnceWhenPathHasChanged) {
 
 TEST_F(Which, ReadsPathOnceAndMakesNoListWhileItIsTheSame) {
   write_file("A\\tool.exe", "");
-  injected<char* (*)(const char*)> reading("libqxfl.dll", "getenv");
+  injected<wchar_t* (*)(const wchar_t*)> reading("libqxfl.dll", "_wgetenv");
   injected<void* (*)(std::size_t)> making("libqxfl.dll", "_Znwy");
   injected<void* (*)(std::size_t)> allocating("libstdc++-6.dll", "malloc");  // beneath every `new` of the process
   const auto allocations = [&](std::uint64_t length) {

@@ -3,21 +3,12 @@
 #include <algorithm>
 #include <map>
 
-#include "util/strict_utf.hpp"
-
 namespace foundation::core::process {
 
 namespace {
 
 // Whole entries by upper-cased name, in the order of the units' numbers.
 using merge_map = std::map<std::u16string, std::u16string>;
-
-void append_entry(std::vector<char>& block, const std::string& name, const std::string& value) {
-  block.insert(block.end(), name.begin(), name.end());
-  block.push_back('=');
-  block.insert(block.end(), value.begin(), value.end());
-  block.push_back('\0');
-}
 
 std::u16string upper_cased(std::u16string text, unit_upper_case to_upper) {
   for (char16_t& unit : text) {
@@ -39,7 +30,8 @@ merge_map named_entries(const char16_t* block, unit_upper_case to_upper) {
   return merged;
 }
 
-std::vector<char16_t> flattened(const merge_map& entries) {
+template <class Entries>
+std::vector<char16_t> flattened(const Entries& entries) {
   std::vector<char16_t> block;
   for (const auto& [key, entry] : entries) {
     block.insert(block.end(), entry.begin(), entry.end());
@@ -66,14 +58,10 @@ environment_map environment_from_entries(std::vector<std::string> entries) {
   return environment;
 }
 
-void append_env_var(std::vector<char>& block, const std::pair<std::string, std::string>& entry) {
-  append_entry(block, entry.first, entry.second);
-}
-
-std::vector<char> narrow_environment_block(const environment_map& environment) {
+std::vector<char> narrow_environment_block(const environment_map& environment, entry_appender append) {
   std::vector<char> block;
-  for (const auto& [name, value] : environment) {
-    append_entry(block, name, value);
+  for (const auto& entry : environment) {
+    append(block, entry);
   }
   if (environment.empty()) {
     block.push_back('\0');
@@ -82,12 +70,23 @@ std::vector<char> narrow_environment_block(const environment_map& environment) {
   return block;
 }
 
+std::vector<char16_t> wide_environment_block(const environment_map& environment, unit_upper_case to_upper,
+                                             text_decoder decode) {
+  // Names that the map holds apart stay apart, even if they are alike for `to_upper`.
+  std::multimap<std::u16string, std::u16string> entries;
+  for (const auto& [name, value] : environment) {
+    const std::u16string wide_name = decode(name);
+    entries.emplace(upper_cased(wide_name, to_upper), wide_name + u'=' + decode(value));
+  }
+  return flattened(entries);
+}
+
 std::vector<char16_t> merged_environment_block(const char16_t* user_block, const environment_map& environment,
-                                               unit_upper_case to_upper) {
+                                               unit_upper_case to_upper, text_decoder decode) {
   merge_map merged = named_entries(user_block, to_upper);
-  for (const auto& [narrow_name, narrow_value] : environment) {
-    const std::u16string name = util::utf8_to_utf16_strict(narrow_name);
-    merged.emplace(upper_cased(name, to_upper), name + u'=' + util::utf8_to_utf16_strict(narrow_value));
+  for (const auto& [narrow_name, value] : environment) {
+    const std::u16string name = decode(narrow_name);
+    merged.emplace(upper_cased(name, to_upper), name + u'=' + decode(value));
   }
   return flattened(merged);
 }

@@ -1,18 +1,27 @@
-// child_env
+// child_env [NAME]
 //
 // Writes every entry of its environment block to standard output, in the block's order, as UTF-8, each with a line feed
-// behind it.
+// behind it; with NAME, a variable, also its value as narrow programs see it, and the current directory.
 #include "child_io.hpp"
 
+#include <cstdlib>
 #include <cwchar>
 #include <string>
 
-int wmain() {
+static std::string line(const wchar_t* wide) {
+  char text[1024];
+  const int size = ::WideCharToMultiByte(CP_UTF8, 0, wide, -1, text, sizeof text, nullptr, nullptr);
+  return (size > 0 ? std::string(text) : std::string("an entry that is too long")) + "\n";
+}
+
+int main(int count, char** arguments) {
   std::string lines;
-  for (const wchar_t* entry = ::GetEnvironmentStringsW(); *entry; entry += std::wcslen(entry) + 1) {
-    char text[1024];
-    const int size = ::WideCharToMultiByte(CP_UTF8, 0, entry, -1, text, sizeof text, nullptr, nullptr);
-    lines += (size > 0 ? std::string(text) : std::string("an entry that is too long")) + "\n";
+  for (const wchar_t* entry = ::GetEnvironmentStringsW(); *entry; entry += std::wcslen(entry) + 1)
+    lines += line(entry);
+  if (count > 1) {
+    wchar_t directory[1024] = L"";
+    ::GetCurrentDirectoryW(1024, directory);
+    lines += std::getenv(arguments[1]) + ("\n" + line(directory));
   }
   return child::write_all(child::out, lines) ? 0 : child::io_error;
 }

@@ -4,6 +4,7 @@
 #include "process/environment_block.hpp"
 #include "process/quoting.hpp"
 #include "process/windows/last_error.hpp"
+#include "process/windows/native_text.hpp"
 #include "process/windows/text.hpp"
 
 namespace foundation::core::sysdep::windows {
@@ -41,6 +42,13 @@ STARTUPINFOEXW process_impl::child_setup::make_startup_info(const context& ctx) 
   return startup;
 }
 
+process_impl::child_setup::environment_block process_impl::child_setup::make_environment_block(
+    const process::environment_map& environment) {
+  if (!fits_narrow_calls(checked(environment)))
+    return {{}, process::wide_environment_block(environment, &to_upper, &to_utf16)};
+  return {process::narrow_environment_block(environment, &process_impl::append_env_var), {}};
+}
+
 process_impl::child_setup::child_setup(const command& cmd, const context& ctx)
     : ctx_(ctx),
       startup_info_(make_startup_info(ctx)),
@@ -49,11 +57,13 @@ process_impl::child_setup::child_setup(const command& cmd, const context& ctx)
       std_in_(&startup_info_.StartupInfo, STD_INPUT_HANDLE, ctx.std_in()),
       std_out_(&startup_info_.StartupInfo, STD_OUTPUT_HANDLE, ctx.std_out()),
       std_err_(&startup_info_.StartupInfo, STD_ERROR_HANDLE, ctx.std_err()),
-      env_block_(process::narrow_environment_block(checked(ctx.environment()))),
+      env_block_(make_environment_block(ctx.environment())),
       inherit_handles_(!ctx.inherited_handles().empty() || !ctx.inherited_pipes().empty() || std_in_.changes_handle() ||
                        std_out_.changes_handle() || std_err_.changes_handle()) {
   allow_pipes_to_be_inherited(ctx.inherited_pipes());
   explicitly_inherit_handles(ctx, startup_info_, handles_);
+  // The system takes a list of handles only together with the inheritance.
+  inherit_handles_ = inherit_handles_ || startup_info_.lpAttributeList;
   creation_flags_ = get_process_creation_flags(ctx);
   if (startup_info_.lpAttributeList)
     creation_flags_ |= EXTENDED_STARTUPINFO_PRESENT;
@@ -69,13 +79,13 @@ process_impl::child_setup::wide_texts process_impl::child_setup::texts_for(const
 void process_impl::child_setup::create_process(const std::string& name) {
   wide_texts texts = texts_for(name);
   if (!::CreateProcessW(texts.program.c_str(), texts.command_line.data(), nullptr, nullptr, inherit_handles_,
-                        creation_flags_, env_block_.data(), texts.directory.c_str(), &startup_info_.StartupInfo,
-                        &proc_info_))
+                        creation_flags_ | env_block_.creation_flag(), env_block_.data(), texts.directory.c_str(),
+                        &startup_info_.StartupInfo, &proc_info_))
     throw_last_error(::GetLastError(), "CreateProcessW");
 }
 
 void process_impl::child_setup::create_process_as_user(HANDLE token, const std::string& name) {
-  create_as_user(token, name, creation_flags_, env_block_.data());
+  create_as_user(token, name, creation_flags_ | env_block_.creation_flag(), env_block_.data());
 }
 
 void process_impl::child_setup::create_process_as_user(HANDLE token, const std::string& name,

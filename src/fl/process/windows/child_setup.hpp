@@ -52,7 +52,17 @@ class process_impl::child_setup {
     std::wstring program;
   };
 
+  // The environment of the context as a block that a creating call takes, in one of two forms.
+  struct environment_block {
+    std::vector<char> narrow;    // used if `wide` is empty
+    std::vector<char16_t> wide;  // the call must be told that it gets this one
+
+    void* data() { return wide.empty() ? static_cast<void*>(narrow.data()) : wide.data(); }
+    DWORD creation_flag() const { return wide.empty() ? 0 : CREATE_UNICODE_ENVIRONMENT; }
+  };
+
   static STARTUPINFOEXW make_startup_info(const process::context& ctx);
+  static environment_block make_environment_block(const process::environment_map& environment);
   wide_texts texts_for(const std::string& name) const;
   void create_as_user(HANDLE token, const std::string& name, DWORD creation_flags, void* environment);
 
@@ -64,7 +74,7 @@ class process_impl::child_setup {
   StdHandleGuard<process::std_in_type> std_in_;
   StdHandleGuard<process::std_out_type> std_out_;
   StdHandleGuard<process::std_err_type> std_err_;
-  std::vector<char> env_block_;
+  environment_block env_block_;
   bool inherit_handles_;
   std::vector<void*> handles_;  // what the attribute list refers to
   attribute_list_guard attribute_list_guard_{startup_info_};

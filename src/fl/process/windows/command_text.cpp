@@ -1,9 +1,8 @@
-// The encoding of a command for the system: thin, logged covers of the pure rules.
+// The encoding of a command for the system, mostly thin, logged covers of the pure rules.
 
 #include <fl/sysdep/windows/process_impl.hpp>
 
 #include "loggers.hpp"
-#include "process/environment_block.hpp"
 #include "process/quoting.hpp"
 #include "process/user_string.hpp"
 
@@ -16,7 +15,10 @@ std::string process_impl::escape_copy(std::string text) {
 }
 
 void process_impl::append_env_var(std::vector<char>& block, const std::pair<std::string, std::string>& entry) {
-  process::append_env_var(block, entry);
+  block.insert(block.end(), entry.first.begin(), entry.first.end());
+  block.push_back('=');
+  block.insert(block.end(), entry.second.begin(), entry.second.end());
+  block.push_back('\0');
 }
 
 boost::tuples::tuple<std::string, std::string> process_impl::parse_user(const std::string& text) {

@@ -49,9 +49,20 @@ void process_impl::close_inherited_pipes(const std::map<iopipe_device, int>& pip
 
 namespace {
 
+// The parent's own input is passed on as it is, and may be a number that stands for nothing: a process that was started
+// without inheriting anything has such a one.
+bool is_dead_input(void* handle) {
+  DWORD flags = 0;
+  return handle == ::GetStdHandle(STD_INPUT_HANDLE) &&
+         (handle == INVALID_HANDLE_VALUE || !::GetHandleInformation(handle, &flags));
+}
+
+// Those that the child can have.
 std::vector<void*> standard_handles(const STARTUPINFOW& startup) {
   std::vector<void*> handles = {startup.hStdInput, startup.hStdOutput, startup.hStdError};
-  handles.erase(std::remove(handles.begin(), handles.end(), nullptr), handles.end());
+  handles.erase(std::remove_if(handles.begin(), handles.end(),
+                               [](void* handle) { return !handle || is_dead_input(handle); }),
+                handles.end());
   return handles;
 }
 
@@ -94,6 +105,8 @@ void process_impl::explicitly_inherit_handles(const context& ctx, STARTUPINFOEXW
     return;
   handles.reserve(count);
   collect(ctx, standard, handles);
+  // The system refuses a list that names a handle which is not inheritable.
+  std::for_each(handles.begin(), handles.end(), &mark_inheritable);
   const auto list = make_attribute_list();
   if (!::UpdateProcThreadAttribute(list, 0, PROC_THREAD_ATTRIBUTE_HANDLE_LIST, handles.data(),
                                    handles.size() * sizeof(void*), nullptr, nullptr)) {

@@ -5,10 +5,12 @@
 #include <fl/sysdep/windows/process_impl.hpp>
 
 #include "loggers.hpp"
+#include "process/batch_file.hpp"
 #include "process/quoting.hpp"
 #include "process/windows/child_setup.hpp"
 #include "process/windows/handle_closer.hpp"
 #include "process/windows/last_error.hpp"
+#include "process/windows/native_text.hpp"
 #include "process/windows/non_elevated_token.hpp"
 #include "process/windows/profile_cleanup.hpp"
 #include "process/windows/text.hpp"
@@ -22,6 +24,7 @@
 
 #include <memory>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -79,24 +82,45 @@ void process_impl::launch_under_user(child_setup& setup, const command& cmd, con
   ProfileCleanup::start(std::move(cleanup), setup.info().hProcess);
 }
 
-void process_impl::launch_elevated_helper(const command& cmd, const char* const& directory,
-                                          PROCESS_INFORMATION& proc_info) {
-  const std::string parameters = process::join_arguments(cmd.args(), &process_impl::escape_copy);
-  SHELLEXECUTEINFOA request = {};
+namespace {
+
+// Lets the system's shell start a file, elevated and without a window, and returns the process. `Request` is the narrow
+// or the wide form of what the call takes; the texts are of that form. The text of a failure is the same for both.
+template <class Request, class Text>
+HANDLE run_elevated(BOOL(WINAPI* execute)(Request*), const Text& verb, const Text& file, const Text& parameters,
+                    const Text& directory) {
+  Request request = {};
   request.cbSize = sizeof request;
   request.fMask = SEE_MASK_NOCLOSEPROCESS;
-  request.lpVerb = "runas";
-  request.lpFile = without_nul(cmd.name(), "program name").c_str();
-  request.lpParameters = without_nul(parameters, "command line").c_str();
-  request.lpDirectory = directory;
+  request.lpVerb = verb.c_str();
+  request.lpFile = file.c_str();
+  request.lpParameters = parameters.c_str();
+  request.lpDirectory = directory.c_str();
   request.nShow = SW_HIDE;
-  if (!::ShellExecuteExA(&request))
+  if (!execute(&request))
     throw_last_error(::GetLastError(), "::ShellExecuteExW");
-  proc_info.hProcess = request.hProcess;
+  // As when a running program takes the file over.
+  if (!request.hProcess)
+    throw std::runtime_error("the system's shell started no process of its own, so there is nothing to follow");
+  return request.hProcess;
+}
+
+}  // namespace
+
+void process_impl::launch_elevated_helper(const command& cmd, const char* const& directory,
+                                          PROCESS_INFORMATION& proc_info) {
+  const std::string& file = without_nul(cmd.name(), "program name");
+  const std::string parameters = process::join_arguments(cmd.args(), &process_impl::escape_copy);
+  without_nul(parameters, "command line");
+  const std::string verb = "runas";
+  proc_info.hProcess = fits_narrow_calls({file, parameters, directory})
+                           ? run_elevated(&::ShellExecuteExA, verb, file, parameters, std::string(directory))
+                           : run_elevated(&::ShellExecuteExW, to_native(verb), to_native(file), to_native(parameters),
+                                          to_native(directory));
 }
 
 boost::shared_ptr<process_impl> process_impl::launch_untranslated(const command& cmd, const context& ctx) {
-  const log::scope_trace trace(loggers::process_impl, __PRETTY_FUNCTION__);
+  process::refuse_unsafe_batch_file(cmd);
   child_setup setup(cmd, ctx);
   switch (choose_way(ctx)) {
     case launch_way::de_elevated:
@@ -134,6 +158,7 @@ std::string failure_text(const command& cmd, const std::string& reason) {
 
 boost::shared_ptr<process_impl> process_impl::launch(const command& cmd, const context& ctx) {
   try {
+    const log::scope_trace trace(loggers::process_impl, __PRETTY_FUNCTION__);
     return launch_untranslated(cmd, ctx);
   } catch (const process::process_bad_user& e) {
     throw process::process_bad_user(failure_text(cmd, e.what()));

@@ -2,6 +2,7 @@
 
 #include "loggers.hpp"
 #include "process/windows/environment_list.hpp"
+#include "process/windows/native_text.hpp"
 
 #include <string_view>
 #include <utility>
@@ -10,13 +11,14 @@ namespace foundation::core::process::windows {
 
 namespace {
 
-search_path_cache::directories split_search_path(const std::string& value) {
+search_path_cache::directories split_search_path(const std::wstring& value) {
   if (value.empty()) {
     loggers::which.log(log::severity::note, "Environment variable PATH is empty.");
     return {};
   }
   auto directories = split_list<boost::filesystem::path>(value);
-  loggers::which.log(log::severity::note, " path_val=", value, " search_path.size()=", directories.size());
+  loggers::which.log(log::severity::note, " path_val=", sysdep::windows::from_native(value),
+                     " search_path.size()=", directories.size());
   return directories;
 }
 
@@ -24,13 +26,13 @@ search_path_cache::directories split_search_path(const std::string& value) {
 
 std::shared_ptr<const search_path_cache::directories> search_path_cache::current() {
   const std::lock_guard<std::mutex> lock(mutex_);
-  const std::string_view value = read_variable("PATH");
+  const std::wstring_view value = read_variable(L"PATH");
   if (!directories_ || value != value_)
-    rebuild(std::string(value));
+    rebuild(std::wstring(value));
   return directories_;
 }
 
-void search_path_cache::rebuild(std::string value) {
+void search_path_cache::rebuild(std::wstring value) {
   directories_ = std::make_shared<const directories>(split_search_path(value));
   value_ = std::move(value);
 }

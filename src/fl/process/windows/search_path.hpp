@@ -20,10 +20,10 @@ class search_path_cache {
   std::shared_ptr<const directories> current();
 
  private:
-  void rebuild(std::string value);
+  void rebuild(std::wstring value);
 
   std::mutex mutex_;                                // guards the two others
-  std::string value_;                               // PATH as it was taken apart last
+  std::wstring value_;                              // PATH as it was taken apart last
   std::shared_ptr<const directories> directories_;  // null before the first lookup
 };
 

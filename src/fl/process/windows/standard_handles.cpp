@@ -5,6 +5,7 @@
 #include "loggers.hpp"
 #include "process/windows/handle_flags.hpp"
 #include "process/windows/last_error.hpp"
+#include "process/windows/native_text.hpp"
 #include "process/windows/text.hpp"
 
 #include <windows.h>
@@ -101,6 +102,16 @@ void process_impl::set_handle_to_source(STARTUPINFOW* startup, unsigned long key
 
 namespace {
 
+// Inheritable, and made if it is missing, for reading as well. INVALID_HANDLE_VALUE on failure.
+HANDLE open_or_make(const std::string& file, DWORD access) {
+  SECURITY_ATTRIBUTES attributes = {sizeof attributes, nullptr, TRUE};
+  const auto open = [&](auto* create_file, const auto& name) {
+    return create_file(name.c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE, &attributes, OPEN_ALWAYS,
+                       FILE_ATTRIBUTE_NORMAL, nullptr);
+  };
+  return fits_narrow_calls({file}) ? open(&::CreateFileA, file) : open(&::CreateFileW, to_native(file));
+}
+
 void cut_off(HANDLE file) {
   if (!::SetEndOfFile(file))
     throw_last_error(::GetLastError(), "SetEndOfFile (open_file_handle)");
@@ -115,10 +126,7 @@ void go_to_end(HANDLE file) {
 
 void process_impl::open_file_handle(STARTUPINFOW* startup, unsigned long key, const std::string& file,
                                     unsigned long access, open_action_type action) {
-  SECURITY_ATTRIBUTES attributes = {sizeof attributes, nullptr, TRUE};
-  const HANDLE handle =
-      ::CreateFileA(without_nul(file, "file name").c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE, &attributes,
-                    OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+  const HANDLE handle = open_or_make(without_nul(file, "file name"), access);
   if (handle == INVALID_HANDLE_VALUE)
     throw_last_error(::GetLastError(), "OpenFile (open_file_handle)");
   try {

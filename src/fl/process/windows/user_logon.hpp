@@ -15,9 +15,10 @@ namespace foundation::core::sysdep::windows {
 class UserLogon {
  public:
   /// Logs `user` of `domain` on, and loads the profile; for that the privileges "SeBackupPrivilege" and
-  /// "SeRestorePrivilege" are enabled in this process, and stay so. The password is handed on where it lies: no copy is
-  /// made and none is kept. Throws process::process_bad_user, with the system's reason, if the system does not accept
-  /// the user, boost::system::system_error for every other refusal.
+  /// "SeRestorePrivilege" are enabled in this process, and stay so. The password is handed on where it lies, without a
+  /// copy; only where the system must have it in UTF-16 one is made, which is overwritten after the call. Throws
+  /// process::process_bad_user, with the system's reason, if the system does not accept the user,
+  /// boost::system::system_error for every other refusal.
   UserLogon(std::string user, std::string domain, const std::string& password);
   UserLogon(const UserLogon&) = delete;
   UserLogon& operator=(const UserLogon&) = delete;
@@ -28,8 +29,7 @@ class UserLogon {
   HANDLE token() const { return token_; }
 
   /// The environment block of the user with those of `environment` that the user does not have; in UTF-16, as
-  /// CREATE_UNICODE_ENVIRONMENT asks for. Throws boost::system::system_error, and std::range_error for text that is not
-  /// UTF-8.
+  /// CREATE_UNICODE_ENVIRONMENT asks for. Throws boost::system::system_error.
   std::vector<char16_t> environment_with(const process::environment_map& environment) const;
 
  private:

@@ -2,6 +2,7 @@
 
 #include "loggers.hpp"
 #include "process/windows/environment_list.hpp"
+#include "process/windows/native_text.hpp"
 #include "process/windows/search_path.hpp"
 
 #include <boost/filesystem/operations.hpp>
@@ -20,6 +21,8 @@ namespace {
 
 using boost::optional;
 using boost::filesystem::path;
+using sysdep::windows::from_native;
+using sysdep::windows::to_native;
 
 template <class... Parts>
 void note(const Parts&... parts) {
@@ -29,7 +32,7 @@ void note(const Parts&... parts) {
 bool has_known_extension(const path& file) {
   static const std::set<std::string> known_extensions = {".COM", ".EXE", ".BAT", ".CMD", ".VBS", ".VBE",
                                                          ".JS",  ".JSE", ".WSF", ".WSH", ".MSC"};
-  std::string extension = file.extension().string();
+  std::string extension = from_native(file.extension().native());
   std::transform(extension.begin(), extension.end(), extension.begin(),
                  [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
   return known_extensions.count(extension) != 0;
@@ -40,22 +43,23 @@ bool is_command(const path& file) {
 }
 
 std::vector<std::string> load_pathext() {
-  const std::string value = read_variable("PATHEXT");
+  const std::wstring value = read_variable(L"PATHEXT");
   std::vector<std::string> extensions;
   if (value.empty()) {
     note("The environment variable PATHEXT is empty.");
   } else {
     note("Using the environment variable PATHEXT.");
-    extensions = split_list<std::string>(value);
+    for (const std::wstring& extension : split_list<std::wstring>(value))
+      extensions.push_back(from_native(extension));
   }
-  note(" pathext_val=", value, " pathext.size()=", extensions.size());
+  note(" pathext_val=", from_native(value), " pathext.size()=", extensions.size());
   return extensions;
 }
 
 /// The file of exactly this name, as it stands or in a directory of PATH.
 optional<std::string> search(const std::string& name) {
   const auto directories = search_path.current();
-  const path file(name);
+  const path file(to_native(name));
   if (is_command(file)) {
     note("Command exists: '", name, "'");
     return name;
@@ -66,7 +70,7 @@ optional<std::string> search(const std::string& name) {
     candidate = directory;
     candidate /= file;
     if (is_command(candidate)) {
-      optional<std::string> found = candidate.string();
+      optional<std::string> found = from_native(candidate.native());
       note("which_impl: Found ", *found);
       return found;
     }

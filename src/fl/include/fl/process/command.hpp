@@ -1,6 +1,10 @@
 // What to run: a program and its arguments, as plain values that can be compared, ordered and printed. Nothing is
 // looked up or checked here, and nothing is quoted. One object belongs to one thread at a time; concurrent reads are
 // safe.
+//
+// Batch files (.bat, .cmd) are run by the command interpreter, which takes their arguments apart once more and could
+// find another command in one. A launch refuses a batch file whose name or one of whose arguments holds a quote, one of
+// % ! ^ & | < > or a control character. What is let through may still be cut at , ; = when the file reads it.
 #pragma once
 
 #include <fl/export.hpp>

@@ -1,7 +1,14 @@
 // How to run a command: environment, standard streams, directory, user, what is inherited. A plain value that can be
 // copied, compared, ordered and printed; it touches the system only to take its snapshot of the environment, and
-// nothing is checked before a launch. All narrow text is UTF-8. One object belongs to one thread at a time; concurrent
-// reads are safe.
+// nothing is checked before a launch. One object belongs to one thread at a time; concurrent reads are safe.
+//
+// All narrow text is UTF-8 and reaches the child and the system as that text, whatever the active code page is. Names
+// of files, users and variables, values and passwords that are not valid UTF-8 are taken in that code page.
+//
+// Who starts children side by side calls `explicitlyInheritHandles(true)`. Without it a child that inherits anything
+// gets every inheritable handle of this process, the ends of pipes included that are at this moment meant for another
+// child: such a pipe ends only when both children have ended. A launch closes the child's ends in this process, but
+// cannot take them from a sibling.
 #pragma once
 
 #include <boost/optional/optional.hpp>
@@ -81,8 +88,7 @@ class FL_API context {
   void detached_process(bool value);
   void detached_process(const boost::optional<bool>& value);
   boost::optional<bool> detached_process() const;
-  /// Whether the child gets only the handles that this context names, and no other inheritable one. Without it a child
-  /// also gets every end that another thread is just giving to a child of its own, and keeps that pipe from ending.
+  /// Whether the child gets only the handles that this context names, and no other inheritable one (see above).
   void explicitlyInheritHandles(bool value);
   void explicitlyInheritHandles(const boost::optional<bool>& value);
   boost::optional<bool> explicitlyInheritHandles() const;
@@ -90,7 +96,8 @@ class FL_API context {
   /// `NonElevated` takes elevation from the child of an elevated process, and `user()` is ignored then; in any other
   /// process it changes nothing. `Elevated` asks the system's shell to start the child, which may ask the user; it
   /// changes nothing where `user()` is set. Of a child that is started so the id is not known, its window is hidden,
-  /// and it gets neither the environment nor any handle of this context.
+  /// and it gets neither the environment nor any handle of this context. Where the shell starts no new process the
+  /// launch fails.
   void elevationLevel(ElevationLevel value);
   ElevationLevel elevationLevel() const;
   /// True sets `Elevated`; false sets `Unset`, not `NonElevated`.
@@ -98,7 +105,8 @@ class FL_API context {
   /// True exactly when the level is `Elevated`.
   bool elevated() const;
 
-  /// Further handles for the child, which must be inheritable. They stay the caller's.
+  /// Further handles for the child. They stay the caller's, and must be inheritable; a launch with
+  /// `explicitlyInheritHandles` marks them so.
   inherited_handles_type& inherited_handles();
   const inherited_handles_type& inherited_handles() const;
 

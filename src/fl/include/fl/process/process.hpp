@@ -4,6 +4,7 @@
 //   process::iopipe out(0);                                    // 0: text mode, a line end is one "\n"
 //   process::context how;
 //   how.std_out(process::pipe_to(out));
+//   how.explicitlyInheritHandles(true);                        // keeps other children's pipes from this child
 //   process::process child(process::make_command("C:\\Windows\\System32\\cmd.exe", "/c", "dir"), how);
 //   for (std::string line; std::getline(out, line);) ...       // until the child closes its end
 //   unsigned int status = child.exit_status();                 // waits

@@ -1,11 +1,12 @@
 // What a bare command name stands for: the program file that it would run.
 //
 //   if (const auto program = which("cmd"))
-//     process child(command(utf8(*program)));
+//     process child(command(*program));
 //
 // A file counts as a command only if the extension of its name is one of these eleven, in any case, whatever PATHEXT
 // says: .COM .EXE .BAT .CMD .VBS .VBE .JS .JSE .WSF .WSH .MSC. Directories never do. Whether it may be executed is not
-// asked, and the system may refuse to start some of the eleven without their interpreter.
+// asked, and the system may refuse to start some of the eleven without their interpreter. What is found may be a batch
+// file, to which not every argument can be passed (see <fl/process/command.hpp>).
 //
 // Where it is looked for, in this order, the first hit being the answer:
 // 1. the name as it stands, absolute or relative to the current directory;
@@ -15,13 +16,11 @@
 //    an extension already.
 //
 // PATH is read at each lookup, and taken apart only when it has changed. PATHEXT is read at the first lookup of the
-// process and then kept; without it no extension is tried. Both are those of the C run-time (`getenv`), which a change
-// by `_putenv` reaches, but not one by the system's SetEnvironmentVariable alone.
+// process and then kept; without it no extension is tried. Both are those of the C run-time (`_wgetenv`), which a
+// change by `_putenv` reaches, but not one by the system's SetEnvironmentVariable alone.
 //
-// Text is narrow, in the encoding that Boost.Filesystem takes paths in, which is the active code page unless the
-// program has set another one. `command` takes UTF-8: where the two differ, go through `fl::i18n::decode(text,
-// "SYSTEM")` and `fl::i18n::ustring_to_utf8`. Names that the code page lacks are not found by the directories that hold
-// them.
+// Text is UTF-8, as everywhere in the process interface; `command` takes what is found as it is. A name that is not
+// valid UTF-8 is taken in the active code page.
 //
 // The channel "fl::process::which" of the log shows every step of a search.
 #pragma once
