@@ -6,6 +6,7 @@ set(package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/qxfl")
 configure_package_config_file("${CMAKE_CURRENT_LIST_DIR}/qxflConfig.cmake.in" "${CMAKE_BINARY_DIR}/qxflConfig.cmake"
                               INSTALL_DESTINATION "${package_dir}")
 write_basic_package_version_file("${CMAKE_BINARY_DIR}/qxflConfigVersion.cmake" COMPATIBILITY SameMinorVersion)
-install(FILES "${CMAKE_BINARY_DIR}/qxflConfig.cmake" "${CMAKE_BINARY_DIR}/qxflConfigVersion.cmake" DESTINATION "${package_dir}")
+install(FILES "${CMAKE_BINARY_DIR}/qxflConfig.cmake" "${CMAKE_BINARY_DIR}/qxflConfigVersion.cmake"
+              "${CMAKE_CURRENT_LIST_DIR}/QxflBoost.cmake" DESTINATION "${package_dir}")
 install(EXPORT qxfl NAMESPACE qxfl:: DESTINATION "${package_dir}" FILE qxflTargets.cmake)
 install(FILES ${qxfl_runtime_dlls} DESTINATION ${CMAKE_INSTALL_BINDIR})

@@ -21,8 +21,8 @@ foreach(name IN ITEMS libstdc++-6.dll libgcc_s_seh-1.dll libwinpthread-1.dll)
 endforeach()
 
 # Boost's libraries refer to each other, so the whole set is copied.
-get_filename_component(boost_prefix "${Boost_DIR}/../../.." ABSOLUTE)
-file(GLOB boost_dlls "${boost_prefix}/bin/libboost_*.dll" "${boost_prefix}/bin/boost_*.dll")
+get_filename_component(boost_programs "${QXFL_BOOST_INCLUDE}/../bin" ABSOLUTE)
+file(GLOB boost_dlls "${boost_programs}/libboost_*.dll" "${boost_programs}/boost_*.dll")
 foreach(file IN LISTS boost_dlls)
   qxfl_copy_beside_programs("${file}")
   list(APPEND qxfl_runtime_dlls "${file}")
