@@ -205,7 +205,10 @@ TEST(StreambufAdaptor, ARefillIsWhatThePassesGiveUnlessTheLastGivesNothing) {
   EXPECT_EQ(it.adaptor.sbumpc(), 'c');
   EXPECT_EQ(it.adaptor.sgetc(), eof) << "the last pass of 3 gave nothing";
   EXPECT_EQ(it.adaptor.sungetc(), eof) << "the text before it has made room";
-  EXPECT_EQ(it.adaptor.sgetc(), 'd') << "nothing of 3 is left";
+  EXPECT_EQ(it.adaptor.sbumpc(), 'd') << "nothing of 3 is left";
+  it.beneath->blocks = {std::string(1025, '5')};
+  it.in->passes = {{"", false}};
+  EXPECT_EQ(it.adaptor.sgetc(), eof) << "a whole block that gives nothing";
 }
 
 /// Gives a piece when it is asked for more, as a pipe does.
