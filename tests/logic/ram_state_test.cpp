@@ -5,7 +5,6 @@
 
 #include "host/memory.hpp"
 #include "mem/stats_reader.hpp"
-#include "seeded_random.hpp"
 
 #include <gtest/gtest.h>
 
@@ -44,19 +43,6 @@ TEST(RamState, AdvisesWhatIsAvailableBeyondTheReserve) {
     EXPECT_EQ(half.get_max_advised_allocation(most), 8 * gib) << most;
   for (const int least : {1, 0, -1, INT_MIN})
     EXPECT_EQ(state_of(gib, gib).get_max_advised_allocation(least), 0u) << least;
-}
-
-TEST(RamState, AdviceThatIsTakenKeepsThePressure) {
-  test_support::seeded_random random;
-  for (int round = 0; round < 2000; ++round) {
-    const std::uint64_t total = random.between(gib / 4, 4096 * gib);
-    const RamState before = state_of(total, random.below(total + 1));
-    const int pressure = static_cast<int>(random.between(1, 100));
-    const std::uint64_t advised = before.get_max_advised_allocation(pressure);
-    const int after = state_of(total, before.get_available_ram() - advised).get_memory_pressure();
-    EXPECT_TRUE(advised == 0 || after <= pressure);
-    EXPECT_GE(after, pressure - 1) << "no more could have been advised";
-  }
 }
 
 struct fixed_reader : MemStatsReader {
