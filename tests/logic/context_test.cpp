@@ -205,7 +205,8 @@ TEST(Context, CopiesAreIndependentAndSwapExchangesEveryField) {
 }
 
 TEST(InheritPipe, KeepsOneModeForAPipeAndNoneForNoEndAndWritesOutWhatIsBufferedFirst) {
-  const test_support::pipe_script system;
+  test_support::pipe_script system;
+  system.writes.push_back({1, {}});
   iopipe pipe, other;
   context c = empty_context();
   const std::string none = iopipe_descriptor();
@@ -215,7 +216,7 @@ TEST(InheritPipe, KeepsOneModeForAPipeAndNoneForNoEndAndWritesOutWhatIsBufferedF
   EXPECT_TRUE(system.written.empty());
   pipe.setstate(std::ios_base::failbit);  // as after an extraction that failed
   EXPECT_EQ(std::string(c.inherit_pipe(pipe, 1)), std::string(pipe.device().descriptor(1)));
-  EXPECT_EQ(system.written, std::vector<std::string>{"text"});
+  EXPECT_EQ(system.written, (std::vector<std::string>{"text", "ext"}));
   EXPECT_EQ(std::string(c.inherit_pipe(pipe, 2 | 32)), std::string(pipe.device().descriptor(2)));
   c.inherit_pipe(other, 3);
   EXPECT_EQ(c.inherited_pipes(), (std::map<iopipe_device, int>{{pipe.device(), 34}, {other.device(), 3}}));
@@ -226,3 +227,4 @@ TEST(InheritPipe, KeepsOneModeForAPipeAndNoneForNoEndAndWritesOutWhatIsBufferedF
 }
 
 }  // namespace
+  c.std_out(pipe_to(pipe)).std_out(inherit_from_parent());

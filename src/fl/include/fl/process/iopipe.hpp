@@ -20,6 +20,14 @@
 //    let one thread write and another one read.
 //  - Waiting for an answer to a question that is still in this stream's buffer: flush first.
 //
+// What fails how. With `exceptions(badbit)` an operation that moves characters throws what the device threw (`get`,
+// `read`, `getline`: iopipe_error and what derives from it), while one that flushes (`flush`, std::endl, `close`)
+// throws std::ios_base::failure, which does not tell the system's reason. Catch std::ios_base::failure for both.
+//
+// Output that the system takes in parts is offered again until all of it went out or nothing more is taken. The rest
+// stays in the buffer: once the stream's state is cleared, the next flush goes on where this one stopped. Only where a
+// write of text mode was refused half-way it is not known how far that had come: a next flush may repeat some of it.
+//
 // What is thread-safe. The stream is not: its state, its locale and its formatting are shared by both directions. To
 // read and write at once, let each thread have its own `iopipe` over the same device; then one of them may read while
 // the other one writes. Two readers must not run together. `iopipe_device`, of which all streams over one pipe hold a
@@ -47,12 +55,28 @@ namespace foundation::core::process {
 
 namespace detail {
 
+/// The buffer of the stream: 4096 bytes for each direction, 4 of them can be put back. Its base alone would report
+/// output as written of which the system took only a part.
+class FL_API iopipe_buffer
+    : public boost::iostreams::stream_buffer<iopipe_device, std::char_traits<char>, std::allocator<char>,
+                                             boost::iostreams::bidirectional> {
+ public:
+  explicit iopipe_buffer(const iopipe_device& device);
+  /// Writes out what it holds, swallowing errors.
+  ~iopipe_buffer() override;
+
+ protected:
+  int_type overflow(int_type c) override;
+  /// 0 exactly when nothing is left to be written. Does not throw.
+  int sync() override;
+
+ private:
+  bool write_out();
+};
+
 /// The device and its stream buffer, in a base of their own: they must exist before the stream that is built over them.
 class FL_API iopipe_components {
  public:
-  using buffer_type = boost::iostreams::stream_buffer<iopipe_device, std::char_traits<char>, std::allocator<char>,
-                                                      boost::iostreams::bidirectional>;
-
   iopipe_components(const iopipe_components&) = delete;
   iopipe_components& operator=(const iopipe_components&) = delete;
 
@@ -61,7 +85,7 @@ class FL_API iopipe_components {
   ~iopipe_components();
 
   iopipe_device device_;
-  buffer_type buffer_;  // over a copy of `device_`; 4096 bytes for each direction, 4 of them can be put back
+  iopipe_buffer buffer_;  // over a copy of `device_`
 };
 
 }  // namespace detail

@@ -128,8 +128,9 @@ class FL_API iopipe_device : public const_iopipe_device {
   /// and line feed, in a call of its own, and the text before it in another one, also where that is empty: a reader
   /// that waits can see such a call as a read of no bytes. For a reader that takes this for the end, write in binary
   /// mode.
-  /// @return how many of the `n` characters the system took; fewer than `n` are possible and not
-  /// retried.
+  /// @return how many of the `n` characters, from the first on, the system took. In binary mode there is one call of
+  /// the system, so that fewer than `n` are possible; in text mode fewer than `n` mean that it would take nothing more.
+  /// The rest can be written again.
   /// @throws iopipe_error if the end is not open.
   /// @throws iopipe_write_error if the system refuses; how much was written before is not known then.
   /// @throws boost::numeric::positive_overflow if more than 32 bits of characters would go to one system call.
