@@ -11,6 +11,7 @@
 #include <fl/process/inherited_handles.hpp>
 #include <fl/process/iopipe_descriptor.hpp>
 #include <fl/process/iopipe_device.hpp>
+#include <fl/process/open_mode.hpp>
 #include <fl/process/redirection.hpp>
 #include <fl/util/lexicographical_iless.hpp>
 #include <fl/util/ustring.hpp>
@@ -108,6 +109,8 @@ class FL_API context {
   /// the output side of `pipe` first, whatever state the stream is in; what cannot be written sets its badbit. A mode
   /// that names no end takes the pipe off the list and returns an empty descriptor.
   iopipe_descriptor inherit_pipe(iopipe& pipe, int mode);
+  template <class Mode, detail::standard_open_mode<Mode> = 0>
+  iopipe_descriptor inherit_pipe(iopipe& pipe, Mode mode) = delete;
 
  private:
   environment_map environment_;

@@ -3,6 +3,9 @@
 // values.
 #pragma once
 
+#include <ios>
+#include <type_traits>
+
 namespace foundation::core::process::open_mode {
 
 inline constexpr int read = 1;     ///< the read end
@@ -10,3 +13,12 @@ inline constexpr int write = 2;    ///< the write end
 inline constexpr int binary = 32;  ///< no translation of line ends; without this bit a pipe is in text mode
 
 }  // namespace foundation::core::process::open_mode
+
+namespace foundation::core::process::detail {
+
+/// `int` if `T` is the open mode of standard streams, no type otherwise. With run-times in which that is a plain `int`
+/// it cannot be told apart, and nothing is refused.
+template <class T>
+using standard_open_mode = std::enable_if_t<std::is_same_v<T, std::ios_base::openmode> && !std::is_same_v<T, int>, int>;
+
+}  // namespace foundation::core::process::detail
