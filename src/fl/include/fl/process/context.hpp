@@ -131,7 +131,8 @@ class FL_API context {
 /// Equal in every field but the inherited pipes, text by its bytes.
 FL_API bool operator==(const context& left, const context& right);
 
-/// The first field that differs decides, in the order of the fields; the inherited pipes have no part in it.
+/// The first field that differs decides, in the order of the fields; the inherited pipes have no part in it. Contexts
+/// that differ only by `Unset` and `NonElevated` are not equal, yet neither is less: as keys of a map they are one.
 FL_API bool operator<(const context& left, const context& right);
 
 /// For logs. The inherited pipes and the password are left out. Nothing is escaped.

@@ -3,14 +3,14 @@
 // How to use it. An `iopipe` is both ends of one pipe: what is written to it can be read from it. Usually one end goes
 // to somebody else, a child process above all, and this process keeps the other one:
 //
-//     iopipe pipe(open_mode::read | open_mode::write);   // no `binary`: text mode
+//     iopipe pipe(0);                                    // no `open_mode::binary`: text mode
 //     ...                                                // give the write end away, then close ours
 //     pipe.close_for_write();
 //     for (std::string line; std::getline(pipe, line);)
 //       ...
 //
-// In text mode a line end is "\n" for this program and carriage return and line feed in the pipe; in binary mode, the
-// default, nothing is translated.
+// In text mode a line end is "\n" for this program and carriage return and line feed in the pipe. The default, `iopipe
+// pipe;`, is binary mode, where nothing is translated: lines of a program that writes text end in "\r" there.
 //
 // What deadlocks.
 //  - Waiting for end of file while a write end is open somewhere. A reader sees the end only when every write handle is
@@ -93,12 +93,13 @@ class FL_API iopipe_components {
 /// A buffered stream over a pipe; see the top of this file.
 class FL_API iopipe : private boost::noncopyable, private detail::iopipe_components, public std::iostream {
  public:
-  /// A new pipe with both ends open. Without `open_mode::binary` it is in text mode.
+  /// A new pipe. Without `open_mode::binary` it is in text mode. `open_mode::read` and `open_mode::write` do nothing
+  /// here: both ends are open always.
   /// @throws boost::system::system_error with the text "CreatePipe" if the system refuses.
   explicit iopipe(int mode = open_mode::binary);
-  /// A stream over an existing pipe, which it shares with every other holder of the device.
   template <class Mode, detail::standard_open_mode<Mode> = 0>
   explicit iopipe(Mode mode) = delete;
+  /// A stream over an existing pipe, which it shares with every other holder of the device.
   explicit iopipe(const iopipe_device& device);
   /// A stream over the descriptor's handles, which belong to it from now on.
   explicit iopipe(const iopipe_descriptor& descriptor);

@@ -1,6 +1,6 @@
 // The open modes of pipes: which ends are meant, and whether line ends are translated. Plain numbers, because they
 // cross the interface and process boundaries; they are this library's own and must not be mixed with `std::ios_base`
-// values.
+// values: what takes one of these does not compile with one of those, where the compiler can tell them apart.
 #pragma once
 
 #include <ios>
@@ -8,8 +8,8 @@
 
 namespace foundation::core::process::open_mode {
 
-inline constexpr int read = 1;     ///< the read end
-inline constexpr int write = 2;    ///< the write end
+inline constexpr int read = 1;     ///< the read end, where one is handed on; a pipe that is made has both ends always
+inline constexpr int write = 2;    ///< the write end, likewise
 inline constexpr int binary = 32;  ///< no translation of line ends; without this bit a pipe is in text mode
 
 }  // namespace foundation::core::process::open_mode
