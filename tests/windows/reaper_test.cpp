@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <string>
 #include <vector>
 
@@ -107,9 +108,13 @@ TEST(Reaper, TwoThousandChildrenOneAfterAnotherLeaveNoHandle) {
   // The pool may keep a thread and its objects more or less at any moment; a leak would be counted in hundreds.
   EXPECT_LE(handle_count(), before + 10);
   EXPECT_TRUE(loses_no_handle([&] { run(20); }));
+  injected<decltype(&GetModuleHandleExW)> held(library, "GetModuleHandleExW");
+  DWORD how = 0;
+  held.handle_with([&](auto original, DWORD flags, auto... rest) { return original(how = flags, rest...); });
 }
 
 TEST(Reaper, JoinFindsEveryFutureReady) {
+  EXPECT_TRUE(how & GET_MODULE_HANDLE_EX_FLAG_PIN) << "its callbacks need the library";
   std::vector<boost::shared_future<process::exit_status_variant>> statuses;
   for (int i = 0; i < 20; ++i)
     statuses.push_back(exiting_child(0, 20).exit_status_async());
@@ -133,6 +138,27 @@ TEST(Reaper, ANewQualityOfServiceBreaksTheOpenFuturesAndLeavesTheChildrenRunning
   const auto status = child.exit_status_async();
   testing_hooks::set_implementation_qos(process::implementation_qos{7});
   EXPECT_FALSE(status.is_ready()) << "the change comes with the next use";
+// They run inside callbacks: none may wait for itself, and no two for each other.
+TEST(Reaper, ContinuationsMayWaitForAllOthersAndReplaceIt) {
+  for (const std::uint32_t replacement : {0u, 200u}) {
+    children::common_event end;
+    std::atomic<std::uint32_t> next{replacement};
+    std::vector<process::process> all;
+    std::vector<boost::future<void>> done;
+    for (int i = 0; i < 4; ++i) {
+      all.push_back(end.make_waiting_child());
+      done.push_back(all.back().exit_status_async().then(boost::launch::sync, [&](auto) {
+        if (replacement != 0)
+          testing_hooks::set_implementation_qos(process::implementation_qos{++next});
+        testing_hooks::join_all_async_procs();
+      }));
+    }
+    end.set();
+    for (auto& each : done)
+      each.get();
+  }
+}
+
   EXPECT_EQ(testing_hooks::get_implementation_qos(), process::implementation_qos{2});
   EXPECT_THROW(status.get(), boost::broken_promise);
   void* const handle = child.native_handle();

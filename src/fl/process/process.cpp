@@ -126,7 +126,7 @@ void process::async_await_status() {
   status_ = promise.get_future().share();
   void* const duplicate = impl_->get_native_handle();
   lock.unlock();
-  sysdep::windows::process_reaper_instance().async_wait_on(duplicate, std::move(promise));
+  sysdep::windows::process_reaper_instance()->async_wait_on(duplicate, std::move(promise));
 }
 
 unsigned int process::exit_status() {
@@ -160,8 +160,8 @@ void process::detach() {
     return;
   if (!status_.valid()) {
     // Nobody asks for this status: the wait is there so that the child is reaped.
-    auto& reaper = sysdep::windows::process_reaper_instance();
-    reaper.async_wait_on(impl_->get_native_handle(), status_promise());
+    const auto reaper = sysdep::windows::process_reaper_instance();
+    reaper->async_wait_on(impl_->get_native_handle(), status_promise());
   }
   impl_.reset();
 }
