@@ -162,6 +162,30 @@ TEST(Process, FutureFromBeforeTheDetachStillDelivers) {
   children::waiting_child waiting;
   const auto status = waiting.object().exit_status_async();
   waiting.object().detach();
+TEST(Process, ADetachLeavesABlockedWaitItsHandle) {
+  children::waiting_child waiting;
+  injected<decltype(&WaitForSingleObject)> wait(library, "WaitForSingleObject");
+  wait.handle_with([&](auto original, auto... arguments) {
+    waiting.object().detach();
+    waiting.finish();
+    return original(arguments...);
+  });
+  EXPECT_EQ(waiting.object().exit_status(), 0u);
+}
+
+// The callback that would bring the status is never registered. Wine does not refuse to end what has ended.
+TEST(Process, KillTellsThatTheChildHasEndedThoughItsStatusIsStillOnTheWay) {
+  process::process child = exiting_child(0);
+  injected<decltype(&RegisterWaitForSingleObject)> registration(library, "RegisterWaitForSingleObject");
+  registration.fail_always(TRUE, ERROR_SUCCESS);
+  child.exit_status_async();
+  let_it_end(child);
+  injected<decltype(&TerminateProcess)> terminate(library, "TerminateProcess");
+  terminate.fail_always(FALSE, ERROR_ACCESS_DENIED);
+  EXPECT_THROW(child.kill(), process::process_kill_error);
+  process::testing::set_implementation_qos(process::implementation_qos{1});  // forgets the child
+}
+
   waiting.finish();
   EXPECT_EQ(std::get<exited>(status.get()).exit_code, 0u);
 }
