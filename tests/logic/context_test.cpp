@@ -214,8 +214,8 @@ template <class Mode>
 using inherited = decltype(std::declval<context>().inherit_pipe(std::declval<iopipe&>(), std::declval<Mode>()));
 static_assert(boost::is_detected_v<described, int> && !boost::is_detected_v<described, std::ios_base::openmode>);
 static_assert(boost::is_detected_v<inherited, int> && !boost::is_detected_v<inherited, std::ios_base::openmode>);
-static_assert(!std::is_constructible_v<iopipe, std::ios_base::openmode>);
-static_assert(!std::is_constructible_v<iopipe_device, std::ios_base::openmode>);
+static_assert(!std::is_constructible_v<iopipe, std::ios_base::openmode> &&
+              !std::is_constructible_v<iopipe_device, std::ios_base::openmode>);
 static_assert(!std::is_constructible_v<iopipe_device, iopipe_handles, bool, std::ios_base::openmode>);
 static_assert(!std::is_convertible_v<iopipe_descriptor, iopipe_device>);
 
