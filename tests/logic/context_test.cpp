@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 #include <boost/optional/optional_io.hpp>
+#include <boost/type_traits/is_detected.hpp>
 #include <fl/process/context.hpp>
 #include <fl/process/iopipe.hpp>
 
@@ -9,6 +10,7 @@
 #include <map>
 #include <sstream>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "host/pipe_handles.hpp"
@@ -153,6 +155,7 @@ TEST(Context, AscendsInEachFieldAndIsDecidedByTheFirstThatDiffers) {
     for (const auto& i : fields[f])
       for (const auto& j : fields[f]) {
         context left = empty_context(), right = empty_context();
+        fields[f].back()(left);  // Of what was set before nothing may stay, not even under an empty optional.
         i(left);
         j(right);
         EXPECT_EQ(left < right, &i < &j) << f << ": " << left << " | " << right;
@@ -204,18 +207,32 @@ TEST(Context, CopiesAreIndependentAndSwapExchangesEveryField) {
   EXPECT_EQ(full, full_context(pipe));
 }
 
+// The open modes of standard streams are other numbers, and no device, which would close the handles, is made unasked.
+template <class Mode>
+using described = decltype(std::declval<iopipe_device>().descriptor(std::declval<Mode>()));
+template <class Mode>
+using inherited = decltype(std::declval<context>().inherit_pipe(std::declval<iopipe&>(), std::declval<Mode>()));
+static_assert(boost::is_detected_v<described, int> && !boost::is_detected_v<described, std::ios_base::openmode>);
+static_assert(boost::is_detected_v<inherited, int> && !boost::is_detected_v<inherited, std::ios_base::openmode>);
+static_assert(!std::is_constructible_v<iopipe, std::ios_base::openmode> &&
+              !std::is_constructible_v<iopipe_device, std::ios_base::openmode>);
+static_assert(!std::is_constructible_v<iopipe_device, iopipe_handles, bool, std::ios_base::openmode>);
+static_assert(!std::is_convertible_v<iopipe_descriptor, iopipe_device>);
+
 TEST(InheritPipe, KeepsOneModeForAPipeAndNoneForNoEndAndWritesOutWhatIsBufferedFirst) {
-  const test_support::pipe_script system;
+  test_support::pipe_script system;
+  system.writes.push_back({1, {}});
   iopipe pipe, other;
   context c = empty_context();
   const std::string none = iopipe_descriptor();
   pipe << "text";
   EXPECT_EQ(std::string(c.inherit_pipe(pipe, open_mode::binary)), none);
   EXPECT_TRUE(c.inherited_pipes().empty());
+  c.std_out(pipe_to(pipe)).std_out(inherit_from_parent());
   EXPECT_TRUE(system.written.empty());
   pipe.setstate(std::ios_base::failbit);  // as after an extraction that failed
   EXPECT_EQ(std::string(c.inherit_pipe(pipe, 1)), std::string(pipe.device().descriptor(1)));
-  EXPECT_EQ(system.written, std::vector<std::string>{"text"});
+  EXPECT_EQ(system.written, (std::vector<std::string>{"text", "ext"}));
   EXPECT_EQ(std::string(c.inherit_pipe(pipe, 2 | 32)), std::string(pipe.device().descriptor(2)));
   c.inherit_pipe(other, 3);
   EXPECT_EQ(c.inherited_pipes(), (std::map<iopipe_device, int>{{pipe.device(), 34}, {other.device(), 3}}));

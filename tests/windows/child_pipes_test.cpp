@@ -68,17 +68,6 @@ TEST(ChildPipes, TextModeGivesTheChildsLinesWithOneEndEach) {
   }
 }
 
-TEST(ChildPipes, TextModeWritesCarriageReturnsForTheChild) {
-  process::iopipe input(0);
-  process::iopipe output;
-  process::context how = children::output_to(output);
-  how.std_in(process::pipe_from(input));
-  process::process child(children::command("child_echo"), how);
-  input << "one\ntwo\n\nthree";
-  input.close_for_write();
-  EXPECT_EQ(read_all(output.device()), "one\r\ntwo\r\n\r\nthree");
-}
-
 // A one-byte read takes two bytes from the system and keeps the second. It must reach whoever reads on, here another
 // process that knows the pipe only by its descriptor.
 TEST(ChildPipes, APipeWithAPendingCharacterIsHandedToAnotherProcess) {
@@ -100,16 +89,4 @@ TEST(ChildPipes, APipeWithAPendingCharacterIsHandedToAnotherProcess) {
   device.close_for_write();
   EXPECT_EQ(read_all(output.device()), "bcdefgh");
   EXPECT_EQ(child.exit_status(), 0u);
-}
-
-TEST(ChildPipes, AWriteToAChildThatHasGoneIsAnErrorAndAReadIsEndOfFile) {
-  process::iopipe input;
-  process::iopipe output;
-  process::context how = children::output_to(output);
-  how.std_in(process::pipe_from(input));
-  how.explicitlyInheritHandles(true);
-  process::process child(children::command("child_exit", {"0"}), how);
-  child.join();
-  EXPECT_EQ(read_all(output.device()), "");
-  EXPECT_THROW(write_all(input.device(), "into the void"), process::iopipe_write_error);
 }

@@ -5,7 +5,9 @@
 
 #include "support.hpp"
 
-#include <initializer_list>
+#include <windows.h>
+
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -35,6 +37,37 @@ inline process::context output_to(process::iopipe& pipe) {
   made.std_out(process::pipe_to(pipe));
   return made;
 }
+
+/// A child that ends with `code` after `delay_ms` milliseconds.
+inline process::process exiting_child(std::uint32_t code, unsigned delay_ms = 0) {
+  return process::process(command("child_exit", {std::to_string(code), std::to_string(delay_ms)}));
+}
+
+/// Waits until the child has ended, without touching the object.
+inline void let_it_end(const process::process& child) {
+  void* const handle = child.native_handle();
+  WaitForSingleObject(handle, INFINITE);
+  CloseHandle(handle);
+}
+
+/// An event that children wait for, set when it goes. The session has none of its name.
+class common_event {
+ public:
+  common_event() : event_(CreateEventA(nullptr, TRUE, FALSE, name_.c_str())) {}
+  common_event(const common_event&) = delete;
+  common_event& operator=(const common_event&) = delete;
+  ~common_event() {
+    set();
+    CloseHandle(event_);
+  }
+  void set() { SetEvent(event_); }
+  process::process make_waiting_child() const { return process::process(command("child_wait", {name_})); }
+
+ private:
+  static inline unsigned made_ = 0;
+  std::string name_ = "qxfl-test-" + std::to_string(GetCurrentProcessId()) + "-" + std::to_string(++made_);
+  HANDLE event_;
+};
 
 /// A child that lives until its standard input is closed, or until this object goes.
 class waiting_child {

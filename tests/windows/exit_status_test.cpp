@@ -18,6 +18,8 @@
 #include <vector>
 
 namespace process = foundation::core::process;
+using children::exiting_child;
+using children::let_it_end;
 using foundation::core::sysdep::windows::process_impl;
 using process::detail::exited;
 using process::detail::unknown;
@@ -27,17 +29,6 @@ namespace {
 
 constexpr const char* library = "libqxfl.dll";
 constexpr unsigned still_active = 259;
-
-process::process exiting_child(std::uint32_t code, unsigned delay_ms = 0) {
-  return process::process(children::command("child_exit", {std::to_string(code), std::to_string(delay_ms)}));
-}
-
-// Waits until the child has ended, without touching the object.
-void let_it_end(const process::process& child) {
-  void* const handle = child.native_handle();
-  WaitForSingleObject(handle, INFINITE);
-  CloseHandle(handle);
-}
 
 template <class Exception, class Operation>
 std::string text_thrown_by(Operation operation) {
@@ -158,23 +149,51 @@ TEST(Process, TellsIdHandleAndWorkingSet) {
   CloseHandle(second);
 }
 
-TEST(Process, FutureFromBeforeTheDetachStillDelivers) {
+TEST(Process, FutureFromBeforeTheDetachIsAskedByPollsAndStillDelivers) {
   children::waiting_child waiting;
+  injected<decltype(&RegisterWaitForSingleObject)> registration(library, "RegisterWaitForSingleObject");
+  injected<decltype(&WaitForSingleObject)> look(library, "WaitForSingleObject");
   const auto status = waiting.object().exit_status_async();
+  EXPECT_FALSE(waiting.object().exited());
+  EXPECT_EQ(look.calls(), 0u) << "the future knows";
   waiting.object().detach();
+  EXPECT_EQ(registration.calls(), 1u) << "the child is waited for once";
   waiting.finish();
   EXPECT_EQ(std::get<exited>(status.get()).exit_code, 0u);
+}
+
+TEST(Process, ADetachLeavesABlockedWaitItsHandle) {
+  children::waiting_child waiting;
+  injected<decltype(&WaitForSingleObject)> wait(library, "WaitForSingleObject");
+  wait.handle_with([&](auto original, auto... arguments) {
+    waiting.object().detach();
+    waiting.finish();
+    return original(arguments...);
+  });
+  EXPECT_EQ(waiting.object().exit_status(), 0u);
+}
+
+// The callback that would bring the status is never registered. Wine does not refuse to end what has ended.
+TEST(Process, KillTellsThatTheChildHasEndedThoughItsStatusIsStillOnTheWay) {
+  process::process child = exiting_child(0);
+  injected<decltype(&RegisterWaitForSingleObject)> registration(library, "RegisterWaitForSingleObject");
+  registration.fail_always(TRUE, ERROR_SUCCESS);
+  child.exit_status_async();
+  let_it_end(child);
+  injected<decltype(&TerminateProcess)> terminate(library, "TerminateProcess");
+  terminate.fail_always(FALSE, ERROR_ACCESS_DENIED);
+  EXPECT_THROW(child.kill(), process::process_kill_error);
+  process::testing::set_implementation_qos(process::implementation_qos{1});  // forgets the child
 }
 
 // The child must go on, which its own event shows, and nothing may wait for it: the test would hang.
 TEST(Process, DestroyingMovingOntoAndDetachingLeaveTheChildRunning) {
   for (const char* how : {"destroy", "move", "detach"}) {
     SCOPED_TRACE(how);
-    const std::string name = std::string("exit-status-test-") + how;
-    const HANDLE event = CreateEventA(nullptr, TRUE, FALSE, name.c_str());
+    children::common_event end;
     void* handle = nullptr;
     {
-      process::process child(children::command("child_wait", {name}));
+      process::process child = end.make_waiting_child();
       handle = child.native_handle();
       if (how == std::string("move"))
         child = exiting_child(0);
@@ -182,10 +201,9 @@ TEST(Process, DestroyingMovingOntoAndDetachingLeaveTheChildRunning) {
         child.detach();
     }
     EXPECT_EQ(WaitForSingleObject(handle, 0), static_cast<DWORD>(WAIT_TIMEOUT)) << "it ended with its object";
-    SetEvent(event);
+    end.set();
     EXPECT_EQ(process_impl::wait(handle, true), process::exit_status_variant(exited{0, 0}));
     CloseHandle(handle);
-    CloseHandle(event);
     EXPECT_TRUE(process::testing::join_all_async_procs());
   }
 }

@@ -176,7 +176,8 @@ TEST(LaunchFailure, OfAThousandLaunchesOfAMissingProgramLosesNoHandle) {
   EXPECT_EQ(process::process(children::command("child_exit", {"6"})).exit_status(), 6u);
 }
 
-// Each allocation of a launch in turn finds no memory, those behind the creation of the child included.
+// Each allocation in turn finds no memory: of an assignment, which then changes nothing, and of a launch, those behind
+// the creation of the child included.
 TEST(LaunchFailure, ForWantOfMemoryLosesNoHandle) {
   injected<void* (*)(std::size_t)> allocation(library, "_Znwy");
   const process::command what = children::command("child_exit", {"0"});
@@ -187,14 +188,20 @@ TEST(LaunchFailure, ForWantOfMemoryLosesNoHandle) {
       fresh.attach_pipes();
       fresh.how.explicitlyInheritHandles(true);
       fresh.how.inherit_pipe(fresh.extra, process::open_mode::read);
+      process::context how;
+      how.environment().clear();
+      const process::context before = how;
       int count = 0;
       allocation.handle_with([&](auto original, std::size_t bytes) {
         return count++ == failures ? throw std::bad_alloc() : original(bytes);
       });
       try {
-        process_impl::launch(what, fresh.how);
+        how = fresh.how;
+        process_impl::launch(what, how);
         launched = true;
       } catch (const process::process_init_error&) {
+      } catch (const std::bad_alloc&) {
+        EXPECT_EQ(how, before);
       }
       allocation.handle_with(nullptr);
     })) << "allocation "

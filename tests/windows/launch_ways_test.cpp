@@ -131,13 +131,13 @@ TEST(NonElevated, ChildGetsTheEnvironmentAndTheStreamsOfItsContext) {
   process::context how = children::output_to(output);
   how.elevationLevel(ElevationLevel::NonElevated);
   how.user("ignored", "secret");
-  how.environment() = {{"Only", "this"}, {"QXFL", "that"}};
+  how.environment() = {{"Empty", ""}, {"Only", "this"}, {"QXFL", "that"}};
   how.inherit_pipe(extra, process::open_mode::write);
   process::process started(children::command("child_env"), how);
   EXPECT_FALSE(extra.is_open_for_write());
   // Wine puts variables of its own behind them.
   const std::string block = children::read_all(output.device());
-  EXPECT_EQ(block.rfind("Only=this\nQXFL=that\n", 0), 0u) << block;
+  EXPECT_EQ(block.rfind("Empty=\nOnly=this\nQXFL=that\n", 0), 0u) << block;
   EXPECT_EQ(block.find("QXFL_TEST_TIMEOUT"), std::string::npos) << block;
   EXPECT_EQ(started.exit_status(), 0u);
   EXPECT_EQ(system.under, "duplicate");

@@ -8,11 +8,13 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <string>
 #include <vector>
 
 namespace process = foundation::core::process;
 namespace testing_hooks = foundation::core::process::testing;
+using children::exiting_child;
 using process::detail::exited;
 using test_support::handle_count;
 using test_support::injected;
@@ -26,34 +28,11 @@ unsigned exit_code(const boost::shared_future<process::exit_status_variant>& sta
   return std::get<exited>(status.get()).exit_code;
 }
 
-process::process exiting_child(unsigned code, unsigned delay_ms = 0) {
-  return process::process(children::command("child_exit", {std::to_string(code), std::to_string(delay_ms)}));
-}
-
-// An event that all the children of a test wait for.
-class common_event {
- public:
-  explicit common_event(const std::string& name)
-      : name_(name), event_(CreateEventA(nullptr, TRUE, FALSE, name.c_str())) {}
-  common_event(const common_event&) = delete;
-  common_event& operator=(const common_event&) = delete;
-  ~common_event() {
-    set();
-    CloseHandle(event_);
-  }
-  void set() { SetEvent(event_); }
-  process::process make_waiting_child() const { return process::process(children::command("child_wait", {name_})); }
-
- private:
-  std::string name_;
-  HANDLE event_;
-};
-
 }  // namespace
 
 TEST(Reaper, ManyChildrenAtOnceAllReportAndNoThreadIsKeptForEach) {
   constexpr unsigned count = 150;
-  common_event end("reaper-test-many");
+  children::common_event end;
   std::vector<process::process> all;
   std::vector<boost::shared_future<process::exit_status_variant>> statuses;
   for (unsigned i = 0; i < 10; ++i) {
@@ -76,12 +55,18 @@ TEST(Reaper, ManyChildrenAtOnceAllReportAndNoThreadIsKeptForEach) {
     EXPECT_TRUE(child.exited());
 }
 
-TEST(Reaper, EachOfManyFuturesGetsTheStatusOfItsOwnChild) {
+TEST(Reaper, EachOfManyFuturesGetsTheStatusOfItsOwnChildAndEachWaitIsUnregistered) {
+  injected<decltype(&UnregisterWaitEx)> unregistered(library, "UnregisterWaitEx");
   std::vector<boost::shared_future<process::exit_status_variant>> statuses;
   for (unsigned code = 0; code < 40; ++code)
     statuses.push_back(exiting_child(code, code % 7).exit_status_async());
+  process::process ended = exiting_child(9);
+  children::let_it_end(ended);
+  EXPECT_EQ(exit_code(ended.exit_status_async()), 9u);
   for (unsigned code = 0; code < 40; ++code)
     EXPECT_EQ(exit_code(statuses[code]), code);
+  while (unregistered.calls() < 41)
+    Sleep(1);  // The last of its callback; the watchdog ends a test that stays here.
 }
 
 TEST(Reaper, TwoThousandChildrenOneAfterAnotherLeaveNoHandle) {
@@ -119,21 +104,17 @@ TEST(Reaper, JoinFindsEveryFutureReady) {
   EXPECT_TRUE(testing_hooks::join_all_async_procs()) << "with nothing to wait for";
 }
 
-TEST(Reaper, AChildThatHasEndedAlreadyIsReaped) {
-  process::process child = exiting_child(9);
-  void* const handle = child.native_handle();
-  WaitForSingleObject(handle, INFINITE);
-  CloseHandle(handle);
-  EXPECT_EQ(exit_code(child.exit_status_async()), 9u);
-}
-
 TEST(Reaper, ANewQualityOfServiceBreaksTheOpenFuturesAndLeavesTheChildrenRunning) {
-  common_event end("reaper-test-qos");
+  children::common_event end;
   process::process child = end.make_waiting_child();
   const auto status = child.exit_status_async();
+  injected<decltype(&GetModuleHandleExW)> held(library, "GetModuleHandleExW");
+  DWORD how = 0;
+  held.handle_with([&](auto original, DWORD flags, auto... rest) { return original(how = flags, rest...); });
   testing_hooks::set_implementation_qos(process::implementation_qos{7});
   EXPECT_FALSE(status.is_ready()) << "the change comes with the next use";
   EXPECT_EQ(testing_hooks::get_implementation_qos(), process::implementation_qos{2});
+  EXPECT_TRUE(how & GET_MODULE_HANDLE_EX_FLAG_PIN) << "its callbacks need the library";
   EXPECT_THROW(status.get(), boost::broken_promise);
   void* const handle = child.native_handle();
   EXPECT_EQ(WaitForSingleObject(handle, 0), static_cast<DWORD>(WAIT_TIMEOUT));
@@ -157,6 +138,27 @@ TEST(Reaper, IsReplacedSafelyWhileChildrenEnd) {
   }
 }
 
+// They run inside callbacks: none may wait for itself, and no two for each other.
+TEST(Reaper, ContinuationsMayWaitForAllOthersAndReplaceIt) {
+  for (const std::uint32_t replacement : {0u, 200u}) {
+    children::common_event end;
+    std::atomic<std::uint32_t> next{replacement};
+    std::vector<process::process> all;
+    std::vector<boost::future<void>> done;
+    for (int i = 0; i < 4; ++i) {
+      all.push_back(end.make_waiting_child());
+      done.push_back(all.back().exit_status_async().then(boost::launch::sync, [&](auto) {
+        if (replacement != 0)
+          testing_hooks::set_implementation_qos(process::implementation_qos{++next});
+        testing_hooks::join_all_async_procs();
+      }));
+    }
+    end.set();
+    for (auto& each : done)
+      each.get();
+  }
+}
+
 // The refusal is injected through the library's import table.
 TEST(Reaper, ARefusedRegistrationClosesTheHandleAndBreaksTheFuture) {
   children::waiting_child waiting;
@@ -174,7 +176,7 @@ TEST(Reaper, ARefusedRegistrationClosesTheHandleAndBreaksTheFuture) {
 
 // A refused status is an answer too.
 TEST(Reaper, ARefusedStatusReachesTheFuture) {
-  common_event end("reaper-test-refused");
+  children::common_event end;
   process::process child = end.make_waiting_child();
   const auto status = child.exit_status_async();
   injected<decltype(&GetExitCodeProcess)> code(library, "GetExitCodeProcess");

@@ -1,9 +1,48 @@
-// The stream over a pipe. Its one rule of its own is that closing flushes, whatever state the stream is in.
+// The stream over a pipe. Its rules of its own are that closing flushes, whatever state the stream is in, and that
+// output counts as written when the system has taken all of it.
 #include <fl/process/iopipe.hpp>
+
+#include <algorithm>
 
 namespace foundation::core::process {
 
 namespace detail {
+
+iopipe_buffer::iopipe_buffer(const iopipe_device& device) : stream_buffer(device) {}
+
+iopipe_buffer::~iopipe_buffer() {
+  sync();
+  setp(nullptr, nullptr);  // The base would try once more.
+}
+
+// Offers what is left again for as long as the system takes some of it. That moves to the front, where the base has the
+// beginning of its buffer and expects that of the output, too.
+bool iopipe_buffer::write_out() {
+  while (pptr() != pbase()) {
+    const std::streamsize length = pptr() - pbase();
+    const std::streamsize taken = (*this)->write(pbase(), length);
+    if (taken == 0)
+      return false;
+    std::copy(pbase() + taken, pptr(), pbase());
+    setp(pbase(), epptr());
+    pbump(static_cast<int>(length - taken));
+  }
+  return true;
+}
+
+iopipe_buffer::int_type iopipe_buffer::overflow(int_type c) {
+  if (pptr() == epptr() && !write_out())
+    return traits_type::eof();
+  return stream_buffer::overflow(c);
+}
+
+int iopipe_buffer::sync() {
+  try {
+    return write_out() ? 0 : -1;
+  } catch (...) {
+    return -1;  // The stream turns it into its badbit; a flush throws no other exception than that of its state.
+  }
+}
 
 iopipe_components::iopipe_components(const iopipe_device& device) : device_(device), buffer_(device_) {}
 iopipe_components::~iopipe_components() = default;

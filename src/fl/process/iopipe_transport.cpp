@@ -141,11 +141,31 @@ std::streamsize iopipe_device_impl::write(const char* s, std::streamsize n) {
   return text_mode_ ? write_text(s, n) : write_bytes(s, call_size(n));
 }
 
-std::streamsize iopipe_device_impl::write_bytes(const char* s, std::uint32_t n) {
+std::uint32_t iopipe_device_impl::write_bytes(const char* s, std::uint32_t n) {
   const pipe_transfer put = write_pipe(handles_.write_handle(), s, n);
   if (put.failure)
     throw process::iopipe_write_error(system_failure(put.failure).what());
   return put.bytes;
+}
+
+// What the system takes in parts is offered again until it takes nothing: a count of the caller's characters could not
+// tell where a line end was cut.
+std::uint32_t iopipe_device_impl::write_piece(const char* s, std::uint32_t n) {
+  std::uint32_t total = 0;
+  for (;;) {
+    const std::uint32_t taken = write_bytes(s + total, n - total);
+    total += taken;
+    if (taken == 0 || total == n)
+      return total;
+  }
+}
+
+bool iopipe_device_impl::write_line_end() {
+  constexpr std::uint32_t whole = sizeof line_end;
+  const std::uint32_t before = half_line_end_ ? 1 : 0;
+  const std::uint32_t sent = before + write_piece(line_end + before, whole - before);
+  half_line_end_ = sent == 1;
+  return sent == whole;
 }
 
 // Line by line and without a copy: the text before each line feed as it stands, also if it is empty, then the line end.
@@ -156,11 +176,13 @@ std::streamsize iopipe_device_impl::write_text(const char* s, std::streamsize n)
   std::streamsize total = 0;
   for (;;) {
     const char* const found = s < end ? std::find(s, end, line_feed) : end;
-    total += write_bytes(s, call_size(found - s));
-    if (found == end)
+    const std::uint32_t taken = write_piece(s, call_size(found - s));
+    total += taken;
+    if (taken != 0)
+      half_line_end_ = false;
+    if (found == end || taken != found - s || !write_line_end())
       return total;
-    if (write_bytes(line_end, sizeof line_end) == sizeof line_end)
-      ++total;
+    ++total;
     s = found + 1;
   }
 }

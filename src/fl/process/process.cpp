@@ -38,6 +38,23 @@ struct native_status_reader {
   }
 };
 
+[[noreturn]] void throw_already_exited() {
+  throw process_kill_error("process already exited");
+}
+
+// What the system refuses is told as it is, unless the child has ended: between the look at its status and the call, or
+// with its status still on the way.
+template <class Operation>
+auto on_running_child(process_impl& impl, Operation operation) {
+  try {
+    return operation(impl);
+  } catch (const boost::system::system_error&) {
+    if (impl.has_ended())
+      throw_already_exited();
+    throw;
+  }
+}
+
 }  // namespace
 
 process::process(const command& cmd) : impl_(process_impl::launch(cmd, context())) {}
@@ -126,7 +143,7 @@ void process::async_await_status() {
   status_ = promise.get_future().share();
   void* const duplicate = impl_->get_native_handle();
   lock.unlock();
-  sysdep::windows::process_reaper_instance().async_wait_on(duplicate, std::move(promise));
+  sysdep::windows::process_reaper_instance()->async_wait_on(duplicate, std::move(promise));
 }
 
 unsigned int process::exit_status() {
@@ -160,8 +177,8 @@ void process::detach() {
     return;
   if (!status_.valid()) {
     // Nobody asks for this status: the wait is there so that the child is reaped.
-    auto& reaper = sysdep::windows::process_reaper_instance();
-    reaper.async_wait_on(impl_->get_native_handle(), status_promise());
+    const auto reaper = sysdep::windows::process_reaper_instance();
+    reaper->async_wait_on(impl_->get_native_handle(), status_promise());
   }
   impl_.reset();
 }
@@ -192,13 +209,13 @@ void* process::release() {
 
 void process::throw_if_not_active(const std::lock_guard<std::mutex>& lock) {
   if (poll_for_status(lock))
-    throw process_kill_error("process already exited");
+    throw_already_exited();
 }
 
 void process::kill() {
   const std::lock_guard<std::mutex> lock(mutex_);
   throw_if_not_active(lock);
-  impl_->kill();
+  on_running_child(*impl_, [](const process_impl& impl) { impl.kill(); });
 }
 
 void process::terminate() {
@@ -208,7 +225,7 @@ void process::terminate() {
 unsigned long long process::working_set_size() {
   const std::lock_guard<std::mutex> lock(mutex_);
   throw_if_not_active(lock);
-  return impl_->working_set_size();
+  return on_running_child(*impl_, [](process_impl& impl) { return impl.working_set_size(); });
 }
 
 }  // namespace foundation::core::process

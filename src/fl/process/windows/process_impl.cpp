@@ -64,6 +64,10 @@ exit_status_variant process_impl::wait(bool block) {
   return wait(hProcess, block);
 }
 
+bool process_impl::has_ended() const noexcept {
+  return ::WaitForSingleObject(hProcess, 0) == WAIT_OBJECT_0;
+}
+
 void* process_impl::get_native_handle() const {
   HANDLE duplicate = nullptr;
   if (!::DuplicateHandle(::GetCurrentProcess(), hProcess, ::GetCurrentProcess(), &duplicate, 0, FALSE,

@@ -3,7 +3,9 @@
 #include "loggers.hpp"
 #include "process/windows/exit_code.hpp"
 #include "process/windows/handle_closer.hpp"
+#include "process/windows/keep_loaded.hpp"
 #include "process/windows/last_error.hpp"
+#include "util/thread_id.hpp"
 
 #include <windows.h>
 
@@ -12,7 +14,6 @@
 
 #include <algorithm>
 #include <utility>
-#include <vector>
 
 namespace foundation::core::sysdep::windows {
 
@@ -21,18 +22,10 @@ namespace severity = log::severity;
 process_reaper::WaitRecord::WaitRecord(process_reaper* reaper, void* processHandle, exit_status_promise&& promise)
     : m_reaper(reaper), m_processHandle(processHandle), m_promise(std::move(promise)) {}
 
-process_reaper::WaitRecord::WaitRecord(WaitRecord&& other) noexcept
-    : m_reaper(other.m_reaper),
-      m_processHandle(std::exchange(other.m_processHandle, nullptr)),
-      m_waitHandle(std::exchange(other.m_waitHandle, nullptr)),
-      m_inCallback(std::exchange(other.m_inCallback, false)),
-      m_promise(std::move(other.m_promise)) {}
-
 process_reaper::WaitRecord::~WaitRecord() {
   if (m_waitHandle)
-    ::UnregisterWaitEx(m_waitHandle, m_inCallback ? nullptr : INVALID_HANDLE_VALUE);
-  if (m_processHandle)
-    ::CloseHandle(m_processHandle);
+    ::UnregisterWaitEx(m_waitHandle, m_callbackThread != 0 ? nullptr : INVALID_HANDLE_VALUE);
+  ::CloseHandle(m_processHandle);
 }
 
 void process_reaper::WaitRecord::registerWait() {
@@ -40,7 +33,6 @@ void process_reaper::WaitRecord::registerWait() {
                                     WT_EXECUTEONLYONCE))
     return;
   const DWORD code = ::GetLastError();
-  ::CloseHandle(std::exchange(m_processHandle, nullptr));
   m_waitHandle = nullptr;
   throw_last_error(code, "RegisterWaitForSingleObject");
 }
@@ -56,15 +48,24 @@ void process_reaper::WaitRecord::reapChild() noexcept {
   }
 }
 
+process_reaper::process_reaper() noexcept {
+  keep_library_loaded();
+}
+
+process_reaper::~process_reaper() {
+  retire();
+}
+
 void process_reaper::async_wait_on(void* procHandle, exit_status_promise&& promise) {
   const log::scope_trace trace(loggers::process_reaper, __PRETTY_FUNCTION__);
   loggers::process_reaper.log(severity::arguments, " procHandle=", procHandle);
   HandleCloser<void*> owner(procHandle);
-  const std::lock_guard<std::mutex> lock(m_mutex);
-  // Registered under the lock: the callback of a child that has ended already finds the record in the list.
-  std::list<WaitRecord> node;
+  record_list node;
   node.emplace_back(this, procHandle, std::move(promise));
   owner.mode = CloseOnDestruction::leave;
+  // Registered under the lock: the callback of a child that has ended already finds the record in the list. After a
+  // refusal the promise breaks outside of it, since that runs continuations.
+  const std::lock_guard<std::mutex> lock(m_mutex);
   node.back().registerWait();
   m_records.splice(m_records.end(), node);
 }
@@ -75,45 +76,65 @@ void process_reaper::onSignalled(void* record, unsigned char) {
 }
 
 void process_reaper::handleProcessExit(WaitRecord* record) noexcept {
+  const auto self = weak_from_this().lock();  // A continuation may replace this object, and does not wait for itself.
   const log::scope_trace trace(loggers::process_reaper, __PRETTY_FUNCTION__);
+  record_list done;  // Goes after the lock, and so do the handles of the record.
   std::unique_lock<std::mutex> lock(m_mutex);
-  if (!record->m_waitHandle)
-    return;  // The destructor has taken it and waits for this callback.
-  WaitRecord local(std::move(*record));
-  local.m_inCallback = true;
+  if (record->m_abandoned)
+    return;
+  record->m_callbackThread = util::current_thread_id();
   // Children mostly end in the order in which they were registered, so that the search is short.
-  m_records.erase(
-      std::find_if(m_records.begin(), m_records.end(), [record](const WaitRecord& other) { return &other == record; }));
-  ++m_inFlight;
+  const auto place =
+      std::find_if(m_records.begin(), m_records.end(), [record](const WaitRecord& other) { return &other == record; });
+  m_reaping.splice(m_reaping.end(), m_records, place);
   lock.unlock();
-  local.reapChild();
-  // Told under the lock: once it is released the destructor may go on, and this object may be gone. The wait and the
-  // handle of the local record are let go of after that.
+  record->reapChild();
+  // Told under the lock: once it is released, who waits may go on, and this object may be gone.
   lock.lock();
-  if (--m_inFlight == 0 && (m_records.empty() || m_closing))
+  done.splice(done.end(), m_reaping, place);
+  if ((m_records.empty() || m_retired) && onlyWaitingCallbacksAreLeft())
     m_allReaped.notify_all();
-  lock.unlock();
+}
+
+bool process_reaper::onlyWaitingCallbacksAreLeft() const {
+  return std::all_of(m_reaping.begin(), m_reaping.end(),
+                     [](const WaitRecord& record) { return record.m_callbackWaits; });
+}
+
+// Waits for `condition`, and for the callbacks: all of them, but for a caller that runs inside one of them only those
+// that do not wait here themselves. Two callbacks would otherwise wait for each other.
+template <class Condition>
+void process_reaper::waitForCallbacks(std::unique_lock<std::mutex>& lock, Condition condition) {
+  const auto own = std::find_if(m_reaping.begin(), m_reaping.end(), [](const WaitRecord& record) {
+    return record.m_callbackThread == util::current_thread_id();
+  });
+  if (own == m_reaping.end()) {
+    m_allReaped.wait(lock, [&] { return condition() && m_reaping.empty(); });
+    return;
+  }
+  own->m_callbackWaits = true;
+  m_allReaped.notify_all();
+  m_allReaped.wait(lock, [&] { return condition() && onlyWaitingCallbacksAreLeft(); });
+  own->m_callbackWaits = false;
 }
 
 void process_reaper::join() {
   std::unique_lock<std::mutex> lock(m_mutex);
-  m_allReaped.wait(lock, [this] { return m_records.empty() && m_inFlight == 0; });
+  waitForCallbacks(lock, [this] { return m_records.empty(); });
 }
 
-process_reaper::~process_reaper() {
-  // The nodes stay in the list until the end: a callback that comes now finds its record taken and leaves.
-  std::vector<WaitRecord> abandoned;
-  {
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    abandoned.reserve(m_records.size());
-    for (WaitRecord& record : m_records)
-      abandoned.push_back(std::move(record));
-  }
-  // Outside the lock, since each waits for a callback that may be about to take it.
-  abandoned.clear();
+void process_reaper::retire() noexcept {
+  record_list abandoned;
   std::unique_lock<std::mutex> lock(m_mutex);
-  m_closing = true;
-  m_allReaped.wait(lock, [this] { return m_inFlight == 0; });
+  m_retired = true;
+  abandoned.swap(m_records);
+  for (WaitRecord& record : abandoned)
+    record.m_abandoned = true;
+  lock.unlock();
+  abandoned.clear();  // Without the lock: each waits for a callback that may be about to look at it.
+  lock.lock();
+  m_allReaped.notify_all();  // Those in `join` have nothing to wait for any more.
+  waitForCallbacks(lock, [] { return true; });
 }
 
 }  // namespace foundation::core::sysdep::windows

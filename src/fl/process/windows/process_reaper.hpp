@@ -2,7 +2,7 @@
 //
 // One reaper per library instance, made at first use. All operations may run on any thread. A process may hold its own
 // mutex while it registers a wait; a callback never takes that mutex and never touches a process, so that the order of
-// the two locks is fixed. Nothing here waits for a child to end.
+// the two locks is fixed. Nothing here but `join` waits for a child to end.
 #pragma once
 
 #include <fl/process/exit_status.hpp>
@@ -11,60 +11,74 @@
 
 #include <condition_variable>
 #include <list>
+#include <memory>
 #include <mutex>
 
 namespace foundation::core::sysdep::windows {
 
 using exit_status_promise = boost::promise<process::exit_status_variant>;
 
-class process_reaper {
+class process_reaper : public std::enable_shared_from_this<process_reaper> {
  public:
-  process_reaper() = default;
+  process_reaper() noexcept;
   process_reaper(const process_reaper&) = delete;
   process_reaper& operator=(const process_reaper&) = delete;
 
-  /// Drops every wait, after callbacks that are running have come back; children go on, open futures break.
+  /// As retire.
   ~process_reaper();
 
   /// Fulfils `promise` when the process behind `procHandle` ends. Takes over both, also when it fails: then the handle
   /// is closed, the promise breaks, and boost::system::system_error "RegisterWaitForSingleObject" is thrown.
   void async_wait_on(void* procHandle, exit_status_promise&& promise);
 
-  /// Blocks until no child is being waited for and every promise has been fulfilled. Not to be called from a
-  /// continuation of one of these futures, which runs inside a callback.
+  /// Blocks until no child is being waited for and every promise has been fulfilled. A continuation of one of these
+  /// futures may call it: it runs inside a callback, which waits neither for itself nor for another one that waits
+  /// here.
   void join();
 
+  /// Drops every wait: children go on, open futures break. Returns when the callbacks that run have come back, but for
+  /// those that `join` does not wait for. These still use this object, which is to be held by shared_ptr where a
+  /// callback may come to retire it.
+  void retire() noexcept;
+
  private:
-  // One child that is being waited for. Registered while it stands in the list; the callback or the reaper's destructor
-  // moves it out, which leaves null handles behind.
+  // One child that is being waited for.
   class WaitRecord {
    public:
     WaitRecord(process_reaper* reaper, void* processHandle, exit_status_promise&& promise);
-    WaitRecord(WaitRecord&& other) noexcept;
-    WaitRecord& operator=(WaitRecord&&) = delete;
+    WaitRecord(const WaitRecord&) = delete;
+    WaitRecord& operator=(const WaitRecord&) = delete;
+    // Outside a callback it waits for one that is about to find the record abandoned.
     ~WaitRecord();
 
     void registerWait();
     void reapChild() noexcept;
 
-    process_reaper* m_reaper;       // the owner, for the callback
-    void* m_processHandle;          // owned; the duplicate that is waited on
-    void* m_waitHandle = nullptr;   // owned; null in a moved-from record
-    bool m_inCallback = false;      // true only in the callback's own copy: it must not wait for itself
-    exit_status_promise m_promise;  // where the status goes
+    process_reaper* m_reaper;            // the owner, for the callback
+    void* m_processHandle;               // owned; the duplicate that is waited on
+    void* m_waitHandle = nullptr;        // owned; null before the registration
+    unsigned long m_callbackThread = 0;  // the id of the thread whose callback has taken the record; 0 if none
+    bool m_callbackWaits = false;        // that callback's continuations have come to join or to retire
+    bool m_abandoned = false;            // the reaper has dropped the wait; a callback must leave the record alone
+    exit_status_promise m_promise;       // where the status goes
   };
+  using record_list = std::list<WaitRecord>;
 
-  void handleProcessExit(WaitRecord* record) noexcept;
   static void onSignalled(void* record, unsigned char timed_out);
+  void handleProcessExit(WaitRecord* record) noexcept;
+  bool onlyWaitingCallbacksAreLeft() const;
+  template <class Condition>
+  void waitForCallbacks(std::unique_lock<std::mutex>& lock, Condition condition);
 
-  std::mutex m_mutex;                   // guards everything below and the records in the list
-  std::condition_variable m_allReaped;  // broadcast when the last child has been reaped
-  std::list<WaitRecord> m_records;
-  unsigned m_inFlight = 0;  // callbacks that have taken their record and still use this object
-  bool m_closing = false;   // the destructor waits for those callbacks
+  std::mutex m_mutex;                   // guards everything below and the records in the lists
+  std::condition_variable m_allReaped;  // broadcast when those who wait may have nothing left to wait for
+  record_list m_records;                // registered
+  record_list m_reaping;                // taken by a callback that still uses this object
+  bool m_retired = false;               // somebody waits, or has waited, for the callbacks alone
 };
 
-/// The reaper of this library instance; a replacement that the test hooks asked for happens here.
-process_reaper& process_reaper_instance();
+/// The reaper of this library instance. A replacement that the test hooks asked for happens here: the call that makes
+/// it retires the former one before it returns.
+std::shared_ptr<process_reaper> process_reaper_instance();
 
 }  // namespace foundation::core::sysdep::windows

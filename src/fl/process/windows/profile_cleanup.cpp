@@ -1,21 +1,11 @@
 #include "process/windows/profile_cleanup.hpp"
 
 #include "loggers.hpp"
+#include "process/windows/keep_loaded.hpp"
 
 namespace foundation::core::sysdep::windows {
 
 namespace severity = log::severity;
-
-namespace {
-
-// The pool's thread will run this library's code, which must be there then, even if its users have unloaded it.
-void keep_library_loaded() {
-  HMODULE self = nullptr;
-  ::GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_PIN,
-                       reinterpret_cast<LPCWSTR>(&keep_library_loaded), &self);
-}
-
-}  // namespace
 
 ProfileCleanup::~ProfileCleanup() {
   if (process_)

@@ -9,6 +9,7 @@
 #include <atomic>
 #include <memory>
 #include <mutex>
+#include <utility>
 
 namespace foundation::core::sysdep::windows {
 
@@ -16,7 +17,6 @@ using process::implementation_qos;
 
 namespace {
 
-constinit std::atomic<implementation_qos> current_qos{implementation_qos{}};    // what the reaper was made for
 constinit std::atomic<implementation_qos> requested_qos{implementation_qos{}};  // what the test hook asks for
 
 // True when the process is on its way out and its other threads have been ended where they stood.
@@ -30,32 +30,51 @@ bool process_is_ending() {
 }
 
 struct reaper_holder {
-  // A library that is unloaded drops its waits. In a process that ends, a pool thread may have been ended inside a
-  // callback, with the reaper's mutex in its hands: waiting for it would never end, and the system is about to drop
-  // the waits and close the handles anyway.
-  ~reaper_holder() {
+  std::mutex mutex;          // guards what follows; never held while a reaper is retired
+  implementation_qos qos{};  // what the reaper was made for
+  std::shared_ptr<process_reaper> reaper = std::make_shared<process_reaper>();
+};
+
+// Drops the waits at exit. In a process that ends, a pool thread may have been ended inside a callback, with the
+// reaper's mutex in its hands: waiting for it would never end, and the system is about to drop the waits and close the
+// handles anyway.
+struct retirement {
+  explicit retirement(reaper_holder& of) : holder(of) {}
+  retirement(const retirement&) = delete;
+  retirement& operator=(const retirement&) = delete;
+  ~retirement() {
     if (process_is_ending())
-      static_cast<void>(reaper.release());
+      return;
+    std::unique_lock<std::mutex> lock(holder.mutex);
+    const std::shared_ptr<process_reaper> last = holder.reaper;
+    lock.unlock();
+    last->retire();
   }
 
-  std::unique_ptr<process_reaper> reaper = std::make_unique<process_reaper>();
+  reaper_holder& holder;
 };
+
+// Never destroyed: objects that go later than the waits may still give up a child.
+reaper_holder& the_holder() {
+  static reaper_holder& holder = *new reaper_holder;
+  static const retirement at_exit(holder);
+  return holder;
+}
 
 }  // namespace
 
-process_reaper& process_reaper_instance() {
-  static reaper_holder holder;
-  static std::mutex replacement;
-  if (current_qos.load() == requested_qos.load())
-    return *holder.reaper;
-  const std::lock_guard<std::mutex> lock(replacement);
-  if (const implementation_qos wanted = requested_qos.load(); current_qos.load() != wanted) {
-    auto old = std::make_unique<process_reaper>();
-    old.swap(holder.reaper);
-    old.reset();
-    current_qos.store(wanted);
-  }
-  return *holder.reaper;
+std::shared_ptr<process_reaper> process_reaper_instance() {
+  reaper_holder& holder = the_holder();
+  std::unique_lock<std::mutex> lock(holder.mutex);
+  const implementation_qos wanted = requested_qos.load();
+  if (holder.qos == wanted)
+    return holder.reaper;
+  const auto made = std::make_shared<process_reaper>();
+  const auto former = std::exchange(holder.reaper, made);
+  holder.qos = wanted;
+  lock.unlock();
+  former->retire();
+  return made;
 }
 
 }  // namespace foundation::core::sysdep::windows
@@ -63,7 +82,7 @@ process_reaper& process_reaper_instance() {
 namespace foundation::core::process::testing {
 
 bool join_all_async_procs() noexcept {
-  sysdep::windows::process_reaper_instance().join();
+  sysdep::windows::process_reaper_instance()->join();
   return true;
 }
 

@@ -18,6 +18,7 @@
 #include <fl/process/inherited_handles.hpp>
 #include <fl/process/iopipe_descriptor.hpp>
 #include <fl/process/iopipe_device.hpp>
+#include <fl/process/open_mode.hpp>
 #include <fl/process/redirection.hpp>
 #include <fl/util/lexicographical_iless.hpp>
 #include <fl/util/ustring.hpp>
@@ -116,6 +117,8 @@ class FL_API context {
   /// the output side of `pipe` first, whatever state the stream is in; what cannot be written sets its badbit. A mode
   /// that names no end takes the pipe off the list and returns an empty descriptor.
   iopipe_descriptor inherit_pipe(iopipe& pipe, int mode);
+  template <class Mode, detail::standard_open_mode<Mode> = 0>
+  iopipe_descriptor inherit_pipe(iopipe& pipe, Mode mode) = delete;
 
  private:
   environment_map environment_;
@@ -136,7 +139,8 @@ class FL_API context {
 /// Equal in every field but the inherited pipes, text by its bytes.
 FL_API bool operator==(const context& left, const context& right);
 
-/// The first field that differs decides, in the order of the fields; the inherited pipes have no part in it.
+/// The first field that differs decides, in the order of the fields; the inherited pipes have no part in it. Contexts
+/// that differ only by `Unset` and `NonElevated` are not equal, yet neither is less: as keys of a map they are one.
 FL_API bool operator<(const context& left, const context& right);
 
 /// For logs. The inherited pipes and the password are left out. Nothing is escaped.

@@ -3,14 +3,14 @@
 // How to use it. An `iopipe` is both ends of one pipe: what is written to it can be read from it. Usually one end goes
 // to somebody else, a child process above all, and this process keeps the other one:
 //
-//     iopipe pipe(open_mode::read | open_mode::write);   // no `binary`: text mode
+//     iopipe pipe(0);                                    // no `open_mode::binary`: text mode
 //     ...                                                // give the write end away, then close ours
 //     pipe.close_for_write();
 //     for (std::string line; std::getline(pipe, line);)
 //       ...
 //
-// In text mode a line end is "\n" for this program and carriage return and line feed in the pipe; in binary mode, the
-// default, nothing is translated.
+// In text mode a line end is "\n" for this program and carriage return and line feed in the pipe. The default, `iopipe
+// pipe;`, is binary mode, where nothing is translated: lines of a program that writes text end in "\r" there.
 //
 // What deadlocks.
 //  - Waiting for end of file while a write end is open somewhere. A reader sees the end only when every write handle is
@@ -19,6 +19,14 @@
 //    there is room: one thread must not write more than that before it reads. With a child that both reads and writes,
 //    let one thread write and another one read.
 //  - Waiting for an answer to a question that is still in this stream's buffer: flush first.
+//
+// What fails how. With `exceptions(badbit)` an operation that moves characters throws what the device threw (`get`,
+// `read`, `getline`: iopipe_error and what derives from it), while one that flushes (`flush`, std::endl, `close`)
+// throws std::ios_base::failure, which does not tell the system's reason. Catch std::ios_base::failure for both.
+//
+// Output that the system takes in parts is offered again until all of it went out or nothing more is taken. The rest
+// stays in the buffer: once the stream's state is cleared, the next flush goes on where this one stopped. Only where a
+// write of text mode was refused half-way it is not known how far that had come: a next flush may repeat some of it.
 //
 // What is thread-safe. The stream is not: its state, its locale and its formatting are shared by both directions. To
 // read and write at once, let each thread have its own `iopipe` over the same device; then one of them may read while
@@ -47,12 +55,28 @@ namespace foundation::core::process {
 
 namespace detail {
 
+/// The buffer of the stream: 4096 bytes for each direction, 4 of them can be put back. Its base alone would report
+/// output as written of which the system took only a part.
+class FL_API iopipe_buffer
+    : public boost::iostreams::stream_buffer<iopipe_device, std::char_traits<char>, std::allocator<char>,
+                                             boost::iostreams::bidirectional> {
+ public:
+  explicit iopipe_buffer(const iopipe_device& device);
+  /// Writes out what it holds, swallowing errors.
+  ~iopipe_buffer() override;
+
+ protected:
+  int_type overflow(int_type c) override;
+  /// 0 exactly when nothing is left to be written. Does not throw.
+  int sync() override;
+
+ private:
+  bool write_out();
+};
+
 /// The device and its stream buffer, in a base of their own: they must exist before the stream that is built over them.
 class FL_API iopipe_components {
  public:
-  using buffer_type = boost::iostreams::stream_buffer<iopipe_device, std::char_traits<char>, std::allocator<char>,
-                                                      boost::iostreams::bidirectional>;
-
   iopipe_components(const iopipe_components&) = delete;
   iopipe_components& operator=(const iopipe_components&) = delete;
 
@@ -61,7 +85,7 @@ class FL_API iopipe_components {
   ~iopipe_components();
 
   iopipe_device device_;
-  buffer_type buffer_;  // over a copy of `device_`; 4096 bytes for each direction, 4 of them can be put back
+  iopipe_buffer buffer_;  // over a copy of `device_`
 };
 
 }  // namespace detail
@@ -69,9 +93,12 @@ class FL_API iopipe_components {
 /// A buffered stream over a pipe; see the top of this file.
 class FL_API iopipe : private boost::noncopyable, private detail::iopipe_components, public std::iostream {
  public:
-  /// A new pipe with both ends open. Without `open_mode::binary` it is in text mode.
+  /// A new pipe. Without `open_mode::binary` it is in text mode. `open_mode::read` and `open_mode::write` do nothing
+  /// here: both ends are open always.
   /// @throws boost::system::system_error with the text "CreatePipe" if the system refuses.
   explicit iopipe(int mode = open_mode::binary);
+  template <class Mode, detail::standard_open_mode<Mode> = 0>
+  explicit iopipe(Mode mode) = delete;
   /// A stream over an existing pipe, which it shares with every other holder of the device.
   explicit iopipe(const iopipe_device& device);
   /// A stream over the descriptor's handles, which belong to it from now on.

@@ -84,6 +84,8 @@ class FL_API const_iopipe_device : public iopipe_device_base {
   /// The pipe as a descriptor, with the ends that are both open and asked for in `mode` (`open_mode::read`,
   /// `open_mode::write`). The device keeps its handles; nothing is duplicated.
   iopipe_descriptor descriptor(const int& mode) const;
+  template <class Mode, detail::standard_open_mode<Mode> = 0>
+  iopipe_descriptor descriptor(Mode mode) const = delete;
 
   /// Identity: two devices are equal if they are copies of one device, whatever their handles.
   bool operator==(const const_iopipe_device& other) const noexcept;
@@ -109,12 +111,16 @@ class FL_API iopipe_device : public const_iopipe_device {
   /// A new pipe with both ends open, not inheritable; of `mode` only `open_mode::binary` matters.
   /// @throws boost::system::system_error with the text "CreatePipe" if the system refuses.
   explicit iopipe_device(int mode = open_mode::binary);
-  /// A new device over the descriptor's handles, which belong to it from now on.
-  iopipe_device(const iopipe_descriptor& descriptor);  // NOLINT(google-explicit-constructor)
+  template <class Mode, detail::standard_open_mode<Mode> = 0>
+  explicit iopipe_device(Mode mode) = delete;
+  /// A new device over the descriptor's handles, which belong to it from now on: when it goes, they are closed.
+  explicit iopipe_device(const iopipe_descriptor& descriptor);
   /// A new device over existing handles, which belong to it from now on; an end is open if its handle is not null.
   /// `overlapped` says whether the read handle was opened for overlapped use; of `mode` only `open_mode::binary`
   /// matters.
   iopipe_device(const iopipe_handles& handles, bool overlapped, int mode);
+  template <class Mode, detail::standard_open_mode<Mode> = 0>
+  iopipe_device(const iopipe_handles& handles, bool overlapped, Mode mode) = delete;
 
   /// Reads at least one and at most `n` characters to `s`, blocking until there are some. In text mode a carriage
   /// return that a line feed follows is left out. @return the count, 0 at end of file (every write end closed).
@@ -128,8 +134,9 @@ class FL_API iopipe_device : public const_iopipe_device {
   /// and line feed, in a call of its own, and the text before it in another one, also where that is empty: a reader
   /// that waits can see such a call as a read of no bytes. For a reader that takes this for the end, write in binary
   /// mode.
-  /// @return how many of the `n` characters the system took; fewer than `n` are possible and not
-  /// retried.
+  /// @return how many of the `n` characters, from the first on, the system took. In binary mode there is one call of
+  /// the system, so that fewer than `n` are possible; in text mode fewer than `n` mean that it would take nothing more.
+  /// The rest can be written again.
   /// @throws iopipe_error if the end is not open.
   /// @throws iopipe_write_error if the system refuses; how much was written before is not known then.
   /// @throws boost::numeric::positive_overflow if more than 32 bits of characters would go to one system call.

@@ -76,7 +76,9 @@ class FL_API process {
   exit_status_variant detailed_exit_status();
 
   /// A future that becomes ready when the child ends; no thread waits for it. It stays valid after detach and after the
-  /// object has gone. Throws boost::system::system_error if the wait cannot be registered.
+  /// object has gone. A continuation that runs where the future is fulfilled (`then` with boost::launch::sync) runs on
+  /// a thread of the system's pool, beside others. It may use this library like any other code; it should be short.
+  /// Throws boost::system::system_error if the wait cannot be registered.
   boost::shared_future<exit_status_variant> exit_status_async();
 
   /// Whether the child has ended, without waiting.

@@ -14,7 +14,8 @@ enum class implementation_qos : std::uint32_t {};
 namespace testing {
 
 /// Blocks until no child is waited for in the background any more: every future of exit_status_async is ready and every
-/// detached child has ended. Returns true. Any thread.
+/// detached child has ended. A continuation of such a future does not wait for itself, nor for another one that waits
+/// here. Returns true. Any thread.
 FL_API bool join_all_async_procs() noexcept;
 
 /// Asks for `value`. Where it differs from the value in force, the next background wait starts afresh: the children

@@ -40,13 +40,17 @@ class FL_API iopipe_device_impl : public process::detail::iopipe_device_impl_bas
   std::streamsize read_some(char* buffer, std::streamsize n);
   std::streamsize read_one(char* s);
   std::streamsize translate(char* buffer, std::streamsize length);
-  std::streamsize write_bytes(const char* s, std::uint32_t n);
+  std::uint32_t write_bytes(const char* s, std::uint32_t n);
+  std::uint32_t write_piece(const char* s, std::uint32_t n);
+  bool write_line_end();
   std::streamsize write_text(const char* s, std::streamsize n);
 
   bool text_mode_ = false;         // whether line ends are translated
   bool has_pending_char_ = false;  // whether `pending_char_` was read but not delivered; the next read begins with it
   char pending_char_ = 0;
   bool overlapped_ = false;  // whether the read handle was opened for overlapped use
+  bool half_line_end_ =
+      false;  // text mode: of a line end only the carriage return went out, and its "\n" will come again
 };
 
 }  // namespace foundation::core::sysdep::windows

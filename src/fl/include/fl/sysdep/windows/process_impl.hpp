@@ -45,6 +45,9 @@ class FL_API process_impl {
   static process::exit_status_variant wait(void* handle, bool block);
   process::exit_status_variant wait(bool block);
 
+  /// Whether the process object is signalled, whatever its exit code. False if the system does not say.
+  bool has_ended() const noexcept;
+
   /// A fresh, not inheritable duplicate of the process handle, which the caller closes.
   /// Throws boost::system::system_error.
   void* get_native_handle() const;

@@ -1,0 +1,13 @@
+#include "process/windows/keep_loaded.hpp"
+
+#include <windows.h>
+
+namespace foundation::core::sysdep::windows {
+
+void keep_library_loaded() noexcept {
+  HMODULE self = nullptr;
+  ::GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_PIN,
+                       reinterpret_cast<LPCWSTR>(&keep_library_loaded), &self);
+}
+
+}  // namespace foundation::core::sysdep::windows
