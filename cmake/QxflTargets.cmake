@@ -2,13 +2,20 @@
 
 find_package(Threads REQUIRED)
 
+# What the libraries and all their users are compiled with. Boost.System consists of headers: each module has its own copy
+# of what fetches the system's messages, and it is to give them in UTF-8 everywhere, as all text of ours is.
+if(WIN32)
+  set(qxfl_public_definitions BOOST_SYSTEM_USE_UTF8)
+endif()
+
 # Compiler settings of our own targets. DWARF 4 is what the symbol service of the emulated system reads.
 add_library(qxfl_options INTERFACE)
 target_compile_options(qxfl_options INTERFACE -Wall -Wextra -Wconversion -Wshadow -gdwarf-4
                        -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=
                        $<$<BOOL:${QXFL_WERROR}>:-Werror>)
 if(WIN32)
-  target_compile_definitions(qxfl_options INTERFACE _WIN32_WINNT=0x0A00 WINVER=0x0A00 NOMINMAX WIN32_LEAN_AND_MEAN UNICODE _UNICODE)
+  target_compile_definitions(qxfl_options INTERFACE _WIN32_WINNT=0x0A00 WINVER=0x0A00 NOMINMAX WIN32_LEAN_AND_MEAN UNICODE _UNICODE
+                                                    ${qxfl_public_definitions})
 endif()
 if(QXFL_SANITIZE)
   target_compile_options(qxfl_options INTERFACE -fsanitize=${QXFL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
@@ -53,7 +60,7 @@ function(qxfl_add_library name)
     add_library(${name}_static STATIC EXCLUDE_FROM_ALL $<TARGET_OBJECTS:${name}_objects>)
     set_target_properties(${name}_static PROPERTIES LINKER_LANGUAGE CXX)
     target_link_libraries(${name}_static PUBLIC ${arg_PUBLIC} ${arg_PRIVATE})
-    target_compile_definitions(${name}_static PUBLIC ${upper}_STATIC ${arg_DEFINES})
+    target_compile_definitions(${name}_static PUBLIC ${upper}_STATIC ${qxfl_public_definitions} ${arg_DEFINES})
     target_include_directories(${name}_static PUBLIC "${arg_INCLUDE}" "${CMAKE_CURRENT_SOURCE_DIR}")
   else()
     if(NOT arg_LOGIC)
@@ -66,7 +73,7 @@ function(qxfl_add_library name)
     add_library(${name}_static ALIAS ${name})
   endif()
   add_library(qxfl::${name} ALIAS ${name})
-  target_compile_definitions(${name} PUBLIC ${arg_DEFINES})
+  target_compile_definitions(${name} PUBLIC ${qxfl_public_definitions} ${arg_DEFINES})
   target_compile_features(${name} PUBLIC cxx_std_17)
   target_include_directories(${name} PUBLIC $<BUILD_INTERFACE:${arg_INCLUDE}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
 endfunction()

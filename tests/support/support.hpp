@@ -35,6 +35,8 @@ class temp_dir {
   /// What cannot be removed stays: a file may still be open in a child.
   ~temp_dir();
 
+  /// The absolute path, without a backslash at its end.
+  const std::string& path() const { return path_; }
   /// The absolute path of an entry of the folder, whether or not it exists, with backslashes.
   std::string file(std::string_view name) const { return path_ + "\\" + std::string(name); }
 

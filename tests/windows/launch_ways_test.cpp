@@ -254,6 +254,7 @@ TEST(Elevated, ChildIsStartedByTheShell) {
     EXPECT_EQ(started.exit_status(), 5u);
   }
   EXPECT_TRUE(output.is_open_for_read() && !output.is_open_for_write());
+  how = at_level(ElevationLevel::Elevated);
   injected<decltype(&::ShellExecuteExW)> wide_shell(library, "ShellExecuteExW");
   wide_shell.handle_with([&](auto, SHELLEXECUTEINFOW* request) {
     EXPECT_TRUE(request->cbSize == 112u && request->fMask == SEE_MASK_NOCLOSEPROCESS && request->nShow == SW_HIDE);
@@ -271,7 +272,7 @@ TEST(Elevated, ChildIsStartedByTheShell) {
             init_error_text(wide, told("::ShellExecuteExW", ERROR_CANCELLED)));
   EXPECT_TRUE(loses_no_handle([&] {
     shell.fail_always(FALSE, ERROR_CANCELLED);
-    EXPECT_EQ(text_of_launch<process::process_init_error>(what, at_level(ElevationLevel::Elevated)),
+    EXPECT_EQ(text_of_launch<process::process_init_error>(what, how),
               init_error_text(what, told("::ShellExecuteExW", ERROR_CANCELLED)));
   }));
 }

@@ -155,20 +155,20 @@ TEST(Launch, ArrivesWithTheLettersOfAllLanguages) {
   for (const std::string text : {"J\u00fcrgen \u20ac", "\u042e\u0440\u0438\u0439", "\u4e2d\u6587", "\U0001f600"}) {
     const test_support::temp_dir folder(text);
     write_file(folder.file(text + ".exe"), read_file(test_support::child_path("child_env")));
-    const test_support::scoped_variable path("PATH", folder.file(""));
+    const test_support::scoped_variable path("PATH", folder.path());
     const auto program = process::which(text + ".exe");
     ASSERT_TRUE(program.has_value() && *program == folder.file(text + ".exe")) << text;
     process::context how;
     how.environment()["name"] = how.environment()["B" + text] = text;
-    how.directory(folder.file("."));
+    how.directory(folder.path());
     how.std_out(process::overwrite_file(folder.file("out " + text)));
-    EXPECT_EQ(process::process(process::make_command(*program, "name"), how).exit_status(), 0u);
+    EXPECT_EQ(process::process(process::make_command(*program, "--narrow"), how).exit_status(), 0u);
     const std::string told = read_file(folder.file("out " + text));
     const std::wstring wide = test_support::widen(text);
     char narrow[64] = "";
     WideCharToMultiByte(CP_ACP, 0, wide.c_str(), -1, narrow, sizeof narrow, nullptr, nullptr);
     EXPECT_NE(told.find("\nB" + text + "=" + text + "\n"), std::string::npos) << told;
-    EXPECT_TRUE(told.ends_with(std::string("\n") + narrow + "\n" + folder.file("\n"))) << told;
+    EXPECT_TRUE(told.ends_with(std::string("\n") + narrow + "\n" + folder.path() + "\n")) << told;
   }
 }
 

@@ -366,11 +366,11 @@ TEST(UserLaunch, TellsInUtf8WhyTheUserIsRefused) {
   scripted_users system;
   injected<DWORD (*)(DWORD, LPCVOID, DWORD, DWORD, LPWSTR, DWORD, char**)> message(library, "FormatMessageW");
   message.handle_with([](auto, auto, auto, auto, auto, LPWSTR buffer, auto, auto) {
-    return give_message(buffer, L"Gesperrt f\u00fcr jeden.\r\n");
+    return give_message(buffer, L"Gesperrt f\u00fcr \u0416.\r\n");
   });
   system.logon.fail_always(FALSE, ERROR_LOGON_FAILURE);
   EXPECT_EQ(text_of_launch<process::process_bad_user>(program, system.how),
-            bad_user_text(program, "Gesperrt f\u00fcr jeden"));
+            bad_user_text(program, "Gesperrt f\u00fcr \u0416"));
   const std::string with_nul("some\0thing", 10);
   system.how.user("somebody", with_nul);
   EXPECT_EQ(text_of_launch<process::process_init_error>(program, system.how),

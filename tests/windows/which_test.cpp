@@ -4,6 +4,7 @@
 #include <fl/process/which.hpp>
 
 #include "import_patch.hpp"
+#include "launch_texts.hpp"
 #include "run_child.hpp"
 #include "seeded_random.hpp"
 #include "support.hpp"
@@ -212,12 +213,21 @@ TEST_F(Which, ReadsPathOnceAndMakesNoListWhileItIsTheSame) {
 // Administrators may look everywhere, so the refusal is injected.
 TEST_F(Which, LetsARefusedLookAtACandidateOut) {
   write_file("tool.exe", "");
+  injected<DWORD (*)(DWORD, LPCVOID, DWORD, DWORD, LPWSTR, DWORD, char**)> message("libqxfl.dll", "FormatMessageW");
+  message.handle_with([](auto, auto, auto, auto, auto, LPWSTR buffer, auto, auto) {
+    return launch_texts::give_message(buffer, L"\u0416.\r\n");
+  });
   {
     injected<decltype(&CreateFileW)> opening("libboost_filesystem.dll", "CreateFileW");
     injected<decltype(&GetFileAttributesW)> looking("libboost_filesystem.dll", "GetFileAttributesW");
     opening.fail_always(INVALID_HANDLE_VALUE, ERROR_ACCESS_DENIED);
     looking.fail_always(INVALID_FILE_ATTRIBUTES, ERROR_ACCESS_DENIED);
-    EXPECT_THROW(which("tool.exe"), boost::filesystem::filesystem_error);
+    try {
+      which("t\u00f6\u4e2d.exe");
+      FAIL();
+    } catch (const boost::filesystem::filesystem_error& e) {
+      EXPECT_EQ(e.what(), std::string("boost::filesystem::status: \u0416 [system:5]: \"t\u00f6\u4e2d.exe\""));
+    }
   }
   EXPECT_EQ(which("tool.exe"), found("tool.exe"));
 }

@@ -163,7 +163,7 @@ boost::shared_ptr<process_impl> process_impl::launch(const command& cmd, const c
   } catch (const process::process_bad_user& e) {
     throw process::process_bad_user(failure_text(cmd, e.what()));
   } catch (const std::exception& e) {
-    throw process::process_init_error(failure_text(cmd, code_page_to_utf8(e.what())));
+    throw process::process_init_error(failure_text(cmd, e.what()));
   }
 }
 

@@ -1,4 +1,4 @@
-// Text between the product's UTF-8 and what the system takes and gives. Pure functions.
+// Text that must be exactly right to reach the system at all. Pure functions.
 #pragma once
 
 #include <string>
@@ -11,11 +11,5 @@ std::wstring to_wide(const std::string& utf8);
 /// Returns `text`. Throws std::invalid_argument, naming `what` it is, if it holds a NUL: the system ends a text at its
 /// first one, so that the rest would silently be lost, or become something else.
 const std::string& without_nul(const std::string& text, const char* what);
-
-/// Text in the active code page, such as the system's messages, to UTF-16; empty if it is not valid there.
-std::wstring code_page_to_wide(const std::string& text);
-
-/// Text in the active code page to UTF-8; empty if it is not valid there.
-std::string code_page_to_utf8(const std::string& text);
 
 }  // namespace foundation::core::sysdep::windows

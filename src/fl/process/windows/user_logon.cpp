@@ -24,8 +24,7 @@ namespace {
 // What the caller can put right is told apart from what the system refuses for reasons of its own.
 [[noreturn]] void throw_logon_failure(DWORD code) {
   if (code == ERROR_LOGON_FAILURE || code == ERROR_PASSWORD_EXPIRED || code == ERROR_ACCOUNT_DISABLED)
-    throw process::process_bad_user(
-        code_page_to_utf8(boost::system::system_category().message(static_cast<int>(code))));
+    throw process::process_bad_user(boost::system::system_category().message(static_cast<int>(code)));
   throw_last_error(code, "LogonUser");
 }
 

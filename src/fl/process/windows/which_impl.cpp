@@ -5,6 +5,7 @@
 #include "process/windows/native_text.hpp"
 #include "process/windows/search_path.hpp"
 
+#include <boost/filesystem/exception.hpp>
 #include <boost/filesystem/operations.hpp>
 #include <boost/optional/optional_io.hpp>
 
@@ -38,8 +39,29 @@ bool has_known_extension(const path& file) {
   return known_extensions.count(extension) != 0;
 }
 
+/// What the filesystem library throws, but in UTF-8: its own text has the path and the message in the active code page.
+class refused_look : public boost::filesystem::filesystem_error {
+ public:
+  refused_look(const path& file, int code)
+      : filesystem_error("boost::filesystem::status", file, {code, boost::system::system_category()}),
+        text_(std::string(system_error::what()) + ": \"" + from_native(file.native()) + '"') {}
+  const char* what() const noexcept override { return text_.c_str(); }
+
+ private:
+  std::string text_;
+};
+
+boost::filesystem::file_type type_of(const path& file) {
+  boost::system::error_code failure;
+  const auto type = boost::filesystem::status(file, failure).type();
+  if (type == boost::filesystem::status_error)
+    throw refused_look(file, failure.value());
+  return type;
+}
+
 bool is_command(const path& file) {
-  return boost::filesystem::exists(file) && !boost::filesystem::is_directory(file) && has_known_extension(file);
+  return type_of(file) != boost::filesystem::file_not_found && type_of(file) != boost::filesystem::directory_file &&
+         has_known_extension(file);
 }
 
 std::vector<std::string> load_pathext() {
