@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <cstdint>
 
 namespace foundation::log::platform {
 
@@ -98,6 +99,12 @@ bool write_to_console(HANDLE console, std::string_view text) noexcept {
   return true;
 }
 
+/// Without a free slot every thread stands at 0: the system refuses the number that says so.
+DWORD depth_slot() noexcept {
+  static const DWORD slot = TlsAlloc();
+  return slot;
+}
+
 }  // namespace
 
 std::optional<std::string> environment_variable(const char* name) {
@@ -138,6 +145,16 @@ unsigned long process_id() noexcept {
 
 unsigned long thread_id() noexcept {
   return GetCurrentThreadId();
+}
+
+unsigned thread_depth() noexcept {
+  const error_keeper keep;  // Success too is a last error of this call.
+  return static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(TlsGetValue(depth_slot())));
+}
+
+void set_thread_depth(unsigned depth) noexcept {
+  const error_keeper keep;
+  TlsSetValue(depth_slot(), reinterpret_cast<void*>(std::uintptr_t{depth}));
 }
 
 bool process_is_ending() noexcept {
