@@ -28,6 +28,21 @@ std::string narrowed(std::wstring_view text) {
   return narrow;
 }
 
+/// A path that is too long for the system, absolute and with the prefix that lifts the limit; any other as it is.
+std::wstring openable(const std::wstring& path) {
+  std::wstring absolute(MAX_PATH, L'\0');
+  for (;;) {
+    const DWORD length = GetFullPathNameW(path.c_str(), static_cast<DWORD>(absolute.size()), absolute.data(), nullptr);
+    const bool fits = length < absolute.size();
+    absolute.resize(length);  // With the zero at the end if it does not fit; the current directory may grow meanwhile.
+    if (fits)
+      break;
+  }
+  if (absolute.size() < MAX_PATH || absolute.starts_with(L"\\\\?\\") || absolute.starts_with(L"\\\\.\\"))
+    return path;
+  return absolute.starts_with(L"\\\\") ? L"\\\\?\\UNC\\" + absolute.substr(2) : L"\\\\?\\" + absolute;
+}
+
 std::string system_text(DWORD error) {
   wchar_t text[512];
   const DWORD length = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, error, 0,
@@ -174,7 +189,7 @@ void stay_loaded() noexcept {
 void* open_for_append(const std::string& path, std::string& reason) {
   // With the right to append and without the right to write, the system puts every write at the end of the file as one
   // step. Locks ask for the right to read.
-  const HANDLE file = CreateFileW(widened(path).c_str(), FILE_APPEND_DATA | FILE_READ_DATA | SYNCHRONIZE,
+  const HANDLE file = CreateFileW(openable(widened(path)).c_str(), FILE_APPEND_DATA | FILE_READ_DATA | SYNCHRONIZE,
                                   FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_ALWAYS,
                                   FILE_ATTRIBUTE_NORMAL, nullptr);
   if (file != INVALID_HANDLE_VALUE)
