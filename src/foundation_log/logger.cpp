@@ -8,18 +8,21 @@
 #include "registry.hpp"
 
 #include <exception>
+#include <new>
 
 namespace foundation::log {
 
 namespace {
 
-thread_local unsigned scope_indent = 0;  ///< The calling thread's depth of active scope traces.
-
-std::string source_position(const char* file, int line, const char* function) {
-  std::ostringstream text;
+void append_position(std::ostream& text, const char* file, int line, const char* function) {
   text << "\n( Event generated in " << (function != nullptr ? function : "<unknown>") << " at line " << line << " from "
        << (file != nullptr ? file : "<unknown>") << " )";
-  return text.str();
+}
+
+/// Made with the first logger: when it is needed there may be no memory.
+const std::ostringstream& no_information() {
+  static const std::ostringstream& text = *new std::ostringstream("Expression information is not available.");
+  return text;
 }
 
 }  // namespace
@@ -27,16 +30,16 @@ std::string source_position(const char* file, int line, const char* function) {
 namespace detail {
 
 void indent_attribute::increase() noexcept {
-  ++scope_indent;
+  platform::set_thread_depth(platform::thread_depth() + 1);
 }
 
 void indent_attribute::decrease() noexcept {
-  if (scope_indent > 0)
-    --scope_indent;
+  if (const unsigned depth = platform::thread_depth(); depth > 0)
+    platform::set_thread_depth(depth - 1);
 }
 
 unsigned indent_attribute::current() noexcept {
-  return scope_indent;
+  return platform::thread_depth();
 }
 
 void note_failed_part(std::ostream& text) noexcept {
@@ -44,13 +47,14 @@ void note_failed_part(std::ostream& text) noexcept {
     text.clear();
     text << "[the record ends here: printing threw " << current_exception_chain_as_string() << "]";
   } catch (...) {
-    // Then the record ends without the note.
+    // Then the stream stays bad, and there is no record.
   }
 }
 
 void note_unprintable_part(std::ostream& text) {
   text.clear();
-  text << "[unprintable]";
+  if (!(text << "[unprintable]"))
+    throw std::bad_alloc();
 }
 
 }  // namespace detail
@@ -59,6 +63,7 @@ using logger = basic_diagnostic_logger<char>;
 
 logger::basic_diagnostic_logger(const char* channel)
     : effective_(not_configured), word_(default_level), channel_(channel != nullptr ? channel : "") {
+  no_information();
   detail::registry::get().add(*this);
 }
 
@@ -76,9 +81,11 @@ void logger::level(unsigned word) noexcept {
   detail::registry::get().set_level(*this, word);
 }
 
-bool logger::enabled_once_configured(unsigned severity) const noexcept {
-  detail::registry::get().configure();
-  return (effective_.load(std::memory_order_relaxed) & severity & severity_mask) != 0;
+bool logger::enabled_now(unsigned severity) const noexcept {
+  const platform::error_keeper keep;
+  if ((effective_.load(std::memory_order_relaxed) & not_configured) != 0)
+    detail::registry::get().configure();
+  return (effective_.load(std::memory_order_relaxed) & severity & severity_mask) != 0 && core_enabled();
 }
 
 bool logger::recording() noexcept {
@@ -88,6 +95,8 @@ bool logger::recording() noexcept {
 
 bool logger::write(unsigned severity, const std::ostringstream& text) const noexcept {
   const platform::error_keeper keep;
+  if (!text)
+    return false;  // Memory has ended inside it.
   try {
     return push_record(channel_, severity, text.str());
   } catch (...) {
@@ -95,13 +104,17 @@ bool logger::write(unsigned severity, const std::ostringstream& text) const noex
   }
 }
 
-void logger::report_check(unsigned check, std::ostringstream& text, const char* file, int line,
+void logger::report_check(unsigned check, const std::ostringstream& text, const char* file, int line,
                           const char* function) const {
-  const std::string condition = text.str();
-  text << source_position(file, line, function);
-  text.str(recording() && write(check, text) ? condition : "Expression information is not available.");
+  bool is_written = false;
+  if (text && recording()) {
+    std::ostringstream record;
+    record << text.view();
+    append_position(record, file, line, function);
+    is_written = write(check, record);
+  }
   if (check == severity::fatal)
-    detail::terminate(text, file, line, function);
+    detail::terminate(is_written ? text : no_information(), file, line, function);
 }
 
 void scope_trace::enter() noexcept {

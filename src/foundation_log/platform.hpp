@@ -19,6 +19,11 @@ calendar_time local_time() noexcept;
 unsigned long process_id() noexcept;
 unsigned long thread_id() noexcept;
 
+/// A number of the calling thread's own, 0 at first. Asking takes no memory; a `thread_local` does in this run-time, at
+/// a thread's first access, and ends the process if there is none. What cannot be set is left as it is.
+unsigned thread_depth() noexcept;
+void set_thread_depth(unsigned depth) noexcept;
+
 /// Whether the process is being torn down: the other threads have been ended where they stood, maybe with locks held.
 bool process_is_ending() noexcept;
 

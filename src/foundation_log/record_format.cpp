@@ -4,24 +4,47 @@
 
 #include "severity_names.hpp"
 
+#include <boost/locale/utf.hpp>
+
 #include <cstdio>
 
 namespace foundation::log {
 
 namespace {
 
-void append_escaped(std::string& line, std::string_view text) {
+using utf8 = boost::locale::utf::utf_traits<char>;
+using boost::locale::utf::code_point;
+
+void append_escape(std::string& line, const char* mark, unsigned digit_count, code_point value) {
   constexpr char digits[] = "0123456789abcdef";
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (c == '\n')
+  line += mark;
+  for (unsigned digit = digit_count; digit-- != 0;)
+    line += digits[value >> 4 * digit & 15];
+}
+
+/// Control characters of both sets, and the two that separate lines and paragraphs.
+bool needs_escape(code_point c) {
+  return (c < 0x20 && c != '\t') || (c >= 0x7F && c < 0xA0) || c == 0x2028 || c == 0x2029;
+}
+
+void append_escaped(std::string& line, std::string_view text) {
+  const char* const end = text.data() + text.size();
+  for (const char* at = text.data(); at != end;) {
+    const char* const begin = at;
+    const code_point c = utf8::decode(at, end);
+    if (!boost::locale::utf::is_valid_codepoint(c)) {
+      append_escape(line, "\\x", 2, static_cast<unsigned char>(*begin));
+      at = begin + 1;  // The byte behind it may begin a character.
+    } else if (c == '\n')
       line += "\\n";
     else if (c == '\r')
       line += "\\r";
-    else if ((byte < 0x20 && c != '\t') || byte == 0x7F)
-      line.append("\\x").append(1, digits[byte >> 4]).append(1, digits[byte & 15]);
+    else if (!needs_escape(c))
+      line.append(begin, at);
+    else if (c < 0x80)
+      append_escape(line, "\\x", 2, c);
     else
-      line += c;
+      append_escape(line, "\\u", 4, c);
   }
 }
 

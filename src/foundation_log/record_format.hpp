@@ -21,9 +21,10 @@ struct record_fields {
   std::string_view text;
 };
 
-/// The record as one line, "\n" at its end and nowhere else: logger.hpp shows it. Line ends and other control
-/// characters of channel and text are written as escapes. A backslash stays as it is, so that paths can be read: the
-/// line is for people, and an escape in it cannot be told from the same characters in the text.
+/// The record as one line of valid UTF-8, "\n" at its end and nowhere else: logger.hpp shows it. Line ends and other
+/// control characters of channel and text, and bytes that are no UTF-8, are written as escapes. A backslash stays as it
+/// is, so that paths can be read: the line is for people, and an escape in it cannot be told from the same characters
+/// in the text.
 std::string format_record(const record_fields& record);
 
 }  // namespace foundation::log

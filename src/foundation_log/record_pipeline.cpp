@@ -19,7 +19,6 @@
 #include <boost/log/sinks/basic_sink_backend.hpp>
 #include <boost/log/sinks/frontend_requirements.hpp>
 #include <boost/log/sinks/unlocked_frontend.hpp>
-#include <boost/log/utility/formatting_ostream.hpp>
 #include <boost/smart_ptr/make_shared.hpp>
 
 #include <mutex>
@@ -48,11 +47,11 @@ std::string_view text_of(const logging::record_view& record, const char* name) {
   return value ? std::string_view(value.get()) : std::string_view();
 }
 
-void format_line(const logging::record_view& record, logging::formatting_ostream& line) {
-  line << format_record({value_of<calendar_time>(record, time_name), platform::process_id(),
-                         value_of<unsigned long>(record, thread_name), text_of(record, channel_name),
-                         value_of<unsigned>(record, severity_name), value_of<unsigned>(record, indent_name),
-                         text_of(record, message_name)});
+std::string line_of(const logging::record_view& record) {
+  return format_record({value_of<calendar_time>(record, time_name), platform::process_id(),
+                        value_of<unsigned long>(record, thread_name), text_of(record, channel_name),
+                        value_of<unsigned>(record, severity_name), value_of<unsigned>(record, indent_name),
+                        text_of(record, message_name)});
 }
 
 /// Where QX_LOG_FILE says, or null for the standard error stream.
@@ -70,12 +69,14 @@ void* open_log_file() {
 }
 
 /// Boost.Log would lock around the sink with a mutex that a thread ended at the end of the process can leave locked;
-/// this one says that it copes alone.
-class line_writer : public logging::sinks::basic_formatted_sink_backend<char, logging::sinks::concurrent_feeding> {
+/// this one says that it copes alone. Nor does it take a line that Boost.Log has formatted, which without memory is
+/// cut.
+class line_writer : public logging::sinks::basic_sink_backend<logging::sinks::concurrent_feeding> {
  public:
   line_writer() : file_(open_log_file()) {}
 
-  void consume(const logging::record_view&, const std::string& line) {
+  void consume(const logging::record_view& record) {
+    const std::string line = line_of(record);
     const platform::ending_aware_lock hold(mutex_);
     // Without the lock too: one call a record keeps the line whole, and the process is ending.
     if (file_ != nullptr)
@@ -88,6 +89,12 @@ class line_writer : public logging::sinks::basic_formatted_sink_backend<char, lo
   std::mutex mutex_;  ///< One line at a time, for destinations that do not see to it themselves.
   void* file_;        ///< Null for the standard error stream.
 };
+
+/// A share, so that the core outlives the static objects of its own library.
+logging::core& core() {
+  static const logging::core_ptr& share = *new logging::core_ptr(logging::core::get());
+  return *share;
+}
 
 /// Our sink in the core, and the attributes that are the same for all records. Never destroyed: loggers in other
 /// libraries may write while those are unloaded.
@@ -102,27 +109,25 @@ class pipeline {
     logging::attribute_set attributes = common_;
     attributes.insert(channel_name, logging::attributes::constant<std::string>(channel));
     attributes.insert(severity_name, logging::attributes::constant<unsigned>(severity));
-    logging::record record = core_->open_record(attributes);
+    logging::record record = core().open_record(attributes);
     if (!record)
       return false;
     record.attribute_values().insert(message_name, logging::attributes::make_attribute_value(text));
-    core_->push_record(std::move(record));
+    core().push_record(std::move(record));
     return true;
   }
 
  private:
-  pipeline() : core_(logging::core::get()) {
+  pipeline() {
     common_.insert(time_name, logging::attributes::make_function(&platform::local_time));
     common_.insert(thread_name, logging::attributes::make_function(&platform::thread_id));
     common_.insert(indent_name, logging::attributes::make_function(&detail::indent_attribute::current));
     const auto sink = boost::make_shared<logging::sinks::unlocked_sink<line_writer>>(boost::make_shared<line_writer>());
     sink->set_filter([](const logging::attribute_value_set& values) { return values.count(indent_name) != 0; });
-    sink->set_formatter(&format_line);
     platform::stay_loaded();  // From now on the core refers to code of this library.
-    core_->add_sink(sink);
+    core().add_sink(sink);
   }
 
-  logging::core_ptr core_;  ///< A share, so that the core outlives the static objects of its own library.
   logging::attribute_set common_;
 };
 
@@ -134,7 +139,7 @@ bool push_record(const std::string& channel, unsigned severity, const std::strin
 
 bool core_enabled() noexcept {
   try {
-    return logging::core::get()->get_logging_enabled();
+    return core().get_logging_enabled();
   } catch (...) {
     return false;
   }

@@ -4,7 +4,9 @@
 
 #include <i18n/ustring.hpp>
 
+#include <cstdint>
 #include <optional>
+#include <stdexcept>
 #include <string>
 
 namespace fl::i18n::detail {
@@ -12,11 +14,23 @@ namespace fl::i18n::detail {
 /// The value of the environment variable QX_MESSAGE_PATH; empty if it is not set.
 ustring message_path_variable();
 
-/// The user's language as the system names it, which may be more than a tag: "de-AT", "de-DE_phoneb". Empty if the
-/// system does not say.
-std::string user_locale_name();
+/// The language in which the user has the system speak, as the system names it: "de-AT". Empty if it does not say.
+std::string display_language();
 
-/// The content of the file, or nothing if there is no such file. Throws `bad_catalog` with the system's reason.
+/// Reading failed because of the directory: it is on a server that does not answer or a drive that is not there, or has
+/// no possible name. `what()` is the system's reason.
+struct unreachable_directory : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+/// The content of the file, or nothing if there is no such file. May wait for the network. Throws
+/// `unreachable_directory`, and `bad_catalog` with the system's reason.
 std::optional<std::string> read_catalog_file(const ustring& path);
+
+/// Since the system started.
+std::uint64_t milliseconds() noexcept;
+
+/// Tells of an unreachable directory in the log.
+void log_unreachable(const ustring& directory, const std::string& reason) noexcept;
 
 }  // namespace fl::i18n::detail

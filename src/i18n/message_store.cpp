@@ -16,6 +16,9 @@
 namespace fl::i18n::detail {
 namespace {
 
+/// In milliseconds. A server that does not answer may let each question to it wait for most of a minute.
+constexpr std::uint64_t pause_for_unreachable = 60'000;
+
 std::vector<ustring> split_path(const ustring& text) {
   std::vector<ustring> directories;
   for (std::size_t begin = 0; begin < text.size();) {
@@ -57,7 +60,7 @@ std::string joined(const std::vector<ustring>& texts) {
 
 message_store::message_store()
     : search_(std::make_shared<const search>(
-          search{split_path(message_path_variable()), fallback_chain(tag_of_locale(user_locale_name()))})) {}
+          search{split_path(message_path_variable()), fallback_chain(tag_of_locale(display_language()))})) {}
 
 ustring message_store::text_of(const resource_core::BaseMsgID& id) {
   const auto where = current_search();
@@ -66,7 +69,7 @@ ustring message_store::text_of(const resource_core::BaseMsgID& id) {
     throw_missing(id, "no catalog can have that name");
   for (const std::string& language : where->languages) {
     for (const ustring& directory : where->directories) {
-      const shared_texts texts = texts_in(path_of(directory, language, *file));
+      const shared_texts texts = texts_in(directory, path_of(directory, language, *file));
       if (const auto found = texts->find(id.mnemonic()); found != texts->end())
         return insert_arguments(found->second, id.arguments());
     }
@@ -87,7 +90,7 @@ void message_store::add_directory(const ustring& path) {
 }
 
 void message_store::set_language(const std::string& tag) {
-  auto chain = fallback_chain(tag.empty() ? tag_of_locale(user_locale_name()) : canonical_tag(tag));
+  auto chain = fallback_chain(tag.empty() ? tag_of_locale(display_language()) : canonical_tag(tag));
   change_search([&](search& changed) { changed.languages = std::move(chain); });
 }
 
@@ -96,10 +99,11 @@ std::string message_store::language() const {
 }
 
 void message_store::reload() {
-  // Whoever is reading now puts down what it has read before this goes on, so that nothing old comes afterwards.
-  const std::lock_guard reading(reading_);
   const std::unique_lock lock(mutex_);
+  ++reloads_;
   files_.clear();
+  for (auto& [directory, until] : unreachable_)
+    until = 0;
 }
 
 std::shared_ptr<const message_store::search> message_store::current_search() const {
@@ -115,24 +119,43 @@ void message_store::change_search(Change change) {
   search_ = std::move(changed);
 }
 
-/// Null if the file is still to be read.
-message_store::shared_texts message_store::find_read(const ustring& path) const {
-  const std::shared_lock lock(mutex_);
-  const auto found = files_.find(path);
-  return found != files_.end() ? found->second : nullptr;
+/// Not null; without a text if the directory cannot be reached.
+message_store::shared_texts message_store::texts_in(const ustring& directory, const ustring& path) {
+  std::uint64_t reloads;
+  {
+    const std::shared_lock lock(mutex_);
+    if (const auto found = files_.find(path); found != files_.end())
+      return found->second;
+    if (const auto found = unreachable_.find(directory); found != unreachable_.end() && milliseconds() < found->second)
+      return std::make_shared<const catalog_texts>();
+    reloads = reloads_;
+  }
+  try {
+    return read_texts(path, reloads);
+  } catch (const unreachable_directory& error) {
+    pass_over(directory, error.what(), reloads);
+    return std::make_shared<const catalog_texts>();
+  }
 }
 
-message_store::shared_texts message_store::texts_in(const ustring& path) {
-  if (auto texts = find_read(path))
-    return texts;
-  const std::lock_guard reading(reading_);
-  if (auto texts = find_read(path))
-    return texts;  // Another thread has read it meanwhile.
+message_store::shared_texts message_store::read_texts(const ustring& path, std::uint64_t reloads) {
   const auto content = read_catalog_file(path);
   auto texts = std::make_shared<const catalog_texts>(content ? parse_catalog(*content, path) : catalog_texts());
   const std::unique_lock lock(mutex_);
-  files_.emplace(path, texts);
+  if (reloads == reloads_)
+    files_.emplace(path, texts);
   return texts;
+}
+
+void message_store::pass_over(const ustring& directory, const std::string& reason, std::uint64_t reloads) {
+  bool is_new;
+  {
+    const std::unique_lock lock(mutex_);
+    const std::uint64_t until = reloads == reloads_ ? milliseconds() + pause_for_unreachable : 0;
+    is_new = unreachable_.insert_or_assign(directory, until).second;
+  }
+  if (is_new)
+    log_unreachable(directory, reason);
 }
 
 }  // namespace fl::i18n::detail

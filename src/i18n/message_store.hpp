@@ -1,8 +1,8 @@
 // Where texts are looked for, and what has been read.
 //
-// Thread safety: everything may be called from every thread. Two locks: `mutex_` is held for moments only, shared by
-// those who look something up; `reading_` by whoever reads a file, so that each is read once. Nobody takes `reading_`
-// who holds `mutex_`.
+// Thread safety: everything may be called from every thread. One lock, held for moments only and shared by those who
+// look something up. No lock is held while a file is read, which may wait for a network; of several who read the same
+// file at once the first to finish puts down what all others use from then on.
 #pragma once
 
 #include "catalog_file.hpp"
@@ -11,6 +11,7 @@
 
 #include <resource_core/msg_id.hpp>
 
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -42,13 +43,15 @@ class message_store {
   std::shared_ptr<const search> current_search() const;
   template <class Change>
   void change_search(Change change);
-  shared_texts find_read(const ustring& path) const;
-  shared_texts texts_in(const ustring& path);
+  shared_texts texts_in(const ustring& directory, const ustring& path);
+  shared_texts read_texts(const ustring& path, std::uint64_t reloads);
+  void pass_over(const ustring& directory, const std::string& reason, std::uint64_t reloads);
 
-  mutable std::shared_mutex mutex_;        ///< guards the next two
-  std::shared_ptr<const search> search_;   ///< not null; what it points to does not change
-  std::map<ustring, shared_texts> files_;  ///< by path, not null; without a text for a file that is not there
-  std::mutex reading_;
+  mutable std::shared_mutex mutex_;               ///< guards all of these
+  std::shared_ptr<const search> search_;          ///< not null; what it points to does not change
+  std::map<ustring, shared_texts> files_;         ///< by path, not null; without a text for a file that is not there
+  std::map<ustring, std::uint64_t> unreachable_;  ///< directories, each passed over until that value of `milliseconds`
+  std::uint64_t reloads_ = 0;  ///< how often `reload` was called; what was read before the last one is not kept
 };
 
 }  // namespace fl::i18n::detail

@@ -107,9 +107,18 @@ TEST(LogRecord, IsOneLineWhateverIsInIt) {
   EXPECT_EQ(
       format_record({{2031, 5, 7, 9, 3, 1, 4211}, 5120, 4784, "fl::process::which", 4, 1, "Searching for cl ..."}),
       "2031-05-07 09:03:01.004211 5120:4784 [fl::process::which] note:   Searching for cl ...\n");
-  using namespace std::string_literals;
-  EXPECT_EQ(format_record({{2031, 12, 31, 23, 59, 59, 999999}, 1, 2, "two\nlines", 1024, 0, "\r\n\t \xC3\xA9\0\x7F"s}),
-            "2031-12-31 23:59:59.999999 1:2 [two\\nlines] 1024: \\r\\n\t \xC3\xA9\\x00\\x7f\n");
+  using namespace std::string_view_literals;
+  const struct {
+    std::string_view text, shown;
+  } cases[] = {
+      {"\r\n\t \xC3\xA9\0\x7F"sv, "\\r\\n\t \xC3\xA9\\x00\\x7f"},
+      {"\xC2\x80\xC2\x85\xC2\x9F\xC2\xA0|\xE2\x80\xA8\xE2\x80\xA9", "\\u0080\\u0085\\u009f\xC2\xA0|\\u2028\\u2029"},
+      {"J\xFCrgen\xE2\x82\xAC\xF0\x9F\x98\x80\xE2\x82", "J\\xfcrgen\xE2\x82\xAC\xF0\x9F\x98\x80\\xe2\\x82"},
+      {"\xC0\x8A\xED\xA0\x80\xE2\n", "\\xc0\\x8a\\xed\\xa0\\x80\\xe2\\n"},
+  };
+  for (const auto& [text, shown] : cases)
+    EXPECT_EQ(format_record({{2031, 12, 31, 23, 59, 59, 999999}, 1, 2, text, 1024, 0, text}),
+              "2031-12-31 23:59:59.999999 1:2 [" + std::string(shown) + "] 1024: " + std::string(shown) + "\n");
 }
 
 }  // namespace

@@ -5,15 +5,19 @@
 #include <foundation_log/logger.hpp>
 #include <foundation_log/scope_trace.hpp>
 
+#include "import_patch.hpp"
 #include "run_child.hpp"
 #include "support.hpp"
 
 #include <gtest/gtest.h>
 #include <windows.h>
+#include <boost/log/core.hpp>
 
 #include <algorithm>
+#include <atomic>
 #include <map>
 #include <regex>
+#include <set>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -23,6 +27,7 @@
 namespace {
 
 using namespace foundation::log;
+using test_support::injected;
 using test_support::run_child;
 using test_support::scoped_variable;
 using logger_type = basic_diagnostic_logger<char>;
@@ -146,11 +151,60 @@ TEST(LogCheck, IsReportedAtTheSeverityOfChecksAndEndsTheProcessOnlyIfThatIsFatal
   logger.level(severity::fatal << check_shift);
   EXPECT_EQ(end_of_check(logger), "count=42");
   EXPECT_EQ(new_records(), (records{"[check] error: " + record, "[check] fatal: " + record}));
-  enable_logging(false);
-  EXPECT_FALSE(logger.enabled(severity::note));
-  EXPECT_EQ(end_of_check(logger), "Expression information is not available.");
-  enable_logging(true);
+  using turn = void (*)(bool);
+  for (const turn switch_to :
+       {turn(enable_logging), turn([](bool on) { boost::log::core::get()->set_logging_enabled(on); })}) {
+    logger.level(severity_mask | severity::fatal << check_shift);
+    switch_to(false);
+    EXPECT_FALSE(logger.enabled(severity::note));
+    EXPECT_EQ(end_of_check(logger), "Expression information is not available.");
+    switch_to(true);
+  }
 }
+
+// Nothing but the handler's exception leaves a check, and no record is cut.
+class StarvedCheck : public testing::TestWithParam<bool> {};
+
+TEST_P(StarvedCheck, EndsTheProcessAtWhicheverAllocationMemoryEnds) {
+  logger_type logger("starved");
+  logger.level(severity::fatal << check_shift);
+  const detail::termination_handler handler(
+      [](const std::ostringstream& text, const char*, int, const char*) { throw text.view().size(); });
+  const bool memory_stays_away = GetParam();
+  std::atomic<DWORD> starved = 0;
+  std::atomic<int> left = 0, refused = 0;
+  const auto ration = [&](auto original, std::size_t size) -> void* {
+    const bool is_short = GetCurrentThreadId() == starved && --left < 0 && (memory_stays_away || left == -1);
+    return is_short ? (++refused, nullptr) : original(size);
+  };
+  injected<void* (*)(std::size_t)> memory("libstdc++-6.dll", "malloc");
+  injected<void* (*)(std::size_t)> memory_of_threads("libgcc_s_seh-1.dll", "malloc");
+  memory.handle_with(ration);
+  memory_of_threads.handle_with(ration);
+  const std::string part(500, 'x'), none = "Expression information is not available.";
+  std::set<std::size_t> ends;
+  for (int given = 0; given == 0 || refused != 0; ++given) {
+    refused = 0;
+    std::thread([&] {
+      try {
+        throw 0;  // The first exception of a thread takes memory that the run-time cannot do without.
+      } catch (int) {
+      }
+      left = given;
+      starved = GetCurrentThreadId();
+      try {
+        logger.check_failed("unit.cpp", 7, "void f()", part, 42);
+      } catch (std::size_t size) {
+        starved = 0;
+        ends.insert(size);
+      }
+    }).join();
+  }
+  EXPECT_TRUE(ends.count(none.size()) == 1 && ends.count(part.size() + 2) == 1);
+  for (const auto& record : new_records())
+    EXPECT_TRUE(record.ends_with("42\\n( Event generated in void f() at line 7 from unit.cpp )")) << record;
+}
+INSTANTIATE_TEST_SUITE_P(WhileMemory, StarvedCheck, testing::Values(true, false));
 
 std::ptrdiff_t count_of(const std::string& text, const std::string& part) {
   const auto lines = lines_of(text);

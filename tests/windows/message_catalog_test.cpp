@@ -7,13 +7,15 @@
 #include "import_patch.hpp"
 #include "support.hpp"
 
+#include <algorithm>
 #include <atomic>
-#include <chrono>
 #include <filesystem>
 #include <future>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <windows.h>
@@ -22,7 +24,7 @@ namespace {
 
 using fl::ustring;
 using fl::i18n::MessageCatalog;
-using namespace std::chrono_literals;
+using namespace std::string_view_literals;
 using test_support::injected;
 
 constexpr const char* library = "libqxi18n.dll";
@@ -44,6 +46,8 @@ struct catalogs {
 // Before the first use of the library.
 const catalogs first, second;
 const test_support::scoped_variable variable("QX_MESSAGE_PATH", first.path() + ";;" + second.folder.file(""));
+const std::string long_log = first.folder.file(std::string(230, 'x'));
+const test_support::scoped_variable log_file("QX_LOG_FILE", long_log), log_level("QX_LOG", "*=all");
 
 ustring text(const char* catalog, const char* mnemonic) {
   return MessageCatalog::get_message({catalog, mnemonic, {std::int64_t{5}, "\xC3\xBC", u"\u4E2D"}});
@@ -69,8 +73,12 @@ TEST(MessageCatalog, TakesEachMessageFromTheNearestLanguageAndInItFromTheNewestD
   EXPECT_THROW(MessageCatalog::add_directory(u""), std::invalid_argument);
   EXPECT_THROW(MessageCatalog::set_language("../de"), std::invalid_argument);
   EXPECT_EQ(MessageCatalog::language(), "de-AT");
-  injected<decltype(&GetUserDefaultLocaleName)> locale(library, "GetUserDefaultLocaleName");
-  locale.handle_with([](auto, LPWSTR name, int) { return lstrlenW(lstrcpyW(name, L"pt-BR")) + 1; });
+  injected<decltype(&GetUserPreferredUILanguages)> languages(library, "GetUserPreferredUILanguages");
+  languages.handle_with([](auto, DWORD, PULONG, PZZWSTR names, PULONG size) {
+    constexpr std::wstring_view list = L"pt-BR\0en-US\0"sv;
+    *size = static_cast<ULONG>(list.copy(names != nullptr ? names : std::wstring(99, 0).data(), 99)) + 1;
+    return TRUE;
+  });
   MessageCatalog::set_language("");
   EXPECT_EQ(MessageCatalog::language(), "pt-BR");
   EXPECT_EQ(text("ORDER:x", "a"), u"English");
@@ -117,9 +125,10 @@ TEST(MessageCatalog, AMissingMessageSaysWhatWasTriedAndABadFileWhatIsWrong) {
   EXPECT_EQ(text("BAD", "a"), u"mended");
 }
 
-TEST(MessageCatalog, ReadsAFileOnceUntilItIsToldToForgetAndLetsNobodyWaitWhoReadsNone) {
+TEST(MessageCatalog, ReadsAFileOnceUntilItIsToldToForgetAndHoldsNobodyUpMeanwhile) {
   const catalogs own;
   own.add();
+  MessageCatalog::set_language("en");
   own.write("en", "ONCE", R"({"a": "first"})");
   EXPECT_EQ(text("ONCE", "a"), u"first");
   EXPECT_THROW(text("ONCE", "b"), fl::i18n::missing_message);
@@ -128,33 +137,77 @@ TEST(MessageCatalog, ReadsAFileOnceUntilItIsToldToForgetAndLetsNobodyWaitWhoRead
   EXPECT_THROW(text("ONCE", "b"), fl::i18n::missing_message);
   EXPECT_EQ(opened.calls(), 0u) << "that a file is not there is kept as well";
   own.write("en", "OTHER", R"({"a": "old"})");
-  std::future<void> reloaded;
+  own.write("en", "THIRD", R"({"a": "third"})");
+  bool is_first = true;
   opened.handle_with([&](auto original, auto... arguments) {
-    EXPECT_EQ(std::async(std::launch::async, text, "ONCE", "a").get(), u"first");
     const HANDLE file = original(arguments...);
-    if (file != INVALID_HANDLE_VALUE) {
-      reloaded = std::async(std::launch::async, MessageCatalog::reload);
-      reloaded.wait_for(50ms);  // It must not be done before what is being read now has been put down.
+    if (std::exchange(is_first, false)) {
+      EXPECT_EQ(std::async(std::launch::async, text, "THIRD", "a").get(), u"third");
+      MessageCatalog::reload();  // What is being read now is not kept.
     }
     return file;
   });
   EXPECT_EQ(text("OTHER", "a"), u"old");
-  opened.reset();
-  reloaded.get();
   own.write("en", "OTHER", R"({"a": "new"})");
   EXPECT_EQ(text("ONCE", "a") + text("OTHER", "a"), u"secondnew");
 }
 
+TEST(MessageCatalog, PassesOverADirectoryOutOfReachForAWhileAndSaysSoOnce) {
+  const catalogs own;
+  own.write("en", "NEAR", R"({"a": "near"})");
+  own.add();
+  MessageCatalog::add_directory(u"C:\\" + ustring(150, u'x') + u'\\' + ustring(150, u'y'));
+  MessageCatalog::add_directory(u"\\\\far\\share");
+  DWORD code = 0;
+  std::uint64_t asked = 0, now = 0, long_paths = 0;
+  injected<decltype(&GetTickCount64)> clock(library, "GetTickCount64");
+  clock.handle_with([&](auto) { return now; });
+  injected<decltype(&CreateFileW)> opened(library, "CreateFileW");
+  opened.handle_with([&](auto original, LPCWSTR path, auto... rest) {
+    long_paths += std::wstring_view(path).starts_with(L"\\\\?\\C:\\xxx");
+    if (!std::wstring_view(path).starts_with(L"\\\\far"))
+      return original(path, rest...);
+    ++asked;
+    SetLastError(code);
+    return INVALID_HANDLE_VALUE;
+  });
+  injected<decltype(&CreateFileW)> log_opened("libqxfoundation_log.dll", "CreateFileW");
+  log_opened.handle_with([&](auto original, LPCWSTR path, auto... rest) {
+    long_paths += 1000 * std::wstring_view(path).starts_with(L"\\\\?\\");
+    return original(path, rest...);
+  });
+  for (const DWORD each : {ERROR_BAD_NETPATH, ERROR_BAD_NET_NAME, ERROR_NOT_READY, ERROR_INVALID_NAME}) {
+    code = each;
+    MessageCatalog::reload();
+    const std::uint64_t before = asked;
+    EXPECT_EQ(text("NEAR", "a"), u"near");
+    EXPECT_THROW(text("NO:such", "a"), fl::i18n::missing_message);
+    EXPECT_EQ(asked, before + 1) << code;
+    now += 3'600'000;
+    EXPECT_THROW(text("NO:such", "a"), fl::i18n::missing_message);
+    EXPECT_EQ(asked, before + 2) << code;
+  }
+  EXPECT_EQ(long_paths, 1008u) << "eight catalogs and the log";
+  const std::string log = test_support::read_file("\\\\?\\" + long_log);
+  EXPECT_NE(
+      log.find("[fl::i18n::messages] complaint: Passing over the catalogs in \\\\far\\share for now: CreateFileW: "),
+      std::string::npos);
+  EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 1) << log;
+}
+
 // Whoever reads while others reload, or change language and directories, gets no text older than the last reload.
 TEST(MessageCatalog, IsNeverOlderThanTheLastReloadWhileThreadsReadAndChange) {
-  constexpr int versions = 200;
+  constexpr int versions = 60;
   const catalogs own;
   own.add();
   std::atomic<int> current{0}, reloaded{0}, stale{0};
   injected<decltype(&CreateFileW)> opened(library, "CreateFileW");
-  opened.handle_with([&](auto original, auto... arguments) {
-    own.write("en", "RACE", "{\"a\": \"" + std::to_string(current.load()) + "\"}");
-    return original(arguments...);
+  const auto write = [&](int version) {
+    own.write("en", std::to_string(version), "{\"a\": \"" + std::to_string(version) + "\"}");
+  };
+  write(0);
+  opened.handle_with([&](auto original, LPCWSTR, auto... rest) {  // A file for each: no file is written in one step.
+    return original(test_support::widen(own.folder.file("en\\" + std::to_string(current) + ".json")).c_str(), rest...);
   });
   std::vector<std::thread> readers(4);
   for (std::thread& each : readers)
@@ -166,6 +219,7 @@ TEST(MessageCatalog, IsNeverOlderThanTheLastReloadWhileThreadsReadAndChange) {
       }
     });
   for (int version = 1; version <= versions; ++version) {
+    write(version);
     current = version;
     MessageCatalog::reload();
     reloaded = version;

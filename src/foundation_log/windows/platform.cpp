@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <cstdint>
 
 namespace foundation::log::platform {
 
@@ -25,6 +26,21 @@ std::string narrowed(std::wstring_view text) {
   std::string narrow(static_cast<std::size_t>(needed), '\0');
   WideCharToMultiByte(CP_UTF8, 0, text.data(), size, narrow.data(), needed, nullptr, nullptr);
   return narrow;
+}
+
+/// A path that is too long for the system, absolute and with the prefix that lifts the limit; any other as it is.
+std::wstring openable(const std::wstring& path) {
+  std::wstring absolute(MAX_PATH, L'\0');
+  for (;;) {
+    const DWORD length = GetFullPathNameW(path.c_str(), static_cast<DWORD>(absolute.size()), absolute.data(), nullptr);
+    const bool fits = length < absolute.size();
+    absolute.resize(length);  // With the zero at the end if it does not fit; the current directory may grow meanwhile.
+    if (fits)
+      break;
+  }
+  if (absolute.size() < MAX_PATH || absolute.starts_with(L"\\\\?\\") || absolute.starts_with(L"\\\\.\\"))
+    return path;
+  return absolute.starts_with(L"\\\\") ? L"\\\\?\\UNC\\" + absolute.substr(2) : L"\\\\?\\" + absolute;
 }
 
 std::string system_text(DWORD error) {
@@ -98,6 +114,12 @@ bool write_to_console(HANDLE console, std::string_view text) noexcept {
   return true;
 }
 
+/// Without a free slot every thread stands at 0: the system refuses the number that says so.
+DWORD depth_slot() noexcept {
+  static const DWORD slot = TlsAlloc();
+  return slot;
+}
+
 }  // namespace
 
 std::optional<std::string> environment_variable(const char* name) {
@@ -140,6 +162,16 @@ unsigned long thread_id() noexcept {
   return GetCurrentThreadId();
 }
 
+unsigned thread_depth() noexcept {
+  const error_keeper keep;  // Success too is a last error of this call.
+  return static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(TlsGetValue(depth_slot())));
+}
+
+void set_thread_depth(unsigned depth) noexcept {
+  const error_keeper keep;
+  TlsSetValue(depth_slot(), reinterpret_cast<void*>(std::uintptr_t{depth}));
+}
+
 bool process_is_ending() noexcept {
   // Exported by the system, but declared in no header.
   using function_type = BOOLEAN(NTAPI*)();
@@ -157,7 +189,7 @@ void stay_loaded() noexcept {
 void* open_for_append(const std::string& path, std::string& reason) {
   // With the right to append and without the right to write, the system puts every write at the end of the file as one
   // step. Locks ask for the right to read.
-  const HANDLE file = CreateFileW(widened(path).c_str(), FILE_APPEND_DATA | FILE_READ_DATA | SYNCHRONIZE,
+  const HANDLE file = CreateFileW(openable(widened(path)).c_str(), FILE_APPEND_DATA | FILE_READ_DATA | SYNCHRONIZE,
                                   FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_ALWAYS,
                                   FILE_ATTRIBUTE_NORMAL, nullptr);
   if (file != INVALID_HANDLE_VALUE)

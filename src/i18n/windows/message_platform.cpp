@@ -4,10 +4,15 @@
 #include "catalog_file.hpp"
 
 #include <i18n/convert.hpp>
+#include <i18n/path.hpp>
+
+#include <foundation_log/logger.hpp>
 
 #include <boost/system/error_code.hpp>
 
+#include <algorithm>
 #include <memory>
+#include <new>
 
 #include <windows.h>
 
@@ -19,20 +24,47 @@ struct close_handle {
 };
 using file_handle = std::unique_ptr<void, close_handle>;
 
-std::wstring to_wide(const ustring& text) {
-  return {text.begin(), text.end()};
+/// Whether the code says that the way to the file leads nowhere, rather than something about the file.
+bool is_unreachable(DWORD code) {
+  switch (code) {
+    case ERROR_INVALID_DRIVE:
+    case ERROR_NOT_READY:
+    case ERROR_REM_NOT_LIST:
+    case ERROR_BAD_NETPATH:
+    case ERROR_NETWORK_BUSY:
+    case ERROR_DEV_NOT_EXIST:
+    case ERROR_UNEXP_NET_ERR:
+    case ERROR_NETNAME_DELETED:
+    case ERROR_NETWORK_ACCESS_DENIED:
+    case ERROR_BAD_NET_NAME:
+    case ERROR_SEM_TIMEOUT:
+    case ERROR_INVALID_NAME:
+    case ERROR_BAD_PATHNAME:
+    case ERROR_NO_NET_OR_BAD_PATH:
+    case ERROR_NO_NETWORK:
+    case ERROR_NETWORK_UNREACHABLE:
+    case ERROR_HOST_UNREACHABLE:
+    case ERROR_CONNECTION_REFUSED:
+    case ERROR_LOGON_FAILURE:
+      return true;
+    default:
+      return false;
+  }
 }
 
 [[noreturn]] void refuse(const ustring& path, const char* call, DWORD code) {
   const boost::system::error_code error(static_cast<int>(code), boost::system::system_category());
-  throw_bad_catalog(path, std::string(call) + ": " + error.message());
+  const std::string reason = std::string(call) + ": " + error.message();
+  if (is_unreachable(code))
+    throw unreachable_directory(reason);
+  throw_bad_catalog(path, reason);
 }
 
 /// Null if there is no such file.
 file_handle open(const ustring& path) {
   constexpr DWORD share = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
-  const HANDLE file =
-      CreateFileW(to_wide(path).c_str(), GENERIC_READ, share, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+  const HANDLE file = CreateFileW(filesystem::path(path).native_access_form().c_str(), GENERIC_READ, share, nullptr,
+                                  OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
   if (file != INVALID_HANDLE_VALUE)
     return file_handle(file);
   const DWORD code = GetLastError();
@@ -53,10 +85,14 @@ ustring message_path_variable() {
   }
 }
 
-std::string user_locale_name() {
-  wchar_t name[LOCALE_NAME_MAX_LENGTH];
-  const int size = GetUserDefaultLocaleName(name, LOCALE_NAME_MAX_LENGTH);  // with the zero at the end, or 0
-  return size > 0 ? ustring_to_utf8(ustring(name, name + size - 1)) : std::string();
+std::string display_language() {
+  ULONG count = 0, size = 0;
+  if (GetUserPreferredUILanguages(MUI_LANGUAGE_NAME, &count, nullptr, &size) == FALSE)
+    return {};
+  std::wstring names(size, L'\0');  // Zero-terminated each, the best first; empty at the end.
+  if (GetUserPreferredUILanguages(MUI_LANGUAGE_NAME, &count, names.data(), &size) == FALSE)
+    return {};
+  return ustring_to_utf8(ustring(names.begin(), std::find(names.begin(), names.end(), L'\0')));
 }
 
 std::optional<std::string> read_catalog_file(const ustring& path) {
@@ -73,6 +109,21 @@ std::optional<std::string> read_catalog_file(const ustring& path) {
       refuse(path, "ReadFile", GetLastError());
     if (taken == 0)
       return content;
+  }
+}
+
+std::uint64_t milliseconds() noexcept {
+  return GetTickCount64();
+}
+
+void log_unreachable(const ustring& directory, const std::string& reason) noexcept {
+  try {
+    using logger = foundation::log::basic_diagnostic_logger<char>;
+    static const logger& messages = *new logger("fl::i18n::messages");
+    messages.log(foundation::log::severity::complaint, "Passing over the catalogs in ", ustring_to_utf8(directory),
+                 " for now: ", reason);
+  } catch (const std::bad_alloc&) {
+    // As in the log: without memory there is no record.
   }
 }
 

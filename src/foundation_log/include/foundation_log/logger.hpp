@@ -19,15 +19,16 @@
 // a check is a condition that should never fail; it is reported through `check_failed`, independently of the mask, and
 // ends the process if the severity of checks is `severity::fatal`. By default checks are not reported.
 //
-// Records go to standard error, or to the end of the file that QX_LOG_FILE names (the path is Unicode; the file is made
-// if it is missing). If the file cannot be opened, that is reported once and standard error is used. A record is one
-// line of UTF-8 and is written by one call, so that records of several threads, and of several processes that share a
-// file, do not mix:
+// Records go to standard error, or to the end of the file that QX_LOG_FILE names (the path is Unicode and may
+// be of any length; the file is made if it is missing). If the file cannot be opened, that is reported once and standard error is used. A record is one
+// line of valid UTF-8 and is written by one call, so that records of several threads, and of several processes that
+// share a file, do not mix:
 //
 //     2031-05-17 09:30:01.004211 5120:4784 [fl::process::which] note:   Searching for cl ...
 //
 // that is local time, process and thread, channel, severity, and the text behind two blanks for each scope. Line ends
-// and other control characters in the text are written as "\n", "\r", "\x1b" and so on.
+// and other control characters in the text are written as "\n", "\r", "\x1b", "\u0085" and so on, and so are bytes that
+// are no UTF-8, "\xe9".
 //
 // The environment is read at the first use of any logger, not when the library is loaded: a new logger's word says "not
 // configured yet", so that the first `enabled`, `log` or `level` does it, once for the process.
@@ -56,7 +57,8 @@ class registry;
 /// Puts the text of the exception being handled in brackets behind what the record has so far.
 FOUNDATION_LOG_API void note_failed_part(std::ostream& text) noexcept;
 
-/// Says in the record that the last part could not be printed, and makes the stream usable again.
+/// Says in the record that the last part could not be printed, and makes the stream usable again. Throws
+/// `std::bad_alloc` if there is no room to say it.
 FOUNDATION_LOG_API void note_unprintable_part(std::ostream& text);
 
 template <class Part>
@@ -66,7 +68,8 @@ void put_part(std::ostream& text, const Part& part) {
     note_unprintable_part(text);
 }
 
-/// Streams the parts. One that throws ends the text with a note of it.
+/// Streams the parts. One that throws ends the text with a note of it. Without memory for that the stream is left bad:
+/// what it holds then is cut somewhere.
 template <class... Parts>
 void put_parts(std::ostream& text, const Parts&... parts) noexcept {
   try {
@@ -90,12 +93,11 @@ class basic_diagnostic_logger<char> {
   basic_diagnostic_logger(const basic_diagnostic_logger&) = delete;
   basic_diagnostic_logger& operator=(const basic_diagnostic_logger&) = delete;
 
-  /// Whether a record of this severity would be written. Logging that is switched off is part of the tested word.
+  /// Whether a record of this severity would be written: the mask has it, and logging is switched off neither here nor
+  /// in the core of Boost.Log.
   bool enabled(unsigned severity) const noexcept {
     const unsigned word = effective_.load(std::memory_order_relaxed);
-    if ((word & ((severity & severity_mask) | not_configured)) == 0)
-      return false;
-    return (word & not_configured) == 0 || enabled_once_configured(severity);
+    return (word & ((severity & severity_mask) | not_configured)) != 0 && enabled_now(severity);
   }
 
   /// The level word, whether logging is switched on or not.
@@ -117,8 +119,8 @@ class basic_diagnostic_logger<char> {
   /// Reports a failed check, if the level word has a severity for checks: writes a record of that severity, whatever
   /// the mask says, with the parts and then "\n( Event generated in " function " at line " line " from " file " )". If
   /// the severity is `severity::fatal`, then calls `detail::terminate` with the parts, or with "Expression information
-  /// is not available." if no record could be written, and does not return. `file` and `function` may be null. Throws
-  /// only what a termination handler throws.
+  /// is not available." if no record could be written, as without memory, and does not return. `file` and `function`
+  /// may be null. Throws only what a termination handler throws.
   template <class... Parts>
   void check_failed(const char* file, int line, const char* function, const Parts&... parts) const {
     const unsigned check = level() >> check_shift;
@@ -147,10 +149,10 @@ class basic_diagnostic_logger<char> {
     }
   }
 
-  FOUNDATION_LOG_API bool enabled_once_configured(unsigned severity) const noexcept;
+  FOUNDATION_LOG_API bool enabled_now(unsigned severity) const noexcept;
   FOUNDATION_LOG_API static bool recording() noexcept;
   FOUNDATION_LOG_API bool write(unsigned severity, const std::ostringstream& text) const noexcept;
-  FOUNDATION_LOG_API void report_check(unsigned check, std::ostringstream& text, const char* file, int line,
+  FOUNDATION_LOG_API void report_check(unsigned check, const std::ostringstream& text, const char* file, int line,
                                        const char* function) const;
 
   std::atomic<unsigned> effective_;  ///< The mask, or 0 while logging is off, or `not_configured`.

@@ -17,13 +17,15 @@
 // so a catalog need not be complete.
 //
 // Directories. Within a language, those given by call come first, the newest first, then those of the environment
-// variable QX_MESSAGE_PATH, which are separated by ";" and read once, at the first use. A file that is not there is no
-// error.
+// variable QX_MESSAGE_PATH, which are separated by ";" and read once, at the first use. They may be of any length. A
+// file that is not there is no error. Nor is a directory that cannot be reached, on a server that does not answer for
+// one: it is passed over for a minute, and the first time the channel "fl::i18n::messages" of the log says so.
 //
-// Files are read when they are first needed and kept. So is the knowledge that one is not there. `reload` forgets both.
+// Files are read when they are first needed and kept. So is the knowledge that one is not there, or a directory out of
+// reach. `reload` forgets all of that.
 //
-// Thread safety: everything may be called from every thread at any time. Looking up what has been read does not wait
-// for files that others read.
+// Thread safety: everything may be called from every thread at any time. Nobody waits for a file that another thread
+// reads.
 #pragma once
 
 #include <i18n/export.hpp>
@@ -77,12 +79,13 @@ class I18N_API MessageCatalog {
   /// empty path and one with a zero.
   static void add_directory(const ustring& path);
 
-  /// Sets the language in force; empty stands for the system's, as it is now. Throws `std::invalid_argument`, which
-  /// quotes the tag, if that is not made of letters and digits in parts separated by "-".
+  /// Sets the language in force; empty stands for the user's display language, as it is now. Throws
+  /// `std::invalid_argument`, which quotes the tag, if that is not made of letters and digits in parts separated by
+  /// "-".
   static void set_language(const std::string& tag);
 
-  /// The tag of the language in force, in the usual letter case: de-AT, zh-Hant-TW. If none was set, the one that the
-  /// system had at the first use.
+  /// The tag of the language in force, in the usual letter case: de-AT, zh-Hant-TW. If none was set, the
+  /// user's display language at the first use.
   static std::string language();
 
   /// Forgets what has been read, so that changed files are seen: by every `get_message` that begins after it returned.
