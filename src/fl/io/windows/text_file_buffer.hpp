@@ -26,6 +26,7 @@ class text_file_buffer final : public fl::filesystem::basic_filebuf<char>, publi
     if (!conversion.always_noconv())
       return basic_filebuf::overflow(c);
     const std::streamsize filled = pptr() - pbase();
+    // The library's own file, since no public call tells how much the system has taken.
     const std::streamsize taken = filled == 0 ? 0 : _M_file.xsputn(pbase(), filled);
     std::copy(pbase() + taken, pptr(), pbase());
     pbump(-static_cast<int>(taken));
