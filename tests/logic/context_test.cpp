@@ -220,8 +220,7 @@ static_assert(!std::is_constructible_v<iopipe_device, iopipe_handles, bool, std:
 static_assert(!std::is_convertible_v<iopipe_descriptor, iopipe_device>);
 
 TEST(InheritPipe, KeepsOneModeForAPipeAndNoneForNoEndAndWritesOutWhatIsBufferedFirst) {
-  test_support::pipe_script system;
-  system.writes.push_back({1, {}});
+  const test_support::pipe_script system;
   iopipe pipe, other;
   context c = empty_context();
   const std::string none = iopipe_descriptor();
@@ -232,7 +231,7 @@ TEST(InheritPipe, KeepsOneModeForAPipeAndNoneForNoEndAndWritesOutWhatIsBufferedF
   EXPECT_TRUE(system.written.empty());
   pipe.setstate(std::ios_base::failbit);  // as after an extraction that failed
   EXPECT_EQ(std::string(c.inherit_pipe(pipe, 1)), std::string(pipe.device().descriptor(1)));
-  EXPECT_EQ(system.written, (std::vector<std::string>{"text", "ext"}));
+  EXPECT_EQ(system.written, std::vector<std::string>{"text"});
   EXPECT_EQ(std::string(c.inherit_pipe(pipe, 2 | 32)), std::string(pipe.device().descriptor(2)));
   c.inherit_pipe(other, 3);
   EXPECT_EQ(c.inherited_pipes(), (std::map<iopipe_device, int>{{pipe.device(), 34}, {other.device(), 3}}));

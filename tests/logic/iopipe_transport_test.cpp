@@ -354,7 +354,8 @@ TEST(PipeStream, OutputTakenInPartsGoesOutOnceAndAFlushGoesOnWhereOneStopped) {
       {
         iopipe pipe(mode);
         pipe << "ab\n\nc";
-        EXPECT_EQ(pipe.flush().good(), arrived() == whole) << stop;
+        const bool done = pipe.flush().good();
+        EXPECT_EQ(done, arrived() == whole) << stop;
       }
       EXPECT_EQ(arrived(), whole) << stop;
     }

@@ -7,7 +7,6 @@
 
 #include <windows.h>
 
-#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -39,7 +38,7 @@ inline process::context output_to(process::iopipe& pipe) {
 }
 
 /// A child that ends with `code` after `delay_ms` milliseconds.
-inline process::process exiting_child(std::uint32_t code, unsigned delay_ms = 0) {
+inline process::process exiting_child(unsigned code, unsigned delay_ms = 0) {
   return process::process(command("child_exit", {std::to_string(code), std::to_string(delay_ms)}));
 }
 

@@ -50,8 +50,7 @@ std::string read_exactly(const iopipe_device& device, std::size_t length) {
   return all;
 }
 
-// Both ends of a pipe whose read handle was opened for overlapped use. Named for this process: others of the session
-// may run this test.
+// Both ends of a pipe, named for this process, whose read handle was opened for overlapped use.
 iopipe_handles overlapped_handles() {
   const std::string name = "\\\\.\\pipe\\qxfl-pipe-test-" + std::to_string(::GetCurrentProcessId());
   void* const read = ::CreateNamedPipeA(name.c_str(), PIPE_ACCESS_INBOUND | FILE_FLAG_OVERLAPPED, PIPE_TYPE_BYTE, 1, 0,
