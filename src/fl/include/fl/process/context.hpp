@@ -71,8 +71,9 @@ class FL_API context {
   /// Lets the child run under the logon of another user, with that user's profile loaded while the child lives. This
   /// process must hold the privileges "SeBackupPrivilege" and "SeRestorePrivilege", and the right to give a child
   /// another token. The child's environment is the user's own; of `environment()` it gets what the user has no variable
-  /// of that name for. A launch uses the password where it lies, and neither copies nor logs it; the context and its
-  /// copies keep it until they go.
+  /// of that name for. A launch uses the password where it lies, and does not log it; a copy in UTF-16, made where it
+  /// has letters that the active code page may lack, is overwritten at once. The context and its copies keep it until
+  /// they go.
   context& user(const std::string& name, const std::string& password);
   context& user(const ustring& name, const ustring& password);
   /// An empty optional clears the user.

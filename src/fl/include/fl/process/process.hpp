@@ -21,7 +21,9 @@
 // Giving up. Nothing ends a child because its object has gone: the destructor, a move onto the object and detach() let
 // it run, return at once, and see to it that the system's records of it are cleaned up when it ends.
 //
-// What deadlocks: waiting for a child before reading the pipe that it writes to. Read to the end of file first.
+// What deadlocks: waiting for a child before reading the pipe that it writes to. Read to the end of file first. And
+// what makes that end come late: a child started meanwhile without `explicitlyInheritHandles(true)`, which gets the
+// pipe's end, too (context.hpp).
 #pragma once
 
 #include <fl/export.hpp>
