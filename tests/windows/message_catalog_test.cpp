@@ -8,15 +8,12 @@
 #include "support.hpp"
 
 #include <algorithm>
-#include <atomic>
 #include <filesystem>
 #include <future>
 #include <stdexcept>
 #include <string>
 #include <string_view>
-#include <thread>
 #include <utility>
-#include <vector>
 
 #include <windows.h>
 
@@ -191,25 +188,6 @@ TEST(MessageCatalog, PassesOverADirectoryOutOfReachForAWhileAndSaysSoOnce) {
       log.find("[fl::i18n::messages] complaint: Passing over the catalogs in \\\\far\\share for now: CreateFileW: "),
       std::string::npos);
   EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 1) << log;
-}
-
-TEST(MessageCatalog, ServesThreadsThatReadWhileOthersReloadAndChange) {
-  const catalogs own;
-  own.add();
-  own.write("en", "RACE", R"({"a": "same"})");
-  std::atomic<bool> is_over{false};
-  std::vector<std::future<void>> readers(4);
-  for (auto& each : readers)
-    each = std::async(std::launch::async, [&] {
-      while (!is_over)
-        ASSERT_EQ(text("RACE", "a"), u"same");
-    });
-  for (int round = 0; round < 100; ++round) {
-    MessageCatalog::reload();
-    MessageCatalog::set_language(round % 2 == 0 ? "de-AT" : "fr");
-    (round % 3 == 0 ? own : first).add();
-  }
-  is_over = true;
 }
 
 }  // namespace
