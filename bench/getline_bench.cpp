@@ -2,7 +2,6 @@
 // ipstream as it comes, with its buffer of 1 KiB, and fgets over a text-mode FILE with the 4 KiB of an iopipe. All
 // three give lines without their ends.
 
-#include <boost/process/pipe.hpp>
 #include <cstdio>
 #include <cstring>
 #include <fl/process/iopipe.hpp>
@@ -10,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "boost_process.hpp"
 #include "row.hpp"
 #include "windows_support.hpp"
 
@@ -28,7 +28,7 @@ void lines_of_iopipe(bench::unique_handle handle, bench::product& result) {
 }
 
 void lines_of_ipstream(bench::unique_handle handle, bench::product& result) {
-  boost::process::ipstream stream(boost::process::pipe(handle.release(), INVALID_HANDLE_VALUE));
+  boost_process::ipstream stream(boost_process::pipe(handle.release(), INVALID_HANDLE_VALUE));
   std::string line;
   while (std::getline(stream, line)) {
     // This stream has no text mode: its users take off the carriage return themselves.

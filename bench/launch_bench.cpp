@@ -2,10 +2,6 @@
 // library, with bare system calls, and with Boost.Process. All ask for 4 KiB at a time (the streams keep the buffers
 // that they come with), start the child in ".", and give it this program's own standard input and error.
 
-#include <boost/process/child.hpp>
-#include <boost/process/io.hpp>
-#include <boost/process/pipe.hpp>
-#include <boost/process/start_dir.hpp>
 #include <cstdio>
 #include <fl/process/command.hpp>
 #include <fl/process/context.hpp>
@@ -14,6 +10,7 @@
 #include <fl/process/redirection.hpp>
 #include <string>
 
+#include "boost_process.hpp"
 #include "row.hpp"
 #include "windows_support.hpp"
 
@@ -51,7 +48,7 @@ void launch_bare(bench::product& result) {
 }
 
 void launch_boost_process(bench::product& result) {
-  namespace bp = boost::process;
+  namespace bp = boost_process;
   static const boost::filesystem::path path(bench::child_path());
   bp::ipstream output;
   bp::child child(path, bp::std_in<stdin, bp::std_out> output, bp::std_err > stderr, bp::start_dir("."));

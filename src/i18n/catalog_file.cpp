@@ -6,6 +6,7 @@
 #include <i18n/message_catalog.hpp>
 
 #include <boost/json/basic_parser_impl.hpp>
+#include <boost/system/error_code.hpp>
 #include <boost/throw_exception.hpp>
 
 #include <algorithm>
@@ -15,8 +16,8 @@
 namespace fl::i18n::detail {
 namespace {
 
-using boost::json::error_code;
 using boost::json::string_view;
+using boost::system::error_code;
 
 /// Takes what the parser finds. A function that returns false ends the parsing with the error that it has set.
 class catalog_handler {

@@ -131,7 +131,9 @@ TEST(InstructionSet, CutsTextsAtAZeroBeforeItTrimsThem) {
   recorded_processor processor = i7_4710mq;
   for (const auto& [vendor, trimmed_vendor, brand, trimmed_brand] : cases) {
     set_vendor(processor, vendor);
-    std::memcpy(processor.leaves + first_brand, (brand + std::string(48, '\0')).data(), 48);
+    std::array<char, 48> padded{};
+    brand.copy(padded.data(), padded.size());
+    std::memcpy(processor.leaves + first_brand, padded.data(), padded.size());
     const InstructionSet told{replay(processor)};
     EXPECT_EQ(told.vendor(), trimmed_vendor);
     EXPECT_EQ(told.brand(), trimmed_brand);

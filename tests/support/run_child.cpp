@@ -1,19 +1,16 @@
 #include "run_child.hpp"
 
-#include <boost/process/child.hpp>
-#include <boost/process/io.hpp>
-#include <boost/process/pipe.hpp>
-
 #include <future>
 #include <istream>
 #include <iterator>
 
+#include "boost_process.hpp"
 #include "support.hpp"
 
 namespace test_support {
 
 child_result run_child(const std::string& name, const std::string& argument) {
-  namespace bp = boost::process;
+  namespace bp = boost_process;
   bp::ipstream out, err;
   // In wide characters, or the code page of the system would be asked for.
   bp::child child(boost::filesystem::path(widen(child_path(name))), widen(argument), bp::std_out > out,
