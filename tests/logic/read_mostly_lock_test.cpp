@@ -3,7 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <mutex>
+#include <thread>
 #include <vector>
+
+#ifdef _WIN32
+#include "memory_shortage.hpp"
+
+#include <windows.h>
+#endif
 
 namespace {
 
@@ -34,5 +41,23 @@ TEST(ReadMostlyLock, KeepsWritersAwayFromReadersAndFromEachOther) {
   EXPECT_EQ(torn, 0);
   EXPECT_EQ(first, 4000);
 }
+
+#ifdef _WIN32
+TEST(ReadMostlyLock, AllocatesNothingWhereAWriterWaits) {
+  static constinit foundation::core::util::read_mostly_lock lock;
+  lock.lock_shared();
+  test_support::take_memory_away();
+  // A thread that the run-time has made nothing for.
+  const auto write = [](void*) -> DWORD { return lock.lock(), lock.unlock(), 0; };
+  const HANDLE writer = CreateThread(nullptr, 0, write, nullptr, 0, nullptr);
+  const DWORD waiting = WaitForSingleObject(writer, 100);
+  lock.unlock_shared();
+  WaitForSingleObject(writer, INFINITE);
+  test_support::give_memory_back();
+  EXPECT_EQ(waiting, static_cast<DWORD>(WAIT_TIMEOUT));
+  EXPECT_EQ(test_support::take_refused_allocations(), 0);
+  CloseHandle(writer);
+}
+#endif
 
 }  // namespace

@@ -51,6 +51,10 @@ std::size_t take_memory_away() {
   return patches.size();
 }
 
+void give_memory_back() {
+  memory_is_gone = false;
+}
+
 int take_refused_allocations() {
   return refused.exchange(0);
 }

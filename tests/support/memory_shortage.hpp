@@ -10,7 +10,10 @@ namespace test_support {
 /// imports are replaced. Call it once.
 std::size_t take_memory_away();
 
-/// How many allocations have failed since then, or since this was last called. Allocates nothing.
+/// From now on they go through again.
+void give_memory_back();
+
+/// How many allocations have failed since memory was taken away, or since this was last called. Allocates nothing.
 int take_refused_allocations();
 
 }  // namespace test_support

@@ -59,6 +59,9 @@ TEST(Crash, EveryEndLeavesOneReportThatNamesThePlaceAndAFailureStatus) {
       {"mock process is left", abort_status, terminated_by("no exception"), " on_terminate+0000"},
       {"observer throws", abort_status, "\nAbnormal termination:\nas given\n\n", "Function: <unknown>, file <unknown>"},
       {"observer faults", crash_status, fault, " fault_here+0000"},
+      {"observer in report", abort_status, "\nAssertion in g at diag_child.cpp line 5:\nsecond\n\n", "::append+0000"},
+      {"suspended in report", abort_status, "\nAssertion in f at diag_child.cpp line 4:\nmessage\n\n",
+       "second\n\nFunction: g, file diag_child.cpp, line 5"},
       {"in flight", abort_status, "\nAssertion in unwinding at diag_child.cpp line 2:\nreal\n\n",
        "end_while_unwinding+0000"},
       {"fatal record", abort_status, "\nAssertion in int solve() at solver.cpp line 17:\ncount=42",
@@ -75,24 +78,38 @@ TEST(Crash, EveryEndLeavesOneReportThatNamesThePlaceAndAFailureStatus) {
   }
 }
 
-TEST(Crash, AFaultInsideTheReportEndsTheProcessInPlaceOfHanging) {
-  const auto child = run_child("diag_child", "report faults");
-  EXPECT_EQ(child.exit_code, abort_status);
-  EXPECT_NE(child.err.find("exception during abnormal termination"), std::string::npos) << child.err;
-  EXPECT_NE(child.err.find("file src/fl/diag/terminate, line 266"), std::string::npos) << child.err;
+std::string place(const char* line) {
+  return ", file src/fl/diag/terminate, line " + std::string(line) + "\n";
 }
 
 TEST(Terminate, ShowsMessageFunctionAndPlaceAtTheEnd) {
-  const auto known = run_child("diag_child", "assert");
-  EXPECT_NE(known.err.find("it broke"), std::string::npos) << known.err;
-  EXPECT_NE(known.err.find("Function: int solve(), file solve.cpp, line 17"), std::string::npos) << known.err;
-  const auto unknown = run_child("diag_child", "unknown place");
-  EXPECT_NE(unknown.err.find("Function: <unknown>, file <unknown>, line 0"), std::string::npos) << unknown.err;
-  EXPECT_NE(unknown.err.find("Assertion:"), std::string::npos) << unknown.err;
-  // Too long for the final stage, but not for the log.
-  const auto longer = run_child("diag_child", "too long");
-  EXPECT_NE(longer.err.find("len >= 0, file src/fl/diag/windows/terminate, line 41"), std::string::npos);
-  EXPECT_NE(longer.err.find(std::string(4096, 'x')), std::string::npos);
+  const std::string too_long = "len >= 0, file src/fl/diag/windows/terminate, line 41\n";
+  const struct {
+    const char* mode;
+    std::string end;  ///< What the run-time's message ends in.
+    std::string part;
+  } cases[] = {
+      {"assert", "\n\nFunction: int solve(), file solve.cpp, line 17\n", "failed: it broke\n"},
+      {"unknown place", "\n\nFunction: <unknown>, file <unknown>, line 0\n", "\nAssertion:\nit broke\n"},
+      {"longest", "\n\nFunction: g, file " + std::string(260, 'f') + ", line 1\n", "failed: " + std::string(4000, 'x')},
+      {"text too long", too_long, "\n" + std::string(4083, 'x') + "\n"},
+      {"path too long", too_long, ""},
+      {"cut", too_long, "65536\n"},
+      // A report that its own thread interrupts, or that has stopped where the fault was that another thread reports.
+      {"report in report", place("252"), "exception during abnormal termination\n"},
+      {"report faults", place("266"), ""},
+      {"report overflows", place("266"), "\nAssertion in f at diag_child.cpp line 4:\nmessage\n"},
+      {"log in report", place("279"), ""},
+      {"question in report", place("292"), ""},
+  };
+  for (const auto& each : cases) {
+    SCOPED_TRACE(each.mode);
+    const auto child = run_child("diag_child", each.mode);
+    const std::string err = without_carriage_returns(child.err);
+    EXPECT_EQ(child.exit_code, abort_status);
+    EXPECT_NE(err.find(each.end), std::string::npos) << err;
+    EXPECT_NE(err.find(each.part), std::string::npos) << err;
+  }
 }
 
 /// The parts of a log, each a report.
@@ -106,7 +123,17 @@ std::vector<std::string> reports_of(const std::string& log) {
   return reports;
 }
 
-TEST(Terminate, EightThreadsAtOnceLeaveEightWholeReports) {
+TEST(Crash, AStackGoesOnInNumbersWhereNamesCannotBeHadAndBeginsWithAnObserverThatAsksForIt) {
+  const auto numbers = run_child("diag_child", "print overflows");
+  EXPECT_EQ(numbers.exit_code, crash_status);
+  const std::regex all(R"(\(from fault\):\nNo names from here on: [^\n]+\n(\[ *\d+\] 0x[0-9a-f]{16}\n){128}\n)");
+  EXPECT_TRUE(std::regex_search(numbers.err, all)) << numbers.err;
+  const auto names = run_child("diag_child", "observer reports");
+  const std::regex first(R"(\(captured\):\n\[  0\] [^\n]+ print_length_and_report\+)");
+  EXPECT_TRUE(std::regex_search(names.err, first)) << names.err;
+}
+
+TEST(Terminate, EightThreadsAtOnceLeaveEightWholeReportsHoweverSlowTheFirstIs) {
   const auto child = run_child("diag_child", "threads");
   EXPECT_EQ(child.exit_code, crash_status);
   const auto reports = reports_of(child.err);
@@ -124,8 +151,9 @@ TEST(Terminate, EightThreadsAtOnceLeaveEightWholeReports) {
 TEST(Terminate, AllocatesNothingOnItsWayToTheFinalStage) {
   const auto child = run_child("diag_child", "no memory");  // Every import of an allocating function fails and counts.
   EXPECT_EQ(child.exit_code, crash_status);
-  EXPECT_EQ(child.err.rfind("0 allocations\n\nAssertion in f at diag_child.cpp line 3:\nn\\u00F3 memory\n\n", 0), 0u)
-      << child.err;
+  const std::string report = "\nAssertion in f at diag_child.cpp line 3:\nn\\u00F3 memory\n\n";
+  EXPECT_EQ(child.err.rfind("0 allocations\n" + report, 0), 0u) << child.err;
+  EXPECT_EQ(count_of(child.err, report), 2) << "one has waited for the other";
   EXPECT_NE(child.err.find(" foundation::core::diag::terminate+0000"), std::string::npos) << child.err;
 }
 

@@ -21,6 +21,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <exception>
+#include <ostream>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -148,53 +149,117 @@ void terminate_in_flight() {
 
 // The modes below replace the final stage, to look at the process before it ends.
 
-std::atomic<import_patch::any_function> original{nullptr};
-std::atomic<int> arrived{0};
-constexpr int threads = 8;
+std::atomic<import_patch::any_function> original{nullptr}, find_symbol{nullptr};
 
-/// The last of all threads to arrive prints the log.
+/// The clock of threads that wait for another one. It stands still until as many look at it as are `to_wait`; from then
+/// on a second goes by with each look, up to the last.
+std::atomic<int> to_wait{1};
+std::atomic<ULONGLONG> seconds{0}, last_second{1000};
+const DWORD has_looked = TlsAlloc();
+
+ULONGLONG WINAPI look_at_clock() {
+  if (TlsGetValue(has_looked) == nullptr)
+    --to_wait;
+  TlsSetValue(has_looked, &to_wait);
+  return (to_wait > 0 || seconds >= last_second ? seconds.load() : ++seconds) * 1000;
+}
+
+void (*in_symbol_service)();
+
+BOOL WINAPI interrupted_find_symbol(HANDLE process, DWORD64 address, DWORD64* distance, SYMBOL_INFO* symbol) {
+  in_symbol_service();
+  return reinterpret_cast<decltype(&SymFromAddr)>(find_symbol.load())(process, address, distance, symbol);
+}
+
+/// From now on `work` runs whenever a symbol is looked for, and other threads wait for that by the clock above.
+void interrupt_symbol_service(void (*work)()) {
+  in_symbol_service = work;
+  static const import_patch clock("libqxfl.dll", "GetTickCount64",
+                                  reinterpret_cast<import_patch::any_function>(look_at_clock), original);
+  static const import_patch service("libqxfl.dll", "SymFromAddr",
+                                    reinterpret_cast<import_patch::any_function>(interrupted_find_symbol), find_symbol);
+}
+
+void terminate_interrupted_by(void (*work)()) {
+  interrupt_symbol_service(work);
+  diag::terminate("message", "diag_child.cpp", 4, "f");
+}
+
+/// The first thread to arrive prints the log.
 void at_final_stage(const wchar_t*, const wchar_t*, unsigned) {
-  if (++arrived != threads)
+  static std::atomic<bool> anybody{false};
+  if (anybody.exchange(true))
     Sleep(INFINITE);
-  print(diag::terminate_log());
+  char text[32];
+  print({text, static_cast<std::size_t>(
+                   std::snprintf(text, sizeof text, "%d allocations\n", test_support::take_refused_allocations()))});
+  print(diag::terminate_called() ? diag::terminate_log() : "not called");
   foundation::core::app::fast_exit(crash_status);
 }
 
+/// The first report lasts two minutes, for which so many threads wait.
+void prepare_slow_report(int waiting) {
+  static const import_patch final_stage("libqxfl.dll", "_wassert",
+                                        reinterpret_cast<import_patch::any_function>(at_final_stage), original);
+  to_wait = waiting;
+  last_second = 120;
+  interrupt_symbol_service([] {
+    while (seconds < last_second)
+      Sleep(1);
+  });
+}
+
 void terminate_in_threads() {
-  const import_patch final_stage("libqxfl.dll", "_wassert",
-                                 reinterpret_cast<import_patch::any_function>(at_final_stage), original);
+  constexpr int threads = 8;
+  prepare_slow_report(threads);  // All but the one that reports, and the one that reads.
   std::vector<std::thread> running;
   for (int number = 0; number < threads; ++number)
     running.emplace_back([number] {
       diag::setCurrentThreadName("thread " + std::to_string(number));
       diag::terminate("message " + std::to_string(number), "diag_child.cpp", number, "f");
     });
+  while (*diag::terminate_log() == '\0')
+    Sleep(1);
   Sleep(INFINITE);
 }
 
-void print_count_and_end(const wchar_t*, const wchar_t*, unsigned) {
-  char text[32];
-  print({text, static_cast<std::size_t>(
-                   std::snprintf(text, sizeof text, "%d allocations\n", test_support::take_refused_allocations()))});
-  print(diag::terminate_log());
-  foundation::core::app::fast_exit(crash_status);
-}
-
 void terminate_without_memory() {
-  const import_patch final_stage("libqxfl.dll", "_wassert",
-                                 reinterpret_cast<import_patch::any_function>(print_count_and_end), original);
+  prepare_slow_report(1);
   if (test_support::take_memory_away() < 6 || std::malloc(1) != nullptr)
     print("memory is not gone");
   test_support::take_refused_allocations();
-  // A thread that has never thrown, and that the run-time has made nothing for.
+  // Threads that have never thrown, and that the run-time has made nothing for.
   const auto thread = [](void*) -> DWORD { diag::terminate(u"n\u00F3 memory", "diag_child.cpp", 3, "f"); };
-  WaitForSingleObject(CreateThread(nullptr, 0, thread, nullptr, 0, nullptr), INFINITE);
+  for (int number = 0; number < 2; ++number)
+    CreateThread(nullptr, 0, thread, nullptr, 0, nullptr);
+  Sleep(INFINITE);
 }
 
-void fault_in_report() {
-  const import_patch service("libqxfl.dll", "SymFromAddr", reinterpret_cast<import_patch::any_function>(fault_here),
-                             original);
-  diag::terminate("message", "diag_child.cpp", 4, "f");
+void terminate_beside_suspended_thread() {
+  static std::atomic<bool> inside{false};
+  interrupt_symbol_service([] {
+    inside = true;
+    Sleep(INFINITE);
+  });
+  const auto thread = [](void*) -> DWORD { diag::terminate("message", "diag_child.cpp", 4, "f"); };
+  const HANDLE holder = CreateThread(nullptr, 0, thread, nullptr, 0, nullptr);
+  while (!inside)
+    Sleep(1);
+  SuspendThread(holder);
+  diag::terminate("second", "diag_child.cpp", 5, "g");
+}
+
+void observe_within_report() {
+  interrupt_symbol_service([] { const diag::termination_observer other([](auto...) { fault_here(); }); });
+  diag::terminate_log("first", diag::thread_context());
+  in_symbol_service = [] {};
+  { const diag::termination_observer wiping(nullptr); }
+  diag::terminate("second", "diag_child.cpp", 5, "g");
+}
+
+[[gnu::noipa]] void print_length_and_report(const char* message, const char* file, int line, const char* function) {
+  diag::default_termination_observer(message, file, line, function);
+  print(std::to_string(std::strlen(message)) + "\n");
 }
 
 void count_dialog_switches() {
@@ -248,6 +313,7 @@ const struct {
          diag::terminate_log(as_given ? message : "not null", diag::thread_context());
          throw 1;
        });
+       { const diag::termination_observer inner(nullptr); }
        diag::terminate("as given", nullptr, 0, nullptr);
      }},
     {"observer faults",
@@ -255,10 +321,35 @@ const struct {
        const diag::termination_observer observer([](const char*, const char*, int, const char*) { fault_here(); });
        diag::terminate("message", nullptr, 0, nullptr);
      }},
-    {"report faults", fault_in_report},
+    {"report faults", [] { terminate_interrupted_by(fault_here); }},
+    {"report overflows", [] { terminate_interrupted_by(overflow); }},
+    {"report in report", [] { terminate_interrupted_by([] { diag::terminate_log("m", diag::thread_context()); }); }},
+    {"log in report", [] { terminate_interrupted_by([] { diag::terminate_log(); }); }},
+    {"question in report", [] { terminate_interrupted_by([] { diag::terminate_called(); }); }},
+    {"suspended in report", terminate_beside_suspended_thread},
+    {"observer in report", observe_within_report},
+    {"print overflows",
+     [] {
+       interrupt_symbol_service(overflow);
+       std::ostream nowhere(nullptr);
+       diag::stacktrace<8>().format(nowhere, nullptr);
+     }},
     {"assert", [] { diag::terminate("it broke", "solve.cpp", 17, "int solve()"); }},
     {"unknown place", [] { diag::terminate("it broke", nullptr, 0, ""); }},
-    {"too long", [] { diag::terminate(std::string(4096, 'x'), "f", 1, "g"); }},
+    // The final stage has room for 4,095 units of message and function and 260 of the path.
+    {"longest", [] { diag::terminate(std::string(4082, 'x'), std::string(260, 'f').c_str(), 1, "g"); }},
+    {"path too long", [] { diag::terminate("x", std::string(261, 'f').c_str(), 1, "g"); }},
+    {"text too long", [] { diag::terminate(std::string(4083, 'x'), "f", 1, "g"); }},
+    {"cut",
+     [] {
+       const diag::termination_observer observer(print_length_and_report);
+       diag::terminate(std::string(65537, 'x'), "f", 1, "g");
+     }},
+    {"observer reports",
+     [] {
+       const diag::termination_observer observer(print_length_and_report);
+       diag::terminate("it broke", "f", 1, "g");
+     }},
     {"in flight", terminate_in_flight},
     {"threads", terminate_in_threads},
     {"no memory", terminate_without_memory},

@@ -21,6 +21,7 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 /// Shown in stacks in place of the program's file.
@@ -54,6 +55,11 @@ bool begins_with(const std::string& text, const std::string& pattern) {
   stack.capture(1);
   return stack.size();
 }
+
+static_assert(std::is_convertible_v<bool, thread_context> && std::is_convertible_v<void*, thread_context> &&
+              std::is_convertible_v<EXCEPTION_POINTERS*, thread_context>);
+static_assert(!std::is_constructible_v<thread_context, CONTEXT*> && !std::is_constructible_v<thread_context, int> &&
+              !std::is_constructible_v<thread_context, const char*>);
 
 [[gnu::noipa]] thread_context context_here() {
   return {};
@@ -221,6 +227,7 @@ TEST(Demangle, GivesReadableNamesAndIsStrictOnlyWhenAsked) {
             "std::vector<int, std::allocator<int> >");
   EXPECT_EQ(detail::demangle_typeid_name(nullptr, false), "");
   EXPECT_EQ(detail::demangle_typeid_name("", false), "");
+  EXPECT_EQ(detail::demangle_typeid_name(typeid(std::make_index_sequence<500>).name(), true).size(), 1023u);
   injected<decltype(&UnDecorateSymbolName)> undecorate("libqxfl.dll", "UnDecorateSymbolName");
   undecorate.handle_with([](auto, PCSTR, PSTR buffer, DWORD size, DWORD) -> DWORD {
     EXPECT_EQ(size, 1024u);

@@ -5,6 +5,7 @@
 #include <cxxabi.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <stdexcept>
 
@@ -19,10 +20,11 @@ std::string demangle_typeid_name(const char* name, bool strict) {
   int status = 0;
   const std::unique_ptr<char, void (*)(void*)> readable(abi::__cxa_demangle(name, nullptr, nullptr, &status),
                                                         std::free);
+  constexpr std::size_t longest = 1023;
   if (readable)
-    return readable.get();
+    return std::string(readable.get(), ::strnlen(readable.get(), longest));
   // Names of another compiler's types.
-  char buffer[1024];
+  char buffer[longest + 1];
   if (undecorate(name, buffer, sizeof buffer))
     return buffer;
   if (strict)

@@ -53,15 +53,15 @@ void write_fault_state(std::ostream& os, const thread_context& context) {
   context.format(os);
   write(os, "\nStack Trace (from fault):\n");
   const stacktrace<most_frames> stack(context);
-  write_symbolic(os, stack);
+  write_for_report(os, stack, nullptr);
 }
 
-void write_present_state(std::ostream& os) {
+void write_present_state(std::ostream& os, const void* first_frame) {
   write(os, "Register State (captured):\n");
   thread_context().format(os);
   write(os, "\nStack Trace (captured):\n");
   const stacktrace<most_frames> stack;
-  write_symbolic(os, stack);
+  write_for_report(os, stack, first_frame);
 }
 
 /// Runs one block of the report. Returns whether it went through; if it did not, the report says why.
@@ -90,7 +90,7 @@ void write_report(std::ostream& os, const report_event& event, const thread_cont
     write_thread(os);
   });
   if (told)
-    ran_through(os, [&] { context ? write_fault_state(os, context) : write_present_state(os); });
+    ran_through(os, [&] { context ? write_fault_state(os, context) : write_present_state(os, event.first_frame); });
   write(os, "\n");
   os.flush();
 }

@@ -14,6 +14,7 @@ struct report_event {
   const char* file;     ///< Null or empty: not known, as `function`.
   int line;             ///< From 1; of no meaning without a file.
   const char* function;
+  const void* first_frame = nullptr;  ///< Where the stack begins, if it is among the frames; null: with all of them.
 };
 
 /// Appends a report on the calling thread: event, thread, registers and stack. An empty context stands for the thread's

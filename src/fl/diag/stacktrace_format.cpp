@@ -37,8 +37,8 @@ void write_raw(std::ostream& os, frame_iterator first, frame_iterator last) {
   }
 }
 
-void write_numeric(std::ostream& os, frame_iterator first, frame_iterator last) {
-  for (std::size_t number = 0; first != last; ++first, ++number) {
+void write_numeric(std::ostream& os, frame_iterator first, frame_iterator last, std::size_t number = 0) {
+  for (; first != last; ++first, ++number) {
     line_text line;
     put_prefix(line, number, *first);
     write(os, line.put('\n').view());
@@ -75,14 +75,31 @@ void write_symbolic_frame(std::ostream& os, std::size_t number, const void* fram
 
 void write_symbolic(std::ostream& os, frame_iterator first, frame_iterator last) {
   const symbol_lookup lookup;
-  for (std::size_t number = 0; first != last; ++first, ++number)
-    write_symbolic_frame(os, number, *first, lookup.describe(*first));
+  for (std::size_t number = 0; first != last; ++first, ++number) {
+    frame_description known;
+    lookup.find_symbol(*first, known);
+    find_module(*first, known);
+    write_symbolic_frame(os, number, *first, known);
+  }
 }
 
 }  // namespace
 
-void write_symbolic(std::ostream& os, const stacktrace_base& stack) {
-  write_symbolic(os, stack.begin(), stack.end());
+void write_for_report(std::ostream& os, const stacktrace_base& stack, const void* start) {
+  // A stack can have frames at address 0.
+  auto frame = start != nullptr ? std::find(stack.begin(), stack.end(), start) : stack.begin();
+  if (frame == stack.end())
+    frame = stack.begin();
+  const symbol_lookup lookup;
+  for (std::size_t number = 0; frame != stack.end(); ++frame, ++number) {
+    frame_description known;
+    if (!lookup.find_symbol(*frame, known)) {
+      write(os, "No names from here on: a thread was stopped inside the symbol service.\n");
+      return write_numeric(os, frame, stack.end(), number);
+    }
+    find_module(*frame, known);
+    write_symbolic_frame(os, number, *frame, known);
+  }
 }
 
 std::ostream& stacktrace_base::format(std::ostream& os, const void* start) const {

@@ -21,18 +21,25 @@ struct frame_description {
   frame_description() noexcept { file[0] = symbol[0] = '\0'; }
 };
 
+/// Writes what is known of the frame's module to `known`. Allocates nothing. Any thread.
+void find_module(const void* frame, frame_description& known) noexcept;
+
 /// Holds the system's symbol service for as long as the object lives, so that it is started once for a whole stack. If
-/// it cannot be started, frames have modules but no symbols. Any number may live, on all threads; the constructor and
-/// `describe` throw `std::system_error` in a thread that a fault has interrupted inside the service.
+/// it cannot be started, no symbol is known. Any number may live, on all threads.
 class symbol_lookup {
  public:
-  symbol_lookup();
+  symbol_lookup() noexcept;
   symbol_lookup(const symbol_lookup&) = delete;
   symbol_lookup& operator=(const symbol_lookup&) = delete;
   ~symbol_lookup();
 
-  /// Allocates nothing.
-  frame_description describe(const void* frame) const;
+  /// Writes the frame's symbol to `known`, if it is known. False if the service cannot be asked, because a thread was
+  /// stopped in it, this one or another. Allocates nothing; waits for another thread that is in the service, but not
+  /// without end.
+  bool find_symbol(const void* frame, frame_description& known) const noexcept;
+
+ private:
+  bool holding_;  ///< The service was free, and has a holder more.
 };
 
 }  // namespace foundation::core::diag

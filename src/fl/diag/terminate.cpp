@@ -5,7 +5,7 @@
 #include "diag/escaped_message.hpp"
 #include "diag/final_stage.hpp"
 #include "diag/line_text.hpp"
-#include "diag/report.hpp"
+#include "diag/stack_pointer.hpp"
 #include "diag/terminate_engine.hpp"
 #include "util/built_once.hpp"
 
@@ -13,7 +13,6 @@
 
 #include <cstdlib>
 #include <exception>
-#include <mutex>
 #include <sstream>
 #include <string_view>
 
@@ -62,35 +61,48 @@ terminate_impl& term() noexcept try { return engine.get(); } catch (...) {
   give_up(435, __PRETTY_FUNCTION__);
 }
 
-const char* terminate_impl::log(const char* message, const thread_context& context) noexcept try {
-  const std::lock_guard lock(lock_);
-  write_report(log_buffer_.stream(), {false, text_or_empty(message), nullptr, 0, nullptr}, context);
-  return log_buffer_.text();
-} catch (...) {
-  give_up(252, __PRETTY_FUNCTION__);
+bool terminate_impl::append(const report_event& event, const thread_context& context) noexcept {
+  if (lock_.acquire(stack_pointer_of(context)) != util::checked_lock::outcome::taken)
+    return false;
+  write_report(log_buffer_.stream(), event, context);
+  was_called_ = was_called_ || event.assertion;
+  lock_.unlock();
+  return true;
 }
 
-const char* terminate_impl::log(const char* message, const _EXCEPTION_POINTERS* fault) noexcept try {
-  const thread_context context(fault);
-  const std::lock_guard lock(lock_);
-  write_report(log_buffer_.stream(), {false, text_or_empty(message), nullptr, 0, nullptr}, context);
-  return log_buffer_.text();
-} catch (...) {
-  give_up(266, __PRETTY_FUNCTION__);
+bool terminate_impl::wait_for_reports() noexcept {
+  const auto outcome = lock_.acquire_last();
+  if (outcome == util::checked_lock::outcome::taken)
+    lock_.unlock();
+  return outcome != util::checked_lock::outcome::interrupted;
 }
 
-const char* terminate_impl::log() noexcept try {
-  const std::lock_guard lock(lock_);
+const char* terminate_impl::log(const char* message, const thread_context& context) noexcept {
+  if (!append({false, text_or_empty(message), nullptr, 0, nullptr}, context))
+    give_up(252, __PRETTY_FUNCTION__);
   return log_buffer_.text();
-} catch (...) {
-  give_up(279, __PRETTY_FUNCTION__);
 }
 
-bool terminate_impl::called() noexcept try {
-  const std::lock_guard lock(lock_);
+const char* terminate_impl::log(const char* message, const _EXCEPTION_POINTERS* fault) noexcept {
+  if (!append({false, text_or_empty(message), nullptr, 0, nullptr}, fault))
+    give_up(266, __PRETTY_FUNCTION__);
+  return log_buffer_.text();
+}
+
+const char* terminate_impl::log() noexcept {
+  if (!wait_for_reports())
+    give_up(279, __PRETTY_FUNCTION__);
+  return log_buffer_.text();
+}
+
+bool terminate_impl::called() noexcept {
+  if (!wait_for_reports())
+    give_up(292, __PRETTY_FUNCTION__);
   return was_called_;
-} catch (...) {
-  give_up(292, __PRETTY_FUNCTION__);
+}
+
+void terminate_impl::default_observer(const char* message, const char* file, int line, const char* function) noexcept {
+  term().append({true, message, file, line, function}, thread_context(false));
 }
 
 void terminate_impl::notify(const char* message, const char* file, int line, const char* function) noexcept {
@@ -99,20 +111,16 @@ void terminate_impl::notify(const char* message, const char* file, int line, con
   } catch (...) {
     // The report may be lost; the termination is not.
   }
+  wait_for_reports();
 }
 
-terminate_impl::observer_type terminate_impl::exchange_observer(observer_type observer) {
+terminate_impl::observer_type terminate_impl::exchange_observer(observer_type observer) noexcept {
   const observer_type former = observer_.exchange(observer != nullptr ? observer : default_observer);
-  const std::lock_guard lock(lock_);
-  log_buffer_.wipe();
+  if (lock_.acquire() == util::checked_lock::outcome::taken) {
+    log_buffer_.wipe();
+    lock_.unlock();
+  }
   return former;
-}
-
-void terminate_impl::default_observer(const char* message, const char* file, int line, const char* function) {
-  terminate_impl& self = term();
-  const std::lock_guard lock(self.lock_);
-  write_report(self.log_buffer_.stream(), {true, message, file, line, function}, thread_context(false));
-  self.was_called_ = true;
 }
 
 namespace {

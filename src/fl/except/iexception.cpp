@@ -1,6 +1,5 @@
 #include <fl/except/iexception.hpp>
 
-#include "except/shared_error_info.hpp"
 #include "util/read_mostly_lock.hpp"
 
 #include <fl/diag/demangle.hpp>
@@ -34,7 +33,7 @@ const char* kept_text(const IException& error) {
 
 // The caller holds the lock alone.
 void keep_text(const IException& error, std::string text) {
-  ensure_shared_error_info(error);
+  detail::ensure_shared_error_info(error);
   error << narrow_str(std::move(text));
 }
 

@@ -1,4 +1,4 @@
-#include "except/shared_error_info.hpp"
+#include <fl/except/iexception.hpp>
 
 #include <boost/exception/info.hpp>
 
@@ -66,7 +66,7 @@ struct boost::exception_detail::get_info<container_access> {
   static refcount_ptr<error_info_container>& container(const boost::exception& error) { return error.data_; }
 };
 
-namespace foundation::core::except {
+namespace foundation::core::except::detail {
 
 void ensure_shared_error_info(const boost::exception& error) {
   auto& container = get_info<container_access>::container(error);
@@ -78,4 +78,4 @@ void ensure_shared_error_info(const boost::exception& error) {
   }
 }
 
-}  // namespace foundation::core::except
+}  // namespace foundation::core::except::detail

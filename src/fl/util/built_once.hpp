@@ -2,9 +2,10 @@
 // everything else is being taken down.
 #pragma once
 
+#include "util/waiting.hpp"
+
 #include <atomic>
 #include <new>
-#include <thread>
 
 namespace foundation::core::util {
 
@@ -25,10 +26,11 @@ class built_once {
   enum state : long { none, building, built };
 
   void build() {
+    unsigned turn = 0;
     for (long seen = none; !state_.compare_exchange_weak(seen, building, std::memory_order_acquire); seen = none) {
       if (seen == built)
         return;
-      std::this_thread::yield();
+      wait_turn(turn++);
     }
     try {
       ::new (static_cast<void*>(storage_)) T;

@@ -7,12 +7,11 @@
 #pragma once
 
 #include "util/slim_lock.hpp"
+#include "util/waiting.hpp"
 
 #include <atomic>
-#include <chrono>
 #include <cstdint>
 #include <shared_mutex>
-#include <thread>
 
 namespace foundation::core::util {
 
@@ -25,9 +24,8 @@ class read_mostly_lock {
   void lock() noexcept {
     gate_.lock();
     readers_.fetch_or(writer);
-    // Yielding alone would not let a reader of a lower priority go on.
-    for (int turn = 0; readers_ != writer; ++turn)
-      turn < 100 ? std::this_thread::yield() : std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    for (unsigned turn = 0; readers_ != writer; ++turn)
+      wait_turn(turn);
   }
 
   void unlock() noexcept {

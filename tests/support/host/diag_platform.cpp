@@ -40,6 +40,14 @@ unsigned long util::current_thread_id() noexcept {
   return host_system().thread_id;
 }
 
+bool util::is_stopped(unsigned long) noexcept {
+  return false;
+}
+
+bool util::on_same_stack(const void*, const void*) noexcept {
+  return false;
+}
+
 namespace diag {
 
 bool getCurrentThreadName(char* buffer, std::size_t size) {
@@ -87,7 +95,7 @@ void stacktrace_base::capture(const thread_context&, std::size_t skip) {
   capture(skip);
 }
 
-symbol_lookup::symbol_lookup() {
+symbol_lookup::symbol_lookup() noexcept : holding_(true) {
   ++host_system().lookups;
 }
 
@@ -95,12 +103,13 @@ symbol_lookup::~symbol_lookup() {
   --host_system().lookups;
 }
 
-frame_description symbol_lookup::describe(const void* frame) const {
-  frame_description known;
+bool symbol_lookup::find_symbol(const void* frame, frame_description& known) const noexcept {
   if (host_system().describe)
     host_system().describe(frame, known);
-  return known;
+  return holding_;
 }
+
+void find_module(const void*, frame_description&) noexcept {}
 
 }  // namespace diag
 

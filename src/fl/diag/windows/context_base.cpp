@@ -1,6 +1,8 @@
 #include <fl/diag/context_base.hpp>
 
 #include "diag/register_block.hpp"
+#include "diag/stack_pointer.hpp"
+#include "diag/windows/unwind.hpp"
 
 #include <windows.h>
 
@@ -10,19 +12,12 @@ namespace foundation::core::diag::windows {
 
 namespace {
 
-/// Follows `state` through the returns of the functions that it is in, up to the one to `return_address`. They must be
-/// alive: what has returned leaves no frame to follow. False if it does not get there.
+/// Follows `state` through the returns of the functions that it is in, up to the one to `return_address`. False if it
+/// does not get there.
 bool leave_to(DWORD64 return_address, CONTEXT& state) noexcept {
   constexpr int most_frames = 4;  // There are two of ours.
-  for (int frame = 0; frame < most_frames && state.Rip != return_address; ++frame) {
-    DWORD64 image = 0;
-    const auto function = RtlLookupFunctionEntry(state.Rip, &image, nullptr);
-    if (function == nullptr)
-      return false;
-    void* handler_data = nullptr;
-    DWORD64 establisher = 0;
-    RtlVirtualUnwind(UNW_FLAG_NHANDLER, image, state.Rip, function, &state, &handler_data, &establisher, nullptr);
-  }
+  for (int frame = 0; frame < most_frames && state.Rip != return_address && state.Rip != 0; ++frame)
+    leave_function(state);
   return state.Rip == return_address;
 }
 
@@ -58,3 +53,7 @@ std::ostream& context_base::format_data(std::ostream& os) const {
 }
 
 }  // namespace foundation::core::diag::windows
+
+const void* foundation::core::diag::stack_pointer_of(const thread_context& context) noexcept {
+  return context ? reinterpret_cast<const void*>(context.get_data()->Rsp) : nullptr;
+}

@@ -8,6 +8,8 @@
 
 #include "diag/windows/guard.hpp"
 
+#include <cstddef>
+
 [[gnu::naked]] bool qxfl_run_guarded(void (*)(void*), void*) noexcept {
   asm(R"(
     .seh_proc qxfl_run_guarded_frame
@@ -40,8 +42,11 @@
 
 namespace foundation::core::diag {
 
-// One frame of ours stands in the stack, this one. The object is { capacity, end, frames[] }.
+// One frame of ours stands in the stack, this one.
 [[gnu::naked]] void stacktrace_base::capture(std::size_t) noexcept {
+  // What the assembly goes by.
+  static_assert(offsetof(stacktrace_base, capacity_) == 0 && offsetof(stacktrace_base, end_) == 8);
+  static_assert(sizeof(stacktrace_base) == 16, "the frames stand behind it");
   asm(R"(
     .seh_proc qxfl_capture_frame
     movq    %rcx, 8(%rsp)       # The object, in the place that the caller keeps for it.

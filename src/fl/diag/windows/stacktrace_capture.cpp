@@ -3,8 +3,7 @@
 
 #include "diag/windows/guard.hpp"
 #include "diag/windows/symbol_engine.hpp"
-
-#include <mutex>
+#include "diag/windows/unwind.hpp"
 
 #include <windows.h>
 
@@ -27,15 +26,18 @@ struct walk {
   std::size_t skip = 0;
 };
 
-/// Leaves a function at address 0, which a call through a null pointer has entered: the system's walk ends there before
-/// it has begun, although all of the stack is there.
-void leave_null_function(walk& w) {
+void take_frame(walk& w, DWORD64 address) {
   if (w.skip > 0)
     --w.skip;
   else if (w.next != w.limit)
-    *w.next++ = nullptr;
-  w.record.Rip = *reinterpret_cast<const DWORD64*>(w.record.Rsp);
-  w.record.Rsp += sizeof(DWORD64);
+    *w.next++ = reinterpret_cast<const void*>(address);
+}
+
+/// Leaves a function at address 0, which a call through a null pointer has entered: the system's walk ends there before
+/// it has begun, although all of the stack is there.
+void leave_null_function(walk& w) {
+  take_frame(w, 0);
+  leave_function(w.record);
 }
 
 STACKFRAME64 first_frame(const CONTEXT& record) {
@@ -55,11 +57,20 @@ void take_frames(void* object) {
   STACKFRAME64 frame = first_frame(w.record);
   while (w.engine->initialised() && w.next != w.limit &&
          StackWalk64(IMAGE_FILE_MACHINE_AMD64, w.engine->process(), GetCurrentThread(), &frame, &w.record, nullptr,
-                     SymFunctionTableAccess64, SymGetModuleBase64, nullptr)) {
-    if (w.skip > 0)
-      --w.skip;
-    else
-      *w.next++ = reinterpret_cast<const void*>(frame.AddrPC.Offset);
+                     SymFunctionTableAccess64, SymGetModuleBase64, nullptr))
+    take_frame(w, frame.AddrPC.Offset);
+}
+
+/// The same without the service.
+void take_frames_alone(void* object) {
+  walk& w = *static_cast<walk*>(object);
+  if (w.record.Rip == 0)
+    leave_null_function(w);
+  // A caller's frame lies behind that of the function it called; what does not lead there is no stack.
+  for (DWORD64 last = 0; w.record.Rip != 0 && w.next != w.limit && w.record.Rsp > last;) {
+    take_frame(w, w.record.Rip);
+    last = w.record.Rsp;
+    leave_function(w.record);
   }
 }
 
@@ -77,12 +88,14 @@ void stacktrace_base::capture(const thread_context& context, std::size_t skip) {
   w.next = begin();
   w.limit = begin() + capacity_;
   w.skip = skip;
-  const std::lock_guard lock(w.engine->lock());
+  const bool with_service = w.engine->lock().acquire() == util::checked_lock::outcome::taken;
   // The guard encloses the walk and not the lock, which a fault would leave locked.
-  const bool through = qxfl_run_guarded(take_frames, &w);
+  const bool through = qxfl_run_guarded(with_service ? take_frames : take_frames_alone, &w);
   end_ = through ? w.next : begin();
   if (w.acquired)
     qxfl_run_guarded(release_service, w.engine);
+  if (with_service)
+    w.engine->lock().unlock();
 }
 
 }  // namespace foundation::core::diag

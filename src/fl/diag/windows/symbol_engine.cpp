@@ -4,7 +4,6 @@
 #include "util/built_once.hpp"
 
 #include <cstring>
-#include <mutex>
 
 #include <windows.h>
 
@@ -37,12 +36,12 @@ struct symbol_record {
 
 }  // namespace
 
-symbol_engine& symbol_engine::instance() {
+symbol_engine& symbol_engine::instance() noexcept {
   return engine.get();
 }
 
-symbol_engine::symbol_engine() : process_(GetCurrentProcess()), search_path_{} {
-  const std::lock_guard lock(lock_);
+symbol_engine::symbol_engine() noexcept : process_(GetCurrentProcess()), search_path_{} {
+  // Nobody else has the engine yet: it needs no lock.
   SymSetOptions(SymGetOptions() | options);
   GetModuleFileNameA(nullptr, search_path_, sizeof search_path_);
   search_path_[sizeof search_path_ - 1] = '\0';

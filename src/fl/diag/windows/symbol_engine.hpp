@@ -1,6 +1,9 @@
 // The process's one holder of the system's symbol service, which is started when somebody needs it, counted, and
 // stopped when nobody does. Every call into the service stands under the engine's lock: it is not safe for use by
 // several threads.
+//
+// A thread may be stopped inside the service by a fault, such as the end of its stack. So nobody waits for the lock
+// without end: without it, stacks are walked and printed without the service.
 #pragma once
 
 #include "util/checked_lock.hpp"
@@ -12,8 +15,8 @@ namespace foundation::core::diag {
 
 class symbol_engine {
  public:
-  /// Built at first use, never destroyed. Throws `std::system_error` as `checked_lock` does.
-  static symbol_engine& instance();
+  /// Built at first use, never destroyed.
+  static symbol_engine& instance() noexcept;
 
   /// Guards all below.
   util::checked_lock& lock() noexcept { return lock_; }
@@ -30,12 +33,13 @@ class symbol_engine {
   /// the symbol's start it lies. False if the service does not run or does not know. Allocates nothing itself.
   bool find_symbol(const void* address, char* name, std::size_t size, std::uint64_t& displacement) noexcept;
 
-  symbol_engine();
+  symbol_engine() noexcept;
 
  private:
   void* process_;          ///< This process.
   char search_path_[260];  ///< The directory of the executable.
-  util::checked_lock lock_;
+  /// The limit is longer than the service takes for what it does in one piece: reading the symbols of a module.
+  util::checked_lock lock_{std::chrono::seconds(20)};
   std::uint32_t holders_ = 0;
   bool initialised_ = false;  ///< The service was started and not stopped yet.
 };

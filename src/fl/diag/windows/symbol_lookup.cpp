@@ -5,7 +5,6 @@
 #include "diag/windows/symbol_engine.hpp"
 
 #include <algorithm>
-#include <mutex>
 #include <string_view>
 
 #include <windows.h>
@@ -13,6 +12,17 @@
 namespace foundation::core::diag {
 
 namespace {
+
+/// Does `work` with the engine, under its lock. False if that is not to be had.
+template <class Work>
+bool with_service(Work work) noexcept {
+  symbol_engine& engine = symbol_engine::instance();
+  if (engine.lock().acquire() != util::checked_lock::outcome::taken)
+    return false;
+  work(engine);
+  engine.lock().unlock();
+  return true;
+}
 
 constexpr std::size_t longest_variable = 256;  ///< Of the name of a module's variable, in characters.
 
@@ -31,6 +41,8 @@ const char* relative_path_of(const void* module, std::string_view file) noexcept
   return nullptr;
 }
 
+}  // namespace
+
 void find_module(const void* frame, frame_description& known) noexcept {
   const void* const base = symbols::getModuleAddress(frame);
   if (base == nullptr)
@@ -45,28 +57,19 @@ void find_module(const void* frame, frame_description& known) noexcept {
   known.relative_path = relative_path_of(base, known.file);
 }
 
-}  // namespace
-
-symbol_lookup::symbol_lookup() {
-  symbol_engine& engine = symbol_engine::instance();
-  const std::lock_guard lock(engine.lock());
-  engine.acquire();
-}
+symbol_lookup::symbol_lookup() noexcept : holding_(with_service([](symbol_engine& engine) { engine.acquire(); })) {}
 
 symbol_lookup::~symbol_lookup() {
-  symbol_engine& engine = symbol_engine::instance();
-  const std::lock_guard lock(engine.lock());
-  engine.release();
+  // If that cannot be done any more, the service goes on running.
+  if (holding_)
+    with_service([](symbol_engine& engine) { engine.release(); });
 }
 
-frame_description symbol_lookup::describe(const void* frame) const {
-  frame_description known;
-  find_module(frame, known);
-  symbol_engine& engine = symbol_engine::instance();
-  const std::lock_guard lock(engine.lock());
-  if (!engine.find_symbol(frame, known.symbol, sizeof known.symbol, known.displacement))
-    known.symbol[0] = '\0';
-  return known;
+bool symbol_lookup::find_symbol(const void* frame, frame_description& known) const noexcept {
+  return holding_ && with_service([&](symbol_engine& engine) {
+           if (!engine.find_symbol(frame, known.symbol, sizeof known.symbol, known.displacement))
+             known.symbol[0] = '\0';
+         });
 }
 
 }  // namespace foundation::core::diag

@@ -17,6 +17,10 @@
 //
 // Thread safety: stacks are plain values. Capturing the calling thread's stack takes no lock and allocates nothing;
 // capturing from a context and printing in the symbolic form take turns with all others at the system's symbol service.
+// If a thread does not leave the service for 20 seconds, because it was stopped in it, the others go on without: a
+// capture from a context goes by what the system unwinds exceptions with, and lines of the symbolic form have no
+// function. The service learns which modules there are when the first of those that print at once begins: a module that
+// is loaded while another thread prints has no functions in either's lines.
 #pragma once
 
 #include <fl/diag/thread_context.hpp>
@@ -46,8 +50,7 @@ class FL_API stacktrace_base {
 
   /// Replaces the contents by the stack that `context` describes, without its `skip` innermost frames. A hardware
   /// fault on the way leaves the stack empty, and so does a symbol service that cannot be initialised. Throws
-  /// `bad_thread_context` if `context` is empty, and `std::system_error` if this thread was interrupted by a fault
-  /// inside the symbol service and tries to enter it again; then the stack is unchanged.
+  /// `bad_thread_context` if `context` is empty; then the stack is unchanged.
   void capture(const thread_context& context, std::size_t skip);
 
   std::size_t size() const noexcept { return static_cast<std::size_t>(end_ - begin()); }

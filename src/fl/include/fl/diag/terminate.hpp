@@ -26,7 +26,12 @@
 // QX_DISABLE_TERMINATE_DIALOG, set to anything but "0", switches the dialog off; so does QX_CRASH_MODE, unless it is
 // "default" or "continue", if the first is not set. Both are read once, at the first use of anything here.
 //
-// Thread safety: any thread, at any time, also while another one is terminating: reports do not mix.
+// Thread safety: any thread, at any time, also while another one is terminating: reports do not mix, and a thread that
+// ends the process lets those go first that wait to write theirs. However slow a report is, the others wait for its
+// end. A thread that is stopped in the middle of one, suspended or by a fault that another thread reports, is waited
+// for ten seconds; then a report cannot be had any more, and what reads the log takes it as it is. Names of functions
+// come from a service that is one for the whole process: if a thread does not leave it for 20 seconds, stacks have
+// numbers only.
 #pragma once
 
 #include <fl/diag/thread_context.hpp>
@@ -59,11 +64,13 @@ namespace foundation::core::diag {
 
 /// Appends a report to the log without ending the process, and returns the log: zero-terminated text that the library
 /// owns, which lives as long as the process and grows with further reports until it is full. `message` may be null. An
-/// empty context stands for the calling thread's present state.
+/// empty context stands for the calling thread's present state. Ends the process if there can be no report, because a
+/// thread was stopped in the middle of one, this one or another.
 FL_API const char* terminate_log(const char* message, const thread_context& context) noexcept;
 /// The same for a fault as the system hands it to a handler; null stands for the calling thread's present state.
 FL_API const char* terminate_log(const char* message, const _EXCEPTION_POINTERS* fault) noexcept;
-/// The log as it is.
+/// The log, with the reports that other threads have begun or wait to write. Ends the process if the calling thread was
+/// interrupted in the middle of a report; so does the next.
 FL_API const char* terminate_log() noexcept;
 
 /// Whether a call of `terminate` has been reported in the log.

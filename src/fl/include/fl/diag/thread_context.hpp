@@ -14,6 +14,7 @@
 #include <iosfwd>
 #include <stdexcept>
 #include <string>
+#include <type_traits>
 
 namespace foundation::core::diag {
 
@@ -33,6 +34,11 @@ class FL_API thread_context : public windows::context_base {
   /// What `if (context)` tests. A pointer to member, so that a context is not taken for a number.
   using unspecified_bool_type = void (thread_context::*)() const;
 
+  template <class Scalar, class Pointee = std::remove_cv_t<std::remove_pointer_t<Scalar>>>
+  static constexpr bool is_mistaken =
+      std::is_scalar_v<Scalar> && !std::is_same_v<Scalar, bool> &&
+      !(std::is_pointer_v<Scalar> && (std::is_void_v<Pointee> || std::is_same_v<Pointee, _EXCEPTION_POINTERS>));
+
  public:
   /// The state of the calling function, as if this call had just returned; empty if `capture` is false.
   // NOLINTNEXTLINE(google-explicit-constructor): implicit, as the two below, so that each serves as an argument
@@ -43,6 +49,9 @@ class FL_API thread_context : public windows::context_base {
   /// The same, for a caller that holds the pointer untyped.
   // NOLINTNEXTLINE(google-explicit-constructor)
   thread_context(const void* pointers) noexcept;
+  /// Neither a number nor another pointer, such as that to the record alone, is taken for one of these.
+  template <class Scalar, std::enable_if_t<is_mistaken<Scalar>, int> = 0>
+  thread_context(Scalar) = delete;  // NOLINT(google-explicit-constructor)
 
   /// Takes the state of the calling function, as the constructor does.
   void capture() noexcept;

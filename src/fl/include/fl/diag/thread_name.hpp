@@ -8,7 +8,8 @@
 
 namespace foundation::core::diag {
 
-/// Names the calling thread, for reports, debuggers and profilers. `name` is UTF-8. Throws `std::bad_alloc`.
+/// Names the calling thread, for reports, debuggers and profilers. `name` is UTF-8. An empty name is a name: reports
+/// show '' then, and '<unknown>' only for a thread that was never named. Throws `std::bad_alloc`.
 FL_API void setCurrentThreadName(const std::string& name);
 
 /// Writes the calling thread's name to `buffer` of `size` bytes, zero-terminated and cut to fit, and returns true. If

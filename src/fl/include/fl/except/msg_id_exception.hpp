@@ -21,8 +21,8 @@ class FL_API IMsgIDException : public IUserException {
   IMsgIDException& operator=(const IMsgIDException& other) noexcept;
   ~IMsgIDException() override;
 
-  /// The catalog's text in the language of this moment; `what()` keeps the first. Throws what
-  /// `fl::i18n::MessageCatalog::get_message` throws.
+  /// The catalog's text in the language of this moment; `what()` keeps the first, which it asks for holding the lock of
+  /// all texts. Throws what `fl::i18n::MessageCatalog::get_message` throws.
   ustring GetUnicodeMessageTxt() const override;
   /// The message, owned by this object.
   virtual const resource_core::BaseMsgID& GetMsgID() const = 0;
