@@ -1,10 +1,8 @@
 #include <dlmalloc/pages.hpp>
 
-#include <windows.h>
+#include "util/process_end.hpp"
 
-// The loader's flag: set when the system has ended all threads but one, and calls what is to run at the end of each
-// DLL. No header of this compiler has it.
-extern "C" __declspec(dllimport) BOOLEAN NTAPI RtlDllShutdownInProgress();
+#include <windows.h>
 
 namespace foundation::core::mem::dlmalloc::pages {
 
@@ -66,7 +64,7 @@ void back_off() noexcept {
 }
 
 bool process_is_ending() noexcept {
-  return RtlDllShutdownInProgress() != FALSE;
+  return util::process_is_ending();
 }
 
 }  // namespace foundation::core::mem::dlmalloc::pages

@@ -3,8 +3,7 @@
 #include <fl/process/testing.hpp>
 
 #include "process/windows/process_reaper.hpp"
-
-#include <windows.h>
+#include "util/process_end.hpp"
 
 #include <atomic>
 #include <memory>
@@ -18,16 +17,6 @@ using process::implementation_qos;
 namespace {
 
 constinit std::atomic<implementation_qos> requested_qos{implementation_qos{}};  // what the test hook asks for
-
-// True when the process is on its way out and its other threads have been ended where they stood.
-bool process_is_ending() {
-  using query = BOOLEAN(NTAPI*)();
-  const HMODULE ntdll = ::GetModuleHandleW(L"ntdll.dll");
-  const auto in_progress =
-      ntdll ? reinterpret_cast<query>(reinterpret_cast<void*>(::GetProcAddress(ntdll, "RtlDllShutdownInProgress")))
-            : nullptr;
-  return in_progress && in_progress() != FALSE;
-}
 
 struct reaper_holder {
   std::mutex mutex;          // guards what follows; never held while a reaper is retired
@@ -43,7 +32,7 @@ struct retirement {
   retirement(const retirement&) = delete;
   retirement& operator=(const retirement&) = delete;
   ~retirement() {
-    if (process_is_ending())
+    if (util::process_is_ending())
       return;
     std::unique_lock<std::mutex> lock(holder.mutex);
     const std::shared_ptr<process_reaper> last = holder.reaper;
