@@ -53,19 +53,14 @@ TEST(EnvironmentNames, AreOrderedByUpperCasedSignedBytesInTheGlobalLocaleOfTheMo
   std::locale::global(former);
 }
 
+// The order of bytes, which is that of the map, is another one, and holds "k" and the Kelvin sign apart.
 TEST(WideEnvironmentBlock, HoldsEveryEntryInTheOrderOfTheUpperCasedNames) {
-  const std::pair<environment_map, std::u16string> cases[] = {
-      {{}, u"\0\0"s},
-      // The order of bytes, which is that of the map, is another one, and holds "k" and the Kelvin sign apart.
-      {{{"\u00e4", "1"}, {"a_", "\U0001F600"}, {"AB", ""}, {"", "C:=C:\\"}, {"k", "2"}, {"\u212a", "3"}},
-       u"=C:=C:\\\0AB=\0a_=\U0001F600\0\u212a=3\0k=2\0\u00e4=1\0\0"s},
-  };
-  for (const auto& [environment, expected] : cases) {
-    const std::vector<char16_t> block = wide_environment_block(
-        environment, [](char16_t unit) { return unit == u'\u212a' ? u'K' : ascii_upper(unit); },
-        foundation::core::util::utf8_to_utf16_strict);
-    EXPECT_EQ(std::u16string(block.begin(), block.end()), expected);
-  }
+  const environment_map environment = {{"\u00e4", "1"}, {"a_", "\U0001F600"}, {"AB", ""},
+                                       {"", "C:=C:\\"}, {"k", "2"},           {"\u212a", "3"}};
+  const std::vector<char16_t> block = wide_environment_block(
+      environment, [](char16_t unit) { return unit == u'\u212a' ? u'K' : ascii_upper(unit); },
+      foundation::core::util::utf8_to_utf16_strict);
+  EXPECT_EQ(std::u16string(block.begin(), block.end()), u"=C:=C:\\\0AB=\0a_=\U0001F600\0\u212a=3\0k=2\0\u00e4=1\0\0"s);
 }
 
 TEST(MergedEnvironmentBlock, KeepsTheUsersVariablesAndAddsTheOthers) {

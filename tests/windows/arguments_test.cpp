@@ -92,28 +92,38 @@ TEST(Arguments, EveryShortStringOfTheSpecialCharactersArrives) {
   EXPECT_EQ(all.sent(), 19530u);
 }
 
-TEST(Arguments, AnEmptyArgumentIsLostAndTheOthersStay) {
-  const std::vector<std::string> given = {"", "a", "", "b c", ""};
-  EXPECT_EQ(arguments_that_arrive(given, false), (std::vector<std::string>{"a", "b c"}));
-}
-
 // Batch files are run by an interpreter that takes the arguments apart once more.
 TEST(Arguments, RunNoCommandOfTheirOwnInABatchFile) {
   const test_support::temp_dir folder("blank in name");
   const std::string file = folder.file("tool.BaT");
   test_support::write_file(file, "@echo %1, %~2, %3\r\n");
   process::iopipe output(0);
-  process::process child(process::make_command(file, "one", "two (x)", "C:\\a~b'#"),
-                         children::output_to(output));
+  process::process child(process::make_command(file, "one", "two (x)", "C:\\a~b'#"), children::output_to(output));
   EXPECT_EQ(children::read_all(output.device()), "one, two (x), C:\\a~b'#\n");
-  for (const std::string name : {"tool.BaT", "tool.bat. .", "a&b.cmd", "none.CMD "})
-    for (const std::string argument : {"a\" & echo INJECTED & rem ", "a&echo INJECTED", "|echo INJECTED", "%PATH%",
-                                       "!a!", "^", "<a", ">a", "a\nb", "a b\x1a", "\x7f"}) {
-      const process::command what = process::make_command(folder.file(name), "fine", argument);
-      const bool bad_name = name.front() == 'a';
-      EXPECT_EQ(launch_texts::text_of_launch<process::process_init_error>(what, {}),
-                launch_texts::init_error_text(
-                    what, (bad_name ? "the program name \"" + what.name() : "the argument \"" + argument) +
-                              "\" cannot be passed safely to the command interpreter, which runs batch files"));
-    }
+  const std::string fine[] = {file, folder.file("tool.bat. ."), "none.CMD "},
+                    names[] = {"a&b.bat", "a,b.cmd", "@a.bat"};
+  const std::string arguments[] = {"a\" & echo INJECTED & rem ",
+                                   "a&echo INJECTED",
+                                   "|echo INJECTED",
+                                   "%PATH%",
+                                   "!a!",
+                                   "^",
+                                   "<a",
+                                   ">a",
+                                   "a\nb",
+                                   "a b\x1a",
+                                   "\x7f"};
+  const auto expect_refusal = [](const process::command& what, const std::string& culprit) {
+    process::iopipe ends;
+    EXPECT_EQ(launch_texts::text_of_launch<process::process_init_error>(what, children::output_to(ends)),
+              launch_texts::init_error_text(what, "the " + culprit +
+                                                      "\" cannot be passed safely to the command "
+                                                      "interpreter, which runs batch files"));
+    EXPECT_FALSE(ends.is_open_for_write());
+  };
+  for (const std::string& name : names)
+    expect_refusal(name, "program name \"" + name);
+  for (const std::string& name : fine)
+    for (const std::string& argument : arguments)
+      expect_refusal(process::make_command(name, "fine", argument), "argument \"" + argument);
 }

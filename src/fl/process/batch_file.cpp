@@ -14,11 +14,20 @@ bool is_unsafe(char c) {
          (static_cast<unsigned char>(c) < ' ' && c != '\t');
 }
 
-void refuse_if_unsafe(const std::string& text, const char* what) {
-  if (std::any_of(text.begin(), text.end(), &is_unsafe)) {
-    throw std::invalid_argument(std::string("the ") + what + " \"" + text +
-                                "\" cannot be passed safely to the command interpreter, which runs batch files");
-  }
+bool is_unsafe_argument(const std::string& text) {
+  return std::any_of(text.begin(), text.end(), &is_unsafe);
+}
+
+// Without quotes around it, which a blank brings, the interpreter would take a part of such a name for the program.
+bool is_unsafe_name(const std::string& text) {
+  const bool unquoted = text.find_first_of(" \t") == std::string::npos;
+  return is_unsafe_argument(text) ||
+         (unquoted && (text.find_first_of(",;=") != std::string::npos || text.front() == '@' || text.front() == '('));
+}
+
+[[noreturn]] void refuse(const char* what, const std::string& text) {
+  throw std::invalid_argument(std::string("the ") + what + " \"" + text +
+                              "\" cannot be passed safely to the command interpreter, which runs batch files");
 }
 
 }  // namespace
@@ -35,9 +44,13 @@ void refuse_unsafe_batch_file(const command& value) {
   if (!is_batch_file(value.name())) {
     return;
   }
-  refuse_if_unsafe(value.name(), "program name");
+  if (is_unsafe_name(value.name())) {
+    refuse("program name", value.name());
+  }
   for (const std::string& argument : value.args()) {
-    refuse_if_unsafe(argument, "argument");
+    if (is_unsafe_argument(argument)) {
+      refuse("argument", argument);
+    }
   }
 }
 

@@ -13,7 +13,8 @@ namespace foundation::core::process {
 bool is_batch_file(std::string_view program);
 
 /// Throws std::invalid_argument, naming the text, if `value` runs a batch file whose name or one of whose arguments
-/// holds a quote, one of % ! ^ & | < >, or a control character other than a tab.
+/// holds a quote, one of % ! ^ & | < >, or a control character other than a tab; or if its name has no blank, and holds
+/// one of , ; = or begins with @ or a bracket.
 void refuse_unsafe_batch_file(const command& value);
 
 }  // namespace foundation::core::process

@@ -60,9 +60,9 @@ bool is_dead_input(void* handle) {
 // Those that the child can have.
 std::vector<void*> standard_handles(const STARTUPINFOW& startup) {
   std::vector<void*> handles = {startup.hStdInput, startup.hStdOutput, startup.hStdError};
-  handles.erase(std::remove_if(handles.begin(), handles.end(),
-                               [](void* handle) { return !handle || is_dead_input(handle); }),
-                handles.end());
+  handles.erase(
+      std::remove_if(handles.begin(), handles.end(), [](void* handle) { return !handle || is_dead_input(handle); }),
+      handles.end());
   return handles;
 }
 

@@ -120,8 +120,8 @@ void process_impl::launch_elevated_helper(const command& cmd, const char* const&
 }
 
 boost::shared_ptr<process_impl> process_impl::launch_untranslated(const command& cmd, const context& ctx) {
-  process::refuse_unsafe_batch_file(cmd);
   child_setup setup(cmd, ctx);
+  process::refuse_unsafe_batch_file(cmd);  // now that the child's ends are closed whatever happens
   switch (choose_way(ctx)) {
     case launch_way::de_elevated:
       launch_without_elevation(setup, cmd);

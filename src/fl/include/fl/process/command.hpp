@@ -4,7 +4,8 @@
 //
 // Batch files (.bat, .cmd) are run by the command interpreter, which takes their arguments apart once more and could
 // find another command in one. A launch refuses a batch file whose name or one of whose arguments holds a quote, one of
-// % ! ^ & | < > or a control character. What is let through may still be cut at , ; = when the file reads it.
+// % ! ^ & | < > or a control character, and a name that the interpreter would cut: one that has no blank, and holds one
+// of , ; = or begins with @ or a bracket. An argument with one of , ; = is let through; the file may see it cut.
 #pragma once
 
 #include <fl/export.hpp>
