@@ -4,7 +4,6 @@
 
 #include "diag/escaped_message.hpp"
 #include "diag/register_block.hpp"
-#include "diag/simple_ostreambuf.hpp"
 #include "host/diag_platform.hpp"
 #include "util/checked_lock.hpp"
 
@@ -134,28 +133,11 @@ TEST_F(Report, TellsAnExceptionOnItsWayAndEnds) {
             head + "Unknown exception during abnormal termination\n\n");
 }
 
-TEST_F(Report, WritesNothingToAStreamThatHasFailed) {
-  std::ostringstream os;
-  os.setstate(std::ios_base::badbit);
-  write_report(os, {true, "x", nullptr, 0, nullptr}, thread_context(false));
-  EXPECT_EQ(os.str(), "");
-}
-
 TEST(EscapedMessage, IsAsciiAndCutAt511Bytes) {
   EXPECT_STREQ(escaped_message(u"a\u007f\u0080\u00e9\uFFFF\U0001F600").text,
                "a\x7f\\u0080\\u00E9\\uFFFF\\uD83D\\uDE00");
   EXPECT_STREQ(escaped_message(std::u16string(600, u'x')).text, std::string(511, 'x').c_str());
   EXPECT_STREQ(escaped_message(std::u16string(508, u'x') + u"\u00e9").text, (std::string(508, 'x') + "\\u0").c_str());
-}
-
-TEST(SimpleOstreambuf, DropsWhatDoesNotFitAndNeverFails) {
-  char array[4] = {};
-  simple_ostreambuf buffer(array, sizeof array);
-  std::ostream os(&buffer);
-  os << "abc"
-     << "def" << 12 << std::flush;
-  EXPECT_TRUE(os.good());
-  EXPECT_STREQ(array, "abc");
 }
 
 TEST(CheckedLock, IsRefusedToTheThreadThatHoldsItAndToOneThatHasWaitedTooLong) {

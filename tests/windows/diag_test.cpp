@@ -246,17 +246,6 @@ TEST(Demangle, GivesReadableNamesAndIsStrictOnlyWhenAsked) {
     }
 }
 
-struct local_error {};
-
-TEST(UnknownExceptionName, IsThatOfTheExceptionBeingHandled) {
-  EXPECT_EQ(unknown_exception_name(), nullptr);
-  try {
-    throw local_error();
-  } catch (...) {
-    EXPECT_STREQ(unknown_exception_name(), typeid(local_error).name());
-  }
-}
-
 /// The message of the termination that `end` runs into, under a handler.
 void expect_terminated(const std::function<void()>& end, const std::string& message) {
   const terminate_handler handler;

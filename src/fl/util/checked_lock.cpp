@@ -16,7 +16,7 @@ constexpr unsigned turns_to_give_way = short_turns + 2;
 /// What a waiting thread sees of the holders.
 class checked_lock::watch {
  public:
-  watch(const checked_lock& lock, const void* reported) noexcept : lock_(lock), reported_(reported) {}
+  watch(checked_lock& lock, const void* reported) noexcept : lock_(lock), reported_(reported) {}
 
   /// Whether the holder is to be given up now.
   bool gives_up() noexcept {
@@ -28,10 +28,12 @@ class checked_lock::watch {
     }
     if (lock_.given_up_ == tenure_ || now - begin_ >= static_cast<std::uint64_t>(lock_.limit_.count()))
       return true;
-    if (now - last_look_ < look_every)
+    // One at a time: looking stops the holder for a moment.
+    if (now - last_look_ < look_every || lock_.looked_at_.exchange(true))
       return false;
     last_look_ = now;
     stopped_ = holder_seems_stopped() ? stopped_ + 1 : 0;
+    lock_.looked_at_ = false;
     return stopped_ >= looks_until_stopped;
   }
   std::uint64_t tenure() const noexcept { return tenure_; }
@@ -41,7 +43,7 @@ class checked_lock::watch {
     return is_stopped(lock_.owner_) || (reported_ != nullptr && on_same_stack(reported_, lock_.owner_stack_));
   }
 
-  const checked_lock& lock_;
+  checked_lock& lock_;
   const void* reported_;
   std::uint64_t tenure_ = 0;     ///< the one that the rest is about; 0 before the first
   std::uint64_t begin_ = 0;      ///< when it was first seen, in milliseconds, as the next

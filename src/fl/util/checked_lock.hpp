@@ -60,6 +60,7 @@ class checked_lock {
   std::atomic<std::uint64_t> tenure_{1};       ///< counts the holders
   std::atomic<std::uint64_t> given_up_{0};     ///< the tenure that somebody has waited for in vain, or 0
   std::atomic<int> waiting_{0};                ///< how many threads are in `acquire`
+  std::atomic<bool> looked_at_{false};         ///< a waiting thread asks whether the owner is stopped
   duration limit_;
 };
 
