@@ -126,7 +126,10 @@ bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::write_unit(From unit) {
     return write(&unit, 1);
   write_pending = true;
   const To same = static_cast<To>(unit);
-  return put(&same, 1);
+  if (detail::room_in(*underlying) <= 0)
+    return underlying->sputn(&same, 1) == 1;
+  underlying->sputc(same);
+  return true;
 }
 
 template <class From, class To, class FromTraits, class ToTraits>

@@ -10,9 +10,9 @@
 // first line, and "UTF-8-BOM" drops it.
 //
 // Without `std::ios_base::binary` in the mode the run-time's text mode works on the bytes of the file: 0D 0A becomes
-// 0A, and 1A is the end. That suits encodings that keep US-ASCII. With UTF-16 or UTF-32, give `binary`: of U+0A0D a byte
-// is lost, and all units behind it are read from the wrong halves, and a character such as U+011A ends the file. Lines
-// then end in U+000D.
+// 0A, and 1A is the end. That suits encodings that keep US-ASCII. With UTF-16 or UTF-32, give `binary`: of U+0A0D a
+// byte is lost, and all units behind it are read from the wrong halves, and a character such as U+011A ends the file.
+// Lines then end in U+000D.
 //
 // Thread safety: as for the standard streams, one thread at a time per stream.
 #pragma once
