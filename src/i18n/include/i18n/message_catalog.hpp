@@ -84,8 +84,8 @@ class I18N_API MessageCatalog {
   /// "-".
   static void set_language(const std::string& tag);
 
-  /// The tag of the language in force, in the usual letter case: de-AT, zh-Hant-TW. If none was set, the
-  /// user's display language at the first use.
+  /// The tag of the language in force, in the usual letter case: de-AT, zh-Hant-TW. If none was set, the user's display
+  /// language at the first use.
   static std::string language();
 
   /// Forgets what has been read, so that changed files are seen: by every `get_message` that begins after it returned.
