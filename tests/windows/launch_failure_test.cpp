@@ -106,9 +106,9 @@ unsigned status_of_launch(const scenario& tried) {
 template <class Function>
 void refuse_each(const char* function, typename injected<Function>::result_type failure, const scenario& tried) {
   SCOPED_TRACE(std::string(tried.name) + ", " + function);
-  injected<decltype(&HeapAlloc)> allocating(library, "HeapAlloc");
-  injected<decltype(&HeapFree)> freeing(library, "HeapFree");
-  injected<Function> call(library, function);
+  injected<decltype(&HeapAlloc), struct allocation> allocating(library, "HeapAlloc");
+  injected<decltype(&HeapFree), struct release> freeing(library, "HeapFree");
+  injected<Function, struct refused_call> call(library, function);
   ASSERT_EQ(status_of_launch(tried), 5u);
   const auto found = tried.calls.find(function);
   const std::vector<std::string> expected = found == tried.calls.end() ? std::vector<std::string>() : found->second;

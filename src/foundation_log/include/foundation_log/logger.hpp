@@ -19,10 +19,10 @@
 // a check is a condition that should never fail; it is reported through `check_failed`, independently of the mask, and
 // ends the process if the severity of checks is `severity::fatal`. By default checks are not reported.
 //
-// Records go to standard error, or to the end of the file that QX_LOG_FILE names (the path is Unicode and may be of any
-// length; the file is made if it is missing). If the file cannot be opened, that is reported once and standard error is
-// used. A record is one line of valid UTF-8 and is written by one call, so that records of several threads, and of
-// several processes that share a file, do not mix:
+// Records go to standard error, or to the end of the file that QX_LOG_FILE names (the path is Unicode and may
+// be of any length; the file is made if it is missing). If the file cannot be opened, that is reported once and
+// standard error is used. A record is one line of valid UTF-8 and is written by one call, so that records of several
+// threads, and of several processes that share a file, do not mix:
 //
 //     2031-05-17 09:30:01.004211 5120:4784 [fl::process::which] note:   Searching for cl ...
 //
