@@ -10,7 +10,7 @@ int main(int argc, char**) try {
     std::cout << "usage: first\n\nNumbers the lines that ipconfig /all prints.\n";
     return 0;
   }
-  process::iopipe output(process::open_mode::read);  // not binary: a line end is one "\n"
+  process::iopipe output(0);  // text mode: a line end is one "\n"
   process::context how;
   how.std_out(process::pipe_to(output));
   how.explicitlyInheritHandles(true);  // or another child, started meanwhile, keeps the pipe from ending
