@@ -20,9 +20,9 @@
 //    let one thread write and another one read.
 //  - Waiting for an answer to a question that is still in this stream's buffer: flush first.
 //
-// Text in an encoding. `io::make_uistream_adaptor` reads the lines of a dialogue as UTF-16: it takes what has arrived and
-// waits only for the rest of a character, but what it has read ahead is gone from the pipe. Or take lines of bytes by
-// `std::getline`, and `fl::i18n::decode` each.
+// Text in an encoding. `io::make_uistream_adaptor` reads the lines of a dialogue as UTF-16: it takes what has arrived
+// and waits only for the rest of a character, but what it has read ahead is gone from the pipe. Or take lines of bytes
+// by `std::getline`, and `fl::i18n::decode` each.
 //
 // What fails how. With `exceptions(badbit)` an operation that moves characters throws what the device threw (`get`,
 // `read`, `getline`: iopipe_error and what derives from it), while one that flushes (`flush`, std::endl, `close`)
