@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "process/crlf.hpp"
+#include "process/pipe/crlf.hpp"
 #include "row.hpp"
 #include "windows_support.hpp"
 

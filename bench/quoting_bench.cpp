@@ -4,7 +4,7 @@
 #include <random>
 #include <string>
 
-#include "process/quoting.hpp"
+#include "process/launch/quoting.hpp"
 #include "row.hpp"
 
 namespace {

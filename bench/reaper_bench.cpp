@@ -7,7 +7,7 @@
 #include <optional>
 #include <vector>
 
-#include "process/windows/process_reaper.hpp"
+#include "process/windows/child/process_reaper.hpp"
 #include "row.hpp"
 #include "windows_support.hpp"
 

@@ -29,7 +29,7 @@
 // Thread safety: the entry points at the end may be called from any thread; a spin lock serialises them.
 #pragma once
 
-#include <dlmalloc/pages.hpp>
+#include <dlmalloc/arena_pages.hpp>
 #include <fl/diag/terminate.hpp>
 
 #include <immintrin.h>

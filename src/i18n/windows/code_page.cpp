@@ -2,7 +2,7 @@
 //
 // Only the mapping of well-formed characters is taken from the system. Its treatment of ill-formed bytes differs from
 // page to page: it guesses, drops bits or inserts a default character.
-#include "code_page.hpp"
+#include "codec/code_page.hpp"
 
 #include <boost/system/system_error.hpp>
 #include <boost/throw_exception.hpp>

@@ -1,7 +1,7 @@
 // File names: native wide characters are UTF-16 units here. Thread safety: immutable objects.
 #include <i18n/filesystem.hpp>
 
-#include "utf_step.hpp"
+#include "codec/utf_step.hpp"
 
 #include <boost/throw_exception.hpp>
 

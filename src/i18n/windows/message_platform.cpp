@@ -1,7 +1,7 @@
 // The system's side of message catalogs.
-#include "message_platform.hpp"
+#include "catalog/message_platform.hpp"
 
-#include "catalog_file.hpp"
+#include "catalog/catalog_file.hpp"
 
 #include <i18n/convert.hpp>
 #include <i18n/path.hpp>

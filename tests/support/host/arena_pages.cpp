@@ -1,6 +1,6 @@
 #include "host/arena_pages.hpp"
 
-#include <dlmalloc/pages.hpp>
+#include <dlmalloc/arena_pages.hpp>
 
 #include <new>
 #include <numeric>

@@ -1,5 +1,5 @@
 // Code pages where there are none: one of single bytes, some of pairs of bytes with made-up characters in order.
-#include "code_page.hpp"
+#include "codec/code_page.hpp"
 
 namespace fl::i18n::detail {
 namespace {

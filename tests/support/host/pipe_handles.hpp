@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "process/pipe_handles.hpp"
+#include "process/pipe/pipe_handles.hpp"
 
 namespace test_support {
 

@@ -1,4 +1,4 @@
-#include <dlmalloc/pages.hpp>
+#include <dlmalloc/arena_pages.hpp>
 
 #include "util/process_end.hpp"
 

@@ -1,0 +1,133 @@
+// Catalog files. The events of a JSON parser are taken rather than its tree: a tree no longer knows that a key stood
+// twice, nor on which line a value was.
+#include "catalog/catalog_file.hpp"
+
+#include <i18n/convert.hpp>
+#include <i18n/message_catalog.hpp>
+
+#include <boost/json/basic_parser_impl.hpp>
+#include <boost/system/error_code.hpp>
+#include <boost/throw_exception.hpp>
+
+#include <algorithm>
+#include <cstdint>
+#include <utility>
+
+namespace fl::i18n::detail {
+namespace {
+
+using boost::json::string_view;
+using boost::system::error_code;
+
+/// Takes what the parser finds. A function that returns false ends the parsing with the error that it has set.
+class catalog_handler {
+ public:
+  static constexpr std::size_t max_object_size = std::string::npos;
+  static constexpr std::size_t max_array_size = std::string::npos;
+  static constexpr std::size_t max_key_size = std::string::npos;
+  static constexpr std::size_t max_string_size = std::string::npos;
+
+  bool on_document_begin(error_code&) { return true; }
+  bool on_document_end(error_code&) { return true; }
+  bool on_object_begin(error_code& error) { return std::exchange(inside_, true) ? not_a_text(error) : true; }
+  bool on_object_end(std::size_t, error_code&) { return true; }
+  bool on_key_part(string_view part, std::size_t, error_code&) { return take(part); }
+  bool on_key(string_view rest, std::size_t, error_code& error) {
+    take(rest);
+    mnemonic_ = std::exchange(taken_, {});
+    return texts_.count(mnemonic_) == 0 || refuse(error, "the mnemonic \"" + mnemonic_ + "\" stands here again");
+  }
+  bool on_string_part(string_view part, std::size_t, error_code& error) {
+    return inside_ ? take(part) : not_a_text(error);
+  }
+  bool on_string(string_view rest, std::size_t, error_code& error) {
+    if (!inside_)
+      return not_a_text(error);
+    take(rest);
+    texts_.emplace(mnemonic_, utf8_to_ustring(taken_));
+    taken_.clear();
+    return true;
+  }
+  bool on_array_begin(error_code& error) { return not_a_text(error); }
+  bool on_array_end(std::size_t, error_code&) { return true; }
+  bool on_number_part(string_view, error_code& error) { return not_a_text(error); }
+  bool on_int64(std::int64_t, string_view, error_code& error) { return not_a_text(error); }
+  bool on_uint64(std::uint64_t, string_view, error_code& error) { return not_a_text(error); }
+  bool on_double(double, string_view, error_code& error) { return not_a_text(error); }
+  bool on_bool(bool, error_code& error) { return not_a_text(error); }
+  bool on_null(error_code& error) { return not_a_text(error); }
+  bool on_comment_part(string_view, error_code&) { return true; }
+  bool on_comment(string_view, error_code&) { return true; }
+
+  /// Why a function returned false; empty if none did.
+  const std::string& complaint() const noexcept { return complaint_; }
+  catalog_texts& texts() noexcept { return texts_; }
+
+ private:
+  bool take(string_view part) {
+    taken_.append(part.data(), part.size());
+    return true;
+  }
+  bool refuse(error_code& error, std::string why) {
+    error = boost::json::error::syntax;
+    complaint_ = std::move(why);
+    return false;
+  }
+  bool not_a_text(error_code& error) {
+    return refuse(error, inside_ ? "the value of \"" + mnemonic_ + "\" is not a text"
+                                 : "one object from mnemonics to texts is expected");
+  }
+
+  catalog_texts texts_;
+  std::string taken_;     ///< what has come of the key or text at hand
+  std::string mnemonic_;  ///< the key whose value is at hand
+  std::string complaint_;
+  bool inside_ = false;  ///< the one object has begun
+};
+
+/// Where the beginning `text` of a file ends, for people: from 1, in characters.
+std::string position_behind(std::string_view text) {
+  const auto line = std::count(text.begin(), text.end(), '\n') + 1;
+  const std::string_view last = text.substr(text.rfind('\n') + 1);  // All of it, if no line has ended.
+  const auto column = std::count_if(last.begin(), last.end(),
+                                    [](char byte) { return (static_cast<unsigned char>(byte) & 0xC0U) != 0x80U; }) +
+                      1;
+  return "line " + std::to_string(line) + ", column " + std::to_string(column);
+}
+
+}  // namespace
+
+std::optional<ustring> catalog_file_name(std::string_view catalog) {
+  ustring name;
+  for (const char c : catalog) {
+    const bool plain = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_';
+    if (!plain && c != ':')
+      return std::nullopt;
+    name += c == ':' ? u'.' : static_cast<char16_t>(c);
+  }
+  return name.empty() ? std::nullopt : std::optional(name + u".json");
+}
+
+catalog_texts parse_catalog(std::string_view json, const ustring& path) {
+  constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";
+  if (json.substr(0, byte_order_mark.size()) == byte_order_mark)
+    json.remove_prefix(byte_order_mark.size());
+  boost::json::basic_parser<catalog_handler> parser{boost::json::parse_options()};
+  error_code error;
+  const std::size_t taken = parser.write_some(false, json.data(), json.size(), error);
+  if (!error && taken != json.size())
+    error = boost::json::error::extra_data;
+  if (error) {
+    const std::string& complaint = parser.handler().complaint();
+    throw_bad_catalog(
+        path, position_behind(json.substr(0, taken)) + ": " + (complaint.empty() ? error.message() : complaint));
+  }
+  return std::move(parser.handler().texts());
+}
+
+void throw_bad_catalog(const ustring& path, const std::string& reason) {
+  boost::throw_exception(bad_catalog("the message catalog " + ustring_to_utf8(path) + " cannot be used: " + reason),
+                         BOOST_CURRENT_LOCATION);
+}
+
+}  // namespace fl::i18n::detail

@@ -1,0 +1,37 @@
+// The public face of the message store.
+#include <i18n/message_catalog.hpp>
+
+#include "catalog/message_store.hpp"
+
+namespace fl::i18n {
+namespace {
+
+/// Never destroyed: other libraries may ask for texts until the process has ended.
+detail::message_store& store() {
+  static auto* const instance = new detail::message_store;
+  return *instance;
+}
+
+}  // namespace
+
+ustring MessageCatalog::get_message(const resource_core::BaseMsgID& id) {
+  return store().text_of(id);
+}
+
+void MessageCatalog::add_directory(const ustring& path) {
+  store().add_directory(path);
+}
+
+void MessageCatalog::set_language(const std::string& tag) {
+  store().set_language(tag);
+}
+
+std::string MessageCatalog::language() {
+  return store().language();
+}
+
+void MessageCatalog::reload() {
+  store().reload();
+}
+
+}  // namespace fl::i18n

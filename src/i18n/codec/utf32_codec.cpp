@@ -1,0 +1,73 @@
+// UTF-32 as bytes. Thread safety: pure functions.
+#include "immortal.hpp"
+#include "codec/unit_bytes.hpp"
+#include "codec/utf_codecs.hpp"
+
+namespace fl::i18n::detail {
+namespace {
+
+constexpr std::size_t unit_size = 4;  // Bytes.
+
+template <byte_order Order>
+class utf32_to_units final : public decoder {
+ public:
+  stopped convert(const char*& from, const char* end, char16_t*& to, char16_t* to_end,
+                  bool last) const noexcept override {
+    for (; static_cast<std::size_t>(end - from) >= unit_size; from += unit_size) {
+      const code_point value = load_unit<Order, unit_size>(from);
+      if (!boost::locale::utf::is_valid_codepoint(value)) {
+        return {stop_reason::ill_formed, unit_size};
+      }
+      if (to_end - to < utf16_traits::width(value)) {
+        return {stop_reason::output_full};
+      }
+      to = utf16_traits::encode(value, to);
+    }
+    return from == end || !last ? stopped{} : stopped{stop_reason::ill_formed, static_cast<std::size_t>(end - from)};
+  }
+  std::u16string_view replacement() const noexcept override { return u"\uFFFD"; }
+};
+
+template <byte_order Order>
+class units_to_utf32 final : public encoder {
+ public:
+  stopped convert(const char16_t*& from, const char16_t* end, char*& to, char* to_end,
+                  bool last) const noexcept override {
+    while (from != end) {
+      const utf16_character next = read_utf16(from, end);
+      if (next.length == 0) {
+        return next.cut && !last ? stopped{} : stopped{stop_reason::ill_formed, 1};
+      }
+      if (static_cast<std::size_t>(to_end - to) < unit_size) {
+        return {stop_reason::output_full};
+      }
+      store_unit<Order, unit_size>(to, next.value);
+      to += unit_size;
+      from += next.length;
+    }
+    return {};
+  }
+  std::string_view replacement() const noexcept override {
+    constexpr std::string_view little("\xFD\xFF\0\0", unit_size);
+    constexpr std::string_view big("\0\0\xFF\xFD", unit_size);
+    return Order == byte_order::little ? little : big;
+  }
+};
+
+}  // namespace
+
+const decoder& utf32_decoder(byte_order order) noexcept {
+  if (order == byte_order::little) {
+    return immortal<utf32_to_units<byte_order::little>>();
+  }
+  return immortal<utf32_to_units<byte_order::big>>();
+}
+
+const encoder& utf32_encoder(byte_order order) noexcept {
+  if (order == byte_order::little) {
+    return immortal<units_to_utf32<byte_order::little>>();
+  }
+  return immortal<units_to_utf32<byte_order::big>>();
+}
+
+}  // namespace fl::i18n::detail

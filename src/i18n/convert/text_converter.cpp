@@ -1,0 +1,251 @@
+// Thread safety: as in the header.
+//
+// What is held and what comes next meet in a window of the length of the longest character; all else goes straight from
+// the caller's piece to the caller's area. Output goes by way of `pending_` only if a character does not fit into an
+// area by itself.
+#include "convert/text_converter.hpp"
+
+#include "codec/utf_step.hpp"
+
+#include <i18n/stream_converter.hpp>
+
+#include <boost/throw_exception.hpp>
+
+#include <algorithm>
+#include <cstdio>
+#include <iterator>
+#include <numeric>
+#include <string_view>
+#include <type_traits>
+
+namespace fl::i18n::detail {
+namespace {
+
+bool is_first_half(char16_t unit) {
+  return utf16_traits::is_first_surrogate(unit);
+}
+bool is_first_half(char) {
+  return false;
+}
+
+/// "U+1F600"; of two units the second is looked at only if they are a pair.
+std::string code_point_text(const char16_t (&units)[2]) {
+  const bool is_pair = utf16_traits::is_first_surrogate(units[0]) && utf16_traits::is_second_surrogate(units[1]);
+  const code_point value = is_pair ? utf16_traits::combine_surrogate(units[0], units[1]) : code_point{units[0]};
+  char text[16];
+  std::snprintf(text, sizeof text, "U+%04lX", static_cast<unsigned long>(value));
+  return text;
+}
+
+template <class Out, class In>
+bool converts_ascii_to_itself(const codec<Out, In>& converter) {
+  In ascii[0x80];
+  std::iota(std::begin(ascii), std::end(ascii), In(0));
+  Out converted[2 * std::size(ascii)] = {};
+  const In* from = ascii;
+  Out* to = converted;
+  converter.convert(from, std::end(ascii), to, std::end(converted), true);
+  return std::equal(std::begin(ascii), std::end(ascii), converted, to,
+                    [](In in, Out out) { return static_cast<Out>(in) == out; });
+}
+
+}  // namespace
+
+template <class Out, class In>
+text_converter<Out, In>::text_converter(const std::string& encoding, bool lenient)
+    : name_(encoding), encoding_(find_encoding(encoding)), lenient_(lenient) {
+  start();
+  extends_ascii_ = converts_ascii_to_itself(*codec_);
+}
+
+template <class Out, class In>
+void text_converter<Out, In>::start() noexcept {
+  if constexpr (std::is_same_v<In, char>) {
+    codec_ = encoding_.from_bytes;
+  } else {
+    codec_ = encoding_.to_bytes;
+  }
+  at_start_ = encoding_.mark_count != 0;
+  converted_ = 0;
+}
+
+template <class Out, class In>
+outcome text_converter<Out, In>::convert(Out*& to, Out* to_end, const In*& from, const In* from_end,
+                                         bool last) noexcept {
+  const Out* const to_begin = to;
+  if (is_between_characters() && !last) {
+    // Nearly always, and for text in small pieces as quick as it can be. What stops it, the loop meets again.
+    const In* const begin = from;
+    const stopped stop = codec_->convert(from, from_end, to, to_end, false);
+    converted_ += static_cast<std::size_t>(from - begin);
+    if (stop.why == stop_reason::input_used && from == from_end) {
+      return outcome::done;
+    }
+  }
+  for (;;) {
+    if (at_start_ && !pass_mark(from, from_end, last)) {
+      return outcome::done;
+    }
+    if (!write_pending(to, to_end)) {
+      return outcome::full;
+    }
+    const bool is_empty = to == to_begin;
+    const stop_reason why = held_count_ == 0 ? convert_piece(to, to_end, is_empty, from, from_end, last)
+                                             : convert_held(to, to_end, is_empty, from, from_end, last);
+    if (why == stop_reason::input_used && from == from_end) {
+      if (last) {
+        start();
+      }
+      return outcome::done;
+    }
+    if (why == stop_reason::ill_formed && !lenient_) {
+      return outcome::ill_formed;
+    }
+    if (why == stop_reason::output_full && !has_pending()) {
+      return outcome::full;
+    }
+  }
+}
+
+/// Takes away or writes a mark at the start of the text. Returns false if that cannot be told yet.
+template <class Out, class In>
+bool text_converter<Out, In>::pass_mark(const In*& from, const In* from_end, bool last) noexcept {
+  if (from == from_end && !last) {
+    return false;
+  }
+  if constexpr (std::is_same_v<In, char>) {
+    In window[most];
+    const std::string_view start(window, static_cast<std::size_t>(join(window, from, from_end) - window));
+    for (const byte_order_mark& mark : encoding_) {
+      if (start.substr(0, mark.bytes.size()) == mark.bytes) {
+        from += mark.bytes.size() - held_count_;
+        held_count_ = 0;
+        converted_ = mark.bytes.size();
+        codec_ = mark.rest;
+        at_start_ = false;
+        return true;
+      }
+    }
+    const auto begins_with_start = [start](const byte_order_mark& mark) {
+      return mark.bytes.substr(0, start.size()) == start;
+    };
+    if (!last && std::any_of(encoding_.begin(), encoding_.end(), begins_with_start)) {
+      hold(start.data(), start.data() + start.size());
+      from = from_end;
+      return false;
+    }
+  } else {
+    put_pending(encoding_.marks[0].bytes);
+  }
+  at_start_ = false;
+  return true;
+}
+
+/// Converts from the caller's piece.
+template <class Out, class In>
+stop_reason text_converter<Out, In>::convert_piece(Out*& to, Out* to_end, bool is_empty, const In*& from,
+                                                   const In* from_end, bool last) noexcept {
+  const In* const begin = from;
+  const stop_reason why = convert_some(to, to_end, is_empty, from, from_end, last);
+  converted_ += static_cast<std::size_t>(from - begin);
+  if (why == stop_reason::input_used) {
+    hold(from, from_end);
+    from = from_end;
+  }
+  return why;
+}
+
+/// Converts what is held, with what comes next, and perhaps more.
+template <class Out, class In>
+stop_reason text_converter<Out, In>::convert_held(Out*& to, Out* to_end, bool is_empty, const In*& from,
+                                                  const In* from_end, bool last) noexcept {
+  In window[most];
+  const In* const end = join(window, from, from_end);
+  const std::size_t joined = static_cast<std::size_t>(end - window) - held_count_;
+  const bool is_all = joined == static_cast<std::size_t>(from_end - from);
+  const In* at = window;
+  const stop_reason why = convert_some(to, to_end, is_empty, at, end, last && is_all);
+  const auto consumed = static_cast<std::size_t>(at - window);
+  converted_ += consumed;
+  if (consumed >= held_count_) {
+    from += consumed - held_count_;
+    held_count_ = 0;
+  } else if (why == stop_reason::input_used) {
+    from += joined;
+    hold(at, end);
+  } else {
+    hold(at, window + held_count_);
+  }
+  return why;
+}
+
+/// Converts once, with a replacement for what is ill-formed. `is_empty`: nothing is in the area yet, so that one
+/// character has to be converted even if it does not fit.
+template <class Out, class In>
+stop_reason text_converter<Out, In>::convert_some(Out*& to, Out* to_end, bool is_empty, const In*& from,
+                                                  const In* from_end, bool last) noexcept {
+  const Out* const to_begin = to;
+  const stopped stop = codec_->convert(from, from_end, to, to_end, last);
+  if (stop.why == stop_reason::ill_formed && !lenient_) {
+    // With the second half of a pair, one can say which character is refused.
+    if (!last && from_end - from == 1 && is_first_half(*from)) {
+      return stop_reason::input_used;
+    }
+    refused_[0] = *from;
+    refused_[1] = from_end - from > 1 ? from[1] : In();
+  } else if (stop.why == stop_reason::output_full && is_empty && to == to_begin) {
+    Out* pending = pending_;
+    codec_->convert(from, from_end, pending, pending_ + most, last);
+    pending_begin_ = 0;
+    pending_end_ = static_cast<std::size_t>(pending - pending_);
+  } else if (stop.why == stop_reason::ill_formed) {
+    put_pending(codec_->replacement());
+    from += stop.ill_formed_length;
+  }
+  return stop.why;
+}
+
+/// Copies what is held and as much behind it as has room into the window, and returns the end of that.
+template <class Out, class In>
+In* text_converter<Out, In>::join(In (&window)[most], const In* from, const In* from_end) const noexcept {
+  In* const end = std::copy_n(held_, held_count_, window);
+  return std::copy_n(from, std::min(most - held_count_, static_cast<std::size_t>(from_end - from)), end);
+}
+
+/// Precondition: [from, end) is shorter than `most`.
+template <class Out, class In>
+void text_converter<Out, In>::hold(const In* from, const In* end) noexcept {
+  held_count_ = static_cast<std::size_t>(std::copy(from, end, held_) - held_);
+}
+
+template <class Out, class In>
+void text_converter<Out, In>::put_pending(std::basic_string_view<Out> units) noexcept {
+  pending_begin_ = 0;
+  pending_end_ = units.copy(pending_, most);
+}
+
+/// Returns whether all of it is written.
+template <class Out, class In>
+bool text_converter<Out, In>::write_pending(Out*& to, Out* to_end) noexcept {
+  while (has_pending() && to != to_end) {
+    *to++ = pending_[pending_begin_++];
+  }
+  return !has_pending();
+}
+
+template <class Out, class In>
+void text_converter<Out, In>::refuse(std::uint64_t position, const char* units) const {
+  std::string text;
+  if constexpr (std::is_same_v<In, char>) {
+    text = "ill-formed \"" + name_ + "\" at ";
+  } else {
+    text = code_point_text(refused_) + " is not in \"" + name_ + "\", at ";
+  }
+  boost::throw_exception(conversion_error(text + units + ' ' + std::to_string(position), position),
+                         BOOST_CURRENT_LOCATION);
+}
+
+template class text_converter<char16_t, char>;
+template class text_converter<char, char16_t>;
+
+}  // namespace fl::i18n::detail

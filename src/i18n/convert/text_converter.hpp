@@ -1,0 +1,85 @@
+// Conversion piece by piece. The codec converts; this keeps what the codec, which has no state, cannot.
+//
+// Thread safety: none; one thread at a time.
+#pragma once
+
+#include "codec/codec.hpp"
+#include "codec/text_encoding.hpp"
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace fl::i18n::detail {
+
+/// How a piece ended.
+enum class outcome {
+  done,       ///< all is taken, and written but for the beginning of a character
+  full,       ///< the next call gives more output
+  ill_formed  ///< only if strict: all before it is written, `refuse` says what it is, and the next call stops here
+              ///< again
+};
+
+/// `Out` and `In` are `char16_t` and `char`, or the reverse.
+template <class Out, class In>
+class text_converter {
+ public:
+  /// Throws as `find_encoding`.
+  text_converter(const std::string& encoding, bool lenient);
+  text_converter(const text_converter&) = delete;
+  text_converter& operator=(const text_converter&) = delete;
+
+  /// As `stream_converter::convert` tells, but for what is ill-formed.
+  outcome convert(Out*& to, Out* to_end, const In*& from, const In* from_end, bool last) noexcept;
+
+  /// Whether the next unit, if it is US-ASCII, would be written at once, as the same number: nothing is held, nothing
+  /// is refused or counted.
+  bool passes_ascii() const noexcept { return extends_ascii_ && lenient_ && is_between_characters(); }
+
+  /// How many units of the text are converted; those that are held are not.
+  std::uint64_t converted() const noexcept { return converted_; }
+
+  /// Throws the conversion_error that says what is ill-formed. It stands at `position`, counted in `units` ("byte").
+  [[noreturn]] void refuse(std::uint64_t position, const char* units) const;
+
+ private:
+  using text_codec = codec<Out, In>;
+  static constexpr std::size_t most = text_codec::max_character;
+  static_assert(most >= longest_mark);
+
+  bool is_between_characters() const noexcept { return !at_start_ && held_count_ == 0 && !has_pending(); }
+  void start() noexcept;
+  bool pass_mark(const In*& from, const In* from_end, bool last) noexcept;
+  stop_reason convert_piece(Out*& to, Out* to_end, bool is_empty, const In*& from, const In* from_end,
+                            bool last) noexcept;
+  stop_reason convert_held(Out*& to, Out* to_end, bool is_empty, const In*& from, const In* from_end,
+                           bool last) noexcept;
+  stop_reason convert_some(Out*& to, Out* to_end, bool is_empty, const In*& from, const In* from_end,
+                           bool last) noexcept;
+  In* join(In (&window)[most], const In* from, const In* from_end) const noexcept;
+  void hold(const In* from, const In* end) noexcept;
+  bool has_pending() const noexcept { return pending_begin_ != pending_end_; }
+  void put_pending(std::basic_string_view<Out> units) noexcept;
+  bool write_pending(Out*& to, Out* to_end) noexcept;
+
+  const std::string name_;  ///< of the encoding, as it was asked for
+  const text_encoding encoding_;
+  const bool lenient_;
+  bool extends_ascii_ = false;  ///< US-ASCII stands for itself, by one unit each
+
+  const text_codec* codec_ = nullptr;  ///< not null; a mark at the start of a text chooses it anew
+  bool at_start_ = false;              ///< of a text that may have a mark there, and nothing of it converted
+  std::uint64_t converted_ = 0;        ///< see `converted`
+  In held_[most] = {};                 ///< input that is taken but not converted: the beginning of a character or mark
+  std::size_t held_count_ = 0;         ///< units in use of `held_`, less than `most`
+  Out pending_[most] = {};             ///< output for which the area was too small
+  std::size_t pending_begin_ = 0;      ///< of `pending_`, what is not yet written
+  std::size_t pending_end_ = 0;
+  In refused_[2] = {};  ///< the first units of what is ill-formed; the second is 0 if it has not come
+};
+
+extern template class text_converter<char16_t, char>;
+extern template class text_converter<char, char16_t>;
+
+}  // namespace fl::i18n::detail

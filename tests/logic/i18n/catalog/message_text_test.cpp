@@ -1,0 +1,99 @@
+// What message catalogs do without the system: arguments in texts, languages, names and contents of files.
+#include "catalog/message_text.hpp"
+
+#include "catalog/catalog_file.hpp"
+#include "catalog/language_tag.hpp"
+
+#include <i18n/message_catalog.hpp>
+
+#include <gtest/gtest.h>
+
+#include <cfloat>
+#include <cstdint>
+#include <locale>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using namespace fl::i18n::detail;
+using namespace std::string_literals;
+using resource_core::MsgArgument;
+
+struct grouping : std::numpunct<char> {
+  char do_decimal_point() const override { return ','; }
+  std::string do_grouping() const override { return "\3"; }
+};
+
+TEST(MessageText, ArgumentsTakeThePlaceOfTheirMarksOnceWhateverTheLocaleAndNothingElseChanges) {
+  const std::locale former = std::locale::global(std::locale(std::locale(), new grouping));
+  const std::vector<MsgArgument> arguments{"\xC3\xA9{1}\x80"s, u"{{0}}"s, INT64_MIN, 0.1, 1234.5, 5e-324, -DBL_MAX};
+  const std::pair<const char16_t*, const char16_t*> cases[] = {
+      {u"{3}, {0} and {1}; {3}", u"0.1, \u00E9{1}\uFFFD and {{0}}; 0.1"},
+      {u"{2} {4} {5} {6}", u"-9223372036854775808 1234.5 5e-324 -1.7976931348623157e+308"},
+      {u"{{0}} {{{3}}} }}{{ {3}}} {3}}", u"{0} {0.1} }{ 0.1} 0.1}"},
+      {u"{7}}{7}}}{7}", u"{7}}{7}}{7}"},
+      {u"{7} {} {-1} {02} { 2} {2 {x} {99999999999999999999999} }", nullptr},
+      {u"\u6570{2", nullptr},
+      {u"", u""}};
+  for (const auto& [text, result] : cases)
+    EXPECT_EQ(insert_arguments(text, arguments), result != nullptr ? result : text);
+  EXPECT_EQ(insert_arguments(u"{10}", std::vector<MsgArgument>(11, 1.5)), u"1.5");
+  std::locale::global(former);
+}
+
+TEST(LanguageTag, IsPutInItsUsualCaseOrQuotedAndFallsBackPartByPartToEnglish) {
+  const std::pair<const char*, std::vector<std::string>> cases[] = {
+      {"DE-at", {"de-AT", "de", "en"}},
+      {"EN-gb", {"en-GB", "en"}},
+      {"en", {"en"}},
+      {"ES-419", {"es-419", "es", "en"}},
+      {"zh-hANT-tw-X-ab-CD", {"zh-Hant-TW-x-ab-cd", "zh-Hant-TW-x-ab", "zh-Hant-TW", "zh-Hant", "zh", "en"}},
+      {"X-AB", {"x-ab", "en"}}};
+  for (const auto& [tag, chain] : cases)
+    EXPECT_EQ(fallback_chain(canonical_tag(tag)), chain);
+  for (const std::string bad : {"", "de_AT", "de-", "-de", "a--b", "..", "d\xC3\xA9"}) {
+    try {
+      canonical_tag(bad);
+      ADD_FAILURE() << bad;
+    } catch (const std::invalid_argument& error) {
+      EXPECT_NE(std::string(error.what()).find('"' + bad + '"'), std::string::npos) << error.what();
+    }
+  }
+  EXPECT_EQ(tag_of_locale("de-DE_phoneb") + tag_of_locale(""), "de-DEen");
+}
+
+TEST(CatalogFile, OnlyPlainNamesHaveAFile) {
+  EXPECT_EQ(catalog_file_name("PLANNER:b_c:D9"), u"PLANNER.b_c.D9.json");
+  for (const std::string& bad : {""s, "a.b"s, "a/b"s, "a\\b"s, "\xC3\xA9"s, "a\0b"s})
+    EXPECT_EQ(catalog_file_name(bad), std::nullopt) << bad;
+}
+
+TEST(CatalogFile, TextsAreReadOrTheFaultIsNamed) {
+  const std::string json =
+      "\xEF\xBB\xBF{ \"a\\u00e9\": \"\xE2\x82\xAC\\n\\ud83d\\ude00\", \"\": \"" + std::string(99999, 'x') + "\" }\n";
+  const catalog_texts texts{{"a\xC3\xA9", u"\u20AC\n\U0001F600"}, {"", fl::ustring(99999, u'x')}};
+  EXPECT_EQ(parse_catalog(json, u""), texts);
+  const auto refuses = [](const std::string& bad, const std::string& reason) {
+    try {
+      parse_catalog(bad, u"d\u00E9\\x.json");
+      ADD_FAILURE() << bad;
+    } catch (const fl::i18n::bad_catalog& error) {
+      EXPECT_NE(std::string(error.what()).find("d\xC3\xA9\\x.json cannot be used: " + reason), std::string::npos)
+          << error.what();
+    }
+  };
+  refuses("", "line 1, column 1: incomplete JSON");
+  refuses("{\"a\": \"1\",\n \"\xC3\xA9\": \"2\" x}", "line 2, column 11: syntax error");
+  refuses("{} {}", "line 1, column 4: extra data");
+  refuses("{\"a\": \"\xFF\"}", "line 1, column 8: ");
+  refuses("{\"a\": \"1\",\n\"\\u0061\": \"2\"}", "line 2, column 8: the mnemonic \"a\" stands here again");
+  for (const std::string value : {"22", "-2e1", "true", "null", "{}", "[\"\"]"})
+    refuses("{\n\"b\": " + value + "}", "line 2, column ");
+  for (const char* const whole : {"\"b\"", "[]", "1"})
+    refuses(whole, "line 1, column ");
+}
+
+}  // namespace

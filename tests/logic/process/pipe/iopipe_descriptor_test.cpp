@@ -1,0 +1,65 @@
+// The text form in which a pipe crosses a process boundary. No pipe is made here: descriptors own nothing.
+#include <fl/process/iopipe_descriptor.hpp>
+
+#include <gtest/gtest.h>
+
+#include <boost/numeric/conversion/cast.hpp>
+
+#include <locale>
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+#include "process/pipe/iopipe_descriptor_impl.hpp"
+
+namespace {
+
+using foundation::core::process::iopipe_descriptor;
+
+TEST(IopipeDescriptor, IsSixNumbersAndTakesZeroForWhatIsMalformedOrMissingBehindTheHandles) {
+  const std::pair<std::string, std::string> cases[] = {
+      {iopipe_descriptor(), "0 0 0 0 0 0"},
+      {"500 504 0 0 0 0", "500 504 0 0 0 0"},
+      {"1 0 1 1 13 1", "1 0 1 1 13 1"},
+      {"0 18446744073709551615 0 1 -128 0", "0 18446744073709551615 0 1 -128 0"},
+      {"0 0 0 1 127 1", "0 0 0 1 127 1"},
+      {"12 abc", "12 0 0 0 0 0"},
+      {"12 99999999999999999999999 1 1 65 1", "12 0 0 0 0 0"},
+      {"1 2", "1 2 0 0 0 0"},
+      {"1 2 1 1 x 1", "1 2 1 1 0 0"},
+      {"  1\t2\n1  0 7 1 and more", "1 2 1 0 7 1"},
+  };
+  for (const auto& [text, parsed] : cases)
+    EXPECT_EQ(static_cast<std::string>(iopipe_descriptor(text)), parsed) << text;
+  const iopipe_descriptor parsed("3 4 1 1 13 0");
+  EXPECT_EQ(reinterpret_cast<std::uintptr_t>(parsed.impl().handles().read_handle()), 3u);
+  EXPECT_EQ(reinterpret_cast<std::uintptr_t>(parsed.impl().handles().write_handle()), 4u);
+}
+
+TEST(IopipeDescriptor, RefusesATextWithoutTwoHandlesAndACharacterOutOfRange) {
+  for (const char* const text : {"", " ", "abc 1 0 0 0 0", "1", "99999999999999999999999 1"}) {
+    try {
+      const iopipe_descriptor parsed(text);
+      ADD_FAILURE() << text;
+    } catch (const std::runtime_error& error) {
+      EXPECT_STREQ(error.what(), "parse_file_handle: bad stream") << text;
+    }
+  }
+  for (const char* const text : {"1 2 0 1 128 0", "1 2 0 1 99999999999 0"})
+    EXPECT_THROW(iopipe_descriptor{text}, boost::numeric::positive_overflow) << text;
+  for (const char* const text : {"1 2 0 1 -129 0", "1 2 0 1 -99999999999 0"})
+    EXPECT_THROW(iopipe_descriptor{text}, boost::numeric::negative_overflow) << text;
+}
+
+// The receiving process may have another locale.
+TEST(IopipeDescriptor, DoesNotGroupDigitsAsTheGlobalLocaleDoes) {
+  struct grouping : std::numpunct<char> {
+    std::string do_grouping() const override { return "\3"; }
+  };
+  const std::locale former = std::locale::global(std::locale(std::locale::classic(), new grouping));
+  const std::string text = iopipe_descriptor("1234567 8901234 0 0 0 0");
+  std::locale::global(former);
+  EXPECT_EQ(text, "1234567 8901234 0 0 0 0");
+}
+
+}  // namespace
