@@ -4,17 +4,19 @@
 // Wine's system has no code page 54936, so GB18030 has a peer of code page 936 and text of two-byte characters, whose
 // bytes are the same in both.
 
-#include <boost/smart_ptr/make_shared.hpp>
-#include <cstdint>
 #include <fl/io/streambuf_adaptor.hpp>
+
+#include "row.hpp"
+#include "windows_support.hpp"
+
+#include <boost/smart_ptr/make_shared.hpp>
+
+#include <cstdint>
 #include <memory>
 #include <streambuf>
 #include <string>
 #include <string_view>
 #include <vector>
-
-#include "row.hpp"
-#include "windows_support.hpp"
 
 namespace {
 

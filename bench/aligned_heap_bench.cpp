@@ -5,19 +5,19 @@
 
 #include <fl/mem/aligned_heap.hpp>
 
-#include <windows.h>
-
-#include <malloc.h>
-
-#include <algorithm>
-#include <boost/smart_ptr/shared_ptr.hpp>
-#include <cstring>
-#include <string>
-
 #include "heap_workloads.hpp"
 #include "mem/aligned_heap_create.hpp"
 #include "row.hpp"
 #include "windows_support.hpp"
+
+#include <boost/smart_ptr/shared_ptr.hpp>
+
+#include <windows.h>
+#include <malloc.h>
+
+#include <algorithm>
+#include <cstring>
+#include <string>
 
 namespace {
 

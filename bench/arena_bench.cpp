@@ -3,13 +3,13 @@
 //
 // A process runs one side of a row only: both sides would take turns in the same address space.
 
-#include <windows.h>
-
-#include <string>
-
 #include "arena_ours.hpp"
 #include "heap_workloads.hpp"
 #include "row.hpp"
+
+#include <windows.h>
+
+#include <string>
 
 extern "C" void* dlmalloc(std::size_t size);
 extern "C" void dlfree(void* block);

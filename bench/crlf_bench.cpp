@@ -1,13 +1,13 @@
 // Takes the carriage returns out of CRLF lines in memory: the library's rule against a loop over the bytes. Both work
 // in place and both hold back a carriage return at the end of a block, whose successor they cannot see.
 
-#include <algorithm>
-#include <string>
-#include <vector>
-
 #include "process/pipe/crlf.hpp"
 #include "row.hpp"
 #include "windows_support.hpp"
+
+#include <algorithm>
+#include <string>
+#include <vector>
 
 namespace {
 

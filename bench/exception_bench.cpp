@@ -1,17 +1,19 @@
 // What exceptions cost: a text that is kept, the throw, and the first text.
 
+#include <fl/except.hpp>
+
+#include "row.hpp"
+
 #include <boost/exception/diagnostic_information.hpp>
 #include <boost/exception/exception.hpp>
+
 #include <cstring>
-#include <fl/except.hpp>
 #include <map>
 #include <shared_mutex>
 #include <stdexcept>
 #include <string>
 #include <thread>
 #include <typeindex>
-
-#include "row.hpp"
 
 namespace {
 

@@ -1,19 +1,20 @@
 // Writes and reads UTF-8 text files as UTF-16: the library's file streams against the standard library's wide ones with
 // codecvt_utf8_utf16. Both are opened in binary mode and as they come, each with the buffers that it has.
 
-#include <codecvt>
-#include <cstdint>
 #include <fl/io/uifstream.hpp>
 #include <fl/io/uofstream.hpp>
+
+#include "row.hpp"
+#include "windows_support.hpp"
+
+#include <codecvt>
+#include <cstdint>
 #include <fstream>
 #include <locale>
 #include <stdexcept>
 #include <string>
 #include <type_traits>
 #include <vector>
-
-#include "row.hpp"
-#include "windows_support.hpp"
 
 namespace {
 

@@ -2,16 +2,17 @@
 // ipstream as it comes, with its buffer of 1 KiB, and fgets over a text-mode FILE with the 4 KiB of an iopipe. All
 // three give lines without their ends.
 
-#include <cstdio>
-#include <cstring>
 #include <fl/process/iopipe.hpp>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include "boost_process.hpp"
 #include "row.hpp"
 #include "windows_support.hpp"
+
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <utility>
+#include <vector>
 
 namespace {
 

@@ -7,6 +7,8 @@
 // product cannot be right unless each block was there and was nobody else's.
 #pragma once
 
+#include "row.hpp"
+
 #include <algorithm>
 #include <atomic>
 #include <cstddef>
@@ -19,8 +21,6 @@
 #include <thread>
 #include <utility>
 #include <vector>
-
-#include "row.hpp"
 
 namespace bench {
 

@@ -2,17 +2,18 @@
 // library, with bare system calls, and with Boost.Process. All ask for 4 KiB at a time (the streams keep the buffers
 // that they come with), start the child in ".", and give it this program's own standard input and error.
 
-#include <cstdio>
 #include <fl/process/command.hpp>
 #include <fl/process/context.hpp>
 #include <fl/process/iopipe.hpp>
 #include <fl/process/process.hpp>
 #include <fl/process/redirection.hpp>
-#include <string>
 
 #include "boost_process.hpp"
 #include "row.hpp"
 #include "windows_support.hpp"
+
+#include <cstdio>
+#include <string>
 
 namespace {
 

@@ -1,12 +1,13 @@
 // What it costs to ask the memory manager for a feature, against one virtual call.
 
-#include <cstddef>
-#include <cstring>
 #include <fl/mem/manager.hpp>
-#include <memory>
-#include <string>
 
 #include "row.hpp"
+
+#include <cstddef>
+#include <cstring>
+#include <memory>
+#include <string>
 
 namespace {
 

@@ -3,14 +3,14 @@
 
 #include <i18n/facet.hpp>
 
+#include "row.hpp"
+
 #include <cmath>
 #include <limits>
 #include <memory>
 #include <random>
 #include <sstream>
 #include <vector>
-
-#include "row.hpp"
 
 namespace {
 

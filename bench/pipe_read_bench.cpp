@@ -1,15 +1,16 @@
 // Reads a pipe to its end through an iopipe_device, against ReadFile (binary) and fread (text). Both sides of a row
 // find the same bytes in an equal pipe and ask for blocks of the same size.
 
-#include <cstddef>
-#include <cstdio>
 #include <fl/process/iopipe_device.hpp>
-#include <memory>
-#include <utility>
-#include <vector>
 
 #include "row.hpp"
 #include "windows_support.hpp"
+
+#include <cstddef>
+#include <cstdio>
+#include <memory>
+#include <utility>
+#include <vector>
 
 namespace {
 

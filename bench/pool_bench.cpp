@@ -1,18 +1,20 @@
 // Managed pools: a chunk and back, against Boost.Pool's own pools, and the release of many chunks that came back in no
 // order, against sorting as many pointers.
 
-#include <algorithm>
+#include <fl/mem/managed_pool.hpp>
+
+#include "row.hpp"
+
 #include <boost/pool/pool.hpp>
 #include <boost/pool/singleton_pool.hpp>
+
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <fl/mem/managed_pool.hpp>
 #include <memory>
 #include <random>
 #include <vector>
-
-#include "row.hpp"
 
 namespace {
 

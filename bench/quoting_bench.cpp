@@ -1,11 +1,11 @@
 // Quotes one long argument of quotes and backslashes, the worst case: almost every byte of the result is an insertion.
 // The library's rule against the obvious way, which appends to a second buffer from start to end.
 
-#include <random>
-#include <string>
-
 #include "process/launch/quoting.hpp"
 #include "row.hpp"
+
+#include <random>
+#include <string>
 
 namespace {
 

@@ -2,14 +2,15 @@
 // been delivered: the reaper and its futures against bare RegisterWaitForSingleObject. The child and the duplicates are
 // made outside the time.
 
-#include <atomic>
-#include <boost/thread/future.hpp>
-#include <optional>
-#include <vector>
-
 #include "process/windows/child/process_reaper.hpp"
 #include "row.hpp"
 #include "windows_support.hpp"
+
+#include <boost/thread/future.hpp>
+
+#include <atomic>
+#include <optional>
+#include <vector>
 
 namespace {
 

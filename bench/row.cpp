@@ -86,7 +86,7 @@ void count(benchmark::State& state, const byte_count& which, const contender& ex
   }
 }
 
-void add_timed(const std::string& name, const std::shared_ptr<row>& pair, contender row::*which) {
+void add_timed(const std::string& name, const std::shared_ptr<row>& pair, contender row::* which) {
   // Real time, taken by hand: the library's own way to leave out a preparation costs a system call within the time.
   auto* const registered = benchmark::RegisterBenchmark(name.c_str(), [pair, which](benchmark::State& state) {
                              measure(state, *pair, (*pair).*which);

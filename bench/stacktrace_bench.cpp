@@ -3,17 +3,19 @@
 // at which it finds as many frames as the others, whichever frames of its own it counts, and each has room for exactly
 // these: a walk that goes on behind the stack's end spends most of its time there under Wine.
 
-#include <windows.h>
-
-#include <array>
-#include <boost/stacktrace.hpp>
-#include <cstdint>
 #include <fl/diag/stacktrace.hpp>
-#include <stdexcept>
-#include <string>
 
 #include "deep_stack.hpp"
 #include "row.hpp"
+
+#include <boost/stacktrace.hpp>
+
+#include <windows.h>
+
+#include <array>
+#include <cstdint>
+#include <stdexcept>
+#include <string>
 
 namespace {
 

@@ -2,20 +2,20 @@
 // system that write the same lines. Nothing else in the process holds the symbol service, so each run starts it, loads
 // the symbols of the frames' modules and stops it.
 
-#include <windows.h>
-
-// Behind windows.h, whose types it uses.
-#include <dbghelp.h>
-
-#include <boost/interprocess/streams/bufferstream.hpp>
-#include <cstdio>
 #include <fl/diag/stacktrace.hpp>
-#include <stdexcept>
-#include <string>
 
 #include "deep_stack.hpp"
 #include "row.hpp"
 #include "windows_support.hpp"
+
+#include <boost/interprocess/streams/bufferstream.hpp>
+
+#include <windows.h>
+#include <dbghelp.h>
+
+#include <cstdio>
+#include <stdexcept>
+#include <string>
 
 namespace {
 

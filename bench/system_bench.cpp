@@ -4,6 +4,10 @@
 
 #include <fl/system.hpp>
 
+#include "import_patch.hpp"
+#include "row.hpp"
+#include "windows_support.hpp"
+
 #include <windows.h>
 
 #include <atomic>
@@ -12,10 +16,6 @@
 #include <new>
 #include <thread>
 #include <vector>
-
-#include "import_patch.hpp"
-#include "row.hpp"
-#include "windows_support.hpp"
 
 namespace {
 
@@ -28,8 +28,9 @@ template <class Question>
 bench::contender ask(Question question) {
   return {[question](bench::product& result) {
     int answered = 0;
-    for (int i = 0; i != questions; ++i)
+    for (int i = 0; i != questions; ++i) {
       answered += question() != 0;
+    }
     result.take_value(answered);
   }};
 }
@@ -94,8 +95,9 @@ class system_calls {
 /// Stands in for a call that Wine does not implement, on both sides alike. Lives as long as the program.
 system_calls::group_affinity get_process_groups() {
   USHORT count = 64, groups[64];
-  if (::GetProcessGroupAffinity(::GetCurrentProcess(), &count, groups))
+  if (::GetProcessGroupAffinity(::GetCurrentProcess(), &count, groups)) {
     return &::GetProcessGroupAffinity;
+  }
   static std::atomic<test_support::import_patch::any_function> original;
   static const test_support::import_patch patch(
       "libqxfl.dll", "GetProcessGroupAffinity",

@@ -1,17 +1,19 @@
 // UTF-8 to UTF-16 and back, a whole string at a time, against the system's conversion and Boost.Locale's. The texts are
 // words in random order, so that no processor can learn where the runs of ASCII end.
 
-#include <windows.h>
+#include <i18n/convert.hpp>
+
+#include "row.hpp"
 
 #include <boost/locale/encoding_utf.hpp>
-#include <i18n/convert.hpp>
+
+#include <windows.h>
+
 #include <memory>
 #include <random>
 #include <string>
 #include <string_view>
 #include <vector>
-
-#include "row.hpp"
 
 namespace {
 
@@ -52,7 +54,7 @@ const kind_of_text cjk = {
 const kind_of_text beyond_first_plane = {
     "emoji", u" ", {"The",   "meeting", "moved", "to",           "noon;",          "everybody",    "who",       "wants",
                     "lunch", "should",  "tell",  "Yuki",         "before",         "eleven",       "please.",   "😀",
-                    "👍",     "🎉🎉",      "🚀",     "新しい予定を", "見てください。", "ありがとう、", "𠮷野さん。"}};
+                    "👍",    "🎉🎉",    "🚀",    "新しい予定を", "見てください。", "ありがとう、", "𠮷野さん。"}};
 
 std::u16string make_text(const kind_of_text& kind) {
   std::u16string text;

@@ -3,6 +3,8 @@
 
 #include <fl/process/which.hpp>
 
+#include "row.hpp"
+
 #include <windows.h>
 
 #include <cstdlib>
@@ -11,16 +13,15 @@
 #include <string>
 #include <vector>
 
-#include "row.hpp"
-
 namespace {
 
 constexpr const wchar_t* name = L"qxfl-bench-tool.exe";
 
 std::string narrow(const std::wstring& ascii) {
   std::string text;
-  for (const wchar_t c : ascii)
+  for (const wchar_t c : ascii) {
     text.push_back(static_cast<char>(c));
+  }
   return text;
 }
 
@@ -47,8 +48,9 @@ class search_path {
   /// What a lookup has to try, in its order.
   std::vector<std::wstring> candidates() const {
     std::vector<std::wstring> made{name};
-    for (const auto& directory : directories_)
+    for (const auto& directory : directories_) {
       made.push_back((directory / name).wstring());
+    }
     return made;
   }
 
@@ -68,8 +70,9 @@ bench::contender get_attributes(const search_path& where) {
   return {[candidates = where.candidates()](bench::product& result) {
     for (const std::wstring& candidate : candidates) {
       const DWORD attributes = ::GetFileAttributesW(candidate.c_str());
-      if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0)
+      if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0) {
         return result.take(narrow(candidate));
+      }
     }
   }};
 }

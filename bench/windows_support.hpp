@@ -2,6 +2,8 @@
 // full. Each handle has one owner at a time; nothing here is shared between threads.
 #pragma once
 
+#include "row.hpp"
+
 #include <windows.h>
 
 #include <cstdio>
@@ -11,8 +13,6 @@
 #include <string_view>
 #include <utility>
 #include <vector>
-
-#include "row.hpp"
 
 namespace bench {
 

@@ -50,12 +50,14 @@ LONG WINAPI on_fault(EXCEPTION_POINTERS* fault) {
   // An uncaught C++ exception passes here too. It goes on to std::terminate.
   constexpr DWORD cxx_exception = 0x20474343;
   const DWORD code = fault->ExceptionRecord->ExceptionCode;
-  if (code == cxx_exception)
+  if (code == cxx_exception) {
     return EXCEPTION_CONTINUE_EXECUTION;
-  if (code == EXCEPTION_STACK_OVERFLOW)  // A report wants more stack than is left.
+  }
+  if (code == EXCEPTION_STACK_OVERFLOW) {  // A report wants more stack than is left.
     WaitForSingleObject(CreateThread(nullptr, 0, write_report, fault, 0, nullptr), INFINITE);
-  else
+  } else {
     write_report(fault);
+  }
   foundation::core::app::fast_exit(crash_status);
 }
 
@@ -97,7 +99,8 @@ int main(int argc, char** argv) {
   std::signal(SIGABRT, on_abort);
   diag::disable_terminate_dialog();
   diag::setCurrentThreadName("planner");
-  if (is_given("--assert"))
+  if (is_given("--assert")) {
     diag::terminate("the route leads nowhere", __FILE__, __LINE__, __PRETTY_FUNCTION__);
+  }
   std::printf("the route is %d long\n", plan_route());
 }

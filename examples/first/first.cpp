@@ -16,8 +16,9 @@ int main(int argc, char**) try {
   how.explicitlyInheritHandles(true);  // or another child, started meanwhile, keeps the pipe from ending
   process::process child(process::make_command("C:\\windows\\system32\\ipconfig.exe", "/all"), how);
   int lines = 0;
-  for (std::string line; std::getline(output, line);)
+  for (std::string line; std::getline(output, line);) {
     std::cout << ++lines << ": " << line << "\n";
+  }
   std::cout << lines << " lines, exit status " << child.exit_status() << "\n";
 } catch (const process::process_init_error& e) {
   std::cerr << e.what();

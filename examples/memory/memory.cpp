@@ -41,8 +41,9 @@ std::uintptr_t alignment_of(const void* p) {
 }
 
 void print_block(const char* what, std::size_t size, const void* p) {
-  if (p == nullptr)
+  if (p == nullptr) {
     throw std::bad_alloc();
+  }
   std::printf("  %s of %zu bytes at %p, a multiple of %zu\n", what, size, p, static_cast<std::size_t>(alignment_of(p)));
 }
 
@@ -75,10 +76,12 @@ void show_pool() {
   std::printf("Pool:\n");
   const auto pool = mem::create_managed_pool(size, 100);
   void* chunks[3];
-  for (void*& chunk : chunks)
+  for (void*& chunk : chunks) {
     print_block("chunk", size, chunk = pool->allocate());
-  for (void* const chunk : chunks)
+  }
+  for (void* const chunk : chunks) {
     pool->deallocate(chunk);
+  }
   std::printf("  %s\n", pool->release_free_memory() ? "its block goes back to the system"
                                                     : "it keeps nothing that could go back to the system");
 }
@@ -88,12 +91,14 @@ void show_advice() {
   std::printf("RAM: %.0f of %.0f MiB are free, a pressure of %d\n",
               static_cast<double>(ram.get_available_ram()) / mebibyte,
               static_cast<double>(ram.get_total_ram()) / mebibyte, ram.get_memory_pressure());
-  for (const int pressure : {10, 25, 50, 75, 100})
+  for (const int pressure : {10, 25, 50, 75, 100}) {
     std::printf("  for a pressure of at most %3d take up to %.0f MiB\n", pressure,
                 static_cast<double>(ram.get_max_advised_allocation(pressure)) / mebibyte);
-  if (mem::stats::IsSupported())
+  }
+  if (mem::stats::IsSupported()) {
     std::printf("Allocated by this process: %.1f MiB\n",
                 static_cast<double>(mem::stats::GetStats().GetAlloced()) / mebibyte);
+  }
 }
 
 [[gnu::noipa]] void write_too_low(char* block) {

@@ -24,37 +24,42 @@ std::chrono::milliseconds parse_seconds(const std::string& text) {
     used = 0;
   }
   constexpr double longest = 1e6;  // about twelve days
-  if (used == 0 || used != text.size() || !std::isfinite(seconds) || seconds < 0 || seconds > longest)
+  if (used == 0 || used != text.size() || !std::isfinite(seconds) || seconds < 0 || seconds > longest) {
     throw std::invalid_argument("--timeout takes seconds, such as 2.5, and not '" + text + "'");
+  }
   return std::chrono::milliseconds(std::llround(seconds * 1000));
 }
 
 void set_elevation(run_options& options, ElevationLevel level) {
-  if (options.elevation != ElevationLevel::Unset && options.elevation != level)
+  if (options.elevation != ElevationLevel::Unset && options.elevation != level) {
     throw std::invalid_argument("--elevated and --non-elevated exclude each other");
+  }
   options.elevation = level;
 }
 
 bool read_flag(const std::string& word, run_options& options) {
-  if (word == "--elevated")
+  if (word == "--elevated") {
     set_elevation(options, ElevationLevel::Elevated);
-  else if (word == "--non-elevated")
+  } else if (word == "--non-elevated") {
     set_elevation(options, ElevationLevel::NonElevated);
-  else if (word == "--detached")
+  } else if (word == "--detached") {
     options.detached = true;
-  else if (word == "--no-window")
+  } else if (word == "--no-window") {
     options.no_window = true;
-  else
+  } else {
     return false;
+  }
   return true;
 }
 
 void check_combination(const run_options& options) {
-  if (options.through_the_shell() && (options.input_file || options.output_file))
+  if (options.through_the_shell() && (options.input_file || options.output_file)) {
     throw std::invalid_argument("an elevated program cannot be redirected: --in and --out do not go with --elevated");
+  }
   // Where this program is elevated the user would be ignored, and elsewhere there is no elevation to take away.
-  if (options.user && options.elevation == ElevationLevel::NonElevated)
+  if (options.user && options.elevation == ElevationLevel::NonElevated) {
     throw std::invalid_argument("--user and --non-elevated exclude each other");
+  }
 }
 
 }  // namespace
@@ -82,14 +87,16 @@ const char* const usage_text =
 
 run_options parse_options(int argc, wchar_t** argv) {
   std::vector<std::string> words;
-  for (int i = 1; i < argc; ++i)
+  for (int i = 1; i < argc; ++i) {
     words.push_back(to_utf8(argv[i]));
+  }
 
   run_options options;
   std::size_t next = 0;
   const auto value = [&] {
-    if (next + 1 >= words.size())
+    if (next + 1 >= words.size()) {
       throw std::invalid_argument(words[next] + " needs a value");
+    }
     return words[++next];
   };
   for (; next < words.size() && words[next].rfind("--", 0) == 0; ++next) {
@@ -97,19 +104,21 @@ run_options parse_options(int argc, wchar_t** argv) {
       options.help = true;
       return options;
     }
-    if (words[next] == "--in")
+    if (words[next] == "--in") {
       options.input_file = value();
-    else if (words[next] == "--out")
+    } else if (words[next] == "--out") {
       options.output_file = value();
-    else if (words[next] == "--timeout")
+    } else if (words[next] == "--timeout") {
       options.timeout = parse_seconds(value());
-    else if (words[next] == "--user")
+    } else if (words[next] == "--user") {
       options.user = value();
-    else if (!read_flag(words[next], options))
+    } else if (!read_flag(words[next], options)) {
       throw std::invalid_argument("there is no option '" + words[next] + "'");
+    }
   }
-  if (next == words.size())
+  if (next == words.size()) {
     throw std::invalid_argument("no program is named");
+  }
   check_combination(options);
   options.command.name(words[next]);
   options.command.args().assign(words.begin() + static_cast<std::ptrdiff_t>(next) + 1, words.end());

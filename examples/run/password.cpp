@@ -18,8 +18,9 @@ constexpr std::size_t longest_utf8 = 3 * longest;  // bytes
 class without_echo {
  public:
   without_echo(HANDLE console, DWORD mode) : console_(console), mode_(mode) {
-    if (!SetConsoleMode(console, (mode & ~DWORD{ENABLE_ECHO_INPUT}) | ENABLE_LINE_INPUT | ENABLE_PROCESSED_INPUT))
+    if (!SetConsoleMode(console, (mode & ~DWORD{ENABLE_ECHO_INPUT}) | ENABLE_LINE_INPUT | ENABLE_PROCESSED_INPUT)) {
       throw std::runtime_error("the console cannot read a password without showing it");
+    }
   }
   without_echo(const without_echo&) = delete;
   without_echo& operator=(const without_echo&) = delete;
@@ -40,8 +41,9 @@ void read_from_console(HANDLE console, DWORD mode, std::string& text) {
   DWORD length = 0;
   SetLastError(ERROR_SUCCESS);
   if (!ReadConsoleW(console, line, std::size(line), &length, nullptr) || length == 0) {
-    if (GetLastError() == ERROR_OPERATION_ABORTED)
+    if (GetLastError() == ERROR_OPERATION_ABORTED) {
       throw password_interrupted();
+    }
     throw std::runtime_error("no password was given");
   }
   const wchar_t* const end = std::find_if(line, line + length, [](wchar_t c) { return c == L'\r' || c == L'\n'; });
@@ -53,23 +55,27 @@ void read_from_console(HANDLE console, DWORD mode, std::string& text) {
         WideCharToMultiByte(CP_UTF8, 0, line, static_cast<int>(size), text.data(), longest_utf8, nullptr, nullptr)));
   }
   SecureZeroMemory(line, sizeof line);
-  if (!whole)
+  if (!whole) {
     refuse_length();
+  }
 }
 
 void read_from_stream(HANDLE stream, std::string& text) {
   char c = 0;
   DWORD read = 0;
   while (ReadFile(stream, &c, 1, &read, nullptr) && read == 1 && c != '\n') {
-    if (text.size() == longest_utf8)
+    if (text.size() == longest_utf8) {
       refuse_length();
+    }
     text.push_back(c);
   }
   std::fputs("\n", stderr);
-  if (read == 0 && text.empty())
+  if (read == 0 && text.empty()) {
     throw std::runtime_error("no password was given");
-  if (!text.empty() && text.back() == '\r')
+  }
+  if (!text.empty() && text.back() == '\r') {
     text.pop_back();
+  }
 }
 
 }  // namespace
@@ -84,10 +90,11 @@ password::password(const std::string& user) : password() {
   std::fflush(stderr);
   const HANDLE in = GetStdHandle(STD_INPUT_HANDLE);
   DWORD mode = 0;
-  if (GetConsoleMode(in, &mode))
+  if (GetConsoleMode(in, &mode)) {
     read_from_console(in, mode, text_);
-  else
+  } else {
     read_from_stream(in, text_);
+  }
 }
 
 password::~password() {

@@ -1,15 +1,14 @@
 // run: launches a program through the library, streams its output, and tells how it ended.
 
-#include "options.hpp"
-#include "password.hpp"
-
 #include <fl/process.hpp>
 #include <i18n/convert.hpp>
+
+#include "options.hpp"
+#include "password.hpp"
 
 #include <boost/system/system_error.hpp>
 
 #include <windows.h>
-
 #include <fcntl.h>
 #include <io.h>
 
@@ -45,8 +44,9 @@ process::process* running_child = nullptr;
 void kill_running_child() {
   const std::lock_guard lock(running_mutex);
   try {
-    if (running_child)
+    if (running_child) {
       running_child->kill();
+    }
   } catch (const std::exception&) {
     // It has ended by itself, perhaps by the same Ctrl-C.
   }
@@ -56,8 +56,9 @@ class ended_by_ctrl_c {
  public:
   explicit ended_by_ctrl_c(process::process& child) {
     set(&child);
-    if (interrupted)
+    if (interrupted) {
       kill_running_child();
+    }
   }
   ended_by_ctrl_c(const ended_by_ctrl_c&) = delete;
   ended_by_ctrl_c& operator=(const ended_by_ctrl_c&) = delete;
@@ -71,8 +72,9 @@ class ended_by_ctrl_c {
 };
 
 BOOL WINAPI on_console_event(DWORD event) {
-  if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT && event != CTRL_CLOSE_EVENT)
+  if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT && event != CTRL_CLOSE_EVENT) {
     return FALSE;
+  }
   interrupted = true;
   kill_running_child();
   return TRUE;
@@ -115,12 +117,14 @@ void set_streams(process::context& how, const run_options& options, process::iop
     output.close_for_write();  // Nobody else will.
     return;
   }
-  if (options.input_file)
+  if (options.input_file) {
     how.std_in(process::read_from_file(*options.input_file));
-  if (options.output_file)
+  }
+  if (options.output_file) {
     how.std_out(process::overwrite_file(*options.output_file));
-  else
+  } else {
     how.std_out(process::pipe_to(output));
+  }
 }
 
 process::context make_context(const run_options& options, process::iopipe& output) {
@@ -128,14 +132,18 @@ process::context make_context(const run_options& options, process::iopipe& outpu
   set_streams(how, options, output);
   how.explicitlyInheritHandles(true);
   how.elevationLevel(options.elevation);
-  if (options.detached)
+  if (options.detached) {
     how.detached_process(true);
-  if (options.no_window)
+  }
+  if (options.no_window) {
     how.create_no_window(true);
-  if (options.user)
+  }
+  if (options.user) {
     how.user(*options.user, password(*options.user).text());
-  if (interrupted)
+  }
+  if (interrupted) {
     throw password_interrupted();
+  }
   return how;
 }
 
@@ -146,8 +154,9 @@ class password_in_use {
   password_in_use(const password_in_use&) = delete;
   password_in_use& operator=(const password_in_use&) = delete;
   ~password_in_use() {
-    if (how_.user())
+    if (how_.user()) {
       SecureZeroMemory(const_cast<char*>(how_.user()->password.data()), how_.user()->password.size());
+    }
   }
 
  private:
@@ -170,8 +179,9 @@ int run(const run_options& options) {
   std::promise<void> streamed;
   std::future<void> all_streamed = streamed.get_future();
   std::jthread reader([device = output.device(), &options, &streamed] {
-    if (!options.output_file)
+    if (!options.output_file) {
       stream_to_stdout(device);
+    }
     streamed.set_value();
   });
 
@@ -180,8 +190,9 @@ int run(const run_options& options) {
   // What a killed child had started may go on and hold the pipe; then its output is not waited for.
   const bool ended_by_force = !in_time || interrupted;
   const bool complete = !ended_by_force || all_streamed.wait_for(std::chrono::seconds(1)) == std::future_status::ready;
-  if (complete)
+  if (complete) {
     reader.join();
+  }
 
   const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
   const auto status = child.detailed_exit_status();
@@ -194,8 +205,9 @@ int run(const run_options& options) {
                code, code, elapsed.count());
   std::fflush(nullptr);
   const int result = interrupted ? exit_interrupted : in_time ? static_cast<int>(code) : exit_timeout;
-  if (!complete)
+  if (!complete) {
     std::_Exit(result);
+  }
   return result;
 }
 
@@ -203,8 +215,9 @@ int run(const run_options& options) {
 void explain(const process::process_init_error& failure, const run_options& options) {
   std::fprintf(stderr, "run: %s", failure.what());
   std::error_code ignored;
-  if (!std::filesystem::exists(fl::i18n::utf8_to_ustring(options.command.name()), ignored))
+  if (!std::filesystem::exists(fl::i18n::utf8_to_ustring(options.command.name()), ignored)) {
     std::fputs("run: a program is named by its path, PATH is not searched; which NAME finds one along PATH\n", stderr);
+  }
 }
 
 int run_or_explain(const run_options& options) {

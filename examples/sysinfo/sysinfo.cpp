@@ -51,12 +51,13 @@ options parse_options(int argc, char** argv) {
   options chosen;
   for (int i = 1; i < argc; ++i) {
     const std::string word(argv[i]);
-    if (word == "--json")
+    if (word == "--json") {
       chosen.as_json = true;
-    else if (word == "--help")
+    } else if (word == "--help") {
       chosen.help = true;
-    else
+    } else {
       throw std::invalid_argument("'" + word + "' means nothing here");
+    }
   }
   return chosen;
 }
@@ -130,8 +131,9 @@ void print_table(const findings& found) {
   print_frequency(found);
   print_count("Threads at once, by cores", getAvailableConcurrency(info, false));
   print_count("  by logical processors", getAvailableConcurrency(info, true));
-  if (!info.detailsValid())
+  if (!info.detailsValid()) {
     print_row("(assumed)", "what the C++ library tells, as the system tells no cores: " + found.error);
+  }
 }
 
 template <class T>
@@ -143,8 +145,9 @@ json::object to_json(const findings& found) {
   const core_system::CpuInfo& info = found.info;
   const std::string& brand = info.instructionSet().brand();
   json::array features;
-  for (const std::string& feature : words_of(info.instructionSet().getFeatureString()))
+  for (const std::string& feature : words_of(info.instructionSet().getFeatureString())) {
     features.emplace_back(feature);
+  }
   return {
       {"brand", or_null(!brand.empty(), brand)},
       {"vendor", info.instructionSet().vendor()},
@@ -180,12 +183,13 @@ void print_json(const json::object& object) {
 int main(int argc, char** argv) {
   try {
     const options chosen = parse_options(argc, argv);
-    if (chosen.help)
+    if (chosen.help) {
       std::fputs(usage_text, stdout);
-    else if (chosen.as_json)
+    } else if (chosen.as_json) {
       print_json(to_json(ask()));
-    else
+    } else {
       print_table(ask());
+    }
     return 0;
   } catch (const std::invalid_argument& e) {
     std::fprintf(stderr, "sysinfo: %s\n\n%s", e.what(), usage_text);

@@ -5,6 +5,7 @@
 #include <string>
 
 inline void check(bool holds, const char* what) {
-  if (!holds)
+  if (!holds) {
     throw std::runtime_error(std::string("this did not hold: ") + what);
+  }
 }

@@ -21,8 +21,9 @@ int lines(unsigned long count) {
 // Adds the numbers on standard input.
 int sum() {
   unsigned long long total = 0;
-  for (unsigned long long number = 0; std::scanf("%llu", &number) == 1;)
+  for (unsigned long long number = 0; std::scanf("%llu", &number) == 1;) {
     total += number;
+  }
   std::printf("%llu\n", total);
   return 0;
 }
@@ -58,15 +59,20 @@ void format_line(char (&buffer)[64], unsigned long n) {
 int run_as_child(int argc, wchar_t** argv) {
   const std::wstring task = argc > 1 ? argv[1] : L"";
   const auto number = [&](int index) { return index < argc ? std::wcstoul(argv[index], nullptr, 10) : 0; };
-  if (task == L"lines")
+  if (task == L"lines") {
     return lines(number(2));
-  if (task == L"sum")
+  }
+  if (task == L"sum") {
     return sum();
-  if (task == L"both")
+  }
+  if (task == L"both") {
     return both(number(2));
-  if (task == L"exit")
+  }
+  if (task == L"exit") {
     return exit_later(number(2), static_cast<int>(number(3)));
-  if (task == L"signal" && argc > 3)
+  }
+  if (task == L"signal" && argc > 3) {
     return signal_event(argv[2], number(3));
+  }
   return -1;
 }

@@ -1,15 +1,15 @@
 #include "processor.hpp"
 
-#include "check.hpp"
-#include "run_example.hpp"
-
 #include <i18n/convert.hpp>
 
-#include <windows.h>
+#include "check.hpp"
+#include "run_example.hpp"
 
 #include <boost/algorithm/string/join.hpp>
 #include <boost/json/object.hpp>
 #include <boost/json/parse.hpp>
+
+#include <windows.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -64,18 +64,21 @@ void check_cores(const json::object& facts) {
 }
 
 void check_frequency(const json::object& facts) {
-  if (facts.at("frequency").is_null())
+  if (facts.at("frequency").is_null()) {
     check(!facts.at("frequencyError").as_string().empty(), "why the frequency is not known");
-  else
+  } else {
     check(count_in(facts, "frequency") > 0 && facts.at("frequencyError").is_null(), "a frequency, and no error");
+  }
 }
 
 statement what_sysinfo_says(const json::object& facts) {
   statement said = {"sysinfo", count_in(facts, "lCores"), {}, {}};
-  if (!facts.at("frequency").is_null())
+  if (!facts.at("frequency").is_null()) {
     said.megahertz = count_in(facts, "frequency") / 1000000;
-  if (!facts.at("brand").is_null())
+  }
+  if (!facts.at("brand").is_null()) {
     said.name = facts.at("brand").as_string().c_str();
+  }
   return said;
 }
 
@@ -88,11 +91,13 @@ bool read_registry(const wchar_t* name, DWORD type, void* value, DWORD size) {
 statement what_the_registry_says() {
   statement said = {"registry, CentralProcessor\\0", {}, {}, {}};
   wchar_t name[256];
-  if (read_registry(L"ProcessorNameString", RRF_RT_REG_SZ, name, sizeof name))
+  if (read_registry(L"ProcessorNameString", RRF_RT_REG_SZ, name, sizeof name)) {
     said.name = fl::i18n::ustring_to_utf8(fl::ustring(name, name + wcslen(name)));
+  }
   DWORD megahertz = 0;
-  if (read_registry(L"~MHz", RRF_RT_REG_DWORD, &megahertz, sizeof megahertz))
+  if (read_registry(L"~MHz", RRF_RT_REG_DWORD, &megahertz, sizeof megahertz)) {
     said.megahertz = megahertz;
+  }
   return said;
 }
 
@@ -108,9 +113,10 @@ void compare(const json::object& facts) {
            statement{"GetActiveProcessorCount, all groups", GetActiveProcessorCount(ALL_PROCESSOR_GROUPS), {}, {}},
            statement{"GetMaximumProcessorCount, all groups", GetMaximumProcessorCount(ALL_PROCESSOR_GROUPS), {}, {}},
            what_the_registry_says(),
-       })
+       }) {
     std::printf("  %-38s%-12s%-7s%s\n", said.who, text(said.processors).c_str(), text(said.megahertz).c_str(),
                 said.name.empty() ? "-" : said.name.c_str());
+  }
 }
 
 }  // namespace

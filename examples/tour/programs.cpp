@@ -1,9 +1,9 @@
 #include "programs.hpp"
 
+#include <fl/process.hpp>
+
 #include "check.hpp"
 #include "run_example.hpp"
-
-#include <fl/process.hpp>
 
 #include <boost/algorithm/string/predicate.hpp>
 
@@ -73,8 +73,9 @@ void show_memory() {
       "memory.exe", {}, {{"TESSEL_MEM_MGR", "release,aligncheck,turbo"}, {"QX_ALIGNED_HEAP_ALIGNMENT", "64"}});
   check(said.status == 0, "the exit status");
   for (const char* const part : {"unrecognized option 'turbo'", "alignment_checking is ENABLED", "alignment of 64",
-                                 "its block goes back", "pressure of at most 100"})
+                                 "its block goes back", "pressure of at most 100"}) {
     check(find(said.output, part) != said.output.end(), part);
+  }
   print(said.output);
   const run_result arena = run_example("memory.exe", {}, {{"QX_ALIGNED_HEAP_ALIGNMENT", "dlmalloc"}});
   const auto block = find(arena.output, "block of 1000000 bytes");

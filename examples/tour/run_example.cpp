@@ -1,8 +1,8 @@
 #include "run_example.hpp"
 
-#include "check.hpp"
-
 #include <fl/process.hpp>
+
+#include "check.hpp"
 
 #include <algorithm>
 #include <cstdio>
@@ -18,8 +18,9 @@ std::string find_program(const std::string& name) {
 run_result run_example(const std::string& name, const lines& arguments, const process::environment_map& settings) {
   process::iopipe output(0);
   process::context how;
-  for (const auto& [variable, value] : settings)
+  for (const auto& [variable, value] : settings) {
     how.environment()[variable] = value;
+  }
   how.std_out(process::pipe_to(output));
   how.std_err(process::merge_with_stdout());
   how.explicitlyInheritHandles(true);
@@ -27,8 +28,9 @@ run_result run_example(const std::string& name, const lines& arguments, const pr
   what.args() = arguments;
   process::process child(what, how);
   run_result result;
-  for (std::string line; std::getline(output, line);)
+  for (std::string line; std::getline(output, line);) {
     result.output.push_back(line);
+  }
   result.status = static_cast<unsigned long>(child.exit_status());
   return result;
 }
@@ -39,6 +41,7 @@ lines::const_iterator find(const lines& output, const std::string& part) {
 }
 
 void print(const lines& output) {
-  for (const std::string& line : output)
+  for (const std::string& line : output) {
     std::printf("  %s\n", line.c_str());
+  }
 }

@@ -1,10 +1,10 @@
 #include "texts.hpp"
 
-#include "check.hpp"
-
 #include <fl/io.hpp>
 #include <i18n/convert.hpp>
 #include <i18n/encoding.hpp>
+
+#include "check.hpp"
 
 #include <cstdio>
 #include <filesystem>
@@ -33,17 +33,19 @@ std::size_t write_and_read(const std::string& encoding, int count) {
   {
     io::uofstream out(file, std::ios_base::out | std::ios_base::binary, encoding);
     check(out.is_open(), "the file is made");
-    for (int i = 0; i != count; ++i)
+    for (int i = 0; i != count; ++i) {
       out << i << u' ' << greeting;
+    }
   }
   const std::size_t size = size_of(file);
   {
     io::uifstream in(file, std::ios_base::in | std::ios_base::binary, encoding);
     int number = 0;
     fl::ustring rest;
-    for (int i = 0; i != count; ++i)
+    for (int i = 0; i != count; ++i) {
       check(in >> number && number == i && std::getline(in, rest) && u' ' + greeting == rest + u'\n',
             "each line comes back");
+    }
     check(!std::getline(in, rest), "and nothing more");
   }
   std::filesystem::remove(file.native());
@@ -56,8 +58,9 @@ void write_three_encodings() {
   constexpr int count = 10000;
   const fl::ustring shown = greeting.substr(0, greeting.size() - 1);
   std::printf("  %d lines of \"%s\"\n", count, fl::i18n::ustring_to_utf8(shown).c_str());
-  for (const char* const encoding : {"UTF-8", "UTF-16", "GB18030"})
+  for (const char* const encoding : {"UTF-8", "UTF-16", "GB18030"}) {
     std::printf("  %-8s %7zu bytes, written and read back\n", encoding, write_and_read(encoding, count));
+  }
 }
 
 void format_numbers() {

@@ -1,14 +1,14 @@
 // A tour of the library on real input. Each stop shows one thing, checks what came of it, and says so; the program
 // exits with 0 only if every check held.
 
+#include <fl/process.hpp>
+#include <i18n/convert.hpp>
+
 #include "check.hpp"
 #include "children.hpp"
 #include "processor.hpp"
 #include "programs.hpp"
 #include "texts.hpp"
-
-#include <fl/process.hpp>
-#include <i18n/convert.hpp>
 
 #include <windows.h>
 
@@ -60,8 +60,9 @@ void feed_a_child() {
   how.explicitlyInheritHandles(true);
   process::process child(child_with("sum"), how);
 
-  for (int n = 1; n <= 1000; ++n)
+  for (int n = 1; n <= 1000; ++n) {
     input << n << '\n';
+  }
   input.close_for_write();  // The child sees the end of its input.
   std::string answer;
   std::getline(output, answer);
@@ -150,8 +151,9 @@ int wmain(int argc, wchar_t** argv) {
     std::printf("usage: tour\n\nShows what the library does, and checks it: the exit status is 0 if all held.\n");
     return 0;
   }
-  if (argc > 1)
+  if (argc > 1) {
     return run_as_child(argc, argv);
+  }
   int number = 0;
   for (const stop& s : stops) {
     std::printf("%d. %s\n", ++number, s.title);

@@ -40,8 +40,9 @@ transcode_options parse_options(int argc, wchar_t** argv) {
     options.strict = true;
     words.erase(words.begin());
   }
-  if (words.size() < 2 || words.size() > 4 || words[0].rfind(L"--", 0) == 0)
+  if (words.size() < 2 || words.size() > 4 || words[0].rfind(L"--", 0) == 0) {
     throw std::invalid_argument("two encodings are needed, and at most two files behind them");
+  }
   words.resize(4);
   options.from = encoding_name(words[0]);
   options.to = encoding_name(words[1]);

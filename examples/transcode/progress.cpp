@@ -16,19 +16,22 @@ double mebibytes(std::uint64_t bytes) {
 progress::progress(std::uint64_t total) : total_(total), next_(steady_clock::now() + 1s) {}
 
 progress::~progress() {
-  if (shown_)
+  if (shown_) {
     std::fputc('\n', stderr);
+  }
 }
 
 void progress::add(std::uint64_t bytes) {
   done_ += bytes;
-  if (steady_clock::now() < next_)
+  if (steady_clock::now() < next_) {
     return;
+  }
   next_ = steady_clock::now() + 500ms;
   shown_ = true;
-  if (total_ != 0)
+  if (total_ != 0) {
     std::fprintf(stderr, "\r%.1f of %.1f MiB", mebibytes(done_), mebibytes(total_));
-  else
+  } else {
     std::fprintf(stderr, "\r%.1f MiB", mebibytes(done_));
+  }
   std::fflush(stderr);
 }

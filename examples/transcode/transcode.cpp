@@ -1,10 +1,10 @@
 // Converts a text file from one encoding to another, whatever its size. Bytes come from a file buffer of the library, a
 // converter makes UTF-16 of them, and they leave through a stream of UTF-16 that writes the other encoding.
-#include "options.hpp"
-#include "progress.hpp"
-
 #include <fl/io.hpp>
 #include <i18n/convert.hpp>
+
+#include "options.hpp"
+#include "progress.hpp"
 
 #include <fcntl.h>
 #include <io.h>
@@ -43,8 +43,9 @@ byte_buffer& open_input(const fl::filesystem::path& name, byte_file& file) {
     _setmode(_fileno(stdin), _O_BINARY);
     return *std::cin.rdbuf();
   }
-  if (!file.open(name.string(), std::ios_base::in | std::ios_base::binary))
+  if (!file.open(name.string(), std::ios_base::in | std::ios_base::binary)) {
     fail("cannot read", name, std::strerror(errno));
+  }
   return file;
 }
 
@@ -76,16 +77,19 @@ void convert_all(byte_buffer& in, text_stream& out, const transcode_options& opt
     last = count < static_cast<std::streamsize>(bytes.size());
     convert_block(decoder, bytes.data(), bytes.data() + count, last, units,
                   [&](const char16_t* text, std::streamsize n) {
-                    if (options.strict)
+                    if (options.strict) {
                       convert_block(probe, text, text + n, false, probed, [](const char*, std::streamsize) {});
+                    }
                     out.write(text, n);
                   });
-    if (!out)
+    if (!out) {
       throw std::runtime_error("the output cannot be written");
+    }
     shown.add(static_cast<std::uint64_t>(count));
   }
-  if (!out.flush())
+  if (!out.flush()) {
     throw std::runtime_error("the output cannot be written");
+  }
 }
 
 /// A file that takes the place of another one when it is whole, and is removed if it does not come to that.
@@ -97,16 +101,18 @@ class new_file {
   new_file& operator=(const new_file&) = delete;
   ~new_file() {
     std::error_code ignored;
-    if (!kept_)
+    if (!kept_) {
       std::filesystem::remove(system_form(name_), ignored);
+    }
   }
 
   const fl::filesystem::path& name() const { return name_; }
   void keep() {
     std::error_code error;
     std::filesystem::rename(system_form(name_), system_form(final_name_), error);
-    if (error)
+    if (error) {
       fail("cannot write", final_name_, error.message());
+    }
     kept_ = true;
   }
 
@@ -119,8 +125,9 @@ class new_file {
 void write_to_file(byte_buffer& in, const transcode_options& options, progress& shown, byte_file& in_file) {
   new_file target(options.output);
   io::uofstream out(target.name(), std::ios_base::out | std::ios_base::binary, options.to);
-  if (!out.is_open())
+  if (!out.is_open()) {
     fail("cannot write", target.name(), std::strerror(errno));
+  }
   convert_all(in, out, options, shown);
   out.close();
   in_file.close();  // It may be the file whose place the new one takes.
@@ -137,10 +144,11 @@ void transcode(const transcode_options& options) {
   byte_file in_file;
   byte_buffer& in = open_input(options.input, in_file);
   progress shown(size_of(in_file));
-  if (options.output.empty())
+  if (options.output.empty()) {
     write_to_standard_output(in, options, shown);
-  else
+  } else {
     write_to_file(in, options, shown, in_file);
+  }
 }
 
 }  // namespace
@@ -149,10 +157,11 @@ int wmain(int argc, wchar_t** argv) {
   std::ios_base::sync_with_stdio(false);
   try {
     const transcode_options options = parse_options(argc, argv);
-    if (options.help)
+    if (options.help) {
       std::cout << usage_text;
-    else
+    } else {
       transcode(options);
+    }
     return 0;
   } catch (const std::invalid_argument& e) {  // unknown encodings too
     std::cerr << "transcode: " << e.what() << "\n\n" << usage_text;

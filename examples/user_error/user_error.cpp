@@ -34,8 +34,9 @@ class out_of_stock : public except::Exception<except::IMsgIDException, std::exce
 
 void sell(const std::string& item, std::int64_t wanted) {
   constexpr std::int64_t left = 3;
-  if (wanted > left)
+  if (wanted > left) {
     throw out_of_stock(item, wanted, left);
+  }
 }
 
 }  // namespace

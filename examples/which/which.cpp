@@ -7,13 +7,13 @@
 #include <boost/algorithm/string/split.hpp>
 #include <boost/filesystem/operations.hpp>
 
+#include <stdlib.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <stdexcept>
 #include <string>
 #include <vector>
-
-#include <stdlib.h>
 
 namespace process = foundation::core::process;
 
@@ -57,25 +57,28 @@ options parse_options(int argc, wchar_t** argv) {
   options chosen;
   for (int i = 1; i < argc; ++i) {
     const std::wstring word(argv[i]);
-    if (word == L"--all")
+    if (word == L"--all") {
       chosen.all = true;
-    else if (word == L"--help")
+    } else if (word == L"--help") {
       chosen.help = true;
-    else if (word.rfind(L"--", 0) == 0)
+    } else if (word.rfind(L"--", 0) == 0) {
       throw std::invalid_argument("there is no such option");
-    else
+    } else {
       chosen.names.push_back(to_utf8(word));
+    }
   }
-  if (chosen.names.empty() && !chosen.help)
+  if (chosen.names.empty() && !chosen.help) {
     throw std::invalid_argument("no command is named");
+  }
   return chosen;
 }
 
 strings entries_of(const wchar_t* variable) {
   strings entries;
   const wchar_t* const value = _wgetenv(variable);
-  if (value && *value)
+  if (value && *value) {
     boost::algorithm::split(entries, to_utf8(value), boost::is_any_of(";"));
+  }
   return entries;
 }
 
@@ -91,13 +94,15 @@ strings all_hits(const std::string& name) {
   const strings directories = entries_of(L"PATH");
   strings hits;
   const auto add = [&](const std::string& file) {
-    if (is_command(file) && std::find(hits.begin(), hits.end(), file) == hits.end())
+    if (is_command(file) && std::find(hits.begin(), hits.end(), file) == hits.end()) {
       hits.push_back(file);
+    }
   };
   for (const std::string& extension : extensions) {
     add(name + extension);
-    for (const std::string& directory : directories)
+    for (const std::string& directory : directories) {
       add(to_utf8((to_path(directory) / to_path(name + extension)).native()));
+    }
   }
   return hits;
 }
@@ -111,8 +116,9 @@ int print_hits(const options& chosen) {
   int status = 0;
   for (const std::string& name : chosen.names) {
     const strings hits = chosen.all ? all_hits(name) : first_hit(name);
-    for (const std::string& file : hits)
+    for (const std::string& file : hits) {
       std::puts(file.c_str());
+    }
     if (hits.empty()) {
       std::fprintf(stderr, "which: no %s in PATH\n", name.c_str());
       status = exit_not_found;
@@ -126,8 +132,9 @@ int print_hits(const options& chosen) {
 int wmain(int argc, wchar_t** argv) {
   try {
     const options chosen = parse_options(argc, argv);
-    if (!chosen.help)
+    if (!chosen.help) {
       return print_hits(chosen);
+    }
     std::fputs(usage_text, stdout);
     return 0;
   } catch (const std::invalid_argument& e) {

@@ -18,10 +18,12 @@ void put_right(report_text& text, std::string_view word) noexcept {
 }
 
 void put_figures(report_text& text, const figures& read) noexcept {
-  for (const std::uint64_t number : {read.allocations, read.allocated, read.frees})
+  for (const std::uint64_t number : {read.allocations, read.allocated, read.frees}) {
     text.put(static_cast<std::int64_t>(number), column);
-  for (const std::int64_t number : {read.live_blocks(), read.live, read.peak})
+  }
+  for (const std::int64_t number : {read.live_blocks(), read.live, read.peak}) {
     text.put(number, column);
+  }
   text.put("\n");
 }
 
@@ -37,20 +39,24 @@ void report_text::put(std::int64_t number, std::size_t width) noexcept {
   char digits[24];
   const auto end = std::to_chars(std::begin(digits), std::end(digits), number).ptr;
   const std::string_view written(digits, static_cast<std::size_t>(end - digits));
-  if (width != 0)
+  if (width != 0) {
     put_right(*this, written);
-  else
+  } else {
     put(written);
+  }
 }
 
 void put_table(report_text& text, const counters& counted) noexcept {
-  for (const char* const heading : {"block up to", "allocations", "bytes", "frees", "live", "live bytes", "peak bytes"})
+  for (const char* const heading :
+       {"block up to", "allocations", "bytes", "frees", "live", "live bytes", "peak bytes"}) {
     put_right(text, heading);
+  }
   text.put("\n");
   for (std::size_t which = 0; which != size_classes; ++which) {
     const figures read = counted.of_class(which);
-    if (read.allocations == 0 && read.frees == 0)
+    if (read.allocations == 0 && read.frees == 0) {
       continue;
+    }
     text.put(std::int64_t{1} << which, column);
     put_figures(text, read);
   }

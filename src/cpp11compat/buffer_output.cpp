@@ -20,8 +20,9 @@ streamsize basic_streambuf<char16_t>::xsputn(const char16_t* units, streamsize c
       pbump(static_cast<int>(block));
       written += block;
     } else {
-      if (traits_type::eq_int_type(overflow(traits_type::to_int_type(units[written])), traits_type::eof()))
+      if (traits_type::eq_int_type(overflow(traits_type::to_int_type(units[written])), traits_type::eof())) {
         break;
+      }
       ++written;
     }
   }

@@ -8,14 +8,16 @@ namespace {
 constexpr char16_t ascii_end = 0x80;
 
 bool is_space_beyond_ascii(char16_t unit) {
-  if (unit >= 0x2000 && unit <= 0x200A)
+  if (unit >= 0x2000 && unit <= 0x200A) {
     return unit != 0x2007;  // A figure space does not break.
+  }
   return unit == 0x85 || unit == 0x1680 || unit == 0x2028 || unit == 0x2029 || unit == 0x205F || unit == 0x3000;
 }
 
 std::ctype_base::mask classes_of(char16_t unit) {
-  if (unit < ascii_end)
+  if (unit < ascii_end) {
     return std::ctype<char>::classic_table()[unit];
+  }
   return is_space_beyond_ascii(unit) ? std::ctype_base::space : std::ctype_base::mask();
 }
 

@@ -2,9 +2,9 @@
 // here.
 #pragma once
 
-#include <algorithm>
-
 #include <emmintrin.h>
+
+#include <algorithm>
 
 namespace cpp11compat {
 
@@ -15,8 +15,9 @@ inline const char16_t* find_unit(const char16_t* first, const char16_t* last, ch
   for (; last - first >= step; first += step) {
     const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(first));
     const auto found = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi16(block, wanted)));
-    if (found != 0)
+    if (found != 0) {
       return first + __builtin_ctz(found) / static_cast<int>(sizeof(char16_t));
+    }
   }
   return std::find(first, last, unit);
 }

@@ -5,6 +5,8 @@
 // another point.
 #include <cpp11compat/char16_streams.hpp>
 
+#include <emmintrin.h>
+
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -15,8 +17,6 @@
 #include <limits>
 #include <string_view>
 #include <type_traits>
-
-#include <emmintrin.h>
 
 namespace {
 
@@ -61,8 +61,9 @@ void store_digits(std::uint64_t digits, char16_t* place) {
 /// Writes the digits of `value` before `end`, and zeros before them up to a whole step; gives the first digit.
 template <class Unsigned>
 char16_t* write_decimal(Unsigned value, char16_t* end) {
-  for (; value >= step; value /= step)
+  for (; value >= step; value /= step) {
     store_digits(eight_digits(static_cast<std::uint32_t>(value % step)), end -= digits_a_step);
+  }
   const std::uint64_t digits = eight_digits(static_cast<std::uint32_t>(value));
   store_digits(digits, end -= digits_a_step);
   constexpr std::uint64_t last_digit = std::uint64_t{1} << 56;  // One is written even if it is a zero.
@@ -81,17 +82,20 @@ char16_t* write_bits(Unsigned value, ios_base::fmtflags flags, char16_t* end) {
     *--end = digits[value & ((1u << bits) - 1)];
     value >>= bits;
   } while (value != 0);
-  if (shows_base && !is_octal)
+  if (shows_base && !is_octal) {
     *--end = is_upper ? u'X' : u'x';
-  if (shows_base)
+  }
+  if (shows_base) {
     *--end = u'0';
+  }
   return end;
 }
 
 /// How many units of a number stand before the padding that goes inside it.
 std::size_t prefix_size(std::u16string_view number) {
-  if (number[0] == u'-' || number[0] == u'+')
+  if (number[0] == u'-' || number[0] == u'+') {
     return 1;
+  }
   return number.size() > 1 && number[0] == u'0' && (number[1] == u'x' || number[1] == u'X') ? 2 : 0;
 }
 
@@ -111,8 +115,9 @@ output put_padded(output out, const ios_base& io, char16_t fill, std::u16string_
   std::array<char16_t, 32> block;
   block.fill(fill);
   out._M_put(number.data(), static_cast<std::streamsize>(before));
-  for (; missing > 0; missing -= static_cast<std::streamsize>(block.size()))
+  for (; missing > 0; missing -= static_cast<std::streamsize>(block.size())) {
     out._M_put(block.data(), std::min(missing, static_cast<std::streamsize>(block.size())));
+  }
   number.remove_prefix(before);
   return out._M_put(number.data(), static_cast<std::streamsize>(number.size()));
 }
@@ -124,8 +129,9 @@ output put_padded(output out, const ios_base& io, char16_t fill, std::u16string_
   const std::streamsize size = last - first;
   const std::streamsize missing = io.width() - size;
   io.width(0);
-  if (missing > 0)
+  if (missing > 0) {
     return put_padded(out, io, fill, {first, static_cast<std::size_t>(size)}, missing);
+  }
   return out._M_put(first, size);
 }
 
@@ -135,8 +141,9 @@ char16_t* write_integer(Integer value, ios_base::fmtflags flags, char16_t* end) 
   using unsigned_type = std::make_unsigned_t<Integer>;
   const auto bits = static_cast<unsigned_type>(value);
   const ios_base::fmtflags base = flags & ios_base::basefield;
-  if (base == ios_base::oct || base == ios_base::hex)
+  if (base == ios_base::oct || base == ios_base::hex) {
     return write_bits(bits, flags, end);
+  }
   if constexpr (std::is_unsigned_v<Integer>) {
     return write_decimal(bits, end);
   } else {
@@ -173,11 +180,13 @@ output put_real(output out, ios_base& io, char16_t fill, double value) {
   const char* const end = std::to_chars(bytes, std::end(bytes), value, format_of(flags), precision).ptr;
   char16_t text[real_size];
   char16_t* last = text;
-  if ((flags & ios_base::showpos) != 0 && !std::signbit(value))
+  if ((flags & ios_base::showpos) != 0 && !std::signbit(value)) {
     *last++ = u'+';
+  }
   const char exponent = (flags & ios_base::uppercase) != 0 ? 'E' : 'e';
-  for (const char* each = bytes; each != end; ++each)
+  for (const char* each = bytes; each != end; ++each) {
     *last++ = static_cast<char16_t>(*each == 'e' ? exponent : *each);
+  }
   return put_number(out, io, fill, text, last);
 }
 
@@ -194,37 +203,42 @@ namespace std {
 
 template <>
 output num_put<char16_t>::do_put(output out, ios_base& io, char16_t fill, long value) const {
-  if (!has_plain_punctuation(io))
+  if (!has_plain_punctuation(io)) {
     return _M_insert_int(out, io, fill, value);
+  }
   return put_integer(out, io, fill, value);
 }
 
 template <>
 output num_put<char16_t>::do_put(output out, ios_base& io, char16_t fill, unsigned long value) const {
-  if (!has_plain_punctuation(io))
+  if (!has_plain_punctuation(io)) {
     return _M_insert_int(out, io, fill, value);
+  }
   return put_integer(out, io, fill, value);
 }
 
 template <>
 output num_put<char16_t>::do_put(output out, ios_base& io, char16_t fill, long long value) const {
-  if (!has_plain_punctuation(io))
+  if (!has_plain_punctuation(io)) {
     return _M_insert_int(out, io, fill, value);
+  }
   return put_integer(out, io, fill, value);
 }
 
 template <>
 output num_put<char16_t>::do_put(output out, ios_base& io, char16_t fill, unsigned long long value) const {
-  if (!has_plain_punctuation(io))
+  if (!has_plain_punctuation(io)) {
     return _M_insert_int(out, io, fill, value);
+  }
   return put_integer(out, io, fill, value);
 }
 
 template <>
 output num_put<char16_t>::do_put(output out, ios_base& io, char16_t fill, double value) const {
   constexpr char no_modifier = 0;
-  if (is_left_to_template(io, value))
+  if (is_left_to_template(io, value)) {
     return _M_insert_float(out, io, fill, no_modifier, value);
+  }
   return put_real(out, io, fill, value);
 }
 

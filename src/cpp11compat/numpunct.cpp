@@ -20,8 +20,9 @@ namespace std {
 
 template <>
 void numpunct<char16_t>::_M_initialize_numpunct(__c_locale) {
-  if (_M_data == nullptr)
+  if (_M_data == nullptr) {
     _M_data = new __numpunct_cache<char16_t>;
+  }
   _M_data->_M_grouping = "";
   _M_data->_M_grouping_size = 0;
   _M_data->_M_use_grouping = false;

@@ -69,10 +69,12 @@ basic_istream<char16_t>& getline(basic_istream<char16_t>& in, u16string& line, c
       in._M_setstate(ios_base::badbit);  // Rethrows if the user asked for exceptions.
     }
   }
-  if (!extracted)
+  if (!extracted) {
     state |= ios_base::failbit;
-  if (state != ios_base::goodbit)
+  }
+  if (state != ios_base::goodbit) {
     in.setstate(state);
+  }
   return in;
 }
 
@@ -100,22 +102,26 @@ basic_istream<char16_t>& operator>>(basic_istream<char16_t>& in, u16string& word
         const char16_t* const last = classes.scan_is(ctype_base::space, first, end);
         word.append(first, last);
         extracted |= last != first;
-        if (ready > 0)
+        if (ready > 0) {
           buffer.gbump(static_cast<int>(last - first));
-        else if (last != first)
+        } else if (last != first) {
           buffer.sbumpc();
-        if (last != end)
+        }
+        if (last != end) {
           break;
+        }
       }
       in.width(0);
     } catch (...) {
       in._M_setstate(ios_base::badbit);
     }
   }
-  if (!extracted)
+  if (!extracted) {
     state |= ios_base::failbit;
-  if (state != ios_base::goodbit)
+  }
+  if (state != ios_base::goodbit) {
     in.setstate(state);
+  }
   return in;
 }
 

@@ -8,16 +8,18 @@ namespace {
 
 std::basic_ostream<char16_t>& insert(std::basic_ostream<char16_t>& out, std::u16string_view text) {
   const auto size = static_cast<std::streamsize>(text.size());
-  if (!out.good() || out.width() != 0 || out.tie() != nullptr || (out.flags() & std::ios_base::unitbuf) != 0)
+  if (!out.good() || out.width() != 0 || out.tie() != nullptr || (out.flags() & std::ios_base::unitbuf) != 0) {
     return std::__ostream_insert(out, text.data(), size);
+  }
   bool refused = false;
   try {
     refused = out.rdbuf()->sputn(text.data(), size) != size;
   } catch (...) {
     out._M_setstate(std::ios_base::badbit);  // Rethrows if the user asked for exceptions.
   }
-  if (refused)
+  if (refused) {
     out.setstate(std::ios_base::badbit);
+  }
   return out;
 }
 
@@ -32,8 +34,9 @@ basic_ostream<char16_t>& operator<<(basic_ostream<char16_t>& out, const u16strin
 
 template <>
 basic_ostream<char16_t>& operator<<(basic_ostream<char16_t>& out, const char16_t* text) {
-  if (text != nullptr)
+  if (text != nullptr) {
     return insert(out, text);
+  }
   out.setstate(ios_base::badbit);
   return out;
 }

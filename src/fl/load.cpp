@@ -4,13 +4,12 @@
 
 #include <fl/diag/terminate.hpp>
 #include <fl/mem/page.hpp>
+#include <foundation_log/termination.hpp>
 
 #include "loggers.hpp"
 #include "mem/page_mask.hpp"
 #include "mem/windows/stats_reader.hpp"
 #include "process/windows/lookup/search_path.hpp"
-
-#include <foundation_log/termination.hpp>
 
 #include <memory>
 #include <sstream>

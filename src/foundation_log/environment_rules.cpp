@@ -15,11 +15,13 @@ namespace {
 
 level_rule parse_pair(std::string_view pair) {
   const auto sign = pair.find('=');
-  if (sign == std::string_view::npos)
+  if (sign == std::string_view::npos) {
     throw std::invalid_argument("\"=\" is missing");
+  }
   const auto pattern = trimmed(pair.substr(0, sign));
-  if (pattern.empty())
+  if (pattern.empty()) {
     throw std::invalid_argument("the channel pattern is empty");
+  }
   return {std::string(pattern), parse_level(pair.substr(sign + 1))};
 }
 
@@ -36,8 +38,9 @@ environment_rules parse_environment_rules(std::string_view text) {
     const auto end = text.find(';');
     const auto pair = trimmed(text.substr(0, end));
     text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
-    if (pair.empty())
+    if (pair.empty()) {
       continue;
+    }
     try {
       parsed.rules.push_back(parse_pair(pair));
     } catch (const std::invalid_argument& error) {
@@ -48,9 +51,11 @@ environment_rules parse_environment_rules(std::string_view text) {
 }
 
 unsigned level_of(const std::vector<level_rule>& rules, std::string_view channel) noexcept {
-  for (auto rule = rules.rbegin(); rule != rules.rend(); ++rule)
-    if (matches(rule->pattern, channel))
+  for (auto rule = rules.rbegin(); rule != rules.rend(); ++rule) {
+    if (matches(rule->pattern, channel)) {
       return rule->word;
+    }
+  }
   return default_level;
 }
 

@@ -6,6 +6,7 @@
 #include <boost/exception/exception.hpp>
 
 #include <cxxabi.h>
+
 #include <cstdlib>
 #include <exception>
 #include <memory>
@@ -26,14 +27,16 @@ std::string readable_name(const std::type_info& type) {
 }
 
 std::string on_one_line(std::string_view text) {
-  while (!text.empty() && text.back() == '\n')
+  while (!text.empty() && text.back() == '\n') {
     text.remove_suffix(1);
+  }
   std::string line;
   for (const char c : text) {
-    if (c == '\n')
+    if (c == '\n') {
       line += "; ";
-    else if (c != '\r')
+    } else if (c != '\r') {
       line += c;
+    }
   }
   return line;
 }
@@ -69,8 +72,9 @@ std::string current_exception_chain_as_string() noexcept {
     std::string lines;
     std::exception_ptr next = std::current_exception();
     for (int length = 0; next && length < longest_chain; ++length) {
-      if (length != 0)
+      if (length != 0) {
         lines += '\n';
+      }
       next = append_line(lines, next);
     }
     return lines;

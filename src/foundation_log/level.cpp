@@ -29,13 +29,17 @@ bool equal_names(std::string_view left, std::string_view right) {
 }
 
 std::optional<unsigned> named(std::string_view name) {
-  if (equal_names(name, "all"))
+  if (equal_names(name, "all")) {
     return severity_mask;
-  if (equal_names(name, "none"))
+  }
+  if (equal_names(name, "none")) {
     return 0;
-  for (const auto& known : severity_names)
-    if (equal_names(name, known.name))
+  }
+  for (const auto& known : severity_names) {
+    if (equal_names(name, known.name)) {
       return known.flag;
+    }
+  }
   return std::nullopt;
 }
 
@@ -44,23 +48,29 @@ unsigned number(std::string_view text) {
   const char* const end = text.data() + text.size();
   unsigned value = 0;
   const auto read = std::from_chars(text.data() + (hexadecimal ? 2 : 0), end, value, hexadecimal ? 16 : 10);
-  if (read.ec == std::errc::result_out_of_range || (read.ec == std::errc() && value > level_word_mask))
+  if (read.ec == std::errc::result_out_of_range || (read.ec == std::errc() && value > level_word_mask)) {
     fail(text, "is too large; expected at most 0x3fffffff");
-  if (read.ec != std::errc() || read.ptr != end)
+  }
+  if (read.ec != std::errc() || read.ptr != end) {
     fail(text, "is not a number; expected decimal digits, or 0x and hexadecimal ones");
+  }
   return value;
 }
 
 unsigned term(std::string_view text) {
-  if (text.empty())
+  if (text.empty()) {
     throw std::invalid_argument("a severity is missing; expected a name or a number");
-  if (text[0] >= '0' && text[0] <= '9')
+  }
+  if (text[0] >= '0' && text[0] <= '9') {
     return number(text);
-  if (const auto value = named(text))
+  }
+  if (const auto value = named(text)) {
     return *value;
+  }
   std::string expected = "is no severity; expected a number or one of ";
-  for (const auto& known : severity_names)
+  for (const auto& known : severity_names) {
     expected.append(known.name).append(", ");
+  }
   fail(text, expected + "all, none");
 }
 
@@ -69,8 +79,9 @@ unsigned mask_part(std::string_view text) {
   for (;;) {
     const auto sign = text.find_first_of("|+");
     word |= term(trimmed(text.substr(0, sign)));
-    if (sign == std::string_view::npos)
+    if (sign == std::string_view::npos) {
       return word;
+    }
     text.remove_prefix(sign + 1);
   }
 }
@@ -84,20 +95,24 @@ bool is_one_flag_or_none(unsigned severity) {
 unsigned parse_level(std::string_view text) {
   const auto colon = text.find(':');
   const auto mask = trimmed(text.substr(0, colon));
-  if (colon == std::string_view::npos && mask.empty())
+  if (colon == std::string_view::npos && mask.empty()) {
     throw std::invalid_argument("the level is empty");
+  }
   unsigned word = mask.empty() ? 0 : mask_part(mask);
   if (colon != std::string_view::npos) {
     const auto check_text = trimmed(text.substr(colon + 1));
     const unsigned check = term(check_text);
-    if (check > severity_mask)
+    if (check > severity_mask) {
       fail(check_text, "is not a severity; expected at most 0x7fff");
-    if (word > severity_mask)
+    }
+    if (word > severity_mask) {
       fail(text, "gives the severity of checks twice");
+    }
     word |= check << check_shift;
   }
-  if (!is_one_flag_or_none(word >> check_shift))
+  if (!is_one_flag_or_none(word >> check_shift)) {
     fail(text, "gives checks more than one severity; expected one flag");
+  }
   return word;
 }
 

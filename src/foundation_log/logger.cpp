@@ -34,8 +34,9 @@ void indent_attribute::increase() noexcept {
 }
 
 void indent_attribute::decrease() noexcept {
-  if (const unsigned depth = platform::thread_depth(); depth > 0)
+  if (const unsigned depth = platform::thread_depth(); depth > 0) {
     platform::set_thread_depth(depth - 1);
+  }
 }
 
 unsigned indent_attribute::current() noexcept {
@@ -53,8 +54,9 @@ void note_failed_part(std::ostream& text) noexcept {
 
 void note_unprintable_part(std::ostream& text) {
   text.clear();
-  if (!(text << "[unprintable]"))
+  if (!(text << "[unprintable]")) {
     throw std::bad_alloc();
+  }
 }
 
 }  // namespace detail
@@ -72,8 +74,9 @@ logger::~basic_diagnostic_logger() {
 }
 
 unsigned logger::level() const noexcept {
-  if ((effective_.load(std::memory_order_relaxed) & not_configured) != 0)
+  if ((effective_.load(std::memory_order_relaxed) & not_configured) != 0) {
     detail::registry::get().configure();
+  }
   return word_.load(std::memory_order_relaxed);
 }
 
@@ -83,8 +86,9 @@ void logger::level(unsigned word) noexcept {
 
 bool logger::enabled_now(unsigned severity) const noexcept {
   const platform::error_keeper keep;
-  if ((effective_.load(std::memory_order_relaxed) & not_configured) != 0)
+  if ((effective_.load(std::memory_order_relaxed) & not_configured) != 0) {
     detail::registry::get().configure();
+  }
   return (effective_.load(std::memory_order_relaxed) & severity & severity_mask) != 0 && core_enabled();
 }
 
@@ -95,8 +99,9 @@ bool logger::recording() noexcept {
 
 bool logger::write(unsigned severity, const std::ostringstream& text) const noexcept {
   const platform::error_keeper keep;
-  if (!text)
+  if (!text) {
     return false;  // Memory has ended inside it.
+  }
   try {
     return push_record(channel_, severity, text.str());
   } catch (...) {
@@ -113,8 +118,9 @@ void logger::report_check(unsigned check, const std::ostringstream& text, const 
     append_position(record, file, line, function);
     is_written = write(check, record);
   }
-  if (check == severity::fatal)
+  if (check == severity::fatal) {
     detail::terminate(is_written ? text : no_information(), file, line, function);
+  }
 }
 
 void scope_trace::enter() noexcept {
@@ -124,10 +130,12 @@ void scope_trace::enter() noexcept {
 }
 
 void scope_trace::leave() noexcept {
-  if (write_result_ != nullptr)
+  if (write_result_ != nullptr) {
     write_result_(logger_, result_name_, result_);
-  if (!active_)
+  }
+  if (!active_) {
     return;
+  }
   detail::indent_attribute::decrease();
   logger_.log(severity::scope_exit, signature_, std::uncaught_exceptions() > uncaught_ ? " [throw]" : "");
 }

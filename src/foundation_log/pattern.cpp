@@ -24,8 +24,9 @@ bool matches(std::string_view pattern, std::string_view name) noexcept {
       return false;
     }
   }
-  while (p < pattern.size() && pattern[p] == '*')
+  while (p < pattern.size() && pattern[p] == '*') {
     ++p;
+  }
   return p == pattern.size();
 }
 

@@ -58,14 +58,16 @@ class error_keeper {
 class ending_aware_lock {
  public:
   explicit ending_aware_lock(std::mutex& mutex) : mutex_(mutex) {
-    if (process_is_ending())
+    if (process_is_ending()) {
       owns_ = mutex_.try_lock();
-    else
+    } else {
       mutex_.lock();
+    }
   }
   ~ending_aware_lock() {
-    if (owns_)
+    if (owns_) {
       mutex_.unlock();
+    }
   }
   ending_aware_lock(const ending_aware_lock&) = delete;
   ending_aware_lock& operator=(const ending_aware_lock&) = delete;

@@ -18,8 +18,9 @@ using boost::locale::utf::code_point;
 void append_escape(std::string& line, const char* mark, unsigned digit_count, code_point value) {
   constexpr char digits[] = "0123456789abcdef";
   line += mark;
-  for (unsigned digit = digit_count; digit-- != 0;)
+  for (unsigned digit = digit_count; digit-- != 0;) {
     line += digits[value >> 4 * digit & 15];
+  }
 }
 
 /// Control characters of both sets, and the two that separate lines and paragraphs.
@@ -35,23 +36,25 @@ void append_escaped(std::string& line, std::string_view text) {
     if (!boost::locale::utf::is_valid_codepoint(c)) {
       append_escape(line, "\\x", 2, static_cast<unsigned char>(*begin));
       at = begin + 1;  // The byte behind it may begin a character.
-    } else if (c == '\n')
+    } else if (c == '\n') {
       line += "\\n";
-    else if (c == '\r')
+    } else if (c == '\r') {
       line += "\\r";
-    else if (!needs_escape(c))
+    } else if (!needs_escape(c)) {
       line.append(begin, at);
-    else if (c < 0x80)
+    } else if (c < 0x80) {
       append_escape(line, "\\x", 2, c);
-    else
+    } else {
       append_escape(line, "\\u", 4, c);
+    }
   }
 }
 
 void append_severity(std::string& line, unsigned severity) {
   for (const auto& known : severity_names) {
-    if (known.flag != severity)
+    if (known.flag != severity) {
       continue;
+    }
     line += known.name;
     return;
   }

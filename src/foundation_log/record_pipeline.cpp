@@ -5,10 +5,10 @@
 
 #include "record_pipeline.hpp"
 
+#include <foundation_log/termination.hpp>
+
 #include "platform.hpp"
 #include "record_format.hpp"
-
-#include <foundation_log/termination.hpp>
 
 #include <boost/log/attributes/attribute_set.hpp>
 #include <boost/log/attributes/attribute_value_impl.hpp>
@@ -57,14 +57,16 @@ std::string line_of(const logging::record_view& record) {
 /// Where QX_LOG_FILE says, or null for the standard error stream.
 void* open_log_file() {
   const auto path = platform::environment_variable("QX_LOG_FILE");
-  if (!path || path->empty())
+  if (!path || path->empty()) {
     return nullptr;
+  }
   std::string reason;
   void* const file = platform::open_for_append(*path, reason);
-  if (file == nullptr)
+  if (file == nullptr) {
     platform::write_standard_error("QX_LOG_FILE: \"" + *path + "\" cannot be opened: " + reason +
                                    " (expected the path of a file that can be made or appended to); "
                                    "the log goes to standard error\n");
+  }
   return file;
 }
 
@@ -79,10 +81,11 @@ class line_writer : public logging::sinks::basic_sink_backend<logging::sinks::co
     const std::string line = line_of(record);
     const platform::ending_aware_lock hold(mutex_);
     // Without the lock too: one call a record keeps the line whole, and the process is ending.
-    if (file_ != nullptr)
+    if (file_ != nullptr) {
       platform::append(file_, line);
-    else
+    } else {
       platform::write_standard_error(line);
+    }
   }
 
  private:
@@ -110,8 +113,9 @@ class pipeline {
     attributes.insert(channel_name, logging::attributes::constant<std::string>(channel));
     attributes.insert(severity_name, logging::attributes::constant<unsigned>(severity));
     logging::record record = core().open_record(attributes);
-    if (!record)
+    if (!record) {
       return false;
+    }
     record.attribute_values().insert(message_name, logging::attributes::make_attribute_value(text));
     core().push_record(std::move(record));
     return true;

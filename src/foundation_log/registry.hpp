@@ -4,10 +4,10 @@
 // held by a thread that is gone does nothing.
 #pragma once
 
-#include "environment_rules.hpp"
-
 #include <foundation_log/control.hpp>
 #include <foundation_log/logger.hpp>
+
+#include "environment_rules.hpp"
 
 #include <atomic>
 #include <mutex>

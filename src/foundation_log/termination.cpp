@@ -45,15 +45,17 @@ termination_handler::termination_handler(function_type function) : function_(fun
 termination_handler::~termination_handler() {
   const std::lock_guard<std::mutex> hold(handlers_lock());
   termination_handler** link = &newest;
-  while (*link != this)
+  while (*link != this) {
     link = &(*link)->older_;
+  }
   *link = older_;
   target.store(newest != nullptr ? newest->function_ : nullptr);
 }
 
 void terminate(const std::ostringstream& text, const char* file, int line, const char* function) {
-  if (const auto handler = target.load())
+  if (const auto handler = target.load()) {
     handler(text, file, line, function);
+  }
   write_last_words(text, file, line, function);
   std::abort();
 }

@@ -26,8 +26,9 @@ GenericMsgIDHolder& GenericMsgIDHolder::operator=(GenericMsgIDHolder&& other) no
 GenericMsgIDHolder::~GenericMsgIDHolder() = default;
 
 const BaseMsgID& GenericMsgIDHolder::get() const {
-  if (!id_)
+  if (!id_) {
     throw boost::enable_current_exception(EmptyGenericMsgIDHolder());
+  }
   return *id_;
 }
 

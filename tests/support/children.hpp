@@ -25,8 +25,9 @@ inline process::command command(const std::string& name, std::vector<std::string
 inline std::string read_all(const process::iopipe_device& device) {
   std::string all;
   std::vector<char> buffer(65536);
-  while (const std::streamsize n = device.read(buffer.data(), static_cast<std::streamsize>(buffer.size())))
+  while (const std::streamsize n = device.read(buffer.data(), static_cast<std::streamsize>(buffer.size()))) {
     all.append(buffer.data(), static_cast<std::size_t>(n));
+  }
   return all;
 }
 
@@ -79,8 +80,9 @@ class waiting_child {
 
   process::process& object() { return child_; }
   void finish() {
-    if (input_.is_open_for_write())
+    if (input_.is_open_for_write()) {
       input_.close_for_write();
+    }
   }
 
  private:

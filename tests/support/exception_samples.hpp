@@ -54,8 +54,9 @@ void add(std::vector<sample>& samples, classes<Class...>, const Error& error) {
   const auto expected = (std::string() + ... + (std::is_convertible_v<const Error*, const Class*> ? "1" : "0"));
   samples.push_back({[error] { throw error; }, expected + error.what()});
   // Boost's way to throw it again is compiled where the class is at home, which may be the library.
-  if constexpr (std::is_convertible_v<const Error*, const clone_base*>)
+  if constexpr (std::is_convertible_v<const Error*, const clone_base*>) {
     samples.push_back({[error] { static_cast<const clone_base&>(error).rethrow(); }, samples.back().expected});
+  }
 }
 
 inline std::vector<sample> samples() {
@@ -73,8 +74,9 @@ const char* caught(const thrower& raise, std::string& text) try {
   raise();
   return "nothing thrown";
 } catch (const Class& e) {
-  if constexpr (std::is_same_v<Class, exception> || std::is_same_v<Class, IException>)
+  if constexpr (std::is_same_v<Class, exception> || std::is_same_v<Class, IException>) {
     text = e.what();
+  }
   return "1";
 } catch (...) {
   return "0";

@@ -1,16 +1,16 @@
 #include "fault_report.hpp"
 
-#include <windows.h>
-
-#include <cxxabi.h>
+#include "stack_dump.hpp"
 
 #include <boost/core/demangle.hpp>
+
+#include <windows.h>
+#include <cxxabi.h>
+
 #include <csignal>
 #include <cstdlib>
 #include <exception>
 #include <typeinfo>
-
-#include "stack_dump.hpp"
 
 namespace test_support {
 namespace {
@@ -26,20 +26,23 @@ DWORD WINAPI dump_on_fresh_stack(void* context) {
 LONG WINAPI report_exception(EXCEPTION_POINTERS* exception) {
   const EXCEPTION_RECORD& record = *exception->ExceptionRecord;
   // A C++ exception that no frame wants: going on leads to std::terminate, which knows its type.
-  if (record.ExceptionCode == cxx_exception && (record.ExceptionFlags & EXCEPTION_NONCONTINUABLE) == 0)
+  if (record.ExceptionCode == cxx_exception && (record.ExceptionFlags & EXCEPTION_NONCONTINUABLE) == 0) {
     return EXCEPTION_CONTINUE_EXECUTION;
+  }
   begin_report(crash_exit_code);
   report("\ncrash: exception 0x%08lx at %p", record.ExceptionCode, record.ExceptionAddress);
-  if (record.ExceptionCode == EXCEPTION_ACCESS_VIOLATION)
+  if (record.ExceptionCode == EXCEPTION_ACCESS_VIOLATION) {
     report(", %s 0x%llx", record.ExceptionInformation[0] == 0 ? "reading" : "writing or executing",
            static_cast<unsigned long long>(record.ExceptionInformation[1]));
+  }
   report(", thread %lu\n", ::GetCurrentThreadId());
   // Reading debug information takes more stack than a thread has left that used it up.
-  if (record.ExceptionCode == EXCEPTION_STACK_OVERFLOW)
+  if (record.ExceptionCode == EXCEPTION_STACK_OVERFLOW) {
     ::WaitForSingleObject(::CreateThread(nullptr, 0, dump_on_fresh_stack, exception->ContextRecord, 0, nullptr),
                           INFINITE);
-  else
+  } else {
     dump_stack(*exception->ContextRecord);
+  }
   ::TerminateProcess(::GetCurrentProcess(), crash_exit_code);
   return EXCEPTION_EXECUTE_HANDLER;
 }

@@ -10,8 +10,9 @@ testing::AssertionResult loses_no_handle(const std::function<void()>& work) {
     const auto before = handle_count();
     work();
     const auto after = handle_count();
-    if (after <= before)
+    if (after <= before) {
       return testing::AssertionSuccess();
+    }
     lost << " " << before << ", " << after << ";";
   }
   return lost;

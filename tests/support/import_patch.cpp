@@ -1,6 +1,5 @@
 #include "import_patch.hpp"
 
-// Behind windows.h, whose types it uses.
 #include <dbghelp.h>
 
 #include <cstddef>
@@ -22,8 +21,9 @@ import_patch::any_function* find_slot(HMODULE module, const char* function) {
     auto* slot = reinterpret_cast<import_patch::any_function*>(base + dll->FirstThunk);
     for (; name->u1.AddressOfData != 0; ++name, ++slot) {
       const auto* import = reinterpret_cast<const IMAGE_IMPORT_BY_NAME*>(base + name->u1.AddressOfData);
-      if (!IMAGE_SNAP_BY_ORDINAL(name->u1.Ordinal) && std::strcmp(&import->Name[0], function) == 0)
+      if (!IMAGE_SNAP_BY_ORDINAL(name->u1.Ordinal) && std::strcmp(&import->Name[0], function) == 0) {
         return slot;
+      }
     }
   }
   return nullptr;
@@ -32,8 +32,9 @@ import_patch::any_function* find_slot(HMODULE module, const char* function) {
 // Import tables are read-only once the loader is done. The store is one aligned word: callers see the old or the new.
 bool store(import_patch::any_function* slot, import_patch::any_function value) {
   DWORD protection = 0;
-  if (!::VirtualProtect(slot, sizeof *slot, PAGE_READWRITE, &protection))
+  if (!::VirtualProtect(slot, sizeof *slot, PAGE_READWRITE, &protection)) {
     return false;
+  }
   ::InterlockedExchangePointer(reinterpret_cast<void**>(slot), reinterpret_cast<void*>(value));
   return ::VirtualProtect(slot, sizeof *slot, protection, &protection);
 }
@@ -45,12 +46,14 @@ import_patch::import_patch(const char* module, const char* function, any_functio
   const HMODULE loaded = ::GetModuleHandleA(module);
   slot_ = loaded ? find_slot(loaded, function) : nullptr;
   const std::string what = std::string(module ? module : "the program") + " -> " + function;
-  if (slot_ == nullptr)
+  if (slot_ == nullptr) {
     throw std::runtime_error("import_patch: no such module or import: " + what);
+  }
   original_ = *slot_;
   original = original_;
-  if (!store(slot_, replacement))
+  if (!store(slot_, replacement)) {
     throw std::runtime_error("import_patch: import table not writable: " + what);
+  }
 }
 
 import_patch::~import_patch() {

@@ -113,13 +113,15 @@ class injected<Result (*)(Arguments...), Tag> {
   struct entry {
     explicit entry(injected& object) {
       injected* nobody = nullptr;
-      if (!object_.compare_exchange_strong(nobody, &object))
+      if (!object_.compare_exchange_strong(nobody, &object)) {
         throw std::logic_error("injected: another object of this type lives");
+      }
     }
     ~entry() {
       object_ = nullptr;
-      while (inside_ != 0)
+      while (inside_ != 0) {
         ::SwitchToThread();
+      }
     }
   };
   /// A call that may be using the object.
@@ -138,8 +140,9 @@ class injected<Result (*)(Arguments...), Tag> {
           ::SetLastError(failure->error);
           return failure->result;
         }
-        if (handler)
+        if (handler) {
           return (*handler)(original, arguments...);
+        }
       }
     }
     return original(arguments...);  // may block for long: nobody waits for it
@@ -149,8 +152,9 @@ class injected<Result (*)(Arguments...), Tag> {
   std::pair<std::optional<failure>, std::shared_ptr<const handler_type>> arrive() {
     const std::lock_guard lock(mutex_);
     ++calls_;
-    if (failure_ && failure_->first <= calls_ && calls_ <= failure_->last)
+    if (failure_ && failure_->first <= calls_ && calls_ <= failure_->last) {
       return {failure_, nullptr};
+    }
     return {std::nullopt, handler_};
   }
   void fail(const failure& which) {

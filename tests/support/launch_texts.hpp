@@ -3,9 +3,9 @@
 
 #include <fl/process.hpp>
 
-#include <windows.h>
-
 #include <boost/system/system_error.hpp>
+
+#include <windows.h>
 
 #include <cstring>
 #include <sstream>

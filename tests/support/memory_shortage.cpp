@@ -39,7 +39,7 @@ std::size_t take_memory_away() {
   static std::vector<std::unique_ptr<import_patch>> patches;
   for (const char* const module :
        {"libqxfl.dll", "libqxfoundation_conc_common.dll", "libqxfoundation_log.dll", "libgcc_s_seh-1.dll",
-        "libwinpthread-1.dll", "libstdc++-6.dll", static_cast<const char*>(nullptr)})
+        "libwinpthread-1.dll", "libstdc++-6.dll", static_cast<const char*>(nullptr)}) {
     for (const auto& [name, replacement, original] : functions) {
       try {
         patches.push_back(std::make_unique<import_patch>(module, name, replacement, original));
@@ -47,6 +47,7 @@ std::size_t take_memory_away() {
         // This module does not use this function.
       }
     }
+  }
   memory_is_gone = true;
   return patches.size();
 }

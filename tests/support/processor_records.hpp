@@ -75,18 +75,21 @@ inline void put_groups(record_buffer& buffer, const std::vector<std::uint8_t>& a
   const auto count = static_cast<std::uint16_t>(active_processors.size());
   const auto size = static_cast<std::uint32_t>(sizeof(group_record_head) + count * sizeof(group_info));
   put(buffer, group_record_head{.size = size, .maximum_groups = count, .active_groups = count});
-  for (const std::uint8_t active : active_processors)
+  for (const std::uint8_t active : active_processors) {
     put(buffer, group_info{.maximum_processors = 64,
                            .active_processors = active,
                            .active_mask = active >= 64 ? ~0ull : (1ull << active) - 1});
+  }
 }
 
 /// What a processor of `groups` tells: in each group cores of `threads` logical processors each.
 inline record_buffer processor_records(const std::vector<std::uint8_t>& groups, unsigned threads) {
   record_buffer buffer;
-  for (std::uint16_t group = 0; group != groups.size(); ++group)
-    for (unsigned first = 0; first != groups[group]; first += threads)
+  for (std::uint16_t group = 0; group != groups.size(); ++group) {
+    for (unsigned first = 0; first != groups[group]; first += threads) {
       put_core(buffer, ((1ull << threads) - 1) << first, group);
+    }
+  }
   put_groups(buffer, groups);
   return buffer;
 }

@@ -17,10 +17,12 @@ template <class... Arguments>
 BOOL create_process_again(Arguments... arguments) {
   const auto create = reinterpret_cast<create_process>(real_create_process.load());
   for (int tries = 1;; ++tries) {
-    if (create(arguments...))
+    if (create(arguments...)) {
       return TRUE;
-    if (::GetLastError() != ERROR_INTERNAL_ERROR || tries == most_tries)
+    }
+    if (::GetLastError() != ERROR_INTERNAL_ERROR || tries == most_tries) {
       return FALSE;
+    }
   }
 }
 

@@ -1,11 +1,11 @@
 #include "run_child.hpp"
 
+#include "boost_process.hpp"
+#include "support.hpp"
+
 #include <future>
 #include <istream>
 #include <iterator>
-
-#include "boost_process.hpp"
-#include "support.hpp"
 
 namespace test_support {
 

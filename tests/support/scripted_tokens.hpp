@@ -6,20 +6,19 @@
 #include "import_patch.hpp"
 
 #include <windows.h>
-
-// Behind windows.h, whose types they use.
 #include <sddl.h>
 #include <tlhelp32.h>
 #include <winsafer.h>
-// The narrow forms are meant.
-#undef PROCESSENTRY32
-#undef Process32First
-#undef Process32Next
 
 #include <cstring>
 #include <map>
 #include <string>
 #include <vector>
+
+// The narrow forms are meant.
+#undef PROCESSENTRY32
+#undef Process32First
+#undef Process32Next
 
 // Each source has its own: the watched functions are types of the source.
 namespace {
@@ -96,8 +95,9 @@ class scripted_tokens {
     static constexpr const char* names[] = {"System", "EXPLORER.EXE", "explorer.exe.bak", "Explorer.exe"};
     const DWORD ids[] = {4, foreign_process, 8, ::GetCurrentProcessId()};
     next_ = index + 1;
-    if (index == (shell == absent ? 3 : 4))
+    if (index == (shell == absent ? 3 : 4)) {
       return FALSE;
+    }
     std::strcpy(entry->szExeFile, names[index]);
     entry->th32ProcessID = ids[index];
     return entry->dwSize == 304;
@@ -128,10 +128,12 @@ class scripted_tokens {
   void attach_questions() {
     ask_token.handle_with(
         [this](auto original, HANDLE token, TOKEN_INFORMATION_CLASS question, void* answer, DWORD size, DWORD* length) {
-          if (question == TokenElevation)
+          if (question == TokenElevation) {
             return answer_elevation(token, answer, size);
-          if (question == TokenPrivileges && privilege == unreadable)
+          }
+          if (question == TokenPrivileges && privilege == unreadable) {
             return FALSE;
+          }
           const BOOL result = original(token, question, answer, size, length);
           if (answer && question == TokenUser && kind(token) == "foreign") {  // somebody else
             const PSID user = static_cast<TOKEN_USER*>(answer)->User.Sid;
@@ -140,8 +142,9 @@ class scripted_tokens {
           return result;
         });
     privilege_name.handle_with([this](auto, LPCSTR system, LUID*, char* text, DWORD* length) {
-      if (system || *length != 256 || text[255] != '\0' || privilege_name.calls() % 2 == 1)
+      if (system || *length != 256 || text[255] != '\0' || privilege_name.calls() % 2 == 1) {
         return FALSE;  // an entry without a name is passed over
+      }
       const bool last = privilege == present && privilege_name.calls() % 4 == 0;
       std::strcpy(text, last ? "SeAssignPrimaryTokenPrivilege" : "seassignprimarytokenprivilege");
       return TRUE;
@@ -189,8 +192,9 @@ class scripted_tokens {
       return result;
     });
     free_sid.handle_with([this](auto original, HLOCAL memory) {
-      if (memory == open_sid)
+      if (memory == open_sid) {
         open_sid = nullptr;
+      }
       return original(memory);
     });
     set_token.handle_with([this](auto, HANDLE token, TOKEN_INFORMATION_CLASS what, void* value, DWORD size) {

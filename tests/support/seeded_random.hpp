@@ -42,8 +42,9 @@ class seeded_random {
   template <class String>
   String text(std::size_t length, const String& alphabet) {
     String made;
-    while (made.size() != length)
+    while (made.size() != length) {
       made.push_back(pick(alphabet));
+    }
     return made;
   }
 

@@ -1,15 +1,15 @@
 #include "stack_dump.hpp"
 
-// Behind windows.h, whose types it uses.
+#include "support.hpp"
+
+#include <boost/core/demangle.hpp>
+
 #include <dbghelp.h>
 
 #include <atomic>
-#include <boost/core/demangle.hpp>
 #include <cstdarg>
 #include <cstddef>
 #include <cstdio>
-
-#include "support.hpp"
 
 namespace test_support {
 namespace {
@@ -31,8 +31,9 @@ frames gather(CONTEXT context) {
   for (int skips = 3; found.count != most_frames;) {
     DWORD64 base = 0;
     const auto function = ::RtlLookupFunctionEntry(context.Rip, &base, nullptr);
-    if (function != nullptr || found.count == 0)
+    if (function != nullptr || found.count == 0) {
       found.address[found.count++] = context.Rip;
+    }
     if (function != nullptr) {
       void* handler_data = nullptr;
       DWORD64 frame = 0;
@@ -66,14 +67,16 @@ void print(DWORD64 address) {
   auto& symbol = *reinterpret_cast<SYMBOL_INFO*>(memory);
   symbol.SizeOfStruct = sizeof symbol;
   symbol.MaxNameLen = longest_name;
-  if (::SymFromAddr(self, address, nullptr, &symbol))
+  if (::SymFromAddr(self, address, nullptr, &symbol)) {
     report(" %s", boost::core::demangle(symbol.Name).c_str());
+  }
 
   IMAGEHLP_LINE64 line{};
   line.SizeOfStruct = sizeof line;
   DWORD column = 0;
-  if (::SymGetLineFromAddr64(self, address, &column, &line))
+  if (::SymGetLineFromAddr64(self, address, &column, &line)) {
     report(" (%s:%lu)", line.FileName, line.LineNumber);
+  }
   report("\n");
 }
 
@@ -92,8 +95,9 @@ void dump_thread(DWORD id) {
   context.ContextFlags = CONTEXT_FULL;
   frames found;
   if (::SuspendThread(thread) != static_cast<DWORD>(-1)) {
-    if (::GetThreadContext(thread, &context))
+    if (::GetThreadContext(thread, &context)) {
       found = gather(context);
+    }
     ::ResumeThread(thread);
   }
   print(found);
@@ -116,8 +120,9 @@ void begin_report(unsigned exit_code) {
   static std::atomic<DWORD> reporter{0};
   DWORD nobody = 0;
   if (!reporter.compare_exchange_strong(nobody, ::GetCurrentThreadId())) {
-    if (reporter == ::GetCurrentThreadId())
+    if (reporter == ::GetCurrentThreadId()) {
       ::TerminateProcess(::GetCurrentProcess(), exit_code);
+    }
     ::Sleep(INFINITE);
   }
   static const unsigned code = exit_code;
@@ -135,9 +140,11 @@ void dump_stack(const CONTEXT& context) {
 
 void dump_other_threads() {
   load_symbols();
-  for (const DWORD id : thread_ids())
-    if (id != ::GetCurrentThreadId())
+  for (const DWORD id : thread_ids()) {
+    if (id != ::GetCurrentThreadId()) {
       dump_thread(id);
+    }
+  }
 }
 
 }  // namespace test_support

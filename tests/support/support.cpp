@@ -1,10 +1,9 @@
 #include "support.hpp"
 
-#include <windows.h>
-// Behind windows.h, whose types it uses.
-#include <tlhelp32.h>
-
 #include <boost/locale/encoding_utf.hpp>
+
+#include <windows.h>
+#include <tlhelp32.h>
 
 #include <atomic>
 #include <cerrno>
@@ -36,8 +35,9 @@ namespace {
 template <class Stream>
 Stream open(const std::string& path) {
   Stream file(std::filesystem::path(widen(path)), std::ios::binary);
-  if (!file)
+  if (!file) {
     throw std::system_error(errno, std::generic_category(), path);
+  }
   file.exceptions(std::ios::badbit);
   return file;
 }
@@ -58,9 +58,9 @@ temp_dir::temp_dir(std::string_view stem) {
   const std::string start = std::string(stem) + "-" + std::to_string(::GetCurrentProcessId()) + "-";
   std::filesystem::path path;
   // An earlier process with this number may have left a folder behind.
-  do
+  do {
     path = std::filesystem::temp_directory_path() / widen(start + std::to_string(++made));
-  while (!std::filesystem::create_directory(path));
+  } while (!std::filesystem::create_directory(path));
   path_ = narrow(path.native());
 }
 
@@ -80,8 +80,9 @@ void set_variable(const std::wstring& name, const std::optional<std::wstring>& v
 }  // namespace
 
 scoped_variable::scoped_variable(std::string_view name, std::optional<std::string_view> value) : name_(widen(name)) {
-  if (const wchar_t* const former = ::_wgetenv(name_.c_str()))
+  if (const wchar_t* const former = ::_wgetenv(name_.c_str())) {
     former_ = former;
+  }
   set_variable(name_, value ? std::optional(widen(*value)) : std::nullopt);
 }
 
@@ -91,18 +92,20 @@ scoped_variable::~scoped_variable() {
 
 std::uint32_t handle_count() {
   DWORD count = 0;
-  if (::GetProcessHandleCount(::GetCurrentProcess(), &count) && count != 0)
+  if (::GetProcessHandleCount(::GetCurrentProcess(), &count) && count != 0) {
     return count;
+  }
   // Wine 8 reports success and 0, which cannot be. (Its table of all processes' handles must not be asked for: its
   // server crashes over a process that has none at the moment.) It gives out the lowest free number, so that none
   // stands behind a long gap.
   constexpr std::uintptr_t step = 4;
   constexpr std::uintptr_t long_gap = 256 * step;
-  for (std::uintptr_t number = step, last = 0; number <= last + long_gap; number += step)
+  for (std::uintptr_t number = step, last = 0; number <= last + long_gap; number += step) {
     if (DWORD flags; ::GetHandleInformation(reinterpret_cast<HANDLE>(number), &flags)) {
       last = number;
       ++count;
     }
+  }
   return count;
 }
 
@@ -111,9 +114,11 @@ std::vector<unsigned long> thread_ids() {
   THREADENTRY32 entry{};
   entry.dwSize = sizeof entry;
   std::vector<unsigned long> ids;
-  for (BOOL more = ::Thread32First(snapshot, &entry); more; more = ::Thread32Next(snapshot, &entry))
-    if (entry.th32OwnerProcessID == ::GetCurrentProcessId())
+  for (BOOL more = ::Thread32First(snapshot, &entry); more; more = ::Thread32Next(snapshot, &entry)) {
+    if (entry.th32OwnerProcessID == ::GetCurrentProcessId()) {
       ids.push_back(entry.th32ThreadID);
+    }
+  }
   ::CloseHandle(snapshot);
   return ids;
 }

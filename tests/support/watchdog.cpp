@@ -1,12 +1,13 @@
 #include "watchdog.hpp"
 
+#include "stack_dump.hpp"
+
 #include <gtest/gtest.h>
+
 #include <windows.h>
 
 #include <atomic>
 #include <thread>
-
-#include "stack_dump.hpp"
 
 namespace test_support {
 namespace {

@@ -88,8 +88,9 @@ constexpr std::size_t padded(std::size_t request) {
 
 /// Ends the process unless what must hold does.
 inline void require(bool holds, const std::source_location& where = std::source_location::current()) {
-  if (!holds) [[unlikely]]
+  if (!holds) [[unlikely]] {
     fail(where);
+  }
 }
 
 // ---- chunks ----
@@ -197,10 +198,12 @@ static_assert(sizeof(tree_chunk) + word_size <= (std::size_t{1} << tree_bin_shif
 /// Two bins for each power of two; the last one takes all that is larger.
 constexpr unsigned tree_bin_of(std::size_t size) {
   const std::size_t units = size >> tree_bin_shift;
-  if (units == 0)
+  if (units == 0) {
     return 0;
-  if (units > 0xFFFF)
+  }
+  if (units > 0xFFFF) {
     return tree_bin_count - 1;
+  }
   const unsigned power = static_cast<unsigned>(std::bit_width(units)) - 1;
   return 2 * power + static_cast<unsigned>((size >> (power + tree_bin_shift - 1)) & 1);
 }
@@ -235,8 +238,9 @@ constexpr std::uint64_t index_bit(std::size_t size) {
 class spin_lock {
  public:
   void lock() noexcept {
-    if (word_.exchange(1, std::memory_order_acquire) != 0) [[unlikely]]
+    if (word_.exchange(1, std::memory_order_acquire) != 0) [[unlikely]] {
       wait();
+    }
   }
   void unlock() noexcept { word_.store(0, std::memory_order_release); }
 
@@ -245,18 +249,21 @@ class spin_lock {
   static constexpr unsigned tries_before_sleep = 64;
 
   [[gnu::noinline]] void wait() noexcept {
-    for (unsigned tries = 1; !try_lock(); ++tries)
+    for (unsigned tries = 1; !try_lock(); ++tries) {
       if (tries % tries_before_sleep == 0) {
         pages::back_off();
-        if (pages::process_is_ending())
+        if (pages::process_is_ending()) {
           return;  // Nobody is left who would give it back.
+        }
       }
+    }
   }
 
   bool try_lock() noexcept {
     for (unsigned reads = 0; reads < reads_per_try; ++reads) {
-      if (word_.load(std::memory_order_relaxed) == 0)
+      if (word_.load(std::memory_order_relaxed) == 0) {
         return word_.exchange(1, std::memory_order_acquire) == 0;
+      }
       _mm_pause();
     }
     return false;
@@ -312,8 +319,9 @@ constinit malloc_state arena;
 // ---- small bins ----
 
 void init_bins(malloc_state& m) {
-  for (chunk& bin : m.small_bins)
+  for (chunk& bin : m.small_bins) {
     bin.next = bin.previous = &bin;
+  }
 }
 
 inline void insert_small(malloc_state& m, chunk* c, std::size_t size) {
@@ -341,8 +349,9 @@ inline void unlink_from_small_bin(malloc_state& m, chunk* c, unsigned number) {
   require(may_be_linked(m, previous, bin) && previous->next == c);
   next->previous = previous;
   previous->next = next;
-  if (next == previous)  // Only the sentinel is left.
+  if (next == previous) {  // Only the sentinel is left.
     m.small_map &= ~bit_of(number);
+  }
 }
 
 inline chunk* take_first_small(malloc_state& m, unsigned number) {
@@ -352,8 +361,9 @@ inline chunk* take_first_small(malloc_state& m, unsigned number) {
   require(may_be_linked(m, next, bin) && next->previous == c && c->size() == size_of_small_bin(number));
   bin->next = next;
   next->previous = bin;
-  if (next == bin)
+  if (next == bin) {
     m.small_map &= ~bit_of(number);
+  }
   return c;
 }
 
@@ -380,19 +390,22 @@ inline void join_ring(const malloc_state& m, tree_chunk* c, tree_chunk* node) {
 
 /// The node is now that of the size; null if there is none any more.
 inline void set_index(malloc_state& m, std::size_t size, tree_chunk* node) {
-  if (size >= index_limit)
+  if (size >= index_limit) {
     return;
+  }
   m.index[index_of(size)] = node;
   m.index_map = (m.index_map & ~index_bit(size)) | (node != nullptr ? index_bit(size) : 0);
 }
 
 /// The node of the least size of the index that is not below a size; null if there is none.
 inline tree_chunk* find_in_index(const malloc_state& m, std::size_t size) {
-  if (size >= index_limit)
+  if (size >= index_limit) {
     return nullptr;
+  }
   const std::uint64_t fitting = m.index_map & (0 - index_bit(size));
-  if (fitting == 0)
+  if (fitting == 0) {
     return nullptr;
+  }
   const unsigned found = static_cast<unsigned>(std::countr_zero(fitting));
   tree_chunk* const node = m.index[found];
   require(index_of(node->size()) == found);
@@ -420,22 +433,25 @@ void insert_into_trie(malloc_state& m, tree_chunk* c, std::size_t size) {
 }
 
 void insert_large(malloc_state& m, tree_chunk* c, std::size_t size) {
-  if (size < index_limit && (m.index_map & index_bit(size)) != 0)
+  if (size < index_limit && (m.index_map & index_bit(size)) != 0) {
     join_ring(m, c, m.index[index_of(size)]);
-  else
+  } else {
     insert_into_trie(m, c, size);
+  }
 }
 
 /// Takes a leaf below a node out of the trie, to stand in the node's place; null if the node is a leaf itself.
 tree_chunk* take_leaf(const malloc_state& m, tree_chunk* node) {
   tree_chunk** link = node->child[1] != nullptr ? &node->child[1] : &node->child[0];
-  if (*link == nullptr)
+  if (*link == nullptr) {
     return nullptr;
+  }
   for (;;) {
     tree_chunk* const leaf = *link;
     require(m.owns(leaf));
-    if (leaf->leftmost_child() == nullptr)
+    if (leaf->leftmost_child() == nullptr) {
       break;
+    }
     link = leaf->child[1] != nullptr ? &leaf->child[1] : &leaf->child[0];
   }
   tree_chunk* const leaf = *link;
@@ -452,11 +468,13 @@ void replace_node(malloc_state& m, tree_chunk* node, tree_chunk* successor) {
   } else {
     require(m.tree_bins[node->bin] == node);
     m.tree_bins[node->bin] = successor;
-    if (successor == nullptr)
+    if (successor == nullptr) {
       m.tree_map &= ~bit_of(node->bin);
+    }
   }
-  if (successor == nullptr)
+  if (successor == nullptr) {
     return;
+  }
   successor->parent = parent;
   successor->is_node = 1;
   for (int side = 0; side < 2; ++side) {
@@ -479,8 +497,9 @@ void unlink_large(malloc_state& m, tree_chunk* c) {
     previous->next = next;
     twin = static_cast<tree_chunk*>(next);
   }
-  if (c->is_node == 0)
+  if (c->is_node == 0) {
     return;
+  }
   require(c->is_node == 1 && c->bin < tree_bin_count);
   set_index(m, c->size(), twin);
   replace_node(m, c, twin != nullptr ? twin : take_leaf(m, c));
@@ -489,17 +508,19 @@ void unlink_large(malloc_state& m, tree_chunk* c) {
 // ---- free chunks of any size ----
 
 inline void insert_chunk(malloc_state& m, chunk* c, std::size_t size) {
-  if (size <= max_small_size)
+  if (size <= max_small_size) {
     insert_small(m, c, size);
-  else
+  } else {
     insert_large(m, static_cast<tree_chunk*>(c), size);
+  }
 }
 
 inline void unlink_chunk(malloc_state& m, chunk* c, std::size_t size) {
-  if (size <= max_small_size)
+  if (size <= max_small_size) {
     unlink_from_small_bin(m, c, small_bin_of(size));
-  else
+  } else {
     unlink_large(m, static_cast<tree_chunk*>(c));
+  }
 }
 
 inline void drop_victim(malloc_state& m) {
@@ -510,8 +531,9 @@ inline void drop_victim(malloc_state& m) {
 /// Makes the rest of a split chunk the designated victim; the former one goes to its bin.
 inline void replace_victim(malloc_state& m, chunk* c, std::size_t size) {
   // The former one is small: a larger one would have served the request that now splits another chunk.
-  if (m.victim_size != 0)
+  if (m.victim_size != 0) {
     insert_small(m, m.victim, m.victim_size);
+  }
   m.victim = c;
   m.victim_size = size;
 }
@@ -561,8 +583,9 @@ void add_segment(malloc_state& m, char* base, std::size_t size) {
 segment* segment_at(malloc_state& m, const char* base) {
   for (segment* s = &m.latest; s != nullptr; s = s->next) {
     require(s == &m.latest || s->magic == params.magic);
-    if (s->base == base)
+    if (s->base == base) {
       return s;
+    }
   }
   return nullptr;
 }
@@ -606,8 +629,9 @@ constexpr bool is_power_of_two(std::size_t value) {
 /// Settles the parameters, once.
 void init_mparams() {
   const std::lock_guard guard(params_lock);
-  if (params.magic != 0)
+  if (params.magic != 0) {
     return;
+  }
   const pages::geometry system = pages::ask_geometry();
   require(is_power_of_two(system.granularity) && is_power_of_two(system.page_size));
   params.granularity = system.granularity;
@@ -628,11 +652,13 @@ void count_obtained(malloc_state& m, const char* base, std::size_t size) {
 void* map_directly(malloc_state& m, std::size_t size) {
   const std::size_t mapping_size =
       round_up(size + first_chunk_offset + mapped_foot + block_alignment, params.granularity);
-  if (mapping_size <= size)
+  if (mapping_size <= size) {
     return nullptr;
+  }
   char* const mapping = static_cast<char*>(pages::map(mapping_size, pages::placement::high));
-  if (mapping == nullptr)
+  if (mapping == nullptr) {
     return nullptr;
+  }
   chunk* const c = reinterpret_cast<chunk*>(mapping + first_chunk_offset);
   c->previous_size = first_chunk_offset;
   c->head = mapping_size - first_chunk_offset - mapped_foot;
@@ -646,28 +672,33 @@ void unmap_directly(malloc_state& m, chunk* c) {
   const std::size_t before = c->previous_size;
   const std::size_t mapping_size = before + c->size() + mapped_foot;
   require(before == first_chunk_offset && mapping_size % params.granularity == 0);
-  if (pages::unmap(c->address() - before, mapping_size))
+  if (pages::unmap(c->address() - before, mapping_size)) {
     m.footprint -= mapping_size;
+  }
 }
 
 /// Serves what no chunk can: `size` is that of a chunk. Null if the system has no memory, and nothing has changed then.
 [[gnu::noinline]] void* sys_alloc(malloc_state& m, std::size_t size) {
-  if (params.magic == 0)
+  if (params.magic == 0) {
     init_mparams();
+  }
   if (m.top == nullptr) {
     m.mflags = params.default_mflags;
     init_bins(m);
   }
   if ((m.mflags & use_direct_mapping) != 0 && size >= params.mmap_threshold && m.top_size != 0) {
-    if (void* const block = map_directly(m, size))
+    if (void* const block = map_directly(m, size)) {
       return block;
+    }
   }
   const std::size_t segment_size = round_up(size + top_foot_size + block_alignment, params.granularity);
-  if (segment_size <= size)
+  if (segment_size <= size) {
     return nullptr;
+  }
   char* const fresh = static_cast<char*>(pages::map(segment_size, pages::placement::anywhere));
-  if (fresh == nullptr)
+  if (fresh == nullptr) {
     return nullptr;
+  }
   count_obtained(m, fresh, segment_size);
   if (m.top != nullptr && fresh == m.latest.end()) {
     m.latest.size += segment_size;
@@ -696,10 +727,11 @@ chunk* idle_chunk(const segment& s) {
 bool release_segment(malloc_state& m, const segment& idle, chunk* c) {
   const std::size_t chunk_size = c->size();
   const segment gone = idle;  // The record lies in what goes.
-  if (c == m.victim)
+  if (c == m.victim) {
     drop_victim(m);
-  else
+  } else {
     unlink_large(m, static_cast<tree_chunk*>(c));
+  }
   if (!pages::unmap(gone.base, gone.size)) {
     insert_large(m, static_cast<tree_chunk*>(c), chunk_size);
     return false;
@@ -733,11 +765,13 @@ bool release_segment(malloc_state& m, const segment& idle, chunk* c) {
 /// number of bytes.
 std::size_t shrink_top(malloc_state& m) {
   const std::size_t unit = params.granularity;
-  if (m.top_size <= top_foot_size)
+  if (m.top_size <= top_foot_size) {
     return 0;
+  }
   const std::size_t extra = ((m.top_size - top_foot_size + unit - 1) / unit - 1) * unit;
-  if (extra == 0 || m.latest.size <= extra || !pages::unmap(m.latest.end() - extra, extra))
+  if (extra == 0 || m.latest.size <= extra || !pages::unmap(m.latest.end() - extra, extra)) {
     return 0;
+  }
   m.latest.size -= extra;
   m.footprint -= extra;
   init_top(m, m.top, m.top_size - extra);
@@ -747,8 +781,9 @@ std::size_t shrink_top(malloc_state& m) {
 /// Called when top has become large.
 [[gnu::noinline]] void sys_trim(malloc_state& m) {
   const std::size_t released = shrink_top(m) + release_unused_segments(m);
-  if (released == 0 && m.top_size > m.trim_check)
+  if (released == 0 && m.top_size > m.trim_check) {
     m.trim_check = no_size;  // It would fail again and again. The next segment gives it another chance.
+  }
 }
 
 // ---- allocation ----
@@ -795,13 +830,15 @@ inline tree_chunk* smallest_of(const malloc_state& m, tree_chunk* node) {
 /// A small request from the smallest chunk of the trees, which are not empty; the rest becomes the designated victim.
 void* tmalloc_small(malloc_state& m, std::size_t size) {
   tree_chunk* smallest = find_in_index(m, size);
-  if (smallest == nullptr)
+  if (smallest == nullptr) {
     smallest = smallest_of(m, m.tree_bins[std::countr_zero(m.tree_map)]);
+  }
   tree_chunk* const c = take_of_size(m, smallest);
   const std::size_t chunk_size = c->size();
   require(chunk_size >= size);
-  if (chunk* const rest = cut(c, chunk_size, size))
+  if (chunk* const rest = cut(c, chunk_size, size)) {
     replace_victim(m, rest, chunk_size - size);
+  }
   return c->block();
 }
 
@@ -827,26 +864,30 @@ inline tree_chunk* descend(const malloc_state& m, tree_chunk* node, std::size_t 
   for (std::size_t bits = deciding_bits(wanted, bin); node != nullptr; bits <<= 1) {
     require(m.owns(node));
     best.consider(node, wanted);
-    if (best.excess == 0)
+    if (best.excess == 0) {
       return nullptr;
+    }
     tree_chunk* const right = node->child[1];
     node = node->child[top_bit(bits)];
-    if (right != nullptr && right != node)
+    if (right != nullptr && right != node) {
       larger = right;
+    }
   }
   return larger;
 }
 
 inline best_fit find_large(const malloc_state& m, std::size_t wanted) {
-  if (tree_chunk* const node = find_in_index(m, wanted))
+  if (tree_chunk* const node = find_in_index(m, wanted)) {
     return {node, node->size() - wanted};
+  }
   const unsigned bin = tree_bin_of(wanted);
   best_fit best{nullptr, std::size_t{0} - wanted};
   tree_chunk* left_to_search = descend(m, m.tree_bins[bin], wanted, bin, best);
   if (left_to_search == nullptr && best.chunk == nullptr) {
     const std::uint32_t larger_bins = m.tree_map & (~std::uint32_t{1} << bin);
-    if (larger_bins != 0)
+    if (larger_bins != 0) {
       left_to_search = m.tree_bins[std::countr_zero(larger_bins)];
+    }
   }
   for (; left_to_search != nullptr; left_to_search = left_to_search->leftmost_child()) {
     require(m.owns(left_to_search));
@@ -858,11 +899,13 @@ inline best_fit find_large(const malloc_state& m, std::size_t wanted) {
 /// A large request from the best fit of the trees; null if there is none, or the designated victim fits better.
 void* tmalloc_large(malloc_state& m, std::size_t size) {
   const best_fit best = find_large(m, size);
-  if (best.chunk == nullptr || (m.victim_size >= size && m.victim_size - size <= best.excess))
+  if (best.chunk == nullptr || (m.victim_size >= size && m.victim_size - size <= best.excess)) {
     return nullptr;
+  }
   tree_chunk* const c = take_of_size(m, best.chunk);
-  if (chunk* const rest = cut(c, best.excess + size, size))
+  if (chunk* const rest = cut(c, best.excess + size, size)) {
     insert_chunk(m, rest, best.excess);
+  }
   return c->block();
 }
 
@@ -889,10 +932,12 @@ inline void* split_small(malloc_state& m, std::uint32_t larger_bins, std::size_t
 
 /// From the victim, top or the system, when no bin serves.
 inline void* allocate_elsewhere(malloc_state& m, std::size_t size) {
-  if (size <= m.victim_size)
+  if (size <= m.victim_size) {
     return split_victim(m, size);
-  if (size < m.top_size)
+  }
+  if (size < m.top_size) {
     return split_top(m, size);
+  }
   return sys_alloc(m, size);
 }
 
@@ -905,24 +950,29 @@ inline void* allocate_small(malloc_state& m, std::size_t size) {
     return c->block();
   }
   if (size > m.victim_size) {
-    if (bins != 0)
+    if (bins != 0) {
       return split_small(m, bins, size);
-    if (m.tree_map != 0)
+    }
+    if (m.tree_map != 0) {
       return tmalloc_small(m, size);
+    }
   }
   return allocate_elsewhere(m, size);
 }
 
 inline void* allocate_large(malloc_state& m, std::size_t size) {
-  if (m.tree_map != 0)
-    if (void* const block = tmalloc_large(m, size))
+  if (m.tree_map != 0) {
+    if (void* const block = tmalloc_large(m, size)) {
       return block;
+    }
+  }
   return allocate_elsewhere(m, size);
 }
 
 inline void* allocate(malloc_state& m, std::size_t request) {
-  if (request <= max_small_request)
+  if (request <= max_small_request) {
     return allocate_small(m, padded(request));
+  }
   return request < max_request ? allocate_large(m, padded(request)) : nullptr;
 }
 
@@ -930,8 +980,9 @@ inline void* allocate(malloc_state& m, std::size_t request) {
 
 /// Every now and then the release of a large chunk looks for idle segments.
 inline void count_large_release(malloc_state& m) {
-  if (--m.release_checks == 0) [[unlikely]]
+  if (--m.release_checks == 0) [[unlikely]] {
     release_unused_segments(m);
+  }
 }
 
 inline void put_in_bin(malloc_state& m, chunk* c, std::size_t size) {
@@ -945,8 +996,9 @@ inline void put_in_bin(malloc_state& m, chunk* c, std::size_t size) {
 
 /// Whether a free chunk stays where it is in the bins with another size: it is alone in its tree bin and keeps that.
 inline bool stays_in_bin(const malloc_state& m, chunk* c, std::size_t former_size, std::size_t size) {
-  if (former_size <= max_small_size)
+  if (former_size <= max_small_size) {
     return false;
+  }
   const tree_chunk* const node = static_cast<const tree_chunk*>(c);
   const unsigned bin = tree_bin_of(size);
   return m.tree_bins[bin] == node && node->leftmost_child() == nullptr && node->next == node;
@@ -960,8 +1012,9 @@ inline bool grow_in_place(malloc_state& m, chunk* c, std::size_t former_size, st
     c->set_free_and_tell(size, behind);
     return true;
   }
-  if (!stays_in_bin(m, c, former_size, size))
+  if (!stays_in_bin(m, c, former_size, size)) {
     return false;
+  }
   set_index(m, former_size, nullptr);
   set_index(m, size, static_cast<tree_chunk*>(c));
   c->set_free_and_tell(size, behind);
@@ -975,10 +1028,12 @@ inline void merge_behind(malloc_state& m, chunk* c, std::size_t size, chunk* beh
     m.top_size += size;
     m.top = c;
     c->head = m.top_size | chunk::previous_in_use;
-    if (c == m.victim)
+    if (c == m.victim) {
       drop_victim(m);
-    if (m.top_size > m.trim_check) [[unlikely]]
+    }
+    if (m.top_size > m.trim_check) [[unlikely]] {
       sys_trim(m);
+    }
   } else if (behind == m.victim) {
     m.victim_size += size;
     m.victim = c;
@@ -988,10 +1043,11 @@ inline void merge_behind(malloc_state& m, chunk* c, std::size_t size, chunk* beh
     unlink_chunk(m, behind, behind_size);
     size += behind_size;
     c->set_free(size);
-    if (c == m.victim)
+    if (c == m.victim) {
       m.victim_size = size;
-    else
+    } else {
       put_in_bin(m, c, size);
+    }
   }
 }
 
@@ -1006,10 +1062,12 @@ inline void release_chunk(malloc_state& m, chunk* c, std::size_t size) {
     c->forget();
     c = before;
     size += before_size;
-    if (behind->is_in_use() && grow_in_place(m, c, before_size, size, behind))
+    if (behind->is_in_use() && grow_in_place(m, c, before_size, size, behind)) {
       return;
-    if (c != m.victim)
+    }
+    if (c != m.victim) {
       unlink_chunk(m, c, before_size);
+    }
   }
   if (!behind->is_in_use()) {
     merge_behind(m, c, size, behind);
@@ -1027,10 +1085,11 @@ inline void require_used(const malloc_state& m, const chunk* c) {
 
 inline void release(malloc_state& m, chunk* c) {
   require_used(m, c);
-  if (c->is_mapped()) [[unlikely]]
+  if (c->is_mapped()) [[unlikely]] {
     unmap_directly(m, c);
-  else
+  } else {
     release_chunk(m, c, c->size());
+  }
 }
 
 // ---- another size in place ----
@@ -1050,8 +1109,9 @@ void shrink_used(malloc_state& m, chunk* c, std::size_t chunk_size, std::size_t 
 
 bool grow_into_top(malloc_state& m, chunk* c, std::size_t size) {
   const std::size_t together = c->size() + m.top_size;
-  if (together <= size)
+  if (together <= size) {
     return false;
+  }
   c->resize_used(size);
   m.top = c->at(size);
   m.top_size = together - size;
@@ -1061,8 +1121,9 @@ bool grow_into_top(malloc_state& m, chunk* c, std::size_t size) {
 
 bool grow_into_victim(malloc_state& m, chunk* c, std::size_t size) {
   const std::size_t together = c->size() + m.victim_size;
-  if (together < size)
+  if (together < size) {
     return false;
+  }
   const std::size_t rest_size = together - size;
   if (rest_size < min_chunk_size) {
     c->resize_used(together);
@@ -1079,8 +1140,9 @@ bool grow_into_victim(malloc_state& m, chunk* c, std::size_t size) {
 bool grow_into_free(malloc_state& m, chunk* c, chunk* behind, std::size_t size) {
   const std::size_t behind_size = behind->size();
   const std::size_t together = c->size() + behind_size;
-  if (together < size)
+  if (together < size) {
     return false;
+  }
   unlink_chunk(m, behind, behind_size);
   shrink_used(m, c, together, size);
   return true;
@@ -1097,8 +1159,9 @@ chunk* try_realloc_chunk(malloc_state& m, chunk* c, std::size_t size, [[maybe_un
   require_used(m, c);
   chunk* const behind = c->following();
   require(c < behind && behind->follows_used());
-  if (c->is_mapped())
+  if (c->is_mapped()) {
     return mapping_fits(c, size) ? c : nullptr;
+  }
   if (c->size() >= size) {
     shrink_used(m, c, c->size(), size);
     return c;
@@ -1134,8 +1197,9 @@ void validate_free_chunk(const malloc_state& m, chunk* c) {
 
 void validate_victim(const malloc_state& m, free_count& count) {
   require((m.victim == nullptr) == (m.victim_size == 0));
-  if (m.victim == nullptr)
+  if (m.victim == nullptr) {
     return;
+  }
   require(m.victim->size() == m.victim_size);
   validate_free_chunk(m, m.victim);
   count.add(m.victim);
@@ -1186,8 +1250,9 @@ void validate_tree_bins(const malloc_state& m, free_count& count) {
   for (unsigned number = 0; number < tree_bin_count; ++number) {
     tree_chunk* const root = m.tree_bins[number];
     require(((m.tree_map & bit_of(number)) != 0) == (root != nullptr));
-    if (root == nullptr)
+    if (root == nullptr) {
       continue;
+    }
     require(root->parent == nullptr && root->bin == number);
     validate_trie(m, root, 0, 0, count);
   }
@@ -1252,8 +1317,9 @@ template <class Operation>
 inline auto serialised(malloc_state& m, Operation operation) {
   const std::lock_guard guard(m.lock);
   const auto result = operation(m);
-  if constexpr (checking)
+  if constexpr (checking) {
     validate(m);
+  }
   return result;
 }
 
@@ -1264,8 +1330,9 @@ inline auto serialised(malloc_state& m, Operation operation) {
 
 /// Null does nothing.
 [[maybe_unused]] void dlfree(void* block) {
-  if (block == nullptr)
+  if (block == nullptr) {
     return;
+  }
   serialised(arena, [block](malloc_state& m) {
     release(m, chunk::of(block));
     return 0;
@@ -1275,26 +1342,30 @@ inline auto serialised(malloc_state& m, Operation operation) {
 /// A block of zeros for `count` elements of `size` bytes; null if there is no memory, or the product is too large.
 [[maybe_unused]] void* dlcalloc(std::size_t count, std::size_t size) {
   std::size_t product = 0;
-  if (__builtin_mul_overflow(count, size, &product))
+  if (__builtin_mul_overflow(count, size, &product)) {
     product = no_size;
+  }
   bool is_clear = false;  // Asked under the lock: the chunk before writes its state into this one's head.
   void* const block = serialised(arena, [product, &is_clear](malloc_state& m) {
     void* const made = allocate(m, product);
     is_clear = made == nullptr || chunk::of(made)->is_mapped();  // The system gives out zeros.
     return made;
   });
-  if (!is_clear)
+  if (!is_clear) {
     std::memset(block, 0, product);
+  }
   return block;
 }
 
 /// Gives the block another size, perhaps in another place; null makes a new one. Null if there is no memory: then the
 /// block stays as it is.
 [[maybe_unused]] void* dlrealloc(void* block, std::size_t size) {
-  if (block == nullptr)
+  if (block == nullptr) {
     return dlmalloc(size);
-  if (size >= max_request)
+  }
+  if (size >= max_request) {
     return nullptr;
+  }
   std::size_t usable = 0;
   const chunk* const resized = serialised(arena, [=, &usable](malloc_state& m) {
     chunk* const c = chunk::of(block);
@@ -1302,11 +1373,13 @@ inline auto serialised(malloc_state& m, Operation operation) {
     usable = c->size() - (c->is_mapped() ? mapped_overhead : chunk_overhead);
     return in_place;
   });
-  if (resized != nullptr)
+  if (resized != nullptr) {
     return block;
+  }
   void* const fresh = dlmalloc(size);
-  if (fresh == nullptr)
+  if (fresh == nullptr) {
     return nullptr;
+  }
   std::memcpy(fresh, block, std::min(usable, size));
   dlfree(block);
   return fresh;

@@ -1,8 +1,6 @@
 #include "windows/import_tables.hpp"
 
 #include <windows.h>
-
-// Behind windows.h, whose types it uses.
 #include <psapi.h>
 
 #include <vector>
@@ -23,11 +21,13 @@ std::vector<HMODULE> loaded_modules() {
   for (;;) {
     const auto size = static_cast<DWORD>(modules.size() * sizeof(HMODULE));
     DWORD needed = 0;
-    if (!EnumProcessModules(GetCurrentProcess(), modules.data(), size, &needed))
+    if (!EnumProcessModules(GetCurrentProcess(), modules.data(), size, &needed)) {
       return {};
+    }
     modules.resize(needed / sizeof(HMODULE));
-    if (needed <= size)
+    if (needed <= size) {
       return modules;
+    }
   }
 }
 
@@ -47,12 +47,14 @@ const IMAGE_IMPORT_DESCRIPTOR* import_table(HMODULE module) {
 /// Import tables are read-only once the loader is done. Code may share their page: it must stay executable.
 bool exchange(void* volatile* slot, void* expected, void* value) {
   MEMORY_BASIC_INFORMATION page{};
-  if (VirtualQuery(const_cast<void**>(slot), &page, sizeof page) == 0)
+  if (VirtualQuery(const_cast<void**>(slot), &page, sizeof page) == 0) {
     return false;
+  }
   constexpr DWORD executable = PAGE_EXECUTE | PAGE_EXECUTE_READ | PAGE_EXECUTE_READWRITE | PAGE_EXECUTE_WRITECOPY;
   DWORD protection = (page.Protect & executable) != 0 ? PAGE_EXECUTE_READWRITE : PAGE_READWRITE;
-  if (!VirtualProtect(const_cast<void**>(slot), sizeof *slot, protection, &protection))
+  if (!VirtualProtect(const_cast<void**>(slot), sizeof *slot, protection, &protection)) {
     return false;
+  }
   const bool done = InterlockedCompareExchangePointer(slot, value, expected) == expected;
   VirtualProtect(const_cast<void**>(slot), sizeof *slot, protection, &protection);
   return done;
@@ -60,11 +62,15 @@ bool exchange(void* volatile* slot, void* expected, void* value) {
 
 std::size_t redirect_in(HMODULE module, std::initializer_list<redirection> redirections) {
   std::size_t changed = 0;
-  for (const auto* dll = import_table(module); dll != nullptr && dll->Name != 0; ++dll)
-    for (auto slot = in_image<void* volatile>(module, dll->FirstThunk); *slot != nullptr; ++slot)
-      for (const auto& [from, to] : redirections)
-        if (*slot == reinterpret_cast<void*>(from))
+  for (const auto* dll = import_table(module); dll != nullptr && dll->Name != 0; ++dll) {
+    for (auto slot = in_image<void* volatile>(module, dll->FirstThunk); *slot != nullptr; ++slot) {
+      for (const auto& [from, to] : redirections) {
+        if (*slot == reinterpret_cast<void*>(from)) {
           changed += exchange(slot, reinterpret_cast<void*>(from), reinterpret_cast<void*>(to));
+        }
+      }
+    }
+  }
   return changed;
 }
 
@@ -76,8 +82,9 @@ std::size_t redirect_imports(std::initializer_list<redirection> redirections) {
   std::size_t changed = 0;
   for (const HMODULE module : loaded_modules()) {
     const HMODULE held = module != self ? module_of(module, 0) : nullptr;
-    if (held == nullptr)
+    if (held == nullptr) {
       continue;  // Or it was unloaded meanwhile.
+    }
     changed += redirect_in(held, redirections);
     FreeLibrary(held);
   }

@@ -24,7 +24,6 @@
 #include "windows/import_tables.hpp"
 
 #include <windows.h>
-
 #include <malloc.h>
 
 #include <atomic>
@@ -49,13 +48,15 @@ constinit wchar_t report_target[32768] = {};        ///< A path or "stderr"; emp
 // What other modules call in place of the run-time's functions. This module's own calls are not redirected.
 
 void count_allocation(void* block) noexcept {
-  if (block != nullptr)
+  if (block != nullptr) {
     observed.allocated(_msize(block));
+  }
 }
 
 void count_free(std::size_t bytes) noexcept {
-  if (bytes != static_cast<std::size_t>(-1))  // What _msize says of a pointer that is no block.
+  if (bytes != static_cast<std::size_t>(-1)) {  // What _msize says of a pointer that is no block.
     observed.freed(bytes);
+  }
 }
 
 void* observed_malloc(std::size_t size) {
@@ -74,15 +75,17 @@ void* observed_realloc(void* block, std::size_t size) {
   const bool is_block = block != nullptr;
   const std::size_t former = is_block ? _msize(block) : 0;
   void* const resized = std::realloc(block, size);
-  if (is_block && (resized != nullptr || size == 0))
+  if (is_block && (resized != nullptr || size == 0)) {
     count_free(former);
+  }
   count_allocation(resized);
   return resized;
 }
 
 void observed_free(void* block) {
-  if (block != nullptr)
+  if (block != nullptr) {
     count_free(_msize(block));
+  }
   std::free(block);
 }
 
@@ -107,8 +110,9 @@ void write_report(const report_text& text) noexcept {
                                                       CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
   DWORD written = 0;
   WriteFile(file, text.view().data(), static_cast<DWORD>(text.view().size()), &written, nullptr);
-  if (!to_standard_error)
+  if (!to_standard_error) {
     CloseHandle(file);
+  }
 }
 
 void put_heading(report_text& text) noexcept {
@@ -132,8 +136,9 @@ int refuse(const char* reason) noexcept {
   text.put(" are not observed: ");
   text.put(reason);
   text.put("\n");
-  if (report_target[0] != L'\0')
+  if (report_target[0] != L'\0') {
     write_report(text);
+  }
   return 0;
 }
 
@@ -144,12 +149,15 @@ int refuse(const char* reason) noexcept {
 /// Not 0 if allocations are observed from now on. A further call takes in the modules that were loaded meanwhile.
 extern "C" __declspec(dllexport) int mobserveradminapiinit(int enabled) try {
   using namespace mobservation;
-  if (GetEnvironmentVariableW(L"QX_MOBSERVATION_REPORT", report_target, std::size(report_target)) == 0)
+  if (GetEnvironmentVariableW(L"QX_MOBSERVATION_REPORT", report_target, std::size(report_target)) == 0) {
     report_target[0] = L'\0';
-  if (enabled == 0)
+  }
+  if (enabled == 0) {
     return refuse("it was not asked for");
-  if (observe() == 0)
+  }
+  if (observe() == 0) {
     return refuse("no module imports the functions");
+  }
   HMODULE stays = nullptr;  // Others call into this module for as long as the process lives.
   GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_PIN,
                      reinterpret_cast<const wchar_t*>(mobserveradminapiinit), &stays);
@@ -160,9 +168,11 @@ extern "C" __declspec(dllexport) int mobserveradminapiinit(int enabled) try {
 
 extern "C" BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID) {
   using namespace mobservation;
-  if (reason == DLL_PROCESS_ATTACH)
+  if (reason == DLL_PROCESS_ATTACH) {
     DisableThreadLibraryCalls(module);
-  if (reason == DLL_PROCESS_DETACH && redirected != 0 && report_target[0] != L'\0')
+  }
+  if (reason == DLL_PROCESS_DETACH && redirected != 0 && report_target[0] != L'\0') {
     report_counters();
+  }
   return TRUE;
 }

@@ -2,16 +2,15 @@
 // memory. A `thread_local` would not do: with this compiler a thread's first access to one allocates, and ends the
 // process if there is no memory left.
 #include <conc_common/thread_name.hpp>
-
 #include <i18n/convert.hpp>
+
+#include <windows.h>
 
 #include <atomic>
 #include <cstring>
 #include <memory>
 #include <new>
 #include <string_view>
-
-#include <windows.h>
 
 namespace foundation::concurrent::common {
 namespace {
@@ -27,13 +26,16 @@ void WINAPI release(void* copy) {
 
 DWORD require_place() {
   DWORD place = copies;
-  if (place != FLS_OUT_OF_INDEXES)
+  if (place != FLS_OUT_OF_INDEXES) {
     return place;
+  }
   const DWORD made = FlsAlloc(&release);
-  if (made == FLS_OUT_OF_INDEXES)
+  if (made == FLS_OUT_OF_INDEXES) {
     throw std::bad_alloc();
-  if (copies.compare_exchange_strong(place, made))
+  }
+  if (copies.compare_exchange_strong(place, made)) {
     return made;
+  }
   FlsFree(made);  // Another thread was faster.
   return place;
 }
@@ -43,8 +45,9 @@ void keep_copy(std::string_view name) {
   name.copy(copy.get(), name.size());
   const DWORD place = require_place();
   void* const former = FlsGetValue(place);
-  if (FlsSetValue(place, copy.get()) == FALSE)
+  if (FlsSetValue(place, copy.get()) == FALSE) {
     throw std::bad_alloc();
+  }
   copy.release();
   release(former);
 }
@@ -64,10 +67,12 @@ bool is_trailing_byte(char byte) {
 
 /// Length in bytes of the longest beginning of `text` with whole characters that fits into `space`.
 std::size_t fitting_length(std::string_view text, std::size_t space) {
-  if (text.size() <= space)
+  if (text.size() <= space) {
     return text.size();
-  while (space != 0 && is_trailing_byte(text[space]))
+  }
+  while (space != 0 && is_trailing_byte(text[space])) {
     --space;
+  }
   return space;
 }
 
@@ -79,19 +84,22 @@ void setCurrentThreadName(const std::string& name) {
   const std::wstring description(units.begin(), units.end());
   keep_copy(fl::i18n::ustring_to_utf8(units));
   // Nothing beyond this line may throw: the copy has changed.
-  if (describe != nullptr)
+  if (describe != nullptr) {
     describe(GetCurrentThread(), description.c_str());
+  }
 }
 
 bool getCurrentThreadName(char* buffer, std::size_t size) noexcept {
   const DWORD place = copies;
-  if (buffer == nullptr || size == 0 || place == FLS_OUT_OF_INDEXES)
+  if (buffer == nullptr || size == 0 || place == FLS_OUT_OF_INDEXES) {
     return false;
+  }
   const DWORD error = GetLastError();
   const auto* const copy = static_cast<const char*>(FlsGetValue(place));
   SetLastError(error);  // The system has set it, even if all went well.
-  if (copy == nullptr)
+  if (copy == nullptr) {
     return false;
+  }
   const std::size_t length = fitting_length(copy, size - 1);
   std::memcpy(buffer, copy, length);
   buffer[length] = '\0';
@@ -104,7 +112,8 @@ bool getCurrentThreadName(char* buffer, std::size_t size) noexcept {
 /// there. At the end of the process the code stays, and reports may still ask for the name.
 extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID process_ends) {
   using foundation::concurrent::common::copies;
-  if (reason == DLL_PROCESS_DETACH && process_ends == nullptr && copies != FLS_OUT_OF_INDEXES)
+  if (reason == DLL_PROCESS_DETACH && process_ends == nullptr && copies != FLS_OUT_OF_INDEXES) {
     FlsFree(copies);
+  }
   return TRUE;
 }

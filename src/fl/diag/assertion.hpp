@@ -11,8 +11,9 @@ namespace foundation::core::diag {
 /// the source without its suffix. Returns never if it fails.
 inline void assert_that(bool holds, const char* expression, const char* file,
                         std::source_location where = std::source_location::current()) {
-  if (!holds && fl_diag_terminate())
+  if (!holds && fl_diag_terminate()) {
     terminate(expression, file, static_cast<int>(where.line()), where.function_name());
+  }
 }
 
 }  // namespace foundation::core::diag

@@ -11,8 +11,9 @@ namespace {
 void write_escape(std::streambuf& to, char16_t unit) {
   to.sputc('\\');
   to.sputc('u');
-  for (int shift = 12; shift >= 0; shift -= 4)
+  for (int shift = 12; shift >= 0; shift -= 4) {
     to.sputc("0123456789ABCDEF"[unit >> shift & 0xF]);
+  }
 }
 
 }  // namespace
@@ -20,10 +21,11 @@ void write_escape(std::streambuf& to, char16_t unit) {
 escaped_message::escaped_message(std::u16string_view message) {
   simple_ostreambuf to(text, sizeof text);
   for (const char16_t unit : message) {
-    if (unit <= 127)
+    if (unit <= 127) {
       to.sputc(static_cast<char>(unit));
-    else
+    } else {
       write_escape(to, unit);
+    }
   }
 }
 

@@ -13,18 +13,21 @@ class line_text {
  public:
   /// What does not fit is dropped.
   line_text& put(std::string_view text) noexcept {
-    for (const char c : text)
+    for (const char c : text) {
       put(c);
+    }
     return *this;
   }
   line_text& put(char c) noexcept {
-    if (size_ < text_.size())
+    if (size_ < text_.size()) {
       text_[size_++] = c;
+    }
     return *this;
   }
   line_text& repeat(std::size_t count, char c) noexcept {
-    while (count-- != 0)
+    while (count-- != 0) {
       put(c);
+    }
     return *this;
   }
   /// In decimal, right-aligned in `width` columns behind `fill`.
@@ -40,9 +43,9 @@ class line_text {
   line_text& number(std::uint64_t value, unsigned base, std::size_t width, char fill) noexcept {
     char digits[20];  // of the largest number in decimal
     std::size_t first = sizeof digits;
-    do
+    do {
       digits[--first] = "0123456789abcdef"[value % base];
-    while ((value /= base) != 0);
+    } while ((value /= base) != 0);
     const std::size_t count = sizeof digits - first;
     return repeat(width > count ? width - count : 0, fill).put({digits + first, count});
   }

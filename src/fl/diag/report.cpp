@@ -82,15 +82,17 @@ bool ran_through(std::ostream& os, Block block) {
 }  // namespace
 
 void write_report(std::ostream& os, const report_event& event, const thread_context& context) noexcept {
-  if (os.tellp() == std::ostream::pos_type(-1))
+  if (os.tellp() == std::ostream::pos_type(-1)) {
     return;
+  }
   // What is known for sure comes first: from the second block on, the state of a damaged process is looked at.
   const bool told = ran_through(os, [&] {
     write_event(os, event);
     write_thread(os);
   });
-  if (told)
+  if (told) {
     ran_through(os, [&] { context ? write_fault_state(os, context) : write_present_state(os, event.first_frame); });
+  }
   write(os, "\n");
   os.flush();
 }

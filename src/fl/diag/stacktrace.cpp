@@ -8,8 +8,9 @@ stacktrace_base::stacktrace_base(std::size_t capacity, std::size_t size) noexcep
 
 stacktrace_base::stacktrace_base(std::size_t capacity, std::size_t skip, bool capture) noexcept
     : stacktrace_base(capacity, 0) {
-  if (capture)
+  if (capture) {
     this->capture(skip);
+  }
 }
 
 stacktrace_base::stacktrace_base(const thread_context& context, std::size_t capacity, std::size_t skip)
@@ -22,8 +23,9 @@ bool stacktrace_base::compare_top(const stacktrace_base& other) const noexcept {
 }
 
 bool stacktrace_base::compare_top_n(std::size_t n, const stacktrace_base& other) const noexcept {
-  if (size() < n || other.size() < n)
+  if (size() < n || other.size() < n) {
     return std::equal(begin(), end(), other.begin(), other.end());
+  }
   return std::equal(begin(), begin() + n, other.begin());
 }
 
@@ -32,8 +34,9 @@ bool stacktrace_base::compare_bottom(const stacktrace_base& other) const noexcep
 }
 
 bool stacktrace_base::compare_bottom_n(std::size_t n, const stacktrace_base& other) const noexcept {
-  if (size() < n || other.size() < n)
+  if (size() < n || other.size() < n) {
     return std::equal(begin(), end(), other.begin(), other.end());
+  }
   return std::equal(end() - n, end(), other.end() - n);
 }
 

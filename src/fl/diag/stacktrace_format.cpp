@@ -46,8 +46,9 @@ void write_numeric(std::ostream& os, frame_iterator first, frame_iterator last, 
 }
 
 std::string_view module_text(const frame_description& known) {
-  if (known.relative_path != nullptr && *known.relative_path != '\0')
+  if (known.relative_path != nullptr && *known.relative_path != '\0') {
     return known.relative_path;
+  }
   return known.file[0] != '\0' ? known.file : "<unknown-module>";
 }
 
@@ -88,8 +89,9 @@ void write_symbolic(std::ostream& os, frame_iterator first, frame_iterator last)
 void write_for_report(std::ostream& os, const stacktrace_base& stack, const void* start) {
   // A stack can have frames at address 0.
   auto frame = start != nullptr ? std::find(stack.begin(), stack.end(), start) : stack.begin();
-  if (frame == stack.end())
+  if (frame == stack.end()) {
     frame = stack.begin();
+  }
   const symbol_lookup lookup;
   for (std::size_t number = 0; frame != stack.end(); ++frame, ++number) {
     frame_description known;

@@ -44,8 +44,9 @@ bool is(const char* value, std::string_view expected) noexcept {
 
 /// Whether the environment asks for standard error in place of a dialog.
 bool dialog_is_unwanted() noexcept {
-  if (const char* const disable = std::getenv("QX_DISABLE_TERMINATE_DIALOG"))
+  if (const char* const disable = std::getenv("QX_DISABLE_TERMINATE_DIALOG")) {
     return !is(disable, "0");
+  }
   const char* const mode = text_or_empty(std::getenv("QX_CRASH_MODE"));
   return !is(mode, "") && !is(mode, "default") && !is(mode, "continue");
 }
@@ -53,8 +54,9 @@ bool dialog_is_unwanted() noexcept {
 }  // namespace
 
 terminate_impl::terminate_impl() : observer_(default_observer) {
-  if (dialog_is_unwanted())
+  if (dialog_is_unwanted()) {
     write_failures_to_standard_error();
+  }
 }
 
 terminate_impl& term() noexcept try { return engine.get(); } catch (...) {
@@ -62,8 +64,9 @@ terminate_impl& term() noexcept try { return engine.get(); } catch (...) {
 }
 
 bool terminate_impl::append(const report_event& event, const thread_context& context) noexcept {
-  if (lock_.acquire(stack_pointer_of(context)) != util::checked_lock::outcome::taken)
+  if (lock_.acquire(stack_pointer_of(context)) != util::checked_lock::outcome::taken) {
     return false;
+  }
   write_report(log_buffer_.stream(), event, context);
   was_called_ = was_called_ || event.assertion;
   lock_.unlock();
@@ -72,32 +75,37 @@ bool terminate_impl::append(const report_event& event, const thread_context& con
 
 bool terminate_impl::wait_for_reports() noexcept {
   const auto outcome = lock_.acquire_last();
-  if (outcome == util::checked_lock::outcome::taken)
+  if (outcome == util::checked_lock::outcome::taken) {
     lock_.unlock();
+  }
   return outcome != util::checked_lock::outcome::interrupted;
 }
 
 const char* terminate_impl::log(const char* message, const thread_context& context) noexcept {
-  if (!append({false, text_or_empty(message), nullptr, 0, nullptr}, context))
+  if (!append({false, text_or_empty(message), nullptr, 0, nullptr}, context)) {
     give_up(252, __PRETTY_FUNCTION__);
+  }
   return log_buffer_.text();
 }
 
 const char* terminate_impl::log(const char* message, const _EXCEPTION_POINTERS* fault) noexcept {
-  if (!append({false, text_or_empty(message), nullptr, 0, nullptr}, fault))
+  if (!append({false, text_or_empty(message), nullptr, 0, nullptr}, fault)) {
     give_up(266, __PRETTY_FUNCTION__);
+  }
   return log_buffer_.text();
 }
 
 const char* terminate_impl::log() noexcept {
-  if (!wait_for_reports())
+  if (!wait_for_reports()) {
     give_up(279, __PRETTY_FUNCTION__);
+  }
   return log_buffer_.text();
 }
 
 bool terminate_impl::called() noexcept {
-  if (!wait_for_reports())
+  if (!wait_for_reports()) {
     give_up(292, __PRETTY_FUNCTION__);
+  }
   return was_called_;
 }
 
@@ -142,8 +150,9 @@ std::string string_of(const boost::format& message) {
 template <class Message>
 [[noreturn]] void terminate_with(const Message& message, const char* file, int line, const char* function) {
   terminate_impl& self = term();
-  if (self.test_mode().get() && std::uncaught_exceptions() == 0)
+  if (self.test_mode().get() && std::uncaught_exceptions() == 0) {
     throw terminate_impl::terminate_exception{string_of(message)};
+  }
   text_buffer text;
   put(text.stream(), message);
   self.notify(text.text(), file, line, function);

@@ -14,15 +14,17 @@ using diag::terminate_impl;
 
 terminate_handler::terminate_handler() {
   util::thread_flag& mode = diag::term().test_mode();
-  if (mode.get())
+  if (mode.get()) {
     std::abort();
+  }
   mode.set(true);
 }
 
 terminate_handler::~terminate_handler() {
   util::thread_flag& mode = diag::term().test_mode();
-  if (!mode.get())
+  if (!mode.get()) {
     std::abort();
+  }
   try {
     mode.set(false);
   } catch (...) {

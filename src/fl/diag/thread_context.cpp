@@ -37,8 +37,9 @@ bool thread_context::compare(const thread_context& other) const noexcept {
 }
 
 std::ostream& thread_context::format(std::ostream& os) const {
-  if (valid_)
+  if (valid_) {
     return format_data(os);
+  }
   write(os, "(empty)\n");
   return os;
 }

@@ -20,8 +20,9 @@ bool is_error_id(std::string_view id) noexcept {
   bool name_begins = true;
   for (const char c : id) {
     if (name_begins) {
-      if (!is_letter(c))
+      if (!is_letter(c)) {
         return false;
+      }
       name_begins = false;
       ++names;
     } else if (c == ':') {

@@ -1,9 +1,8 @@
+#include <fl/diag/demangle.hpp>
 #include <fl/except/iexception.hpp>
+#include <i18n/convert.hpp>
 
 #include "util/read_mostly_lock.hpp"
-
-#include <fl/diag/demangle.hpp>
-#include <i18n/convert.hpp>
 
 #include <boost/exception/get_error_info.hpp>
 #include <boost/exception/info.hpp>
@@ -44,8 +43,9 @@ IException::IException(const IException&) noexcept = default;
 
 IException& IException::operator=(const IException& other) noexcept {
   // Boost would let go of the container before it takes it again.
-  if (this != &other)
+  if (this != &other) {
     boost::exception::operator=(other);
+  }
   return *this;
 }
 
@@ -55,12 +55,14 @@ const char* IException::what() const noexcept {
   try {
     {
       const std::shared_lock reading(exception_text_lock);
-      if (const char* const text = kept_text(*this))
+      if (const char* const text = kept_text(*this)) {
         return text;
+      }
     }
     const std::unique_lock writing(exception_text_lock);
-    if (kept_text(*this) == nullptr)  // Another thread may have been faster in the gap between the two locks.
+    if (kept_text(*this) == nullptr) {  // Another thread may have been faster in the gap between the two locks.
       keep_text(*this, fl::i18n::ustring_to_utf8(ToUstringImpl()));
+    }
     return kept_text(*this);
   } catch (...) {
     // Nothing is kept: the next call tries again.

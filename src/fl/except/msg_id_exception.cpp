@@ -1,9 +1,8 @@
+#include <fl/except/invalid_error_id.hpp>
 #include <fl/except/msg_id_exception.hpp>
+#include <i18n/message_catalog.hpp>
 
 #include "except/error_id.hpp"
-
-#include <fl/except/invalid_error_id.hpp>
-#include <i18n/message_catalog.hpp>
 
 namespace foundation::core::except {
 
@@ -17,8 +16,9 @@ ustring IMsgIDException::GetUnicodeMessageTxt() const {
 }
 
 std::string IMsgIDException::get_error_id(const std::string& id) const {
-  if (!is_error_id(id))
+  if (!is_error_id(id)) {
     throw detail::AnonymousInternalException<InvalidErrorID>(InvalidErrorID(id));
+  }
   return id;
 }
 

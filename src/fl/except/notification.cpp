@@ -1,5 +1,4 @@
 #include <fl/except/notification.hpp>
-
 #include <i18n/convert.hpp>
 #include <i18n/message_catalog.hpp>
 
@@ -24,14 +23,16 @@ Notification::Notification(Notification&&) noexcept = default;
 Notification::~Notification() = default;
 
 Notification& Notification::operator=(const Notification& other) {
-  if (this != &other)
+  if (this != &other) {
     *this = Notification(other);  // a copy first, so that nothing is lost if it fails
+  }
   return *this;
 }
 
 Notification& Notification::operator=(Notification&& other) noexcept {
-  if (this != &other)
+  if (this != &other) {
     entries_ = std::move(other.entries_);
+  }
   return *this;
 }
 
@@ -60,8 +61,9 @@ Notification::const_iterator Notification::end() const noexcept {
 }
 
 const resource_core::BaseMsgID& Notification::operator[](std::size_t index) const {
-  if (index >= size())
+  if (index >= size()) {
     boost::throw_exception(std::out_of_range("invalid vector subscript"), BOOST_CURRENT_LOCATION);
+  }
   return entries_[index].get();
 }
 
@@ -70,13 +72,15 @@ ustring Notification::getMessage(std::size_t index) const {
 }
 
 void Notification::format(std::ostream& os) const {
-  for (const auto& entry : entries_)
+  for (const auto& entry : entries_) {
     os << fl::i18n::to_string(text_of(entry)) << std::endl;
+  }
 }
 
 void Notification::format(io::uostream& os) const {
-  for (const auto& entry : entries_)
+  for (const auto& entry : entries_) {
     os << text_of(entry) << std::endl;
+  }
 }
 
 void Notification::flush() noexcept {

@@ -16,8 +16,9 @@ class shared_error_info final : public error_info_container {
   const char* diagnostic_information(const char* header) const override {
     if (header != nullptr) {
       std::string text(header);
-      for (const auto& entry : facts_)
+      for (const auto& entry : facts_) {
         text += entry.second->name_value_string();
+      }
       diagnostics_.swap(text);
     }
     return diagnostics_.c_str();
@@ -35,8 +36,9 @@ class shared_error_info final : public error_info_container {
 
   void add_ref() const override { owners_.fetch_add(1, std::memory_order_relaxed); }
   bool release() const override {
-    if (owners_.fetch_sub(1, std::memory_order_acq_rel) != 1)
+    if (owners_.fetch_sub(1, std::memory_order_acq_rel) != 1) {
       return false;
+    }
     delete this;
     return true;
   }
@@ -45,8 +47,9 @@ class shared_error_info final : public error_info_container {
     refcount_ptr<error_info_container> result;
     auto* const copy = new shared_error_info;
     result.adopt(copy);
-    for (const auto& entry : facts_)
+    for (const auto& entry : facts_) {
       copy->facts_.emplace(entry.first, fact_ptr(entry.second->clone()));
+    }
     return result;
   }
 

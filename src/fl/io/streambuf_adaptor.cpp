@@ -1,10 +1,10 @@
 // The factories: which converters make which adaptor.
+#include "io/streambuf_adaptor.hpp"
+
 #include <fl/io/streambuf_adaptor.hpp>
 
 #include <boost/core/null_deleter.hpp>
 #include <boost/smart_ptr/make_shared.hpp>
-
-#include "io/streambuf_adaptor.hpp"
 
 namespace foundation::core::io {
 namespace {

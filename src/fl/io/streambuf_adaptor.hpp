@@ -5,6 +5,14 @@
 // the converter, not here. Thread safety: none.
 #pragma once
 
+#include <cpp11compat/char16_streams.hpp>
+#include <i18n/stream_converter.hpp>
+
+#include "io/put_area.hpp"
+
+#include <boost/numeric/conversion/cast.hpp>
+#include <boost/smart_ptr/shared_ptr.hpp>
+
 #include <algorithm>
 #include <cstddef>
 #include <iterator>
@@ -14,14 +22,6 @@
 #include <type_traits>
 #include <utility>
 #include <vector>
-
-#include <boost/numeric/conversion/cast.hpp>
-#include <boost/smart_ptr/shared_ptr.hpp>
-
-#include <cpp11compat/char16_streams.hpp>
-#include <i18n/stream_converter.hpp>
-
-#include "io/put_area.hpp"
 
 namespace foundation::core::io {
 
@@ -83,8 +83,9 @@ class streambuf_adaptorT : public std::basic_streambuf<From, FromTraits> {
   std::streamsize xsputn(const From* from, std::streamsize n) override { return write(from, n) ? n : 0; }
 
   int_type overflow(int_type c) override {
-    if (FromTraits::eq_int_type(c, FromTraits::eof()))
+    if (FromTraits::eq_int_type(c, FromTraits::eof())) {
       return 0;
+    }
     return write_unit(FromTraits::to_char_type(c)) ? c : FromTraits::eof();
   }
 
@@ -122,26 +123,30 @@ class streambuf_adaptorT : public std::basic_streambuf<From, FromTraits> {
 template <class From, class To, class FromTraits, class ToTraits>
 bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::write_unit(From unit) {
   const bool is_ascii = static_cast<std::make_unsigned_t<From>>(unit) < 0x80;
-  if (!is_ascii || !out_converter->passes_ascii())
+  if (!is_ascii || !out_converter->passes_ascii()) {
     return write(&unit, 1);
+  }
   write_pending = true;
   const To same = static_cast<To>(unit);
-  if (detail::room_in(*underlying) <= 0)
+  if (detail::room_in(*underlying) <= 0) {
     return underlying->sputn(&same, 1) == 1;
+  }
   underlying->sputc(same);
   return true;
 }
 
 template <class From, class To, class FromTraits, class ToTraits>
 bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::write(const From* from, std::streamsize n) {
-  if (n < 1)
+  if (n < 1) {
     return true;
+  }
   write_pending = true;
   const std::size_t size = areas::of_write(static_cast<std::size_t>(n));
   if (direct_ != nullptr) {
     const auto [area, room] = direct_->free_space();
-    if (size <= room)
+    if (size <= room) {
       return pass_on_directly(from, from + n, area, size);
+    }
   }
   // A line or less goes by way of the stack: the heap would take longer than all else.
   constexpr std::size_t stack_size = 1024 / sizeof(To);
@@ -161,10 +166,12 @@ bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::pass_on(const From* fro
     To* to = area;
     const std::size_t more = out_converter->convert(&to, area + size, &from, end, false);
     const auto count = boost::numeric_cast<std::streamsize>(static_cast<std::size_t>(to - area));
-    if (count != 0 && !put(area, count))
+    if (count != 0 && !put(area, count)) {
       return false;
-    if (more == 0)
+    }
+    if (more == 0) {
       return true;
+    }
   }
 }
 
@@ -184,8 +191,9 @@ bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::pass_on_directly(const 
 template <class From, class To, class FromTraits, class ToTraits>
 bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::put(const To* units, std::streamsize n) {
   constexpr std::streamsize most_of_a_character = 4;
-  if (n > most_of_a_character || n > detail::room_in(*underlying))
+  if (n > most_of_a_character || n > detail::room_in(*underlying)) {
     return underlying->sputn(units, n) == n;
+  }
   std::for_each(units, units + n, [this](To unit) { underlying->sputc(unit); });
   return true;
 }
@@ -194,8 +202,9 @@ template <class From, class To, class FromTraits, class ToTraits>
 auto streambuf_adaptorT<From, To, FromTraits, ToTraits>::underflow() -> int_type {
   const auto is_at_end = [this] { return ToTraits::eq_int_type(underlying->sgetc(), ToTraits::eof()); };
   read_buffer.clear();
-  if (!in_converter || is_at_end())
+  if (!in_converter || is_at_end()) {
     return FromTraits::eof();
+  }
   // Memory first: what fails here has taken nothing from the buffer beneath.
   read_buffer.reserve(areas::of_refill / sizeof(From));
   scratch.reset(new char[areas::of_refill]);
@@ -209,8 +218,9 @@ auto streambuf_adaptorT<From, To, FromTraits, ToTraits>::underflow() -> int_type
     left -= got;
     const int_type first = refill(input, input + got);
     const bool is_inside_character = read_buffer.empty() && got == wanted && left > 0;
-    if (!is_inside_character || is_at_end())
+    if (!is_inside_character || is_at_end()) {
       return first;
+    }
   }
 }
 
@@ -223,12 +233,14 @@ auto streambuf_adaptorT<From, To, FromTraits, ToTraits>::refill(const To* from, 
   for (;;) {
     From* to = begin;
     const std::size_t more = in_converter->convert(&to, limit, &from, end, false);
-    if (more == 0 && to == begin)
+    if (more == 0 && to == begin) {
       return FromTraits::eof();
+    }
     this->setg(nullptr, nullptr, nullptr);  // It lies in the storage that is about to change.
     read_buffer.insert(read_buffer.end(), begin, to);
-    if (more == 0)
+    if (more == 0) {
       break;
+    }
   }
   From* const text = read_buffer.data();
   this->setg(text, text, text + read_buffer.size());
@@ -238,11 +250,13 @@ auto streambuf_adaptorT<From, To, FromTraits, ToTraits>::refill(const To* from, 
 /// Steps back within the get area, and only there.
 template <class From, class To, class FromTraits, class ToTraits>
 auto streambuf_adaptorT<From, To, FromTraits, ToTraits>::pbackfail(int_type c) -> int_type {
-  if (this->gptr() == nullptr || this->gptr() == this->eback())
+  if (this->gptr() == nullptr || this->gptr() == this->eback()) {
     return FromTraits::eof();
+  }
   this->gbump(-1);
-  if (FromTraits::eq_int_type(c, FromTraits::eof()))
+  if (FromTraits::eq_int_type(c, FromTraits::eof())) {
     return FromTraits::eof();
+  }
   *this->gptr() = FromTraits::to_char_type(c);
   return c;
 }

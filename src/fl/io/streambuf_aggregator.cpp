@@ -1,9 +1,9 @@
 // One buffer that writes to several.
 #include <fl/io/streambuf_aggregator.hpp>
 
-#include <string>
-
 #include <boost/smart_ptr/make_shared.hpp>
+
+#include <string>
 
 namespace foundation::core::io {
 namespace {
@@ -18,26 +18,30 @@ class ustreambuf_aggregator : public buffer {
   // Each goes to all targets: a failure is remembered, not acted on.
 
   int_type overflow(int_type c) override {
-    if (traits_type::eq_int_type(c, traits_type::eof()))
+    if (traits_type::eq_int_type(c, traits_type::eof())) {
       return 0;
+    }
     const char16_t unit = traits_type::to_char_type(c);
     bool succeeded = true;
-    for (const auto& target : targets_)
+    for (const auto& target : targets_) {
       succeeded &= !traits_type::eq_int_type(target->sputc(unit), traits_type::eof());
+    }
     return succeeded ? c : traits_type::eof();
   }
 
   std::streamsize xsputn(const char16_t* units, std::streamsize n) override {
     bool succeeded = true;
-    for (const auto& target : targets_)
+    for (const auto& target : targets_) {
       succeeded &= target->sputn(units, n) == n;
+    }
     return succeeded ? n : 0;
   }
 
   int sync() override {
     bool succeeded = true;
-    for (const auto& target : targets_)
+    for (const auto& target : targets_) {
       succeeded &= target->pubsync() == 0;
+    }
     return succeeded ? 0 : -1;
   }
 

@@ -1,11 +1,11 @@
 // What the moves of the string streams share.
 #pragma once
 
+#include <cpp11compat/char16_streams.hpp>
+
 #include <ios>
 #include <sstream>
 #include <utility>
-
-#include <cpp11compat/char16_streams.hpp>
 
 namespace foundation::core::io::detail {
 

@@ -1,9 +1,8 @@
 // The input stream: a standard one that holds a share of its buffer.
 #include <fl/io/uistream.hpp>
+#include <i18n/facet.hpp>
 
 #include <utility>
-
-#include <i18n/facet.hpp>
 
 namespace foundation::core::io {
 

@@ -1,9 +1,9 @@
 // Input from a string. The stream's buffer is a member, so the base holds none.
 #include <fl/io/uistringstream.hpp>
 
-#include <utility>
-
 #include "io/take_over.hpp"
+
+#include <utility>
 
 namespace foundation::core::io {
 namespace {
@@ -31,8 +31,9 @@ uistringstream::uistringstream(uistringstream&& other) : uistream({}), buffer_(d
 uistringstream::~uistringstream() = default;
 
 uistringstream& uistringstream::operator=(uistringstream&& other) {
-  if (this == &other)
+  if (this == &other) {
     return *this;
+  }
   buffer_ = detail::take_over(other.buffer_);
   rdbuf(&buffer_);
   return *this;

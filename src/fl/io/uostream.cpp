@@ -1,9 +1,8 @@
 // The output stream: a standard one that holds a share of its buffer.
 #include <fl/io/uostream.hpp>
+#include <i18n/facet.hpp>
 
 #include <utility>
-
-#include <i18n/facet.hpp>
 
 namespace foundation::core::io {
 
@@ -27,8 +26,9 @@ boost::shared_ptr<std::basic_streambuf<char16_t>> uostream::getbuf() const {
 
 // The former buffer goes last: until `rdbuf` the stream still points to it.
 void uostream::setbuf(const boost::shared_ptr<std::basic_streambuf<char16_t>>& buffer) {
-  if (buffer == buf)
+  if (buffer == buf) {
     return;
+  }
   const boost::shared_ptr<std::basic_streambuf<char16_t>> former = std::exchange(buf, buffer);
   rdbuf(buf.get());
 }

@@ -1,9 +1,9 @@
 // Output into a string. The stream's buffer is a member, so the base holds none.
 #include <fl/io/uostringstream.hpp>
 
-#include <utility>
-
 #include "io/take_over.hpp"
+
+#include <utility>
 
 namespace foundation::core::io {
 namespace {
@@ -31,8 +31,9 @@ uostringstream::uostringstream(uostringstream&& other) : uostream({}), buffer_(d
 uostringstream::~uostringstream() = default;
 
 uostringstream& uostringstream::operator=(uostringstream&& other) {
-  if (this == &other)
+  if (this == &other) {
     return *this;
+  }
   buffer_ = detail::take_over(other.buffer_);
   rdbuf(&buffer_);
   return *this;

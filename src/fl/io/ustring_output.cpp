@@ -1,6 +1,5 @@
 // UTF-16 text on `char` streams.
 #include <fl/io/ustring_output.hpp>
-
 #include <i18n/convert.hpp>
 
 namespace std {

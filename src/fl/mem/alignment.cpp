@@ -12,7 +12,6 @@
 // Thread safety: nothing here has a state of its own, except which object is the instance.
 
 #include <dlmalloc/malloc.hpp>
-
 #include <fl/diag/terminate.hpp>
 #include <fl/mem/aligned_heap.hpp>
 #include <fl/mem/page.hpp>
@@ -111,15 +110,17 @@ struct extent {
 std::optional<extent> extent_of(std::size_t alignment, std::size_t size) {
   const std::size_t rounded = (size + (native_alignment - 1)) & ~(native_alignment - 1);
   const std::size_t total = alignment + rounded;
-  if (total <= size)
+  if (total <= size) {
     return std::nullopt;
+  }
   return extent{rounded, total};
 }
 
 /// Puts the header into a block of the run-time and returns the client's part. Null stays null.
 void* write_header(void* block, std::size_t alignment, std::size_t rounded) {
-  if (block == nullptr)
+  if (block == nullptr) {
     return nullptr;
+  }
   const std::size_t offset = alignment - (address(block) & (alignment - 1));
   void* const p = static_cast<char*>(block) + offset;
   new (header_of(p))
@@ -148,11 +149,13 @@ void header_free(void* p) {
 
 /// Blocks never shrink. Null if there is no memory; then `p` stays as it is.
 void* header_resize(header* h, std::size_t alignment, void* p, std::size_t size) {
-  if (size <= h->size)
+  if (size <= h->size) {
     return p;
+  }
   void* const grown = header_allocate(alignment, size);
-  if (grown == nullptr)
+  if (grown == nullptr) {
     return nullptr;
+  }
   std::memcpy(grown, p, h->size);
   header_free(p);
   return grown;
@@ -223,10 +226,11 @@ void write_report(std::ostream& os, const header* h, std::size_t alignment, cons
   write_number(os, "REQ SIZE:          ", size);
   os << "HEADER ADDRESS:    " << static_cast<const void*>(h) << std::endl;
   write_number(os, "HEADER SIZE:       ", sizeof(header));
-  if (may_read_header(h, p))
+  if (may_read_header(h, p)) {
     write_header_data(os, *h, p);
-  else
+  } else {
     os << "HEADER DATA:       INACCESSIBLE" << std::endl;
+  }
 }
 
 /// The end of the process. `h` may be null, `p` anything. If memory ends on the way, the message goes without the rest.
@@ -253,8 +257,9 @@ boost::format message_of(const char* text, const char* label) {
 /// What is found in a header must be what was written there. That its alignment is a legal one needs no test: the
 /// heap's is.
 bool is_sound(std::size_t alignment, const void* p) {
-  if (!is_multiple_of(native_alignment, p) || lies_in_page_zero(header_of(p)))
+  if (!is_multiple_of(native_alignment, p) || lies_in_page_zero(header_of(p))) {
     return false;
+  }
   const header& h = *header_of(p);
   return h.check == live_mark && h.size >= native_alignment && h.size % native_alignment == 0 &&
          h.alignment == alignment && is_multiple_of(alignment, p) && h.offset >= native_alignment &&
@@ -269,22 +274,25 @@ bool is_sound(std::size_t alignment, const void* p) {
 
 /// For a pointer that comes from a client: returns only if it is good.
 header* check_passed_pointer(std::size_t alignment, const void* p, std::size_t size, const char* label) {
-  if (!is_sound(alignment, p)) [[unlikely]]
+  if (!is_sound(alignment, p)) [[unlikely]] {
     report_bad_pointer(alignment, p, size, bad_passed_pointer, label);
+  }
   return header_of(p);
 }
 
 /// For a pointer that goes to a client: returns it if it is good, or null, which is exhaustion.
 void* check_returned_pointer(std::size_t alignment, void* p, std::size_t size, const char* label) {
-  if (p != nullptr && !is_sound(alignment, p)) [[unlikely]]
+  if (p != nullptr && !is_sound(alignment, p)) [[unlikely]] {
     report_bad_pointer(alignment, p, size, bad_returned_pointer, label);
+  }
   return p;
 }
 
 /// For a pointer of a heap without headers.
 void check_bare_pointer(std::size_t alignment, const void* p) {
-  if (!is_multiple_of(alignment, p))
+  if (!is_multiple_of(alignment, p)) {
     error(nullptr, alignment, p, 0, message_of(bad_bare_pointer, "vector_check"));
+  }
 }
 
 /// With headers; checks each pointer on its way in and out. A block of 0 bytes does not pass.
@@ -320,8 +328,9 @@ class aligned_ops final : public aligned_heap_base {
     // By its bytes: a bad pointer may lie anywhere.
     std::uint16_t found;
     std::memcpy(&found, reinterpret_cast<const char*>(header_of(p)) + offsetof(header, alignment), sizeof found);
-    if (found != alignment_)
+    if (found != alignment_) {
       check_passed_pointer(alignment_, p, 0, "vector_check");
+    }
   }
   void* malloc(std::size_t size) override { return header_allocate(alignment_, size); }
   void* calloc(std::size_t count, std::size_t size) override { return header_allocate_zeroed(alignment_, count, size); }
@@ -367,12 +376,15 @@ boost::shared_ptr<void> detail::aligned_heap_create(bool debug) {
   const bool use_arena = text != nullptr && std::strcmp(text, "dlmalloc") == 0;
   const std::size_t alignment = text == nullptr || use_arena ? default_alignment : parse_alignment(text);
   diag::assert_that(is_legal_alignment(alignment), "is_legal_alignment(alignment)", this_file);
-  if (debug)
+  if (debug) {
     return boost::make_shared<debug_ops>(alignment);
-  if (use_arena)
+  }
+  if (use_arena) {
     return boost::make_shared<dlmalloc_ops>();
-  if (alignment <= native_alignment)
+  }
+  if (alignment <= native_alignment) {
     return boost::make_shared<os_ops>(alignment);
+  }
   return boost::make_shared<aligned_ops>(alignment);
 }
 

@@ -6,8 +6,9 @@ namespace foundation::core::mem::name_this_to_work_around_gdb_bug {
 
 void* checked_pool::allocate() {
   void* const chunk = pool_.allocate();
-  if (chunk == nullptr)
+  if (chunk == nullptr) {
     return nullptr;
+  }
   try {
     out_.insert(chunk);
     return chunk;
@@ -18,11 +19,12 @@ void* checked_pool::allocate() {
 }
 
 void checked_pool::deallocate(void* chunk) {
-  if (chunk != nullptr && out_.erase(chunk) == 0)
+  if (chunk != nullptr && out_.erase(chunk) == 0) {
     diag::terminate(
         "A chunk that is not handed out was given back to a managed pool:\n"
         "it has been given back already, or did not come from this pool",
         "src/fl/mem/checked_pool", __LINE__, __PRETTY_FUNCTION__);
+  }
   pool_.deallocate(chunk);
 }
 

@@ -30,13 +30,15 @@ void set_next(void* chunk, void* next) noexcept {
 
 // Of two ordered lists of blocks, neither of them empty.
 pool_block merge(pool_block left, pool_block right) noexcept {
-  if (right.begin() < left.begin())
+  if (right.begin() < left.begin()) {
     std::swap(left, right);
+  }
   const pool_block first = left;
   pool_block last = left;
   for (left = left.next(); left.valid(); left = left.next()) {
-    if (right.begin() < left.begin())
+    if (right.begin() < left.begin()) {
       std::swap(left, right);
+    }
     last.next(left);
     last = left;
   }
@@ -96,21 +98,24 @@ constexpr unsigned bucket_bits = 9;  // how many bits of the address one dealing
 void sort_leaf(const part& leaf, ordered_list& sorted) noexcept {
   constexpr std::size_t unit = 8, cache_line = 64;  // bytes; chunks begin at multiples of the first
   constexpr std::size_t size = std::size_t{1} << leaf_bits;
-  for (std::size_t at = 0; at < size; at += cache_line)
+  for (std::size_t at = 0; at < size; at += cache_line) {
     __builtin_prefetch(reinterpret_cast<const char*>(leaf.begin) + at);
+  }
   std::array<std::uint64_t, size / unit / 64> begins = {};
   for (void* chunk = leaf.first; chunk != nullptr; chunk = next_of(chunk)) {
     const std::size_t place = (reinterpret_cast<std::uintptr_t>(chunk) - leaf.begin) / unit;
     const std::uint64_t bit = std::uint64_t{1} << place % 64;
-    if ((begins[place / 64] & bit) != 0)
+    if ((begins[place / 64] & bit) != 0) {
       break;
+    }
     begins[place / 64] |= bit;
   }
-  for (std::size_t word = 0; word < begins.size(); ++word)
+  for (std::size_t word = 0; word < begins.size(); ++word) {
     for (std::uint64_t bits = begins[word]; bits != 0; bits &= bits - 1) {
       const std::size_t place = word * 64 + static_cast<std::size_t>(std::countr_zero(bits));
       sorted.append(reinterpret_cast<void*>(leaf.begin + place * unit));
     }
+  }
 }
 
 // Deals the chunks of a larger part out by the highest bits of their addresses, and sorts what comes of it. Calls
@@ -129,28 +134,34 @@ void sort_part(const part& whole, ordered_list& sorted) noexcept {
     bucket = chunk;
     chunk = next;
   }
-  for (std::size_t number = 0; number < buckets.size(); ++number)
-    if (buckets[number] != nullptr)
+  for (std::size_t number = 0; number < buckets.size(); ++number) {
+    if (buckets[number] != nullptr) {
       sort_part({buckets[number], whole.begin + (number << shift), shift}, sorted);
+    }
+  }
 }
 
 }  // namespace
 
 void chunk_pool::sort_blocks() noexcept {
   std::size_t count = 0;
-  for (pool_block block = list; block.valid(); block = block.next())
+  for (pool_block block = list; block.valid(); block = block.next()) {
     ++count;
-  if (count != 0)
+  }
+  if (count != 0) {
     list = merge_sort(list, count);
+  }
 }
 
 void chunk_pool::sort_free_chunks() noexcept {
-  if (first == nullptr)
+  if (first == nullptr) {
     return;
+  }
   const auto begin = reinterpret_cast<std::uintptr_t>(list.begin());
   pool_block last = list;
-  while (last.next().valid())
+  while (last.next().valid()) {
     last = last.next();
+  }
   const std::uintptr_t size = reinterpret_cast<std::uintptr_t>(last.end()) - begin;
   ordered_list sorted;
   sort_part({first, begin, static_cast<unsigned>(std::bit_width(size))}, sorted);
@@ -169,11 +180,12 @@ void* chunk_pool::malloc_from_new_block(size_type most_chunks) {
 // client's content in place of a link.
 bool chunk_pool::has_all_chunks() const noexcept {
   std::uint64_t links = spread(first), expected = spread(nullptr);
-  for (pool_block block = list; block.valid(); block = block.next())
+  for (pool_block block = list; block.valid(); block = block.next()) {
     for (const char* chunk = block.begin(); chunk != block.end(); chunk += alloc_size()) {
       links += spread(next_of(chunk));
       expected += spread(chunk);
     }
+  }
   return links == expected;
 }
 
@@ -184,8 +196,9 @@ bool chunk_pool::release_all() noexcept {
 }
 
 bool chunk_pool::release() noexcept {
-  if (taken_ == returned_ && has_all_chunks())
+  if (taken_ == returned_ && has_all_chunks()) {
     return release_all();
+  }
   sort_blocks();
   sort_free_chunks();
   return release_memory();

@@ -18,8 +18,9 @@ class chunk_pool : private boost::pool<boost::default_user_allocator_new_delete>
   /// The first chunk of the free list, or one of a new block, which has at most `most_chunks` chunks. Null if there is
   /// no memory.
   void* malloc(size_type most_chunks) {
-    if (first == nullptr) [[unlikely]]
+    if (first == nullptr) [[unlikely]] {
       return malloc_from_new_block(most_chunks);
+    }
     ++taken_;
     return pool::malloc();
   }

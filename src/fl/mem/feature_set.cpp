@@ -61,8 +61,9 @@ const char* option_word(manager::feature::type type) {
 
 feature_set get_features(manager::feature::type type, bool enabled) {
   feature_set made;
-  if (type < rows.size())
+  if (type < rows.size()) {
     insert(made, feature_impl(type, enabled));
+  }
   return made;
 }
 
@@ -75,11 +76,14 @@ void merge_features(feature_set& destination, const feature_set& source) {
 
 feature_set profile_features(profile which) {
   feature_set made;
-  for (const auto type : feature_types)
+  for (const auto type : feature_types) {
     merge_features(made, get_features(type, false));
-  for (const auto type : feature_types)
-    if (is_on(rows[type], which))
+  }
+  for (const auto type : feature_types) {
+    if (is_on(rows[type], which)) {
       merge_features(made, get_features(type, true));
+    }
+  }
   return made;
 }
 

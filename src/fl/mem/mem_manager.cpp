@@ -1,9 +1,8 @@
 // The memory manager: the sequence in which options become settings of the process, and the new handler.
-#include <fl/mem/manager.hpp>
-
 #include <fl/diag/terminate.hpp>
 #include <fl/except/bad_alloc.hpp>
 #include <fl/mem/aligned_heap.hpp>
+#include <fl/mem/manager.hpp>
 
 #include "loggers.hpp"
 #include "mem/aligned_heap_create.hpp"
@@ -47,18 +46,21 @@ constinit util::built_once<util::thread_slot> thread_new_handler;
 
 /// The process's new handler. There is no memory left when it runs.
 void dispatch_new_handler() {
-  if (void* const handler = thread_new_handler.get().get())
+  if (void* const handler = thread_new_handler.get().get()) {
     return reinterpret_cast<std::new_handler>(handler)();
-  if (next_new_handler != nullptr)
+  }
+  if (next_new_handler != nullptr) {
     return next_new_handler();
+  }
   throw std::bad_alloc();
 }
 
 void install_new_handler(bool throwing) {
   thread_new_handler.get();
   const std::new_handler former = std::get_new_handler();
-  if (former == dispatch_new_handler)
+  if (former == dispatch_new_handler) {
     return;  // An attempt at making the manager got this far and then failed. It must not become its own successor.
+  }
   next_new_handler = throwing ? throw_bad_alloc_handler : former;
   std::set_new_handler(dispatch_new_handler);
 }
@@ -102,36 +104,41 @@ manager_impl::manager_impl()
   install_new_handler(is_on(feature::new_handler));
   aligned_heap_holder = detail::aligned_heap_create(is_on(feature::alignment_checking));
   const std::size_t alignment = aligned_heap_access::made_heap().alignment();
-  if (alignment != detail::default_alignment)
+  if (alignment != detail::default_alignment) {
     log_startup(startup_log, util::filled("aligned_heap alignment is %1% bytes", std::to_string(alignment)));
+  }
 }
 
 void manager_impl::set_features(const std::string& options) {
-  if (!options.empty())
+  if (!options.empty()) {
     log_startup(startup_log, util::filled("using options '%1%'", options));
+  }
   const detail::feature_set requested = detail::requested_features(options, startup_log);
   detail::merge_features(features, requested);
   const bool observed = features.at(feature::observation).is_enabled() && start_observation();
   detail::merge_features(features, detail::get_features(feature::observation, observed));
   detail::report_features(features, requested, startup_log);
-  for (const auto type : feature_types)
+  for (const auto type : feature_types) {
     features_by_type[type] = &features.at(type);
+  }
 }
 
 bool manager_impl::set_thread_terminate_on_oom_impl(bool terminate) const {
   util::thread_slot& handler = thread_new_handler.get();
   const bool former = handler.get() != nullptr;
-  if (former != terminate)
+  if (former != terminate) {
     handler.set(terminate ? reinterpret_cast<void*>(terminate_oom_handler) : nullptr);
+  }
   return former;
 }
 
 void manager_impl::reinit_new_handler_impl() const {
   const std::new_handler found = std::set_new_handler(dispatch_new_handler);
-  if (found != dispatch_new_handler)
+  if (found != dispatch_new_handler) {
     logger.check_failed(detail::manager_unit, __LINE__, __PRETTY_FUNCTION__,
                         "NEW HANDLER CLOBBERED: expected=", reinterpret_cast<const void*>(dispatch_new_handler),
                         "  actual=", reinterpret_cast<const void*>(found));
+  }
 }
 
 constinit std::atomic<const manager_impl*> existing_manager = nullptr;  ///< Never destroyed.

@@ -15,10 +15,12 @@ bool is_profile(const feature_set& option) {
 }
 
 const char* state_to_log(bool enabled, bool requested, bool by_default) {
-  if (enabled != requested)
+  if (enabled != requested) {
     return "NOT AVAILABLE";
-  if (enabled == by_default)
+  }
+  if (enabled == by_default) {
     return nullptr;
+  }
   return enabled ? "ENABLED" : "DISABLED";
 }
 
@@ -52,8 +54,9 @@ feature_set requested_features(const std::string& options, std::ostream& startup
     } else if (!first && is_profile(option->second)) {
       log_startup(startup_log, util::filled("option '%1%' must be listed first", word));
     } else {
-      if (first)
+      if (first) {
         merge_features(requested, profile_features(profile::off));  // A profile sets all six anyhow.
+      }
       merge_features(requested, option->second);
     }
     first = false;  // Also behind a word that is not known.
@@ -63,10 +66,12 @@ feature_set requested_features(const std::string& options, std::ostream& startup
 
 void report_features(const feature_set& features, const feature_set& requested, std::ostream& startup_log) {
   const feature_set defaults = profile_features(profile::release);
-  for (const auto& [type, feature] : features)
+  for (const auto& [type, feature] : features) {
     if (const char* const state =
-            state_to_log(feature.is_enabled(), requested.at(type).is_enabled(), defaults.at(type).is_enabled()))
+            state_to_log(feature.is_enabled(), requested.at(type).is_enabled(), defaults.at(type).is_enabled())) {
       log_startup(startup_log, util::filled("%1% is %2%", feature.get_name(), state));
+    }
+  }
 }
 
 }  // namespace foundation::core::mem::detail

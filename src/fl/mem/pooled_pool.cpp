@@ -13,8 +13,9 @@ constexpr std::size_t block_size = 0x400000;  // bytes at which blocks stop grow
 
 std::size_t rounded_up(std::size_t size) {
   constexpr std::size_t most = (std::numeric_limits<std::size_t>::max() - block_foot) / chunk_unit * chunk_unit;
-  if (size == 0 || size > most)
+  if (size == 0 || size > most) {
     throw std::invalid_argument("a pool cannot have chunks of " + std::to_string(size) + " bytes");
+  }
   return (size + chunk_unit - 1) / chunk_unit * chunk_unit;
 }
 
@@ -29,8 +30,9 @@ void* pooled_pool::allocate() {
 }
 
 void pooled_pool::deallocate(void* chunk) {
-  if (chunk != nullptr)
+  if (chunk != nullptr) {
     pool_.free(chunk);
+  }
 }
 
 bool pooled_pool::release_free_memory() {

@@ -1,5 +1,4 @@
 #include <fl/process/mock_process.hpp>
-
 #include <fl/process/open_mode.hpp>
 
 #include <boost/smart_ptr/make_shared.hpp>
@@ -30,10 +29,12 @@ mock_process::mock_process(const boost::function<int()>& function)
 mock_process::mock_process(const boost::function<int()>& function, const context& ctx) : mock_process(function) {
   // A launch would close these ends, since its child has handles of its own; the function uses the very same ones.
   for (const auto& [device, mode] : ctx.inherited_pipes()) {
-    if ((mode & open_mode::read) != 0)
+    if ((mode & open_mode::read) != 0) {
       device.release_read_handle();
-    if ((mode & open_mode::write) != 0)
+    }
+    if ((mode & open_mode::write) != 0) {
       device.release_write_handle();
+    }
   }
 }
 
@@ -44,8 +45,9 @@ mock_process::~mock_process() = default;
 
 void mock_process::throw_if_detached() {
   const boost::lock_guard<boost::mutex> lock(*mutex);
-  if (detached)
+  if (detached) {
     throw std::logic_error("mock_process is detached");
+  }
 }
 
 void mock_process::join() {
@@ -55,8 +57,9 @@ void mock_process::join() {
 
 unsigned mock_process::exit_status() {
   throw_if_detached();
-  if (thread.joinable())
+  if (thread.joinable()) {
     thread.join();
+  }
   return status->value();
 }
 

@@ -1,5 +1,4 @@
 #include <fl/process/process.hpp>
-
 #include <fl/sysdep/windows/process_impl.hpp>
 
 #include "loggers.hpp"
@@ -49,8 +48,9 @@ auto on_running_child(process_impl& impl, Operation operation) {
   try {
     return operation(impl);
   } catch (const boost::system::system_error&) {
-    if (impl.has_ended())
+    if (impl.has_ended()) {
       throw_already_exited();
+    }
     throw;
   }
 }
@@ -70,8 +70,9 @@ process::process(process&& other) : impl_(std::move(other.impl_)), status_(std::
 }
 
 process& process::operator=(process&& other) {
-  if (this == &other)
+  if (this == &other) {
     return *this;
+  }
   try {
     detach();
   } catch (...) {
@@ -95,8 +96,9 @@ bool process::is_detached() const {
 }
 
 void process::throw_if_detached() const {
-  if (is_detached())
+  if (is_detached()) {
     throw std::logic_error("process has been detached");
+  }
 }
 
 bool process::poll_for_status(const std::lock_guard<std::mutex>&) {
@@ -108,8 +110,9 @@ bool process::poll_for_status(const std::lock_guard<std::mutex>&) {
   if (!status_.valid()) {
     try {
       const exit_status_variant status = impl_->wait(false);
-      if (!std::holds_alternative<detail::unknown>(status))
+      if (!std::holds_alternative<detail::unknown>(status)) {
         status_ = boost::make_ready_future(status).share();
+      }
     } catch (const boost::system::system_error& e) {
       status_ = boost::make_exceptional_future<exit_status_variant>(boost::copy_exception(e)).share();
     }
@@ -123,8 +126,9 @@ void process::block_for_status() {
   loggers::process.log(foundation::log::severity::arguments, " this=", static_cast<const void*>(this));
   std::unique_lock<std::mutex> lock(mutex_);
   throw_if_detached();
-  if (status_.valid())
+  if (status_.valid()) {
     return;  // Whoever made it valid fills it; the caller's get waits for that.
+  }
   status_promise promise;
   status_ = promise.get_future().share();
   const boost::shared_ptr<process_impl> impl = impl_;  // A detach on another thread must not close the handle.
@@ -137,8 +141,9 @@ void process::async_await_status() {
   loggers::process.log(foundation::log::severity::arguments, " this=", static_cast<const void*>(this));
   std::unique_lock<std::mutex> lock(mutex_);
   throw_if_detached();
-  if (status_.valid())
+  if (status_.valid()) {
     return;
+  }
   status_promise promise;
   status_ = promise.get_future().share();
   void* const duplicate = impl_->get_native_handle();
@@ -173,8 +178,9 @@ void process::detach() {
   const foundation::log::scope_trace trace(loggers::process, __PRETTY_FUNCTION__);
   loggers::process.log(foundation::log::severity::arguments, " this=", static_cast<const void*>(this));
   const std::lock_guard<std::mutex> lock(mutex_);
-  if (is_detached())
+  if (is_detached()) {
     return;
+  }
   if (!status_.valid()) {
     // Nobody asks for this status: the wait is there so that the child is reaped.
     const auto reaper = sysdep::windows::process_reaper_instance();
@@ -200,16 +206,18 @@ void* process::release() {
   loggers::process.log(foundation::log::severity::arguments, " this=", static_cast<const void*>(this));
   const std::lock_guard<std::mutex> lock(mutex_);
   throw_if_detached();
-  if (status_.valid())
+  if (status_.valid()) {
     throw std::logic_error("cannot release a process with an active future");
+  }
   void* const duplicate = impl_->get_native_handle();
   impl_.reset();
   return duplicate;
 }
 
 void process::throw_if_not_active(const std::lock_guard<std::mutex>& lock) {
-  if (poll_for_status(lock))
+  if (poll_for_status(lock)) {
     throw_already_exited();
+  }
 }
 
 void process::kill() {

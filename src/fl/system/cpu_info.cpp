@@ -1,11 +1,9 @@
 #include <fl/system/cpu_info.hpp>
-
 #include <fl/system/processor_frequency.hpp>
+#include <foundation_log/termination.hpp>
 
 #include "loggers.hpp"
 #include "system/windows/core_counts.hpp"
-
-#include <foundation_log/termination.hpp>
 
 #include <algorithm>
 #include <thread>
@@ -18,9 +16,10 @@ namespace {
 using detail::details;
 
 void logCurrentException() {
-  if (loggers::cpu_info.enabled(log::severity::complaint))
+  if (loggers::cpu_info.enabled(log::severity::complaint)) {
     loggers::cpu_info.log(log::severity::complaint,
                           "Exception caught: ", log::detail::current_exception_chain_as_string());
+  }
 }
 
 void addFrequency(details& found) {

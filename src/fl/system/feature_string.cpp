@@ -94,9 +94,11 @@ bool has(const InstructionSet& processor, const feature& wanted) {
 
 std::string InstructionSet::getFeatureString() const {
   std::string tokens;
-  for (const feature& wanted : features)
-    if (has(*this, wanted))
+  for (const feature& wanted : features) {
+    if (has(*this, wanted)) {
       tokens += wanted.token;
+    }
+  }
   return tokens;
 }
 

@@ -22,9 +22,11 @@ constexpr std::uint32_t xsave_and_osxsave = 1u << 26 | 1u << 27;
 
 /// Each register holds four characters, the first in its lowest byte.
 void append(std::string& text, std::initializer_list<std::uint32_t> registers) {
-  for (const std::uint32_t word : registers)
-    for (unsigned shift = 0; shift != 32; shift += 8)
+  for (const std::uint32_t word : registers) {
+    for (unsigned shift = 0; shift != 32; shift += 8) {
       text += static_cast<char>(word >> shift);
+    }
+  }
 }
 
 void cutAndTrim(std::string& text) {
@@ -39,8 +41,9 @@ InstructionSet::InstructionSet() : InstructionSet(Cpuid()) {}
 InstructionSet::InstructionSet(const ICpuidSource& source) {
   readBasicLeaves(source);
   readExtendedLeaves(source);
-  if ((cpuid1Ecx_ & xsave_and_osxsave) == xsave_and_osxsave)
+  if ((cpuid1Ecx_ & xsave_and_osxsave) == xsave_and_osxsave) {
     xcr0_ = source.xgetbv(0);
+  }
 }
 
 // Only leaves that hold something of ours are read: under a hypervisor each CPUID is a trap, and a processor without

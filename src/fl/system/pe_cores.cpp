@@ -39,10 +39,12 @@ std::unordered_map<std::uint32_t, std::uint8_t> classesOfCores(std::span<const C
 PECores classify(unsigned long long numPhysical, std::span<const CpuSetEntry> entries) {
   const auto classes = classesOfCores(entries);
   std::map<std::uint8_t, std::size_t> cores_of_class;
-  for (const auto& [core, efficiency_class] : classes)
+  for (const auto& [core, efficiency_class] : classes) {
     ++cores_of_class[efficiency_class];
-  if (cores_of_class.size() < 2)
+  }
+  if (cores_of_class.size() < 2) {
     return {};
+  }
   const std::size_t performance = cores_of_class.rbegin()->second;
   const std::size_t efficiency = classes.size() - performance;
   if (classes.size() != numPhysical) {
@@ -61,10 +63,12 @@ IWindowsCpuSet::~IWindowsCpuSet() = default;
 std::vector<CpuSetEntry> parseCpuSets(byte_range buffer) {
   std::vector<CpuSetEntry> entries;
   walkRecords(source_of_records, buffer, [&](byte_range record) {
-    if (read<std::uint32_t>(record, cpu_set_record::type) != cpu_set_record::cpu_set_information)
+    if (read<std::uint32_t>(record, cpu_set_record::type) != cpu_set_record::cpu_set_information) {
       return true;
-    if (record.size() < cpu_set_record::end)
+    }
+    if (record.size() < cpu_set_record::end) {
       return false;
+    }
     const std::uint32_t group = read<std::uint16_t>(record, cpu_set_record::group);
     entries.push_back({group << 16 | read<std::uint8_t>(record, cpu_set_record::core_index),
                        read<std::uint8_t>(record, cpu_set_record::efficiency_class)});
@@ -84,8 +88,9 @@ PECores classifyCores(unsigned long long numPhysical, std::span<const CpuSetEntr
 
 PECores inferCoresFromCounts(unsigned long long numPhysical, unsigned long long numLogical) noexcept {
   const unsigned long long smt = numLogical - numPhysical;
-  if (numLogical <= numPhysical || numPhysical <= smt)
+  if (numLogical <= numPhysical || numPhysical <= smt) {
     return {};
+  }
   // One thread of each efficiency core and two of each performance core make numLogical.
   return coresOfBothKinds(smt, numPhysical - smt);
 }
@@ -94,8 +99,9 @@ PECores computePECores(unsigned long long numPhysical, unsigned long long numLog
                        const IWindowsCpuSet& source) noexcept {
   try {
     const PECores cores = classifyCores(numPhysical, source.query());
-    if (cores.performanceCores != -1)
+    if (cores.performanceCores != -1) {
       return cores;
+    }
   } catch (const std::exception& failure) {
     complainAboutTiers(failure.what());
   } catch (...) {

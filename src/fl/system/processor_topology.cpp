@@ -12,12 +12,14 @@ namespace {
 constexpr record_source source = {"GetLogicalProcessorInformationEx", topology_record::size, complainAboutTopology};
 
 bool addCore(core_counts& counts, byte_range record, const process_affinity& affinity) {
-  if (record.size() < topology_record::core_end)
+  if (record.size() < topology_record::core_end) {
     return false;
+  }
   ++counts.processorCoreCount;
   auto mask = read<std::uint64_t>(record, topology_record::core_mask);
-  if (affinity.group_count == 1 && affinity.mask != 0)
+  if (affinity.group_count == 1 && affinity.mask != 0) {
     mask &= affinity.mask;
+  }
   const auto group = read<std::uint16_t>(record, topology_record::core_group);
   if (mask != 0 && std::find(affinity.groups.begin(), affinity.groups.end(), group) != affinity.groups.end()) {
     ++counts.availableCoreCount;
@@ -28,14 +30,17 @@ bool addCore(core_counts& counts, byte_range record, const process_affinity& aff
 
 bool addGroups(core_counts& counts, byte_range record) {
   using namespace topology_record;
-  if (record.size() < group_info)
+  if (record.size() < group_info) {
     return false;
+  }
   const std::size_t count = read<std::uint16_t>(record, active_group_count);
-  if ((record.size() - group_info) / group_info_size < count)
+  if ((record.size() - group_info) / group_info_size < count) {
     return false;
-  for (std::size_t i = 0; i != count; ++i)
+  }
+  for (std::size_t i = 0; i != count; ++i) {
     counts.processorLogicalCount +=
         read<std::uint8_t>(record, group_info + i * group_info_size + active_processor_count);
+  }
   return true;
 }
 

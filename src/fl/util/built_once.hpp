@@ -17,8 +17,9 @@ class built_once {
 
   /// Throws what the constructor of `T` throws; the next call tries again.
   T& get() {
-    if (state_.load(std::memory_order_acquire) != built)
+    if (state_.load(std::memory_order_acquire) != built) {
       build();
+    }
     return *std::launder(reinterpret_cast<T*>(storage_));
   }
 
@@ -28,8 +29,9 @@ class built_once {
   void build() {
     unsigned turn = 0;
     for (long seen = none; !state_.compare_exchange_weak(seen, building, std::memory_order_acquire); seen = none) {
-      if (seen == built)
+      if (seen == built) {
         return;
+      }
       wait_turn(turn++);
     }
     try {

@@ -26,11 +26,13 @@ class checked_lock::watch {
       begin_ = last_look_ = now;
       stopped_ = 0;
     }
-    if (lock_.given_up_ == tenure_ || now - begin_ >= static_cast<std::uint64_t>(lock_.limit_.count()))
+    if (lock_.given_up_ == tenure_ || now - begin_ >= static_cast<std::uint64_t>(lock_.limit_.count())) {
       return true;
+    }
     // One at a time: looking stops the holder for a moment.
-    if (now - last_look_ < look_every || lock_.looked_at_.exchange(true))
+    if (now - last_look_ < look_every || lock_.looked_at_.exchange(true)) {
       return false;
+    }
     last_look_ = now;
     stopped_ = holder_seems_stopped() ? stopped_ + 1 : 0;
     lock_.looked_at_ = false;
@@ -64,13 +66,15 @@ checked_lock::outcome checked_lock::acquire_last() noexcept {
 
 checked_lock::outcome checked_lock::acquire(bool last, const void* reported) noexcept {
   const unsigned long self = current_thread_id();
-  if (owner_ == self)
+  if (owner_ == self) {
     return outcome::interrupted;
+  }
   watch holder(*this, reported);
   for (unsigned turn = 0; (last && waiting_ != 0) || gives_way(self, turn) || !lock_.try_lock(); ++turn) {
     if (holder.gives_up()) {
-      if (owner_ != nobody)  // Otherwise those stand still that were to go first.
+      if (owner_ != nobody) {  // Otherwise those stand still that were to go first.
         given_up_ = holder.tenure();
+      }
       return outcome::given_up;
     }
     wait_turn(turn);

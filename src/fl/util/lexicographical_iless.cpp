@@ -1,5 +1,6 @@
-#include <algorithm>
 #include <fl/util/lexicographical_iless.hpp>
+
+#include <algorithm>
 #include <locale>
 
 namespace foundation::core::util {

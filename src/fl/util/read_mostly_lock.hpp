@@ -24,8 +24,9 @@ class read_mostly_lock {
   void lock() noexcept {
     gate_.lock();
     readers_.fetch_or(writer);
-    for (unsigned turn = 0; readers_ != writer; ++turn)
+    for (unsigned turn = 0; readers_ != writer; ++turn) {
       wait_turn(turn);
+    }
   }
 
   void unlock() noexcept {
@@ -34,8 +35,9 @@ class read_mostly_lock {
   }
 
   void lock_shared() noexcept {
-    if ((readers_.fetch_add(1) & writer) == 0)
+    if ((readers_.fetch_add(1) & writer) == 0) {
       return;
+    }
     readers_.fetch_sub(1);
     const std::shared_lock no_writer(gate_);
     readers_.fetch_add(1);

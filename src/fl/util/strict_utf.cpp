@@ -1,6 +1,7 @@
 #include "util/strict_utf.hpp"
 
 #include <boost/locale/utf.hpp>
+
 #include <iterator>
 #include <stdexcept>
 

@@ -35,11 +35,13 @@ std::wstring openable(const std::wstring& path) {
     const DWORD length = GetFullPathNameW(path.c_str(), static_cast<DWORD>(absolute.size()), absolute.data(), nullptr);
     const bool fits = length < absolute.size();
     absolute.resize(length);  // With the zero at the end if it does not fit; the current directory may grow meanwhile.
-    if (fits)
+    if (fits) {
       break;
+    }
   }
-  if (absolute.size() < MAX_PATH || absolute.starts_with(L"\\\\?\\") || absolute.starts_with(L"\\\\.\\"))
+  if (absolute.size() < MAX_PATH || absolute.starts_with(L"\\\\?\\") || absolute.starts_with(L"\\\\.\\")) {
     return path;
+  }
   return absolute.starts_with(L"\\\\") ? L"\\\\?\\UNC\\" + absolute.substr(2) : L"\\\\?\\" + absolute;
 }
 
@@ -48,8 +50,9 @@ std::string system_text(DWORD error) {
   const DWORD length = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, error, 0,
                                       text, static_cast<DWORD>(std::size(text)), nullptr);
   std::wstring_view message(text, length);
-  while (!message.empty() && message.back() <= L' ')
+  while (!message.empty() && message.back() <= L' ') {
     message.remove_suffix(1);
+  }
   return narrowed(message) + " (error " + std::to_string(error) + ")";
 }
 
@@ -59,8 +62,9 @@ class append_lock {
  public:
   explicit append_lock(HANDLE file) noexcept : file_(file), locked_(lock()) {}
   ~append_lock() {
-    if (locked_)
+    if (locked_) {
       UnlockFileEx(file_, 0, 1, 0, &place_);
+    }
   }
   append_lock(const append_lock&) = delete;
   append_lock& operator=(const append_lock&) = delete;
@@ -72,12 +76,15 @@ class append_lock {
     static std::atomic<bool> holder_is_stuck{false};
     const auto start = GetTickCount64();
     while (LockFileEx(file_, LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0, &place_) == 0) {
-      if (GetLastError() != ERROR_LOCK_VIOLATION)
+      if (GetLastError() != ERROR_LOCK_VIOLATION) {
         return false;  // Not a disk file.
-      if (holder_is_stuck || process_is_ending())
+      }
+      if (holder_is_stuck || process_is_ending()) {
         return false;
-      if (GetTickCount64() - start > 1000)
+      }
+      if (GetTickCount64() - start > 1000) {
         holder_is_stuck = true;
+      }
       SwitchToThread();
     }
     holder_is_stuck = false;
@@ -102,8 +109,9 @@ void write_at_once(HANDLE stream, std::string_view text) noexcept {
 
 bool write_to_console(HANDLE console, std::string_view text) noexcept {
   DWORD mode = 0;
-  if (GetConsoleMode(console, &mode) == 0)
+  if (GetConsoleMode(console, &mode) == 0) {
     return false;
+  }
   try {
     const std::wstring wide = widened(text);
     DWORD written = 0;
@@ -129,10 +137,12 @@ std::optional<std::string> environment_variable(const char* name) {
     // An empty value and a missing variable both give 0; the last error tells them apart.
     SetLastError(ERROR_SUCCESS);
     const DWORD length = GetEnvironmentVariableW(wide_name.c_str(), value.data(), static_cast<DWORD>(value.size()));
-    if (length == 0 && GetLastError() == ERROR_ENVVAR_NOT_FOUND)
+    if (length == 0 && GetLastError() == ERROR_ENVVAR_NOT_FOUND) {
       return std::nullopt;
-    if (length < value.size())
+    }
+    if (length < value.size()) {
       return narrowed({value.data(), length});
+    }
     value.resize(length);  // The needed size; another thread may make the value longer meanwhile.
   }
 }
@@ -192,8 +202,9 @@ void* open_for_append(const std::string& path, std::string& reason) {
   const HANDLE file = CreateFileW(openable(widened(path)).c_str(), FILE_APPEND_DATA | FILE_READ_DATA | SYNCHRONIZE,
                                   FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_ALWAYS,
                                   FILE_ATTRIBUTE_NORMAL, nullptr);
-  if (file != INVALID_HANDLE_VALUE)
+  if (file != INVALID_HANDLE_VALUE) {
     return file;
+  }
   reason = system_text(GetLastError());
   return nullptr;
 }
@@ -208,10 +219,12 @@ void append(void* file, std::string_view text) noexcept {
 void write_standard_error(std::string_view text) noexcept {
   // Asked each time, since a program may redirect the stream.
   const HANDLE stream = GetStdHandle(STD_ERROR_HANDLE);
-  if (stream == nullptr || stream == INVALID_HANDLE_VALUE)
+  if (stream == nullptr || stream == INVALID_HANDLE_VALUE) {
     return;
-  if (!write_to_console(stream, text))
+  }
+  if (!write_to_console(stream, text)) {
     append(stream, text);
+  }
 }
 
 error_keeper::error_keeper() noexcept : last_error_(GetLastError()), errno_(errno) {}

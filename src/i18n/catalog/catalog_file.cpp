@@ -41,8 +41,9 @@ class catalog_handler {
     return inside_ ? take(part) : not_a_text(error);
   }
   bool on_string(string_view rest, std::size_t, error_code& error) {
-    if (!inside_)
+    if (!inside_) {
       return not_a_text(error);
+    }
     take(rest);
     texts_.emplace(mnemonic_, utf8_to_ustring(taken_));
     taken_.clear();
@@ -101,8 +102,9 @@ std::optional<ustring> catalog_file_name(std::string_view catalog) {
   ustring name;
   for (const char c : catalog) {
     const bool plain = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_';
-    if (!plain && c != ':')
+    if (!plain && c != ':') {
       return std::nullopt;
+    }
     name += c == ':' ? u'.' : static_cast<char16_t>(c);
   }
   return name.empty() ? std::nullopt : std::optional(name + u".json");
@@ -110,13 +112,15 @@ std::optional<ustring> catalog_file_name(std::string_view catalog) {
 
 catalog_texts parse_catalog(std::string_view json, const ustring& path) {
   constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";
-  if (json.substr(0, byte_order_mark.size()) == byte_order_mark)
+  if (json.substr(0, byte_order_mark.size()) == byte_order_mark) {
     json.remove_prefix(byte_order_mark.size());
+  }
   boost::json::basic_parser<catalog_handler> parser{boost::json::parse_options()};
   error_code error;
   const std::size_t taken = parser.write_some(false, json.data(), json.size(), error);
-  if (!error && taken != json.size())
+  if (!error && taken != json.size()) {
     error = boost::json::error::extra_data;
+  }
   if (error) {
     const std::string& complaint = parser.handler().complaint();
     throw_bad_catalog(

@@ -49,10 +49,12 @@ std::string canonical_tag(std::string_view tag) {
   for (std::size_t begin = 0; begin < tag.size(); begin = result.size() + 1) {
     const std::string_view part = tag.substr(begin, tag.find('-', begin) - begin);
     const std::size_t capitals = ordinary ? capitals_in(part) : 0;
-    if (begin != 0)
+    if (begin != 0) {
       result += '-';
-    for (std::size_t index = 0; index != part.size(); ++index)
+    }
+    for (std::size_t index = 0; index != part.size(); ++index) {
       result += index < capitals ? capital(part[index]) : small(part[index]);
+    }
     ordinary = (begin == 0 || ordinary) && part.size() != 1;
   }
   return result;
@@ -67,11 +69,13 @@ std::vector<std::string> fallback_chain(const std::string& tag) {
   std::vector<std::string> chain;
   for (std::size_t length = tag.size(); length != std::string::npos; length = tag.rfind('-', length - 1)) {
     const bool ends_with_single = length == 1 || tag[length - 2] == '-';
-    if (!ends_with_single || length == tag.size())
+    if (!ends_with_single || length == tag.size()) {
       chain.push_back(tag.substr(0, length));
+    }
   }
-  if (chain.back() != last_resort)
+  if (chain.back() != last_resort) {
     chain.emplace_back(last_resort);
+  }
   return chain;
 }
 

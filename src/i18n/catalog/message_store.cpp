@@ -1,11 +1,11 @@
 #include "catalog/message_store.hpp"
 
+#include <i18n/convert.hpp>
+#include <i18n/message_catalog.hpp>
+
 #include "catalog/language_tag.hpp"
 #include "catalog/message_platform.hpp"
 #include "catalog/message_text.hpp"
-
-#include <i18n/convert.hpp>
-#include <i18n/message_catalog.hpp>
 
 #include <boost/throw_exception.hpp>
 
@@ -23,8 +23,9 @@ std::vector<ustring> split_path(const ustring& text) {
   std::vector<ustring> directories;
   for (std::size_t begin = 0; begin < text.size();) {
     const std::size_t end = std::min(text.find(u';', begin), text.size());
-    if (end != begin)
+    if (end != begin) {
       directories.push_back(text.substr(begin, end - begin));
+    }
     begin = end + 1;
   }
   return directories;
@@ -43,16 +44,18 @@ ustring path_of(const ustring& directory, const std::string& language, const ust
 
 std::string joined(const std::vector<std::string>& texts) {
   std::string result;
-  for (const std::string& text : texts)
+  for (const std::string& text : texts) {
     result += (result.empty() ? "" : ", ") + text;
+  }
   return result;
 }
 
 std::string joined(const std::vector<ustring>& texts) {
   std::vector<std::string> converted;
   converted.reserve(texts.size());
-  for (const ustring& text : texts)
+  for (const ustring& text : texts) {
     converted.push_back(ustring_to_utf8(text));
+  }
   return joined(converted);
 }
 
@@ -65,13 +68,15 @@ message_store::message_store()
 ustring message_store::text_of(const resource_core::BaseMsgID& id) {
   const auto where = current_search();
   const auto file = catalog_file_name(id.catalog());
-  if (!file)
+  if (!file) {
     throw_missing(id, "no catalog can have that name");
+  }
   for (const std::string& language : where->languages) {
     for (const ustring& directory : where->directories) {
       const shared_texts texts = texts_in(directory, path_of(directory, language, *file));
-      if (const auto found = texts->find(id.mnemonic()); found != texts->end())
+      if (const auto found = texts->find(id.mnemonic()); found != texts->end()) {
         return insert_arguments(found->second, id.arguments());
+      }
     }
   }
   throw_missing(id, "languages tried: " + joined(where->languages) +
@@ -80,9 +85,10 @@ ustring message_store::text_of(const resource_core::BaseMsgID& id) {
 }
 
 void message_store::add_directory(const ustring& path) {
-  if (path.empty() || path.find(u'\0') != ustring::npos)
+  if (path.empty() || path.find(u'\0') != ustring::npos) {
     boost::throw_exception(std::invalid_argument("\"" + ustring_to_utf8(path) + "\" is no directory of catalogs"),
                            BOOST_CURRENT_LOCATION);
+  }
   change_search([&](search& changed) {
     std::erase(changed.directories, path);
     changed.directories.insert(changed.directories.begin(), path);
@@ -102,8 +108,9 @@ void message_store::reload() {
   const std::unique_lock lock(mutex_);
   ++reloads_;
   files_.clear();
-  for (auto& [directory, until] : unreachable_)
+  for (auto& [directory, until] : unreachable_) {
     until = 0;
+  }
 }
 
 std::shared_ptr<const message_store::search> message_store::current_search() const {
@@ -124,10 +131,13 @@ message_store::shared_texts message_store::texts_in(const ustring& directory, co
   std::uint64_t reloads;
   {
     const std::shared_lock lock(mutex_);
-    if (const auto found = files_.find(path); found != files_.end())
+    if (const auto found = files_.find(path); found != files_.end()) {
       return found->second;
-    if (const auto found = unreachable_.find(directory); found != unreachable_.end() && milliseconds() < found->second)
+    }
+    if (const auto found = unreachable_.find(directory);
+        found != unreachable_.end() && milliseconds() < found->second) {
       return std::make_shared<const catalog_texts>();
+    }
     reloads = reloads_;
   }
   try {
@@ -142,8 +152,9 @@ message_store::shared_texts message_store::read_texts(const ustring& path, std::
   const auto content = read_catalog_file(path);
   auto texts = std::make_shared<const catalog_texts>(content ? parse_catalog(*content, path) : catalog_texts());
   const std::unique_lock lock(mutex_);
-  if (reloads == reloads_)
+  if (reloads == reloads_) {
     files_.emplace(path, texts);
+  }
   return texts;
 }
 
@@ -154,8 +165,9 @@ void message_store::pass_over(const ustring& directory, const std::string& reaso
     const std::uint64_t until = reloads == reloads_ ? milliseconds() + pause_for_unreachable : 0;
     is_new = unreachable_.insert_or_assign(directory, until).second;
   }
-  if (is_new)
+  if (is_new) {
     log_unreachable(directory, reason);
+  }
 }
 
 }  // namespace fl::i18n::detail

@@ -5,11 +5,10 @@
 // file at once the first to finish puts down what all others use from then on.
 #pragma once
 
-#include "catalog/catalog_file.hpp"
-
 #include <i18n/ustring.hpp>
-
 #include <resource_core/msg_id.hpp>
+
+#include "catalog/catalog_file.hpp"
 
 #include <cstdint>
 #include <map>

@@ -37,12 +37,14 @@ struct mark {
 
 /// The mark at the start of `text`, which is not empty. Numbers with needless zeroes make none.
 mark read_mark(std::u16string_view text) {
-  if (text[0] != u'{')
+  if (text[0] != u'{') {
     return {};
+  }
   constexpr std::size_t beyond_all = 1'000'000;  // Keeps the index of endless digits within its type.
   std::size_t index = 0, end = 1;
-  for (; end < text.size() && text[end] >= u'0' && text[end] <= u'9'; ++end)
+  for (; end < text.size() && text[end] >= u'0' && text[end] <= u'9'; ++end) {
     index = std::min(index * 10 + (text[end] - u'0'), beyond_all);
+  }
   const bool closed = end < text.size() && text[end] == u'}';
   return closed && end > 1 && (text[1] != u'0' || end == 2) ? mark{end + 1, index} : mark{};
 }

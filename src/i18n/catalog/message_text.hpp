@@ -2,7 +2,6 @@
 #pragma once
 
 #include <i18n/ustring.hpp>
-
 #include <resource_core/msg_id.hpp>
 
 #include <string_view>

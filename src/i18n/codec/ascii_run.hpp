@@ -63,8 +63,9 @@ void copy_ascii_blocks(const In*& from, const In* end, Out*& to, const Out* to_e
   const std::size_t most = room(from, end, to, to_end);
   const In* const last = from + most / ascii_block * ascii_block;
   for (; from != last; from += ascii_block, to += ascii_block) {
-    if (copy_ascii_block(from, to) != 0)
+    if (copy_ascii_block(from, to) != 0) {
       return;
+    }
   }
   const std::size_t left = most % ascii_block;
   const std::size_t back = ascii_block - left;
@@ -125,8 +126,9 @@ void convert_blocks(const In*& from_place, const In* end, Out*& to_place, const 
 template <class T>
 void copy_overlapping(const T* from, std::size_t count, T* to) {
   constexpr std::size_t block = sizeof(__m128i) / sizeof(T);
-  for (std::size_t at = 0; at + block <= count; at += block)
+  for (std::size_t at = 0; at + block <= count; at += block) {
     store_block(to + at, load_block(from + at));
+  }
   store_block(to + count - block, load_block(from + count - block));
 }
 
@@ -136,8 +138,9 @@ void copy_overlapping(const T* from, std::size_t count, T* to) {
 template <auto Take, class Out, class In>
 void convert_end(const In*& from, const In* end, Out*& to_place, const Out* to_end) {
   const auto count = static_cast<std::size_t>(end - from);
-  if (count < sizeof(__m128i) / sizeof(In) || count >= step_room<In>)
+  if (count < sizeof(__m128i) / sizeof(In) || count >= step_room<In>) {
     return;
+  }
   In copy[2 * step_room<In>] = {};
   copy_overlapping(from, count, copy);
   const In* at = copy;

@@ -5,9 +5,9 @@
 #include "codec/encoding_names.hpp"
 #include "codec/eucjp_codec.hpp"
 #include "codec/gb18030_codec.hpp"
-#include "immortal.hpp"
 #include "codec/iso_tables.hpp"
 #include "codec/table_codec.hpp"
+#include "immortal.hpp"
 
 #include <map>
 #include <memory>

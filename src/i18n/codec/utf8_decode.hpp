@@ -183,8 +183,9 @@ inline bool take_four_bytes(const char*& from, char16_t*& to) {
 /// As `decoder::convert`.
 inline stopped decode_utf8(const char*& from, const char* end, char16_t*& to, char16_t* to_end, bool last) {
   convert_blocks<take_bytes>(from, end, to, to_end);
-  if (from != end)
+  if (from != end) {
     convert_end<take_bytes>(from, end, to, to_end);
+  }
   for (;;) {
     copy_ascii(from, end, to, to_end);
     if (from == end) {

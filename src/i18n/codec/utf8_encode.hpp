@@ -92,8 +92,9 @@ inline bool take_pair(const char16_t*& from, char*& to) {
 /// As `encoder::convert`.
 inline stopped encode_utf8(const char16_t*& from, const char16_t* end, char*& to, char* to_end, bool last) {
   convert_blocks<take_units>(from, end, to, to_end);
-  if (from != end)
+  if (from != end) {
     convert_end<take_units>(from, end, to, to_end);
+  }
   for (;;) {
     copy_ascii(from, end, to, to_end);
     if (from == end) {

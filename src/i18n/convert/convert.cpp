@@ -5,10 +5,10 @@
 // of no more than one piece needs nothing else. For a longer one, memory is reserved once: of the size that the result
 // has if the text is well-formed; but a text that begins with a piece of ASCII is taken to be all ASCII, without
 // counting, which would take half as long as converting it. If it is not, the string grows as it always does.
+#include <i18n/convert.hpp>
+
 #include "codec/utf8_decode.hpp"
 #include "codec/utf8_encode.hpp"
-
-#include <i18n/convert.hpp>
 
 #include <algorithm>
 

@@ -1,9 +1,8 @@
 // Conversion of whole strings with the codecs. Thread safety: pure functions.
+#include <i18n/convert.hpp>
 #include <i18n/encoding.hpp>
 
 #include "codec/text_encoding.hpp"
-
-#include <i18n/convert.hpp>
 
 #include <cstddef>
 #include <string>

@@ -5,9 +5,9 @@
 // area by itself.
 #include "convert/text_converter.hpp"
 
-#include "codec/utf_step.hpp"
-
 #include <i18n/stream_converter.hpp>
+
+#include "codec/utf_step.hpp"
 
 #include <boost/throw_exception.hpp>
 

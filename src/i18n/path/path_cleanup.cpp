@@ -45,8 +45,9 @@ split_root network_root(view path) {
 }
 
 split_root root_of(view path) {
-  if (separators_at(path, 0) == 2 && path.size() > 2)
+  if (separators_at(path, 0) == 2 && path.size() > 2) {
     return network_root(path);
+  }
   const std::size_t drive = drive_length<char16_t>(path);
   return {ustring(path.substr(0, drive)), drive, separators_at(path, drive) == 0};
 }
@@ -58,13 +59,15 @@ std::vector<view> parts_of(view path, std::size_t begin, bool is_relative) {
   for (std::size_t at = begin; (at += separators_at(path, at)) < path.size();) {
     const view part = path.substr(at, part_at(path, at));
     at += part.size();
-    if (part == u".")
+    if (part == u".") {
       continue;
+    }
     const bool is_parent = part == u"..";
-    if (is_parent && !parts.empty() && parts.back() != u"..")
+    if (is_parent && !parts.empty() && parts.back() != u"..") {
       parts.pop_back();
-    else if (!is_parent || is_relative)
+    } else if (!is_parent || is_relative) {
       parts.push_back(part);
+    }
   }
   return parts;
 }
@@ -76,29 +79,34 @@ bool has_native_prefix(const ustring& path) {
 }
 
 ustring clean_path(const ustring& path) {
-  if (has_native_prefix(path))
+  if (has_native_prefix(path)) {
     return path;
+  }
   split_root root = root_of(path);
   std::vector<view> parts = parts_of(path, root.length, root.is_relative);
   const bool has_rest = path.size() > root.length;
-  if (parts.empty() && root.is_relative && has_rest)
+  if (parts.empty() && root.is_relative && has_rest) {
     parts.push_back(u".");
+  }
 
   ustring result = std::move(root.root);
   for (const view part : parts) {
-    if (!root.is_relative || part.data() != parts.front().data())
+    if (!root.is_relative || part.data() != parts.front().data()) {
       result += separator;
+    }
     result += part;
   }
   const bool is_bare_root = parts.empty() && !root.is_relative && has_rest;
-  if (is_bare_root || (!parts.empty() && traits::is_separator(path.back())))
+  if (is_bare_root || (!parts.empty() && traits::is_separator(path.back()))) {
     result += separator;
+  }
   return result;
 }
 
 ustring with_long_path_prefix(const ustring& absolute) {
-  if (has_native_prefix(absolute))
+  if (has_native_prefix(absolute)) {
     return absolute;
+  }
   return absolute.starts_with(u"\\\\") ? u"\\\\?\\UNC\\" + absolute.substr(2) : u"\\\\?\\" + absolute;
 }
 

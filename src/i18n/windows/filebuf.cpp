@@ -1,7 +1,6 @@
 // The file buffer. The standard library's own `open` for wide names calls `_wfopen`, which denies others nothing
 // (_SH_DENYNO): tests/windows/file_stream_test.cpp opens a file twice.
 #include <i18n/filebuf.hpp>
-
 #include <i18n/path.hpp>
 
 #include <cstddef>
@@ -33,8 +32,9 @@ basic_filebuf<Char, Traits>::~basic_filebuf() {
 
 template <class Char, class Traits>
 basic_filebuf<Char, Traits>* basic_filebuf<Char, Traits>::open(const ustring& name, std::ios_base::openmode mode) {
-  if (this->is_open() || name.find(u'\0') != ustring::npos)
+  if (this->is_open() || name.find(u'\0') != ustring::npos) {
     return nullptr;
+  }
   const std::wstring native = detail::make_native_access_form_with_cleanup_i18n(name);
   return open(native.c_str(), mode) != nullptr ? this : nullptr;
 }

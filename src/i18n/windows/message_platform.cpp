@@ -1,20 +1,19 @@
 // The system's side of message catalogs.
 #include "catalog/message_platform.hpp"
 
-#include "catalog/catalog_file.hpp"
-
+#include <foundation_log/logger.hpp>
 #include <i18n/convert.hpp>
 #include <i18n/path.hpp>
 
-#include <foundation_log/logger.hpp>
+#include "catalog/catalog_file.hpp"
 
 #include <boost/system/error_code.hpp>
+
+#include <windows.h>
 
 #include <algorithm>
 #include <memory>
 #include <new>
-
-#include <windows.h>
 
 namespace fl::i18n::detail {
 namespace {
@@ -55,8 +54,9 @@ bool is_unreachable(DWORD code) {
 [[noreturn]] void refuse(const ustring& path, const char* call, DWORD code) {
   const boost::system::error_code error(static_cast<int>(code), boost::system::system_category());
   const std::string reason = std::string(call) + ": " + error.message();
-  if (is_unreachable(code))
+  if (is_unreachable(code)) {
     throw unreachable_directory(reason);
+  }
   throw_bad_catalog(path, reason);
 }
 
@@ -65,11 +65,13 @@ file_handle open(const ustring& path) {
   constexpr DWORD share = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
   const HANDLE file = CreateFileW(filesystem::path(path).native_access_form().c_str(), GENERIC_READ, share, nullptr,
                                   OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-  if (file != INVALID_HANDLE_VALUE)
+  if (file != INVALID_HANDLE_VALUE) {
     return file_handle(file);
+  }
   const DWORD code = GetLastError();
-  if (code != ERROR_FILE_NOT_FOUND && code != ERROR_PATH_NOT_FOUND)
+  if (code != ERROR_FILE_NOT_FOUND && code != ERROR_PATH_NOT_FOUND) {
     refuse(path, "CreateFileW", code);
+  }
   return nullptr;
 }
 
@@ -79,36 +81,43 @@ ustring message_path_variable() {
   std::wstring value(256, L'\0');
   for (;;) {
     const DWORD length = GetEnvironmentVariableW(L"QX_MESSAGE_PATH", value.data(), static_cast<DWORD>(value.size()));
-    if (length < value.size())
+    if (length < value.size()) {
       return {value.begin(), value.begin() + static_cast<std::ptrdiff_t>(length)};
+    }
     value.resize(length);  // The needed size; another thread may make the value longer meanwhile.
   }
 }
 
 std::string display_language() {
   ULONG count = 0, size = 0;
-  if (GetUserPreferredUILanguages(MUI_LANGUAGE_NAME, &count, nullptr, &size) == FALSE)
+  if (GetUserPreferredUILanguages(MUI_LANGUAGE_NAME, &count, nullptr, &size) == FALSE) {
     return {};
+  }
   std::wstring names(size, L'\0');  // Zero-terminated each, the best first; empty at the end.
-  if (GetUserPreferredUILanguages(MUI_LANGUAGE_NAME, &count, names.data(), &size) == FALSE)
+  if (GetUserPreferredUILanguages(MUI_LANGUAGE_NAME, &count, names.data(), &size) == FALSE) {
     return {};
+  }
   return ustring_to_utf8(ustring(names.begin(), std::find(names.begin(), names.end(), L'\0')));
 }
 
 std::optional<std::string> read_catalog_file(const ustring& path) {
   const file_handle file = open(path);
-  if (!file)
+  if (!file) {
     return std::nullopt;
+  }
   // A name such as NUL.json is a device's on many systems; reading from one may wait for ever.
-  if (GetFileType(file.get()) != FILE_TYPE_DISK)
+  if (GetFileType(file.get()) != FILE_TYPE_DISK) {
     throw_bad_catalog(path, "it is not a file on a disk");
+  }
   std::string content;
   std::string part(65536, '\0');
   for (DWORD taken = 0;; content.append(part, 0, taken)) {
-    if (ReadFile(file.get(), part.data(), static_cast<DWORD>(part.size()), &taken, nullptr) == FALSE)
+    if (ReadFile(file.get(), part.data(), static_cast<DWORD>(part.size()), &taken, nullptr) == FALSE) {
       refuse(path, "ReadFile", GetLastError());
-    if (taken == 0)
+    }
+    if (taken == 0) {
       return content;
+    }
   }
 }
 

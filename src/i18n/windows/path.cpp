@@ -15,8 +15,9 @@ std::wstring absolute_form(const std::wstring& path) {
     const DWORD length = GetFullPathNameW(path.c_str(), static_cast<DWORD>(result.size()), result.data(), nullptr);
     const bool fits = length < result.size();
     result.resize(length);  // With the zero at the end if it does not fit; the current directory may grow meanwhile.
-    if (fits)
+    if (fits) {
       return result;
+    }
   }
 }
 
@@ -25,11 +26,13 @@ std::wstring absolute_form(const std::wstring& path) {
 std::wstring make_native_access_form_with_cleanup_i18n(const ustring& path) {
   using traits = path_traits<wchar_t, char16_t>;
   const std::wstring clean = traits::to_native(clean_path(path));
-  if (has_native_prefix(path) || path.find(u'\0') != ustring::npos)
+  if (has_native_prefix(path) || path.find(u'\0') != ustring::npos) {
     return clean;
+  }
   const std::wstring absolute = absolute_form(clean);
-  if (absolute.size() < native_path_limit)
+  if (absolute.size() < native_path_limit) {
     return clean;
+  }
   return traits::to_native(with_long_path_prefix(traits::from_native(absolute)));
 }
 

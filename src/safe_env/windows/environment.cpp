@@ -1,16 +1,15 @@
 // The snapshot of the environment. Thread safety: the system copies the block under its own lock, so what is walked
 // here belongs to this call alone.
-#include <safe_env/environment.hpp>
-
 #include <i18n/convert.hpp>
+#include <safe_env/environment.hpp>
 
 #include <boost/system/system_error.hpp>
 #include <boost/throw_exception.hpp>
 
+#include <windows.h>
+
 #include <memory>
 #include <string_view>
-
-#include <windows.h>
 
 namespace safe_env {
 namespace {

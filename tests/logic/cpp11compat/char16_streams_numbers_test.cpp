@@ -1,13 +1,13 @@
 // Numbers on `char16_t` streams. The oracles are the C run-time, and for flags and for input the streams of `char`.
 #include <i18n/facet.hpp>
 
+#include "seeded_random.hpp"
+
 #include <gtest/gtest.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-
-#include "seeded_random.hpp"
 
 namespace {
 
@@ -45,8 +45,9 @@ format any_format(seeded_random& random) {
 double any_double(seeded_random& random) {
   const char* const special[] = {"0",     "-0",     "0.5",  "2.5",  "1e5", "999999.5", "1e6",
                                  "0.001", "5e-324", "-inf", "1e22", "nan", "1e-5",     "-1.7976931348623157e308"};
-  if (random.chance(15))
+  if (random.chance(15)) {
     return std::strtod(random.pick(special), nullptr);
+  }
   const std::uint64_t bits = random.chance(10) ? random.bits() & 0x800F'FFFF'FFFF'FFFF : random.bits();
   double value;
   std::memcpy(&value, &bits, sizeof value);

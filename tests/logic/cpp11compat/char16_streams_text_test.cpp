@@ -1,12 +1,12 @@
 // Text on `char16_t` streams, against the streams of `char` that do the same.
 #include <i18n/facet.hpp>
 
+#include "seeded_random.hpp"
+
 #include <gtest/gtest.h>
 
 #include <functional>
 #include <stdexcept>
-
-#include "seeded_random.hpp"
 
 namespace {
 
@@ -23,12 +23,15 @@ class pieces : public std::basic_streambuf<char16_t> {
 
  protected:
   int_type underflow() override {
-    if (place_ == text_.size() && throws_at_end)
+    if (place_ == text_.size() && throws_at_end) {
       throw std::runtime_error("no more");
-    if (place_ == text_.size())
+    }
+    if (place_ == text_.size()) {
       return traits_type::eof();
-    if (is_unbuffered_)
+    }
+    if (is_unbuffered_) {
       return text_[place_];
+    }
     const std::size_t size = std::min<std::size_t>(random_.between(1, 40), text_.size() - place_);
     setg(&text_[place_], &text_[place_], &text_[place_] + size);
     place_ += size;
@@ -36,8 +39,9 @@ class pieces : public std::basic_streambuf<char16_t> {
   }
 
   int_type uflow() override {
-    if (!is_unbuffered_)
+    if (!is_unbuffered_) {
       return std::basic_streambuf<char16_t>::uflow();
+    }
     return place_ == text_.size() ? traits_type::eof() : text_[place_++];
   }
 
@@ -103,8 +107,9 @@ struct recording_buffer : std::basic_streambuf<Unit> {
   std::streamsize room = 99;  ///< how many more units it takes; below 0 it throws
 
   std::streamsize xsputn(const Unit* units, std::streamsize n) override {
-    if (room < 0)
+    if (room < 0) {
       throw std::runtime_error("no");
+    }
     const std::streamsize taken = std::min(n, room);
     record.append(units, units + taken);
     room -= taken;
@@ -143,8 +148,9 @@ std::string record_of_output(unsigned ways) {
 }
 
 TEST(Char16Output, OfTextIsThatOfCharStreamsWhateverTheyAreToldAndTheBufferDoes) {
-  for (unsigned ways = 0; ways != 128; ++ways)
+  for (unsigned ways = 0; ways != 128; ++ways) {
     EXPECT_EQ(record_of_output<char16_t>(ways), record_of_output<char>(ways)) << ways;
+  }
 }
 
 TEST(Char16Classes, AreThoseOfTheCLocaleAndTheBreakingSpaces) {
@@ -157,12 +163,13 @@ TEST(Char16Classes, AreThoseOfTheCLocaleAndTheBreakingSpaces) {
     const bool is_ascii = code < 0x80;
     std::ctype_base::mask classes;
     wide.is(&unit, &unit + 1, &classes);
-    if (is_ascii)
+    if (is_ascii) {
       EXPECT_EQ(classes, narrow.table()[code]) << code;
-    else if (classes == std::ctype_base::space)
+    } else if (classes == std::ctype_base::space) {
       spaces.push_back(unit);
-    else
+    } else {
       EXPECT_EQ(classes, 0) << code;
+    }
     EXPECT_EQ(wide.toupper(unit), is_ascii ? static_cast<char16_t>(narrow.toupper(byte)) : unit);
     EXPECT_EQ(wide.tolower(unit), is_ascii ? static_cast<char16_t>(narrow.tolower(byte)) : unit);
     EXPECT_EQ(wide.narrow(unit, '?'), is_ascii ? byte : '?');

@@ -38,9 +38,10 @@ std::string block(const std::string& rip) {
   std::string text;
   const char* const pairs[][2] = {{"RAX", "RBX"}, {"RCX", "RDX"}, {"RSP", "RBP"}, {"RSI", "RDI"}, {nullptr, nullptr},
                                   {" R8", " R9"}, {"R10", "R11"}, {"R12", "R13"}, {"R14", "R15"}, {nullptr, nullptr}};
-  for (const auto& pair : pairs)
+  for (const auto& pair : pairs) {
     text +=
         pair[0] == nullptr ? " \n" : std::string("  ") + pair[0] + " = " + zero + "  " + pair[1] + " = " + zero + "\n";
+  }
   return text + "  RIP = " + rip + "  EFL = 00000000\n \n   CS = 0000   FS = 0000   GS = 0000\n";
 }
 
@@ -55,8 +56,9 @@ std::string report_of(const report_event& event, const thread_context& context) 
 TEST(RegisterBlock, HasEveryRegisterInItsPlaceAndLeavesTheStreamInDecimal) {
   registers values{};
   std::uint64_t number = 1;
-  for (auto* value = &values.rax; value <= &values.rip; ++value, ++number)
+  for (auto* value = &values.rax; value <= &values.rip; ++value, ++number) {
     *value = number << 60 | number;
+  }
   values.flags = 0xABCDEF;
   values.cs = 0x33;
   values.fs = 0x53;

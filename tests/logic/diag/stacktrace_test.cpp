@@ -96,8 +96,9 @@ std::string printed(const stacktrace_base& stack, std::ostream& (*form)(std::ost
   os.imbue(std::locale(os.getloc(), new grouping));
   os << std::showbase << std::uppercase << std::left << std::oct << std::setfill('*');
   const auto flags = os.flags();
-  if (form != nullptr)
+  if (form != nullptr) {
     os << form;
+  }
   stack.format(os, start);
   EXPECT_EQ(os.flags(), flags);
   EXPECT_EQ(os.fill(), '*');
@@ -114,8 +115,9 @@ TEST(StacktracePrint, NumericAndRawFormsAreExactAndBeginWhereTheyAreTold) {
             "[  0] 0xabcdef0123456789\n"
             "[  1] 0x0000000000000000\n");
   EXPECT_EQ(printed(stack, raw), "7ff612ab\nabcdef0123456789\n0\n");
-  for (const auto form : {numeric, raw, symbolic})
+  for (const auto form : {numeric, raw, symbolic}) {
     EXPECT_EQ(printed(stack, form, at(5)), "");
+  }
   std::ostringstream unknown;
   unknown << raw;
   unknown.iword(std::ios_base::xalloc() - 1) = 3;  // The word before: that of the form, as nobody else asks for one.
@@ -128,8 +130,9 @@ TEST(StacktracePrint, SymbolicFormShowsWhatIsKnownOfEachFrame) {
   const std::string long_file = "C:\\" + std::string(57, 'd');
   host_system().describe = [&](const void* frame, frame_description& known) {
     EXPECT_EQ(host_system().lookups, 1);
-    if (frame == at(1))
+    if (frame == at(1)) {
       return;
+    }
     known.module = at(0x1000);
     std::strcpy(known.file, frame == at(0x2000) ? long_file.c_str() : "C:\\planner.exe");
     known.relative_path = frame == at(0x3000) ? relative : frame == at(0x4000) ? none : nullptr;

@@ -1,10 +1,10 @@
 // The arena on a scripted system, with the whole state validated after each operation.
 
+#include <dlmalloc/malloc.hpp>
+
 #include "host/arena_pages.hpp"
 #include "host/terminate.hpp"
 #include "seeded_random.hpp"
-
-#include <dlmalloc/malloc.hpp>
 
 #include <gtest/gtest.h>
 
@@ -101,13 +101,15 @@ class reference {
   /// All bytes of small blocks; of larger ones some of each page.
   template <class Visit>
   static void for_each_sample(std::size_t size, Visit visit) {
-    for (std::size_t at = 0; at < size; at += at < 192 ? 1 : at < 2048 ? 61 : 1000)
+    for (std::size_t at = 0; at < size; at += at < 192 ? 1 : at < 2048 ? 61 : 1000) {
       visit(at);
+    }
   }
   template <class Visit>
   static void for_the_end(std::size_t size, Visit visit) {
-    for (std::size_t at = size - std::min<std::size_t>(size, 16); at < size; ++at)
+    for (std::size_t at = size - std::min<std::size_t>(size, 16); at < size; ++at) {
       visit(at);
+    }
   }
 
   test_support::seeded_random& random_;
@@ -136,8 +138,9 @@ void operate(test_support::seeded_random& random, reference& blocks) {
     dlfree(block);
   } else if (blocks.count() != 0 && what < 55) {
     char* const block = blocks.any();
-    if (void* const resized = dlrealloc(block, size))
+    if (void* const resized = dlrealloc(block, size)) {
       blocks.move(block, resized, size);
+    }
   } else if (what < 65) {
     const std::size_t count = random.below(8) + 1;
     if (void* const block = dlcalloc(count, size / count)) {
@@ -164,8 +167,9 @@ TEST_P(ArenaPlaced, KeepsBlocksApartAndIntactAndLosesNothing) {
   test_support::seeded_random random;
   reference blocks(random);
   for (int round = 0; round < 7; ++round) {
-    for (int count = 0; count < 100'000 && !HasFatalFailure(); ++count)
+    for (int count = 0; count < 100'000 && !HasFatalFailure(); ++count) {
       operate(random, blocks);
+    }
     free_all(blocks);
     expect_nothing_lost();
     ASSERT_FALSE(HasFailure()) << "round " << round;
@@ -183,13 +187,15 @@ TEST_F(Arena, IsUnharmedWhenTheSystemHasNoMemoryOrTakesNoneBack) {
     host_pages().refuse_unmap = maps % 3 == 0;
     test_support::seeded_random random(maps);
     reference blocks(random);
-    for (int count = 0; count < 2000 && !HasFatalFailure(); ++count)
+    for (int count = 0; count < 2000 && !HasFatalFailure(); ++count) {
       operate(random, blocks);
+    }
     EXPECT_EQ(maps == 0, blocks.count() == 0);
     free_all(blocks);
     host_pages().refuse_unmap = false;
-    if (maps % 3 != 0 && maps != 0)
+    if (maps % 3 != 0 && maps != 0) {
       expect_nothing_lost();
+    }
     host_pages().maps_left = 1;
     void* const again = dlmalloc(100);
     EXPECT_NE(again, nullptr);

@@ -49,16 +49,18 @@ class worker {
 
   void run_rounds(int rounds) {
     for (int round = 0; round < rounds; ++round) {
-      for (int count = 0; count < 60; ++count)
+      for (int count = 0; count < 60; ++count) {
         send();
+      }
       receive();
     }
   }
   void receive() {
     for (parcel& received : inboxes_[number_].take_all()) {
       damaged += !received.is_intact();
-      if (random_() % 4 == 0)
+      if (random_() % 4 == 0) {
         resize(received);
+      }
       dlfree(received.block);
     }
   }
@@ -93,13 +95,16 @@ class worker {
 TEST(ArenaThreads, HandBlocksToEachOtherUnharmed) {
   std::vector<inbox> inboxes(thread_count);
   std::vector<worker> workers;
-  for (unsigned number = 0; number < thread_count; ++number)
+  for (unsigned number = 0; number < thread_count; ++number) {
     workers.emplace_back(inboxes, number);
+  }
   std::vector<std::thread> threads;
-  for (worker& each : workers)
+  for (worker& each : workers) {
     threads.emplace_back([&each] { each.run_rounds(50); });
-  for (std::thread& each : threads)
+  }
+  for (std::thread& each : threads) {
     each.join();
+  }
   for (worker& each : workers) {
     each.receive();
     EXPECT_EQ(each.damaged, 0u);

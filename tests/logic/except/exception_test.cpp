@@ -1,12 +1,11 @@
 #include <fl/except.hpp>
+#include <i18n/message_catalog.hpp>
 
 #include "exception_samples.hpp"
 
-#include <gtest/gtest.h>
-
 #include <boost/exception/diagnostic_information.hpp>
 #include <boost/exception_ptr.hpp>
-#include <i18n/message_catalog.hpp>
+#include <gtest/gtest.h>
 
 #include <atomic>
 #include <future>
@@ -31,8 +30,9 @@ class counted : public Exception<IInternalException, exception, void> {
   void rethrow() const override { throw *this; }
   ustring ToUstringImpl() const override {
     const int number = ++computed;
-    if (failures-- > 0)
+    if (failures-- > 0) {
       throw std::runtime_error("no text now");
+    }
     return u"gr\u00fcn " + convert_str(std::to_string(number));
   }
 };
@@ -48,15 +48,18 @@ TEST(Exception, HasOneTextForAllThreadsAndCopies) {
     std::vector<const char*> texts(16);
     std::atomic<int> to_come{8};  // std::barrier can lose a wake-up with the compiler's threads for Windows.
     std::vector<std::jthread> threads;
-    for (std::size_t number = 0; number != 8; ++number)
+    for (std::size_t number = 0; number != 8; ++number) {
       threads.emplace_back([&, number] {
-        for (--to_come; to_come != 0;)
+        for (--to_come; to_come != 0;) {
           std::this_thread::yield();
+        }
         texts[number] = alone.what();
         texts[8 + number] = static_cast<const exception&>(sharing[number]).what();
-        for (int turn = 0; turn != 500; ++turn)
+        for (int turn = 0; turn != 500; ++turn) {
           ASSERT_TRUE(counted(alone).what() == texts[number] && counted(sharing[0]).what() == texts[8 + number]);
+        }
       });
+    }
     threads.clear();
     ASSERT_EQ(std::set(texts.begin(), texts.begin() + 8).size(), 1u);
     ASSERT_EQ(std::set(texts.begin() + 8, texts.end()).size(), 1u);

@@ -1,10 +1,10 @@
 // Reading of level words and of the value of QX_LOG, matching of channel names, and the line of a record.
 
+#include <foundation_log/level.hpp>
+
 #include "environment_rules.hpp"
 #include "pattern.hpp"
 #include "record_format.hpp"
-
-#include <foundation_log/level.hpp>
 
 #include <gtest/gtest.h>
 
@@ -29,8 +29,9 @@ TEST(LogLevel, ReadsNamesAndNumbersInEveryPermittedForm) {
       {"note : 512", 4 | 512u << 15},
       {"all:none", 0x7FFF},
   };
-  for (const auto& [text, word] : cases)
+  for (const auto& [text, word] : cases) {
     EXPECT_EQ(parse_level(text), word) << text;
+  }
 }
 
 TEST(LogLevel, SaysWhatIsWrongWithTheText) {
@@ -70,19 +71,23 @@ TEST(LogEnvironment, TakesTheGoodPairsComplainsOfEachBadOneAndLetsTheLastMatchCo
   ASSERT_EQ(parsed.complaints.size(), 3u);
   const char* const parts[] = {"\"nonsense\" is left out: \"=\" is missing (expected channel-pattern=level",
                                "\"=note\"", "\"x=bogus\""};
-  for (std::size_t i = 0; i < std::size(parts); ++i)
+  for (std::size_t i = 0; i < std::size(parts); ++i) {
     EXPECT_NE(parsed.complaints[i].find(parts[i]), std::string::npos) << parsed.complaints[i];
+  }
 }
 
 TEST(LogPattern, AStarTakesAnyRunAndManyOfThemDoNotExplode) {
-  for (const char* const pattern : {"abAbab", "*", "a*b", "*ab", "ab*", "a*A*b", "**ab**", "abA*bab*"})
+  for (const char* const pattern : {"abAbab", "*", "a*b", "*ab", "ab*", "a*A*b", "**ab**", "abA*bab*"}) {
     EXPECT_TRUE(matches(pattern, "abAbab")) << pattern;
-  for (const char* const pattern : {"", "abAba", "ababab", "b*", "*a", "a*a*b*ab", "*B*", "abAbab*b", "?bAbab"})
+  }
+  for (const char* const pattern : {"", "abAba", "ababab", "b*", "*a", "a*a*b*ab", "*B*", "abAbab*b", "?bAbab"}) {
     EXPECT_FALSE(matches(pattern, "abAbab")) << pattern;
+  }
   EXPECT_TRUE(matches("", "") && matches("*", "") && !matches("*a", ""));
   std::string stars;
-  for (int i = 0; i < 200; ++i)
+  for (int i = 0; i < 200; ++i) {
     stars += "a*";
+  }
   EXPECT_FALSE(matches(stars + "b", std::string(5000, 'a')));
 }
 
@@ -99,9 +104,10 @@ TEST(LogRecord, IsOneLineWhateverIsInIt) {
       {"J\xFCrgen\xE2\x82\xAC\xF0\x9F\x98\x80\xE2\x82", "J\\xfcrgen\xE2\x82\xAC\xF0\x9F\x98\x80\\xe2\\x82"},
       {"\xC0\x8A\xED\xA0\x80\xE2\n", "\\xc0\\x8a\\xed\\xa0\\x80\\xe2\\n"},
   };
-  for (const auto& [text, shown] : cases)
+  for (const auto& [text, shown] : cases) {
     EXPECT_EQ(format_record({{2031, 12, 31, 23, 59, 59, 999999}, 1, 2, text, 1024, 0, text}),
               "2031-12-31 23:59:59.999999 1:2 [" + std::string(shown) + "] 1024: " + std::string(shown) + "\n");
+  }
 }
 
 }  // namespace

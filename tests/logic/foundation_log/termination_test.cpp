@@ -2,8 +2,8 @@
 
 #include <foundation_log/termination.hpp>
 
-#include <gtest/gtest.h>
 #include <boost/exception/all.hpp>
+#include <gtest/gtest.h>
 
 #include <optional>
 #include <sstream>
@@ -65,8 +65,9 @@ TEST(ExceptionChain, HasOneLineForEachNestedExceptionWithWhatItCarries) {
   EXPECT_NE(nested.find("std::out_of_range: inner; most"), std::string::npos) << nested;
   using error_tag = boost::error_info<struct tag_of_test, int>;
   const auto boosted = chain_of([] { throw boost::enable_error_info(std::runtime_error("broken")) << error_tag(42); });
-  for (const char* part : {"broken", "tag_of_test", "= 42"})
+  for (const char* part : {"broken", "tag_of_test", "= 42"}) {
     EXPECT_NE(boosted.find(part), std::string::npos) << boosted;
+  }
   EXPECT_EQ(boosted.find('\n'), std::string::npos) << boosted;
   EXPECT_NE(chain_of([] { throw deep::odd(); }).find("deep::odd"), std::string::npos);
   EXPECT_EQ(current_exception_chain_as_string(), "");

@@ -1,11 +1,9 @@
 // Adaptors over the real converters: however text is cut, writing gives the bytes of `encode`, and reading gives the
 // units of `decode`.
 #include <fl/io.hpp>
-
 #include <i18n/encoding.hpp>
 
 #include <boost/smart_ptr/make_shared.hpp>
-
 #include <gtest/gtest.h>
 
 #include <iterator>
@@ -33,8 +31,9 @@ const ustring samples = u"a\u00E9\u0159\u0416\u20AC\u3042\uFF71\u4E2D\u65E5\uD55
 
 ustring long_text() {
   ustring text;
-  while (text.size() < 1100)
+  while (text.size() < 1100) {
     text += samples + ustring(text.size() % 7, u'-');
+  }
   return text;
 }
 
@@ -61,10 +60,12 @@ TEST(Adaptor, WritesTheBytesOfEncodeHoweverTheTextIsCut) {
   const ustring text = long_text();
   for (const char* const encoding : encodings) {
     const std::string bytes = encode(text, encoding);
-    for (std::size_t first = 0; first <= 64; ++first)
+    for (std::size_t first = 0; first <= 64; ++first) {
       EXPECT_EQ(written_in_pieces(text, encoding, first, text.size()), bytes) << encoding << " " << first;
-    for (const std::size_t piece : {1, 2, 3, 1023, 1024, 1025})
+    }
+    for (const std::size_t piece : {1, 2, 3, 1023, 1024, 1025}) {
       EXPECT_EQ(written_in_pieces(text, encoding, piece, piece), bytes) << encoding << " " << piece;
+    }
   }
 }
 
@@ -97,8 +98,9 @@ TEST(Adaptor, OffersUtf16ToWhoReadsAndWritesBytes) {
   const auto units = boost::make_shared<std::basic_stringbuf<char16_t>>();
   const auto adaptor = make_streambuf_adaptor(units, "UTF-8");
   const std::string bytes = encode(long_text(), "UTF-8");
-  for (const char byte : bytes)
+  for (const char byte : bytes) {
     EXPECT_EQ(adaptor->sputc(byte), std::char_traits<char>::to_int_type(byte));
+  }
   EXPECT_EQ(units->str(), long_text());
   EXPECT_EQ(all_of(*adaptor), bytes);
 

@@ -4,7 +4,6 @@
 #include <fl/io.hpp>
 
 #include <boost/smart_ptr/make_shared.hpp>
-
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -21,10 +20,12 @@ int allocations_left = -1;  ///< until one fails; negative: none does
 int live_blocks = 0;
 
 void* allocate(std::size_t size) {
-  if (allocations_left == 0)
+  if (allocations_left == 0) {
     throw std::bad_alloc();
-  if (allocations_left > 0)
+  }
+  if (allocations_left > 0) {
     --allocations_left;
+  }
   ++live_blocks;
   return std::malloc(size);
 }
@@ -74,13 +75,15 @@ class scripted_buffer : public std::basic_streambuf<Unit> {
     return blocks.empty() ? traits::eof() : traits::to_int_type(blocks.front().front());
   }
   std::streamsize xsgetn(Unit* to, std::streamsize n) override {
-    if (blocks.empty())
+    if (blocks.empty()) {
       return 0;
+    }
     text& block = blocks.front();
     const std::size_t taken = block.copy(to, static_cast<std::size_t>(n));
     block.erase(0, taken);
-    if (block.empty())
+    if (block.empty()) {
       blocks.erase(blocks.begin());
+    }
     return static_cast<std::streamsize>(taken);
   }
   std::streamsize xsputn(const Unit* from, std::streamsize n) override {
@@ -106,8 +109,9 @@ class scripted_converter : public fl::i18n::stream_converter<Out, In> {
     areas.push_back(static_cast<std::size_t>(to_end - *to));
     const auto& [text, again] = passes[std::min(calls++, passes.size() - 1)];
     *to += text.copy(*to, areas.back());
-    if (!again)
+    if (!again) {
       *from = from_end;
+    }
     return again ? 1 : 0;
   }
 };
@@ -219,8 +223,9 @@ class pipe_buffer : public std::streambuf {
 
  protected:
   int_type underflow() override {
-    if (asked == pieces.size())
+    if (asked == pieces.size()) {
       return traits_type::eof();
+    }
     std::string& piece = pieces[asked++];
     setg(piece.data(), piece.data(), piece.data() + piece.size());
     return traits_type::to_int_type(piece.front());
@@ -328,8 +333,9 @@ TEST(StreambufAggregator, GivesAllToEachTargetAndFailsIfOneDoes) {
   EXPECT_EQ(second->str(), u"abcde");
   EXPECT_EQ(both->sgetc(), eof);
   const auto bytes = make_streambuf_adaptor(both, "UTF-8");
-  for (const std::string piece : {" ", "lo", "g! ", "entry"})
+  for (const std::string piece : {" ", "lo", "g! ", "entry"}) {
     EXPECT_EQ(bytes->sputn(piece.data(), static_cast<std::streamsize>(piece.size())), 0);
+  }
   EXPECT_EQ(bytes->sputc('!'), EOF);
   EXPECT_EQ(second->str(), u"abcde log! entry!") << "nothing is offered twice";
   const auto none = make_ustreambuf_aggregator({});

@@ -2,7 +2,6 @@
 #include <fl/io.hpp>
 
 #include <boost/smart_ptr/make_shared.hpp>
-
 #include <gtest/gtest.h>
 
 #include <iomanip>

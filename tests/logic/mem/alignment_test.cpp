@@ -10,7 +10,6 @@
 #include "util/process_id.hpp"
 
 #include <boost/lexical_cast/bad_lexical_cast.hpp>
-
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -70,10 +69,11 @@ void* __wrap_realloc(void* p, std::size_t size) {
   return run_time.request(size, [=] { return __real_realloc(p, size); });
 }
 void __wrap_free(void* p) {
-  if (run_time.keeps_freed)
+  if (run_time.keeps_freed) {
     run_time.freed.push_back(p);
-  else
+  } else {
     __real_free(p);
+  }
 }
 }
 
@@ -83,10 +83,12 @@ int news_until_failure = 0;  ///< which `new` from now on fails, once; 0 for non
 
 // Not inline, or the compiler takes each pair for a mismatch.
 [[gnu::noinline]] void* operator new(std::size_t size) {
-  if (news_until_failure != 0 && --news_until_failure == 0)
+  if (news_until_failure != 0 && --news_until_failure == 0) {
     throw std::bad_alloc();
-  if (void* const block = __real_malloc(size))
+  }
+  if (void* const block = __real_malloc(size)) {
     return block;
+  }
   throw std::bad_alloc();
 }
 [[gnu::noinline]] void operator delete(void* block) noexcept {
@@ -108,8 +110,9 @@ class heap {
   ~heap() {
     set_variable(nullptr);
     run_time.exhausted = run_time.keeps_freed = false;
-    for (void* const block : std::exchange(run_time.freed, {}))
+    for (void* const block : std::exchange(run_time.freed, {})) {
       std::free(block);
+    }
     test_support::forget_terminations();
   }
 
@@ -198,8 +201,9 @@ std::string report(const std::string& message, std::size_t alignment, const void
   text += "NATIVE ALIGNMENT:  16 (0x10)\n" + line("REQ ALIGNMENT:     ", number, alignment);
   text += line("ALIGNED POINTER:   ", pointer, address(p)) + line("REQ SIZE:          ", number, size);
   text += line("HEADER ADDRESS:    ", pointer, header) + "HEADER SIZE:       16 (0x10)\n";
-  if (!content)
+  if (!content) {
     return text + "HEADER DATA:       INACCESSIBLE\n";
+  }
   text += line("UNALIGNED POINTER: ", pointer, address(p) - content->offset);
   text += line("HEADER->SIZE:      ", number, content->size) + line("HEADER->CHECK:     ", number, content->check);
   return text + line("HEADER->ALIGNMENT: ", number, content->alignment) +
@@ -263,8 +267,9 @@ TEST(AlignedHeap, IsNotMadeFromATextThatIsNoNumber) {
 #ifndef _WIN32
   texts.push_back("");  // the Windows run-time removes a variable that is set to nothing
 #endif
-  for (const char* const text : texts)
+  for (const char* const text : texts) {
     EXPECT_THROW(heap{text}, boost::bad_lexical_cast) << text;
+  }
 }
 
 TEST(AlignedHeap, IsTheOnlyOneUntilItGoes) {
@@ -303,14 +308,16 @@ void expect_block(std::size_t alignment, std::size_t size, void* p, bool zeroed)
 
 TEST(AlignedHeap, PutsItsHeaderBelowEachBlock) {
   test_support::seeded_random random;
-  for (std::size_t alignment = 16; alignment <= 32768; alignment *= 2)
+  for (std::size_t alignment = 16; alignment <= 32768; alignment *= 2) {
     for (const bool debug : {true, false}) {
-      if (alignment == 16 && !debug)
+      if (alignment == 16 && !debug) {
         continue;
+      }
       const heap made(std::to_string(alignment).c_str(), debug);
       std::vector<std::size_t> sizes{1, 15, 16, 17, 31, 32, 33, 4095, 4096, 4097};
-      for (int more = 0; more < 5; ++more)
+      for (int more = 0; more < 5; ++more) {
         sizes.push_back(random.between(1, 100000));
+      }
       for (const std::size_t size : sizes) {
         SCOPED_TRACE(testing::Message() << alignment << " " << size);
         expect_block(alignment, size, vector_malloc(size), false);
@@ -318,6 +325,7 @@ TEST(AlignedHeap, PutsItsHeaderBelowEachBlock) {
         expect_block(alignment, size * 3, vector_calloc(3, size), true);
       }
     }
+  }
 }
 
 TEST(AlignedHeap, ReachesTheNextBoundaryFromWhereverTheRunTimesBlockStarts) {
@@ -336,7 +344,7 @@ TEST(AlignedHeap, ReachesTheNextBoundaryFromWhereverTheRunTimesBlockStarts) {
 }
 
 TEST(AlignedHeap, AsksForNoMoreThanCanBeCounted) {
-  for (const char* const variable : {"32", "4096"})
+  for (const char* const variable : {"32", "4096"}) {
     for (const bool debug : {true, false}) {
       const heap made(variable, debug);
       void* const old = vector_malloc(16);
@@ -353,6 +361,7 @@ TEST(AlignedHeap, AsksForNoMoreThanCanBeCounted) {
       vector_free(old);
       run_time.exhausted = false;
     }
+  }
 }
 
 constexpr struct {
@@ -392,8 +401,9 @@ TEST(AlignedHeap, WithHeadersNeitherShrinksABlockNorMovesItBeforeItsRoundedSizeI
     void* const start = run_time.latest;
     const record before = record_of(block);
     run_time.requests = 0;
-    for (const std::size_t size : {32, 17, 1, 0, 31})
+    for (const std::size_t size : {32, 17, 1, 0, 31}) {
       EXPECT_EQ(vector_realloc(block, size), block);
+    }
     EXPECT_EQ(run_time.requests, 0);
     const record after = record_of(block);
     EXPECT_EQ(std::memcmp(&before, &after, sizeof before), 0);
@@ -448,8 +458,9 @@ void expect_refused(void* p, bool debug, const std::optional<record>& content) {
                     report(passed(label), vector_alignment(), p, size, address(p) - 16, content));
   };
   expect_passed("vector_check", 0, [=] { vector_check(p); });
-  if (!debug)
+  if (!debug) {
     return;
+  }
   expect_passed("vector_free", 0, [=] { vector_free(p); });
   expect_passed("vector_realloc", 77, [=] { vector_realloc(p, 77); });
 }
@@ -479,10 +490,11 @@ void expect_judged(void* p, const record& content, bool debug) {
                                   << content.offset);
   set_record(p, content);
   // Without checks of pointers, the alignment alone is looked at first.
-  if (is_good(p, content) || (!debug && content.alignment == alignment))
+  if (is_good(p, content) || (!debug && content.alignment == alignment)) {
     EXPECT_FALSE(ends_the_process([=] { vector_check(p); }));
-  else
+  } else {
     expect_refused(p, debug, shown(p));
+  }
 }
 
 TEST(AlignedHeap, ReportsEachFieldOfAHeaderThatIsOverwritten) {
@@ -496,26 +508,33 @@ TEST(AlignedHeap, ReportsEachFieldOfAHeaderThatIsOverwritten) {
   for (const bool debug : {true, false}) {
     const heap made("64", debug);
     const auto judge = [&](std::size_t place, const record& content) { expect_judged(memory + place, content, debug); };
-    for (const auto size : sizes)
+    for (const auto size : sizes) {
       judge(places[0], {size, live, alignment, 64});
-    for (const auto check : checks)
+    }
+    for (const auto check : checks) {
       judge(places[0], {48, check, alignment, 64});
-    for (const auto other : alignments)
+    }
+    for (const auto other : alignments) {
       judge(places[0], {48, live, other, 64});
-    for (const auto offset : offsets)
+    }
+    for (const auto offset : offsets) {
       judge(places[0], {48, live, alignment, offset});
-    for (const auto place : places)
+    }
+    for (const auto place : places) {
       judge(place, {48, live, alignment, 64});
-    for (int round = 0; round < 300; ++round)
+    }
+    for (int round = 0; round < 300; ++round) {
       judge(random.pick(places),
             {random.pick(sizes), random.pick(checks), random.pick(alignments), random.pick(offsets)});
+    }
   }
 }
 
 TEST(AlignedHeap, ReportsAPointerIntoTheFirstPageWithoutReadingThere) {
   const heap checked("16", true);
-  for (const std::size_t place : {16, 24, 4080, 4096})
+  for (const std::size_t place : {16, 24, 4080, 4096}) {
     expect_refused(at(place), true, std::nullopt);
+  }
 }
 
 TEST(AlignedHeap, ReportsByTheMessageAloneIfMemoryEndsOnTheWay) {
@@ -534,8 +553,9 @@ TEST(AlignedHeap, ReportsByTheMessageAloneIfMemoryEndsOnTheWay) {
     }
     news_until_failure = 0;
     const std::string& first = terminations().at(0).message;
-    if (first == whole)
+    if (first == whole) {
       break;
+    }
     ASSERT_TRUE(first == passed("vector_check") || first == passed("%1%")) << nth << ": " << first;
   }
   EXPECT_GT(without_the_rest, 3);
@@ -545,11 +565,13 @@ TEST(AlignedHeap, WithoutHeadersChecksOnlyTheAlignment) {
   for (const char* const variable : {"16", "dlmalloc"}) {
     const heap made(variable);
     const std::size_t own = vector_alignment();
-    for (const std::size_t place : {own / 2, 3 * own + 1, largest})
+    for (const std::size_t place : {own / 2, 3 * own + 1, largest}) {
       expect_reported([=] { vector_check(at(place)); }, passed_without_header(),
                       report(passed_without_header(), own, at(place), 0, 0, std::nullopt));
-    for (const std::size_t place : {std::size_t{0}, own, 5 * own})
+    }
+    for (const std::size_t place : {std::size_t{0}, own, 5 * own}) {
       EXPECT_FALSE(ends_the_process([=] { vector_check(at(place)); }));
+    }
   }
 }
 

@@ -46,16 +46,18 @@ block* end_of_blocks() {
 void* watched_new(std::size_t size) {
   heap.asked[heap.times_asked++ % heap.asked.size()] = size;
   char* const made = size <= heap.limit ? static_cast<char*>(std::malloc(size)) : nullptr;
-  if (made != nullptr)
+  if (made != nullptr) {
     heap.blocks.at(heap.count++) = {made, size};
+  }
   return made;
 }
 
 void watched_delete(void* p) {
   const auto found =
       std::find_if(heap.blocks.data(), end_of_blocks(), [=](const block& one) { return one.begin == p; });
-  if (found != end_of_blocks())
+  if (found != end_of_blocks()) {
     *found = heap.blocks[--heap.count];
+  }
   std::free(p);
 }
 
@@ -102,8 +104,9 @@ std::vector<std::size_t> asked_by(Work work) {
 }
 
 std::vector<std::size_t> blocks_of(std::size_t chunk_size, std::vector<std::size_t> chunks) {
-  for (std::size_t& one : chunks)
+  for (std::size_t& one : chunks) {
     one = one * chunk_size + foot;
+  }
   return chunks;
 }
 
@@ -124,9 +127,11 @@ TEST(PooledPool, RoundsChunksUpAndDoublesItsBlocksUntilTheyReachFourMebibytes) {
   for (const auto& expected : cases) {
     pooled_pool pool(expected.size, expected.initial_chunks);
     const auto asked = asked_by([&] {
-      for (const std::size_t chunks : expected.blocks)
-        for (std::size_t i = 0; i != chunks; ++i)
+      for (const std::size_t chunks : expected.blocks) {
+        for (std::size_t i = 0; i != chunks; ++i) {
           ASSERT_NE(pool.allocate(), nullptr);
+        }
+      }
     });
     EXPECT_EQ(asked, blocks_of(expected.rounded, expected.blocks)) << expected.size << ' ' << expected.initial_chunks;
   }
@@ -137,12 +142,14 @@ TEST(PooledPool, HalvesABlockThatItDoesNotGetOnceAndForgetsThatWithTheNextReleas
   const auto asked = asked_by([] {
     pooled_pool pool(64, 16);
     heap.limit = 0;
-    for (int i = 0; i != 3; ++i)  // 16 and 8, 8 and 4, 4
+    for (int i = 0; i != 3; ++i) {  // 16 and 8, 8 and 4, 4
       EXPECT_EQ(pool.allocate(), nullptr);
+    }
     heap.limit = 8 * 64 + foot;
     EXPECT_FALSE(pool.release_free_memory());
-    for (int i = 0; i != 9; ++i)  // 16 and 8, then 16 and 8 again
+    for (int i = 0; i != 9; ++i) {  // 16 and 8, then 16 and 8 again
       EXPECT_NE(pool.allocate(), nullptr);
+    }
     heap.limit = no_limit;
   });
   EXPECT_EQ(asked, blocks_of(64, {16, 8, 8, 4, 4, 16, 8, 16, 8}));
@@ -152,8 +159,9 @@ TEST(PooledPool, GoesOnWithTheSizeThatGrowthHasReachedAfterAllIsReleased) {
   pooled_pool pool(64, 4);
   const auto take_and_return = [&](std::size_t count) {
     std::vector<void*> chunks(count);
-    for (void*& chunk : chunks)
+    for (void*& chunk : chunks) {
       chunk = pool.allocate();
+    }
     std::for_each(chunks.begin(), chunks.end(), [&](void* chunk) { pool.deallocate(chunk); });
   };
   EXPECT_FALSE(pool.release_free_memory());
@@ -169,10 +177,12 @@ TEST(PooledPool, KeepsWhatIsHandedOutAfterAChunkWasFreedTwice) {
        {std::pair<std::size_t, std::size_t>{2, 1}, {3, 1}, {3, 2}, {30000, 1}, {30000, 2}}) {
     pooled_pool pool(64, 30000);
     std::vector<void*> chunks(taken);
-    for (void*& chunk : chunks)
+    for (void*& chunk : chunks) {
       chunk = pool.allocate();
-    for (std::size_t which = kept; which != taken; ++which)
+    }
+    for (std::size_t which = kept; which != taken; ++which) {
       pool.deallocate(chunks[which]);
+    }
     pool.deallocate(chunks[kept]);  // With one kept, as many came back as were taken, by their number.
     EXPECT_FALSE(pool.release_free_memory()) << taken << " " << kept;
     EXPECT_EQ(heap.count, 1U);
@@ -277,11 +287,13 @@ TEST(ManagedPool, HandsOutChunksThatNobodyElseHasAndReleasesEveryBlockThatIsNotI
     heap.limit = one.limit;
     for (int round = 0; round != 6; ++round) {
       const std::size_t most = one.chunks >> random.below(4);
-      while (user.count() < most)
+      while (user.count() < most) {
         user.take();
+      }
       const std::size_t least = user.count() >> random.below(9);
-      while (user.count() > least)
+      while (user.count() > least) {
         user.give_back(random.below(user.count()));
+      }
       check_release(pool, user, one.rounded);
     }
     heap.limit = no_limit;

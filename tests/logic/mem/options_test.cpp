@@ -32,8 +32,9 @@ std::string states(const feature_set& set) {
 
 feature_set set_of(const std::string& states) {
   feature_set made;
-  for (const auto which : feature_types)
+  for (const auto which : feature_types) {
     made.emplace(which, feature_impl(which, states[which] == '1'));
+  }
   return made;
 }
 
@@ -64,15 +65,17 @@ TEST(MemOptions, KnownStringsGiveTheirFeaturesAndLines) {
       {"nodebug,Pooling,pooling ", "000010\n" + unknown("nodebug") + unknown("Pooling") + unknown("pooling ")},
       {"%1%, off", "000010\n" + unknown("%1%") + unknown(" off")},
   };
-  for (const auto& [options, expected] : cases)
+  for (const auto& [options, expected] : cases) {
     EXPECT_EQ(parsed(options), expected) << options;
+  }
 }
 
 TEST(MemOptions, TheTableHasAWordForEachProfileAndTwoForEachFeature) {
   const option_table table = make_option_table();
   EXPECT_EQ(table.size(), 16u);
-  for (const auto which : feature_types)
+  for (const auto which : feature_types) {
     EXPECT_TRUE(table.at(words[which]).at(which) && !table.at("no" + words[which]).at(which)) << words[which];
+  }
   EXPECT_TRUE(get_features(static_cast<type>(6), true).empty());
   EXPECT_EQ(feature_impl(static_cast<type>(6), true).get_name(), "");
 }
@@ -83,10 +86,11 @@ TEST(StartupLog, TellsWhatIsNotAvailableAndWhatDiffersFromTheReleaseProfile) {
     for (const auto which : feature_types) {
       requested += (bits >> which & 1) != 0 ? '1' : '0';
       in_force += (bits >> which >> 6 & 1) != 0 ? '1' : '0';
-      if (requested[which] != in_force[which])
+      if (requested[which] != in_force[which]) {
         expected += line(names[which] + " is NOT AVAILABLE");
-      else if (in_force[which] != "000010"[which])
+      } else if (in_force[which] != "000010"[which]) {
         expected += line(names[which] + (in_force[which] == '1' ? " is ENABLED" : " is DISABLED"));
+      }
     }
     std::ostringstream log;
     report_features(set_of(in_force), set_of(requested), log);

@@ -39,10 +39,12 @@ TEST(RamState, AdvisesWhatIsAvailableBeyondTheReserve) {
   EXPECT_EQ(half.get_max_advised_allocation(22), 0u);
   // ln(0.23) / -3 = 0.48989...: that much of the whole is to remain.
   EXPECT_NEAR(static_cast<double>(half.get_max_advised_allocation(23)), (8 - 16 * 0.4898919) * double{gib}, 1e4);
-  for (const int most : {100, 101, INT_MAX})
+  for (const int most : {100, 101, INT_MAX}) {
     EXPECT_EQ(half.get_max_advised_allocation(most), 8 * gib) << most;
-  for (const int least : {1, 0, -1, INT_MIN})
+  }
+  for (const int least : {1, 0, -1, INT_MIN}) {
     EXPECT_EQ(state_of(gib, gib).get_max_advised_allocation(least), 0u) << least;
+  }
 }
 
 struct fixed_reader : MemStatsReader {

@@ -46,13 +46,15 @@ TEST(ObservationReport, HasALineForEachClassThatWasUsedAndOneForAll) {
 
 TEST(ObservationReport, HasRoomForAllClasses) {
   counters counted;
-  for (std::size_t which = 0; which != size_classes; ++which)
+  for (std::size_t which = 0; which != size_classes; ++which) {
     counted.allocated(std::size_t{1} << which);
+  }
   report_text text;
   put_table(text, counted);
   EXPECT_EQ(std::count(text.view().begin(), text.view().end(), '\n'), 50);
-  for (int i = 0; i != 1000; ++i)
+  for (int i = 0; i != 1000; ++i) {
     text.put("0123456789");
+  }
   EXPECT_EQ(text.view().size(), 8192u);
 }
 

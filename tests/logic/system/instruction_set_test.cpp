@@ -35,8 +35,9 @@ class replay : public ICpuidSource {
     EXPECT_EQ(subleaf, 0u);
     EXPECT_TRUE(exists(leaf)) << "no leaf " << std::hex << leaf;
     const auto found = std::find(std::begin(leaf_numbers), std::end(leaf_numbers), leaf);
-    if (!exists(leaf) || found == std::end(leaf_numbers))
+    if (!exists(leaf) || found == std::end(leaf_numbers)) {
       return {~0u, ~0u, ~0u, ~0u};
+    }
     return processor_.leaves[found - std::begin(leaf_numbers)];
   }
   std::uint64_t xgetbv(std::uint32_t index) const override {
@@ -47,8 +48,9 @@ class replay : public ICpuidSource {
 
  private:
   bool exists(std::uint32_t leaf) const {
-    if (leaf >= 0x80000000)
+    if (leaf >= 0x80000000) {
       return leaf == 0x80000000 || leaf <= processor_.leaves[extended_0].eax;
+    }
     return leaf == 0 || static_cast<std::int32_t>(leaf) <= static_cast<std::int32_t>(processor_.leaves[leaf_0].eax);
   }
 
@@ -144,7 +146,7 @@ TEST(InstructionSet, CutsTextsAtAZeroBeforeItTrimsThem) {
 /// Bits of a register and their names, in pairs. A bit that no list has tells of nothing.
 struct documented_register {
   leaf_index leaf;
-  std::uint32_t CpuidRegisters::*word;
+  std::uint32_t CpuidRegisters::* word;
   const char* all = "";
   const char* vector = "";  ///< those that need register state which the operating system has to save
   const char* intel = "";
@@ -173,9 +175,11 @@ constexpr documented_register documented_registers[] = {
 void add(token_set& tokens, const char* pairs, unsigned bit) {
   std::istringstream stream(pairs);
   unsigned number = 0;
-  for (std::string name; stream >> number >> name;)
-    if (number == bit)
+  for (std::string name; stream >> number >> name;) {
+    if (number == bit) {
       tokens.insert(name);
+    }
+  }
 }
 
 /// A processor without any feature, of which the operating system saves all registers or none.
@@ -190,13 +194,14 @@ recorded_processor bare_processor(const std::string& vendor, bool saves_register
 }
 
 TEST(InstructionSet, EachBitAloneTellsWhatItStandsForWithItsVendor) {
-  for (const std::string vendor : {"GenuineIntel", "AuthenticAMD", "CentaurHauls"})
-    for (const bool saved : {false, true})
-      for (const documented_register& where : documented_registers)
+  for (const std::string vendor : {"GenuineIntel", "AuthenticAMD", "CentaurHauls"}) {
+    for (const bool saved : {false, true}) {
+      for (const documented_register& where : documented_registers) {
         for (unsigned bit = 0; bit < 32; ++bit) {
           token_set expected;
-          if (saved)
+          if (saved) {
             expected = {"OSXSAVE", "OSYMMSAVE", "OSZMMSAVE", "XSAVE"};
+          }
           add(expected, where.all, bit);
           add(expected, saved ? where.vector : "", bit);
           add(expected, vendor == "GenuineIntel" ? where.intel : vendor == "AuthenticAMD" ? where.amd : "", bit);
@@ -205,6 +210,9 @@ TEST(InstructionSet, EachBitAloneTellsWhatItStandsForWithItsVendor) {
           EXPECT_EQ(tokens_of(InstructionSet{replay(processor)}), expected)
               << vendor << ", leaf " << std::hex << leaf_numbers[where.leaf] << std::dec << ", bit " << bit;
         }
+      }
+    }
+  }
 }
 
 TEST(InstructionSet, VectorFeaturesNeedTheWholeOfTheirState) {
@@ -217,7 +225,7 @@ TEST(InstructionSet, VectorFeaturesNeedTheWholeOfTheirState) {
       {{}, {0x1, 0x2, 0x3, 0x4, 0x5, 0xE0, 0xE2, 0xE4, ~0xE6ull, 0xE6ull << 32}},
       {{"AVX", "AVX2", "OSYMMSAVE"}, {0x6, 0x7, 0x66, 0xA6, 0xC6, ~0x80ull}},
       {{"AVX", "AVX2", "AVX512CD", "AVX512ER", "AVX512F", "AVX512PF", "OSYMMSAVE", "OSZMMSAVE"}, {0xE6, 0x2FF, ~0ull}}};
-  for (const auto& [vector, states] : cases)
+  for (const auto& [vector, states] : cases) {
     for (const std::uint64_t xcr0 : states) {
       processor.xcr0 = xcr0;
       const InstructionSet told{replay(processor)};
@@ -226,6 +234,7 @@ TEST(InstructionSet, VectorFeaturesNeedTheWholeOfTheirState) {
       EXPECT_EQ(tokens_of(told), expected) << std::hex << xcr0;
       EXPECT_EQ(told.xcr0(), xcr0);
     }
+  }
 }
 
 __attribute__((target("xsave"))) std::uint64_t enabled_state() {

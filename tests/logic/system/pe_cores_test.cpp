@@ -1,6 +1,7 @@
 // Performance and efficiency cores, from scripted CPU sets and from counts.
 
 #include "system/pe_cores.hpp"
+
 #include "host/probe_log.hpp"
 #include "processor_records.hpp"
 
@@ -50,10 +51,12 @@ bool memory_comes_back = false;
 [[gnu::noinline]] void* operator new(std::size_t size) {
   const bool fails = allocations_left == 0;
   allocations_left -= allocations_left > 0 || (fails && memory_comes_back);
-  if (fails)
+  if (fails) {
     throw std::bad_alloc();
-  if (void* const block = std::malloc(size))
+  }
+  if (void* const block = std::malloc(size)) {
     return block;
+  }
   throw std::bad_alloc();
 }
 
@@ -74,8 +77,9 @@ PECores cores(int performance, int efficiency) {
 /// Cores of these classes, the first ones with two threads.
 entries cores_of_classes(const std::vector<std::uint8_t>& classes, std::size_t with_two_threads = 0) {
   entries made;
-  for (std::uint32_t core = 0; core != classes.size(); ++core)
+  for (std::uint32_t core = 0; core != classes.size(); ++core) {
     made.insert(made.end(), core < with_two_threads ? 2 : 1, {core, classes[core]});
+  }
   return made;
 }
 
@@ -105,15 +109,18 @@ TEST(PECores, KnowsNothingFromEntriesThatContradict) {
 }
 
 TEST(PECores, InfersWhatTwoThreadsOnPerformanceCoresLeave) {
-  for (int physical = 0; physical <= 256; ++physical)
+  for (int physical = 0; physical <= 256; ++physical) {
     for (int logical = 0; logical <= 256; ++logical) {
       PECores expected;
-      for (int performance = 1; performance < physical; ++performance)
-        if (2 * performance + (physical - performance) == logical)
+      for (int performance = 1; performance < physical; ++performance) {
+        if (2 * performance + (physical - performance) == logical) {
           expected = cores(performance, physical - performance);
+        }
+      }
       ASSERT_EQ(inferCoresFromCounts(static_cast<unsigned>(physical), static_cast<unsigned>(logical)), expected)
           << physical << " cores, " << logical << " logical processors";
     }
+  }
   EXPECT_EQ(inferCoresFromCounts(8, 12), cores(4, 4));
 }
 
@@ -152,8 +159,9 @@ TEST(PECores, GoesByTheCountsWithoutMemory) {
     for (allocations_left = 0;; allocations_left = static_cast<int>(expected.size())) {
       const PECores found = computePECores(8, 12, hybrid);
       allocations_left = -1;
-      if (found == cores(2, 6))
+      if (found == cores(2, 6)) {
         break;
+      }
       ASSERT_EQ(found, cores(4, 4));
       expected.push_back(expected.empty() ? std::bad_alloc().what() : "Windows CPU-set probe: no memory");
     }
@@ -179,8 +187,9 @@ TEST(PECores, ReadsTheRecordsOfTheSystem) {
 TEST(PECores, KeepsWhatStandsBeforeADamagedRecord) {
   const std::string source = "GetSystemCpuSetInformation buffer ";
   record_buffer sound;
-  for (unsigned core = 0; core != 3; ++core)
+  for (unsigned core = 0; core != 3; ++core) {
     put_cpu_set(sound, core, core);
+  }
   const entries one = {{0, 0}};
   struct damage {
     std::uint8_t size_of_second;

@@ -1,6 +1,7 @@
 // Counting cores in scripted buffers of the system, sound and damaged.
 
 #include "system/processor_topology.hpp"
+
 #include "host/probe_log.hpp"
 #include "processor_records.hpp"
 #include "seeded_random.hpp"
@@ -130,8 +131,9 @@ TEST(ProcessorTopology, EndsAtADamagedRecordAndSaysWhere) {
 core_counts count_slowly(const record_buffer& records, const process_affinity& affinity) {
   const auto number = [&](std::size_t at, std::size_t bytes) {
     std::uint64_t value = 0;
-    while (bytes-- != 0)
+    while (bytes-- != 0) {
       value = value << 8 | std::to_integer<std::uint64_t>(records.at(at + bytes));
+    }
     return value;
   };
   core_counts counts;
@@ -139,25 +141,31 @@ core_counts count_slowly(const record_buffer& records, const process_affinity& a
   for (std::size_t at = 0; at + 8 <= records.size() && number(at + 4, 4) >= 8; at += size) {
     size = number(at + 4, 4);
     const std::size_t there = std::min(size, records.size() - at);
-    if (number(at, 4) == 0 && there < 42)
+    if (number(at, 4) == 0 && there < 42) {
       break;
-    if (number(at, 4) == 4 && (there < 32 || there < 32 + 48 * number(at + 10, 2)))
+    }
+    if (number(at, 4) == 4 && (there < 32 || there < 32 + 48 * number(at + 10, 2))) {
       break;
+    }
     if (number(at, 4) == 0) {
       const std::uint64_t allowed = affinity.group_count == 1 && affinity.mask != 0 ? affinity.mask : all;
       unsigned processors = 0;
-      for (unsigned bit = 0; bit != 64; ++bit)
+      for (unsigned bit = 0; bit != 64; ++bit) {
         processors += (number(at + 32, 8) & allowed & 1ull << bit) != 0;
+      }
       const bool member = std::count(affinity.groups.begin(), affinity.groups.end(), number(at + 40, 2)) != 0;
       counts.processorCoreCount += 1;
       counts.availableCoreCount += member && processors != 0;
       counts.availableLogicalCount += member ? processors : 0;
     }
-    if (number(at, 4) == 4)
-      for (std::size_t group = 0; group != number(at + 10, 2); ++group)
+    if (number(at, 4) == 4) {
+      for (std::size_t group = 0; group != number(at + 10, 2); ++group) {
         counts.processorLogicalCount += number(at + 32 + 48 * group + 1, 1);
-    if (size > there)
+      }
+    }
+    if (size > there) {
       break;
+    }
   }
   return counts;
 }
@@ -171,13 +179,16 @@ TEST(ProcessorTopology, ReadsNothingOutsideDamagedBuffers) {
     for (auto changes = random.between(1, 4); changes != 0; --changes) {
       // Half of the changes hit what a record tells about itself.
       std::size_t at = random.below(records.size());
-      if (random.chance(50))
+      if (random.chance(50)) {
         at = at / 48 * 48 + random.below(12);
-      if (at < records.size())
+      }
+      if (at < records.size()) {
         records[at] = static_cast<std::byte>(random.chance(50) ? random.below(256) : random.below(64));
+      }
     }
-    if (random.chance(30))
+    if (random.chance(30)) {
       records.resize(random.below(records.size() + 1));
+    }
     // A copy has no byte to spare, so that the sanitizer sees each one that is read behind it.
     const record_buffer exact(records.begin(), records.end());
     const process_affinity affinity = {

@@ -13,8 +13,9 @@ using foundation::core::util::Expected;
 
 Expected<std::string> outcome_of(bool fails) {
   try {
-    if (fails)
+    if (fails) {
       throw std::range_error("too far");
+    }
     return std::string("a value");
   } catch (...) {
     return std::current_exception();

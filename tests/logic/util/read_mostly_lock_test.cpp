@@ -37,7 +37,7 @@ TEST(ReadMostlyLock, KeepsWritersAwayFromReadersAndFromEachOther) {
   volatile int first = 0, second = 0;
   std::atomic<int> torn{0};
   std::vector<std::jthread> threads;
-  for (int number = 0; number != 4; ++number)
+  for (int number = 0; number != 4; ++number) {
     threads.emplace_back([&] {
       for (int turn = 0; turn != 20000; ++turn) {
         if (turn % 20 == 0) {
@@ -48,12 +48,14 @@ TEST(ReadMostlyLock, KeepsWritersAwayFromReadersAndFromEachOther) {
         } else {
           const std::shared_lock reading(lock);
           const int seen = first;
-          if (turn % 20 == 1)
+          if (turn % 20 == 1) {
             std::this_thread::yield();
+          }
           torn += seen != second;
         }
       }
     });
+  }
   threads.clear();
   EXPECT_EQ(torn, 0);
   EXPECT_EQ(first, 4000);

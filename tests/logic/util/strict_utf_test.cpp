@@ -12,18 +12,22 @@ using namespace foundation::core::util;
 std::string utf8_of(char32_t c) {
   const auto byte = [](char32_t value) { return static_cast<char>(static_cast<unsigned char>(value)); };
   const auto tail = [&](int shift, char32_t value) { return byte(0x80 | ((value >> shift) & 0x3f)); };
-  if (c < 0x80)
+  if (c < 0x80) {
     return {byte(c)};
-  if (c < 0x800)
+  }
+  if (c < 0x800) {
     return {byte(0xc0 | c >> 6), tail(0, c)};
-  if (c < 0x10000)
+  }
+  if (c < 0x10000) {
     return {byte(0xe0 | c >> 12), tail(6, c), tail(0, c)};
+  }
   return {byte(0xf0 | c >> 18), tail(12, c), tail(6, c), tail(0, c)};
 }
 
 std::u16string utf16_of(char32_t c) {
-  if (c < 0x10000)
+  if (c < 0x10000) {
     return {static_cast<char16_t>(c)};
+  }
   return {static_cast<char16_t>(0xd800 + ((c - 0x10000) >> 10)), static_cast<char16_t>(0xdc00 + (c & 0x3ff))};
 }
 
@@ -54,8 +58,9 @@ TEST(StrictUtf, RefusesIllFormedText) {
       "\x80",     "a\xbfz",       "\xc3",         "a\xe2\x82",        "\xf0\x9f\x98",     "\xe2\x82z",
       "\xc0\xaf", "\xc1\xbf",     "\xe0\x9f\xbf", "\xf0\x8f\xbf\xbf", "\xf4\x90\x80\x80", "\xed\xa0\xbd\xed\xb8\x80",
       "\xfe",     "\xc3\xc3\xa4", "\xff",         "\xe0\x80\xaf",     "\xf0\x80\x80\xaf", "\xf8\x88\x80\x80\x80"};
-  for (const std::string& text : narrow)
+  for (const std::string& text : narrow) {
     EXPECT_EQ(refusal(utf8_to_utf16_strict, text), "bad conversion") << testing::PrintToString(text);
+  }
 }
 
 }  // namespace

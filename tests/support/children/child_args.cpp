@@ -4,7 +4,7 @@
 // then the bytes (UTF-8). The arguments are those of the C run-time, or with --system-parser as the first one those of
 // CommandLineToArgvW; the option itself is not written.
 #include "child_io.hpp"
-// Behind windows.h, whose types it uses.
+
 #include <shellapi.h>
 
 #include <cstdint>

@@ -10,8 +10,9 @@
 
 int wmain(int count, wchar_t** arguments) {
   std::thread flood([&] {
-    if (count == 3)
+    if (count == 3) {
       child::write_all(child::err, std::string(std::wcstoul(arguments[2], nullptr, 10), 'e'));
+    }
   });
   const bool copied = child::copy_all(child::in, child::out);
   flood.join();

@@ -15,8 +15,9 @@ static std::string line(const wchar_t* wide) {
 
 int wmain(int count, wchar_t**) {
   std::string lines;
-  for (const wchar_t* entry = ::GetEnvironmentStringsW(); *entry; entry += std::wcslen(entry) + 1)
+  for (const wchar_t* entry = ::GetEnvironmentStringsW(); *entry; entry += std::wcslen(entry) + 1) {
     lines += line(entry);
+  }
   if (count > 1) {
     char narrow[64] = "";
     wchar_t directory[1024] = L"";

@@ -3,6 +3,7 @@
 // Tests that go wrong, each in its own way, for the tests of the test main, which start this program and look at what
 // it reports. Not a test by itself.
 #include <gtest/gtest.h>
+
 #include <windows.h>
 
 #include <stdexcept>

@@ -31,9 +31,12 @@ inline bool copy_all(HANDLE from, HANDLE to) {
   static char buffer[65536];
   DWORD got = 0;
   // A file ends with 0 bytes, a pipe with ERROR_BROKEN_PIPE: there 0 bytes are an empty write of the other side.
-  while (::ReadFile(from, buffer, sizeof buffer, &got, nullptr) && (got != 0 || ::GetFileType(from) == FILE_TYPE_PIPE))
-    if (!write_all(to, {buffer, got}))
+  while (::ReadFile(from, buffer, sizeof buffer, &got, nullptr) &&
+         (got != 0 || ::GetFileType(from) == FILE_TYPE_PIPE)) {
+    if (!write_all(to, {buffer, got})) {
       return false;
+    }
+  }
   return true;
 }
 

@@ -17,8 +17,9 @@ int wmain(int count, wchar_t** arguments) {
   std::uintptr_t read = 0, write = 0;
   int text = 0, pending = 0, number = 0, overlapped = 0;
   std::wistringstream fields(count == 2 ? arguments[1] : L"");
-  if (!(fields >> read >> write >> text >> pending >> number >> overlapped))
+  if (!(fields >> read >> write >> text >> pending >> number >> overlapped)) {
     return child::usage_error;
+  }
   const auto from = reinterpret_cast<HANDLE>(read), to = reinterpret_cast<HANDLE>(write);
   const char character = static_cast<char>(number);
   bool done = write == 0 || (child::copy_all(child::in, to) && ::CloseHandle(to));

@@ -10,8 +10,9 @@ int wmain(int count, wchar_t** arguments) {
     const HANDLE event = ::OpenEventW(SYNCHRONIZE, FALSE, arguments[1]);
     return ::WaitForSingleObject(event, INFINITE) == WAIT_OBJECT_0 ? 0 : child::io_error;
   }
-  if (!child::write_all(child::out, "ready\n"))
+  if (!child::write_all(child::out, "ready\n")) {
     return child::io_error;
+  }
   char dropped = 0;
   DWORD got = 0;
   while (::ReadFile(child::in, &dropped, 1, &got, nullptr) && got != 0) {

@@ -12,8 +12,9 @@ namespace child_pattern {
 /// The lines "line 000001", "line 000002", … to `count`, each followed by `line_end`.
 inline std::string lines(std::uint64_t count, std::string_view line_end = "\n") {
   std::string text;
-  for (std::uint64_t number = 1; number <= count; ++number)
+  for (std::uint64_t number = 1; number <= count; ++number) {
     text.append("line ").append(std::to_string(1'000'000 + number), 1).append(line_end);
+  }
   return text;
 }
 

@@ -8,8 +8,9 @@
 #ifdef _WIN32
 #include <windows.h>
 #else
-#include <sched.h>
 #include <sys/mman.h>
+
+#include <sched.h>
 #endif
 
 namespace test_support {
@@ -55,8 +56,9 @@ std::size_t scripted_pages::mapped() const {
 }
 
 void scripted_pages::reset() {
-  while (!regions_.empty())
+  while (!regions_.empty()) {
     give(regions_.begin()->first, regions_.begin()->second);
+  }
   order = page_order::upwards;
   maps_left = UINT64_MAX;
   refuse_unmap = false;
@@ -68,26 +70,31 @@ char* scripted_pages::place(std::size_t size) const {
   const std::size_t gap = order == page_order::scattered ? granularity : 0;
   if (order == page_order::downwards) {
     char* limit = end;
-    for (auto region = regions_.rbegin(); region != regions_.rend(); limit = region->first, ++region)
-      if (region->first + region->second + size <= limit)
+    for (auto region = regions_.rbegin(); region != regions_.rend(); limit = region->first, ++region) {
+      if (region->first + region->second + size <= limit) {
         return limit - size;
+      }
+    }
     return area_ + size <= limit ? limit - size : nullptr;
   }
   char* start = area_;
   for (const auto& [begin, length] : regions_) {
-    if (start + size + gap <= begin)
+    if (start + size + gap <= begin) {
       return start;
+    }
     start = begin + length + gap;
   }
   return size < area_size && start + size <= end ? start : nullptr;
 }
 
 void* scripted_pages::map(std::size_t size) {
-  if (maps_left == 0 || size > area_size / 2)
+  if (maps_left == 0 || size > area_size / 2) {
     return nullptr;
+  }
   char* const start = place(size);
-  if (start == nullptr)
+  if (start == nullptr) {
     return nullptr;
+  }
   --maps_left;
   commit(start, size);
   regions_.emplace(start, size);
@@ -100,12 +107,14 @@ void scripted_pages::give(char* start, std::size_t size) {
 }
 
 bool scripted_pages::unmap(void* start, std::size_t size) {
-  if (refuse_unmap)
+  if (refuse_unmap) {
     return false;
+  }
   for (char *next = static_cast<char*>(start), *const end = next + size; next != end;) {
     const auto region = regions_.find(next);
-    if (region == regions_.end() || region->second > static_cast<std::size_t>(end - next))
+    if (region == regions_.end() || region->second > static_cast<std::size_t>(end - next)) {
       return false;
+    }
     const std::size_t mapped = region->second;
     give(next, mapped);
     next += mapped;

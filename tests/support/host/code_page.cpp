@@ -19,8 +19,9 @@ void add_pairs(code_page_table& table, unsigned first_lead, unsigned first_trail
   for (unsigned lead = first_lead; lead != 0xFF; ++lead) {
     char16_t* const row = table.add_row(static_cast<unsigned char>(lead));
     for (unsigned trail = first_trail; trail != 0xFF; ++trail) {
-      if (trail != 0x7F)
+      if (trail != 0x7F) {
         map(table, static_cast<std::uint16_t>(lead << 8 | trail), row[trail], unit++);
+      }
     }
   }
 }
@@ -37,10 +38,12 @@ bool has_code_page(unsigned page) {
 
 code_page_table read_code_page(unsigned page) {
   code_page_table table;
-  for (std::uint16_t byte = 0; byte != (page == western ? 0xFF : 0x80); ++byte)
+  for (std::uint16_t byte = 0; byte != (page == western ? 0xFF : 0x80); ++byte) {
     map(table, byte, table.units[byte], byte == 0x80 ? u'\u20AC' : static_cast<char16_t>(byte));
-  if (page != western)
+  }
+  if (page != western) {
     add_pairs(table, page == euc_japanese ? 0xA1 : 0x81, page == euc_japanese ? 0x21 : 0x40);
+  }
   return table;
 }
 

@@ -52,8 +52,9 @@ namespace diag {
 
 bool getCurrentThreadName(char* buffer, std::size_t size) {
   const std::string& name = host_system().thread_name;
-  if (name.empty())
+  if (name.empty()) {
     return false;
+  }
   buffer[name.copy(buffer, size - 1)] = '\0';
   return true;
 }
@@ -90,8 +91,9 @@ void stacktrace_base::capture(std::size_t skip) noexcept {
 }
 
 void stacktrace_base::capture(const thread_context&, std::size_t skip) {
-  if (host_system().before_capture)
+  if (host_system().before_capture) {
     host_system().before_capture();
+  }
   capture(skip);
 }
 
@@ -104,8 +106,9 @@ symbol_lookup::~symbol_lookup() {
 }
 
 bool symbol_lookup::find_symbol(const void* frame, frame_description& known) const noexcept {
-  if (host_system().describe)
+  if (host_system().describe) {
     host_system().describe(frame, known);
+  }
   return holding_;
 }
 

@@ -4,13 +4,13 @@
 // One script lives at a time, on one thread. Without one, a call of the pipe's system calls aborts.
 #pragma once
 
+#include "process/pipe/pipe_handles.hpp"
+
 #include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <string>
 #include <vector>
-
-#include "process/pipe/pipe_handles.hpp"
 
 namespace test_support {
 

@@ -17,8 +17,9 @@ std::atomic_ref<std::intptr_t> word(void** state) {
 }  // namespace
 
 void slim_lock::lock() noexcept {
-  while (!try_lock())
+  while (!try_lock()) {
     std::this_thread::yield();
+  }
 }
 
 bool slim_lock::try_lock() noexcept {
@@ -33,8 +34,9 @@ void slim_lock::unlock() noexcept {
 void slim_lock::lock_shared() noexcept {
   for (;;) {
     std::intptr_t readers = word(&state_);
-    if (readers != writer && word(&state_).compare_exchange_weak(readers, readers + 1))
+    if (readers != writer && word(&state_).compare_exchange_weak(readers, readers + 1)) {
       return;
+    }
     std::this_thread::yield();
   }
 }

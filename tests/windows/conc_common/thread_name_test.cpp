@@ -1,16 +1,16 @@
 // Names of threads.
 #include <conc_common/thread_name.hpp>
 
-#include <gtest/gtest.h>
-
 #include "import_patch.hpp"
 #include "support.hpp"
+
+#include <gtest/gtest.h>
+
+#include <windows.h>
 
 #include <new>
 #include <string>
 #include <thread>
-
-#include <windows.h>
 
 namespace {
 
@@ -62,8 +62,9 @@ TEST(ThreadName, IsMendedAndCutBetweenCharactersAndReadWithoutMemory) {
   injected<void* (*)(std::size_t)> single(library, "_Znwy");
   std::size_t size = 0;
   for (const char* const cut : {"none", "", "a", "a", "a\xC3\xA9", "a\xC3\xA9", "a\xC3\xA9", "a\xC3\xA9",
-                                "a\xC3\xA9\xF0\x9F\x98\x80", "a\xC3\xA9\xF0\x9F\x98\x80"})
+                                "a\xC3\xA9\xF0\x9F\x98\x80", "a\xC3\xA9\xF0\x9F\x98\x80"}) {
     EXPECT_EQ(name(size++), cut) << size;
+  }
   EXPECT_FALSE(getCurrentThreadName(nullptr, 10));
   EXPECT_EQ(array.calls() + single.calls(), 0u);
 }

@@ -20,8 +20,9 @@ inline std::u16string there_and_back(const std::locale& locale) {
   bool yes = false;
   std::u16string word, line;
   stream >> integer >> real >> yes >> word >> std::ws;
-  if (!std::getline(stream, line) || !stream.eof())
+  if (!std::getline(stream, line) || !stream.eof()) {
     return u"no end";
+  }
   stream.clear();
   stream << u'|' << integer << u'|' << real << u'|' << yes << u'|' << word << u'|' << line;
   return stream.str();

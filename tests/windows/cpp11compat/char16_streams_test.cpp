@@ -1,7 +1,7 @@
 // The streams of `char16_t` between modules: the program is compiled as C++20, its second DLL as C++17.
-#include "char16_streams_client.hpp"
-
 #include <i18n/facet.hpp>
+
+#include "char16_streams_client.hpp"
 
 #include <gtest/gtest.h>
 

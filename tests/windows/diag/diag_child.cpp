@@ -2,7 +2,6 @@
 
 #include <fl/diag.hpp>
 #include <fl/process/mock_process.hpp>
-
 #include <foundation_log/logger.hpp>
 
 #include "import_patch.hpp"
@@ -10,8 +9,6 @@
 #include "support.hpp"
 
 #include <windows.h>
-
-// Behind windows.h, whose types it uses.
 #include <dbghelp.h>
 
 #include <atomic>
@@ -63,10 +60,12 @@ struct reporter {
 
 LONG WINAPI on_fault(EXCEPTION_POINTERS* fault) {
   constexpr DWORD cxx_exception = 0x20474343;
-  if (fault->ExceptionRecord->ExceptionCode == cxx_exception)
+  if (fault->ExceptionRecord->ExceptionCode == cxx_exception) {
     return EXCEPTION_CONTINUE_EXECUTION;
-  if (fault->ExceptionRecord->ExceptionCode != EXCEPTION_STACK_OVERFLOW)
+  }
+  if (fault->ExceptionRecord->ExceptionCode != EXCEPTION_STACK_OVERFLOW) {
     report_fault(fault);
+  }
   other_thread.fault = fault;
   SetEvent(other_thread.wanted);
   Sleep(INFINITE);
@@ -109,8 +108,9 @@ void overflow() {
 
 /// The compiler is not to see that this never returns: it would leave the handler away, and then nothing is unwound.
 [[gnu::noipa]] void end_while_unwinding() {
-  if (zero == 0)
+  if (zero == 0) {
     diag::terminate("real", "diag_child.cpp", 2, "unwinding");
+  }
 }
 
 struct unwinding {
@@ -137,8 +137,9 @@ std::atomic<ULONGLONG> seconds{0}, last_second{1000};
 const DWORD has_looked = TlsAlloc();
 
 ULONGLONG WINAPI look_at_clock() {
-  if (TlsGetValue(has_looked) == nullptr)
+  if (TlsGetValue(has_looked) == nullptr) {
     --to_wait;
+  }
   TlsSetValue(has_looked, &to_wait);
   return (to_wait > 0 || seconds >= last_second ? seconds.load() : ++seconds) * 1000;
 }
@@ -167,8 +168,9 @@ void terminate_interrupted_by(void (*work)()) {
 /// The first thread to arrive prints the log.
 void at_final_stage(const wchar_t*, const wchar_t*, unsigned) {
   static std::atomic<bool> anybody{false};
-  if (anybody.exchange(true))
+  if (anybody.exchange(true)) {
     Sleep(INFINITE);
+  }
   print(test_support::take_refused_allocations() == 0 ? "nothing allocated\n" : "allocated\n");
   print(diag::terminate_called() ? diag::terminate_log() : "not called");
   foundation::core::app::fast_exit(crash_status);
@@ -183,8 +185,9 @@ DWORD WINAPI terminate_without_memory(void* number) {
   const auto digit = static_cast<char16_t>(u'0' + reinterpret_cast<std::uintptr_t>(number));
   diag::setCurrentThreadName("thread " + std::to_string(digit - u'0'));
   const char16_t message[] = {u'n', u'\u00F3', u' ', digit, u'\0'};
-  for (++named; !memory_taken;)
+  for (++named; !memory_taken;) {
     Sleep(1);
+  }
   diag::terminate(message, "diag_child.cpp", digit - u'0', "f");
 }
 
@@ -195,26 +198,32 @@ void terminate_in_threads() {
   to_wait = threads;
   last_second = 120;
   interrupt_symbol_service([] {
-    while (seconds < last_second)
+    while (seconds < last_second) {
       Sleep(1);
+    }
   });
-  for (std::uintptr_t number = 0; number < threads; ++number)
+  for (std::uintptr_t number = 0; number < threads; ++number) {
     CreateThread(nullptr, 0, terminate_without_memory, reinterpret_cast<void*>(number), 0, nullptr);
-  while (named < threads)
+  }
+  while (named < threads) {
     Sleep(1);
-  if (test_support::take_memory_away() < 6 || std::malloc(1) != nullptr)
+  }
+  if (test_support::take_memory_away() < 6 || std::malloc(1) != nullptr) {
     print("memory is not gone");
+  }
   test_support::take_refused_allocations();
   memory_taken = true;
-  while (*diag::terminate_log() == '\0')
+  while (*diag::terminate_log() == '\0') {
     Sleep(1);
+  }
   Sleep(INFINITE);
 }
 
 void terminate_beside_suspended_thread() {
   std::thread([] { terminate_interrupted_by([] { SuspendThread(GetCurrentThread()); }); }).detach();
-  while (*diag::terminate_log() == '\0')
+  while (*diag::terminate_log() == '\0') {
     Sleep(1);
+  }
   diag::terminate("second", "diag_child.cpp", 5, "g");
 }
 
@@ -222,7 +231,9 @@ void observe_within_report() {
   interrupt_symbol_service([] { const diag::termination_observer other([](auto...) { fault_here(); }); });
   diag::terminate_log("first", diag::thread_context());
   in_symbol_service = [] {};
-  { const diag::termination_observer wiping(nullptr); }
+  {
+    const diag::termination_observer wiping(nullptr);
+  }
   diag::terminate("second", "diag_child.cpp", 5, "g");
 }
 
@@ -267,7 +278,7 @@ const struct {
     {"overflow", overflow},
     {"null function",
      [] {
-       void (*volatile const none)() = nullptr;
+       void (*const volatile none)() = nullptr;
        none();
      }},
     {"std::terminate", []() noexcept { throw_error(); }},
@@ -280,7 +291,9 @@ const struct {
          diag::terminate_log(as_given ? message : "not null", diag::thread_context());
          throw 1;
        });
-       { const diag::termination_observer inner(nullptr); }
+       {
+         const diag::termination_observer inner(nullptr);
+       }
        diag::terminate("as given", nullptr, 0, nullptr);
      }},
     {"report faults", [] { terminate_interrupted_by(fault_here); }},
@@ -323,8 +336,10 @@ int main(int, char** arguments) {
     std::signal(SIGABRT, on_abort);
     diag::disable_terminate_dialog();
   }
-  for (const auto& mode : modes)
-    if (std::strcmp(arguments[1], mode.name) == 0)
+  for (const auto& mode : modes) {
+    if (std::strcmp(arguments[1], mode.name) == 0) {
       mode.run();
+    }
+  }
   return 0;
 }

@@ -4,11 +4,10 @@
 
 #include "import_patch.hpp"
 
-#include <gtest/gtest.h>
-#include <windows.h>
 #include <boost/format.hpp>
+#include <gtest/gtest.h>
 
-// Behind windows.h, whose types it uses.
+#include <windows.h>
 #include <dbghelp.h>
 
 #include <algorithm>
@@ -116,8 +115,9 @@ int steps = 0;
 BOOL WINAPI fault_in_third_step(DWORD machine, HANDLE process, HANDLE thread, STACKFRAME64* frame, void* context,
                                 PREAD_PROCESS_MEMORY_ROUTINE64 read, PFUNCTION_TABLE_ACCESS_ROUTINE64 table,
                                 PGET_MODULE_BASE_ROUTINE64 base, PTRANSLATE_ADDRESS_ROUTINE64 translate) {
-  if (++steps == 3)
+  if (++steps == 3) {
     RaiseException(EXCEPTION_ACCESS_VIOLATION, 0, 0, nullptr);
+  }
   return reinterpret_cast<decltype(&StackWalk64)>(original.load())(machine, process, thread, frame, context, read,
                                                                    table, base, translate);
 }
@@ -197,13 +197,16 @@ TEST(Stacktrace, SixteenThreadsCaptureCompareAndPrint) {
   injected<decltype(&SymInitialize)> start("libqxfl.dll", "SymInitialize");
   injected<decltype(&SymCleanup)> stop("libqxfl.dll", "SymCleanup");
   std::vector<std::thread> threads;
-  for (int number = 0; number < 16; ++number)
+  for (int number = 0; number < 16; ++number) {
     threads.emplace_back([number] {
-      for (int round = 0; round < 1000; ++round)
+      for (int round = 0; round < 1000; ++round) {
         capture_compare_and_print(number, round);
+      }
     });
-  for (auto& thread : threads)
+  }
+  for (auto& thread : threads) {
     thread.join();
+  }
   EXPECT_GE(start.calls(), 1u);
   EXPECT_EQ(start.calls(), stop.calls());  // Nobody holds the service any more.
 }
@@ -237,13 +240,15 @@ TEST(Demangle, GivesReadableNamesAndIsStrictOnlyWhenAsked) {
   undecorate.reset();
   undecorate.fail_always(0, ERROR_INVALID_DATA);  // Wine's reads every name.
   EXPECT_EQ(detail::demangle_typeid_name("?", false), "?");
-  for (const auto& [name, text] : {std::pair{"?", "?"}, {"", "<null>"}, {static_cast<const char*>(nullptr), "<null>"}})
+  for (const auto& [name, text] :
+       {std::pair{"?", "?"}, {"", "<null>"}, {static_cast<const char*>(nullptr), "<null>"}}) {
     try {
       detail::demangle_typeid_name(name, true);
       ADD_FAILURE();
     } catch (const std::invalid_argument& error) {
       EXPECT_STREQ(error.what(), text);
     }
+  }
 }
 
 /// The message of the termination that `end` runs into, under a handler.
@@ -327,8 +332,9 @@ TEST(TerminateLog, GrowsReportByReportUntilItIsFullAndIsWipedWithAnObserver) {
   }
   EXPECT_STREQ(log, "");
   const std::string large(30000, 'x');
-  for (int report = 0; report < 3; ++report)
+  for (int report = 0; report < 3; ++report) {
     terminate_log(large.c_str(), thread_context(false));
+  }
   EXPECT_EQ(std::strlen(log), 65536u);
   const std::string full = log;
   EXPECT_EQ(terminate_log("no more", thread_context()), log);

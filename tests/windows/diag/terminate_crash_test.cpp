@@ -24,8 +24,9 @@ std::string without_carriage_returns(const std::string& text) {
 
 int count_of(const std::string& text, const std::string& part) {
   int count = 0;
-  for (auto found = text.find(part); found != std::string::npos; found = text.find(part, found + 1))
+  for (auto found = text.find(part); found != std::string::npos; found = text.find(part, found + 1)) {
     ++count;
+  }
   return count;
 }
 
@@ -121,8 +122,9 @@ TEST(Terminate, EightThreadsWithoutMemoryLeaveEightWholeReportsHoweverSlowTheFir
       R"(\nAssertion in f at diag_child.cpp line (\d):\nn\\u00F3 \1\n\nCurrent Thread: 'thread \1' id \d+\n\n)"
       R"(Register State \(captured\):\n[^\[]+CS = [^\[]+\nStack Trace \(captured\):\n(\[[^\n]+\n)+\n)");
   std::set<std::string> numbers;
-  for (std::sregex_iterator report(child.err.begin(), child.err.end(), whole), none; report != none; ++report)
+  for (std::sregex_iterator report(child.err.begin(), child.err.end(), whole), none; report != none; ++report) {
     numbers.insert(report->str(1));
+  }
   EXPECT_EQ(numbers.size(), 8u) << child.err;
 }
 

@@ -1,6 +1,5 @@
 // The library's exceptions between modules, and without memory.
 #include "exception_boundary_client.hpp"
-
 #include "import_patch.hpp"
 
 #include <gtest/gtest.h>
@@ -13,10 +12,12 @@ using namespace exception_samples;
 using malloc_function = void* (*)(std::size_t);
 
 TEST(ExceptionBoundary, EachIsCaughtAsEachOfItsBasesByAnotherModule) {
-  for (const sample& each : samples())
+  for (const sample& each : samples()) {
     EXPECT_EQ(caught_by_client_as(each.raise), each.expected);
-  for (const sample& each : client_samples())
+  }
+  for (const sample& each : client_samples()) {
     EXPECT_EQ(caught_as(each.raise, all_classes()), each.expected);
+  }
 }
 
 TEST(ExceptionWithoutMemory, IsThrownCopiedAndCaughtAndTextsThatAreKeptStay) {

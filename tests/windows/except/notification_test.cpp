@@ -1,15 +1,13 @@
 // Collected messages, with texts from a real catalog.
 #include <fl/except/notification.hpp>
 #include <fl/io/uostringstream.hpp>
-
 #include <i18n/message_catalog.hpp>
-
-#include <gtest/gtest.h>
 
 #include "import_patch.hpp"
 #include "support.hpp"
 
 #include <boost/exception_ptr.hpp>
+#include <gtest/gtest.h>
 
 #include <filesystem>
 #include <sstream>

@@ -19,17 +19,20 @@ logger b("child::b");
 struct last_words {
   bool wanted = false;
   ~last_words() {
-    if (wanted)
+    if (wanted) {
       a.log(log::severity::note, "last words");
+    }
   }
 } words;
 
 void in_threads(int count, void (*body)(int)) {
   std::vector<std::thread> threads;
-  for (int number = 0; number < count; ++number)
+  for (int number = 0; number < count; ++number) {
     threads.emplace_back(body, number);
-  for (auto& thread : threads)
+  }
+  for (auto& thread : threads) {
     thread.join();
+  }
 }
 
 }  // namespace
@@ -53,9 +56,10 @@ int main(int, char** arguments) {
     a.check_failed("unit.cpp", 7, "void f()", "count=", 42);
   } else if (mode == "flood") {
     in_threads(3, [](int thread) {
-      for (int i = 0; i < 150; ++i)
+      for (int i = 0; i < 150; ++i) {
         logger("child::a")
             .log(log::severity::note, "<", thread, " ", i, " ", std::string(300, static_cast<char>('a' + thread)), ">");
+      }
     });
   } else if (mode == "exit") {
     words.wanted = true;

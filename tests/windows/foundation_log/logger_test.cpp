@@ -9,9 +9,10 @@
 #include "run_child.hpp"
 #include "support.hpp"
 
-#include <gtest/gtest.h>
-#include <windows.h>
 #include <boost/log/core.hpp>
+#include <gtest/gtest.h>
+
+#include <windows.h>
 
 #include <algorithm>
 #include <atomic>
@@ -42,8 +43,9 @@ const scoped_variable own_file("QX_LOG_FILE", own_log), own_level("QX_LOG", std:
 records lines_of(const std::string& text) {
   records lines;
   std::istringstream stream(text);
-  for (std::string line; std::getline(stream, line);)
+  for (std::string line; std::getline(stream, line);) {
     lines.push_back(line);
+  }
   return lines;
 }
 
@@ -74,8 +76,9 @@ TEST(Logger, PrintsOnlyWhatItsMaskNamesAndSaysWhatCouldNotBePrinted) {
   EXPECT_EQ(logger.level(), default_level);
   logger.log(severity::fatal, "not to be seen ", throwing());
   logger.level(severity::note | severity::error | severity::fatal << check_shift);
-  for (unsigned flag = 1; flag <= severity_mask; flag <<= 1)
+  for (unsigned flag = 1; flag <= severity_mask; flag <<= 1) {
     EXPECT_EQ(logger.enabled(flag), flag == severity::note || flag == severity::error) << flag;
+  }
   logger.log(severity::note, "one", ' ', 2, "\nthree ", 0.5, " ", static_cast<const char*>(nullptr));
   logger.log(severity::note, "a ", throwing(), " b");
   EXPECT_EQ(new_records(),
@@ -92,8 +95,9 @@ TEST(LogControl, APatternSetsTheLoggersOfNowAndOfLater) {
   const logger_type late("control::process::late");
   EXPECT_EQ(logger_type("control::process::brief").level(), severity::note);
   std::map<std::string, unsigned> listed;
-  for (const auto& entry : channels("control::*"))
+  for (const auto& entry : channels("control::*")) {
     listed.emplace(entry.channel, entry.level);
+  }
   EXPECT_EQ(listed, (std::map<std::string, unsigned>{{"control::process::which", severity::result},
                                                      {"control::other", severity::error},
                                                      {"control::process::late", severity::note}}));
@@ -184,8 +188,9 @@ TEST(LogCheck, EndsTheProcessWhicheverOfItsAllocationsFails) {
   std::set<std::size_t> ends;
   const auto check = [&](int given) {
     try {
-      if (given < 0)
+      if (given < 0) {
         throw std::size_t{0};  // The first exception of a thread takes memory that the run-time cannot do without.
+      }
       left = given;
       starved = GetCurrentThreadId();
       logger.check_failed("unit.cpp", 7, "void f()", part, 42);
@@ -200,8 +205,9 @@ TEST(LogCheck, EndsTheProcessWhicheverOfItsAllocationsFails) {
     std::thread([&] { check(-1), check(round / 2); }).join();
   }
   EXPECT_TRUE(ends.count(std::string_view("Expression information is not available.").size()) && ends.count(502));
-  for (const auto& record : new_records())
+  for (const auto& record : new_records()) {
     EXPECT_TRUE(record.ends_with("42\\n( Event generated in void f() at line 7 from unit.cpp )")) << record;
+  }
 }
 
 std::ptrdiff_t count_of(const std::string& text, const std::string& part) {
@@ -256,8 +262,9 @@ TEST(LogFile, IsAppendedToAndRecordsOfSeveralThreadsAndProcessesStayWhole) {
     EXPECT_EQ(std::stoi(match[3]), next[match[1].str() + ":" + match[2].str()]++) << line;
   }
   EXPECT_EQ(next.size(), 6u);
-  for (const auto& [thread, count] : next)
+  for (const auto& [thread, count] : next) {
     EXPECT_EQ(count, 150) << thread;
+  }
 }
 
 }  // namespace

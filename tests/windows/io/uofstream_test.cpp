@@ -1,15 +1,13 @@
 // Text files through the library as a client links it: names, modes, sharing, failures, memory.
 #include <fl/io.hpp>
-
 #include <i18n/encoding.hpp>
-
-#include <gtest/gtest.h>
 
 #include "import_patch.hpp"
 #include "support.hpp"
 
-#include <windows.h>
+#include <gtest/gtest.h>
 
+#include <windows.h>
 #include <psapi.h>
 
 #include <algorithm>
@@ -67,8 +65,9 @@ TEST(FileStreams, ReachTheFileThatTheNameMeansInEveryForm) {
   const std::wstring root = L"\\\\?\\" + folder.wide("");
   const std::wstring deep = std::wstring(120, L'x') + L"\\" + std::wstring(120, L'\u65E5') + L"\\";
   std::wstring made = root;
-  for (const std::wstring& part : {std::wstring(120, L'x'), std::wstring(120, L'\u65E5')})
+  for (const std::wstring& part : {std::wstring(120, L'x'), std::wstring(120, L'\u65E5')}) {
     ASSERT_TRUE(CreateDirectoryW((made += part + L"\\").c_str(), nullptr));
+  }
   const auto absolute = [&](const std::wstring& rest) { return folder.wide("") + rest; };
   const std::pair<std::wstring, std::wstring> cases[] = {
       {L"gr\u00F6\u00DFe \u0159 \u65E5\u672C \U0001F600.txt", L"gr\u00F6\u00DFe \u0159 \u65E5\u672C \U0001F600.txt"},
@@ -84,8 +83,9 @@ TEST(FileStreams, ReachTheFileThatTheNameMeansInEveryForm) {
     const file_path path(name);
     uofstream out(path);
     EXPECT_EQ(out.is_open(), !file.empty()) << path.native().size();
-    if (file.empty())
+    if (file.empty()) {
       continue;
+    }
     out << u"n = " << 42 << u'\n';
     out.close();
     EXPECT_TRUE(open_natively(root + file, GENERIC_READ)) << test_support::narrow(file);
@@ -119,9 +119,10 @@ TEST(NativeAccessForm, GetsThePrefixWhereTheSystemsLimitWouldBeReached) {
       {L"NUL", L""},
       {L"", L""},
   };
-  for (const auto& [name, form] : cases)
+  for (const auto& [name, form] : cases) {
     EXPECT_EQ(fl::filesystem::detail::make_native_access_form_with_cleanup_i18n(file_path(name).string()),
               form.empty() ? name : form);
+  }
 }
 
 TEST(FileStreams, TellByIsOpenAloneThatAFileCannotBeOpened) {
@@ -255,22 +256,25 @@ TEST(FileStreams, CloseWithTheStreamAndLeaveTheStateAlone) {
 TEST(FileStreams, GoBadAndWriteNothingTwiceWhenTheSystemRefusesOnceOrTakesHalf) {
   const scratch_folder folder;
   ustring text;
-  while (text.size() < 200'000)  // three times what the file's buffer holds
+  while (text.size() < 200'000) {  // three times what the file's buffer holds
     text += file_path(std::to_wstring(text.size()) + L' ').string();
+  }
   for (const std::size_t piece : {1u, 2u, 3u, 4u, 100u, 70'000u}) {
     for (const int way : {0, 1, 2, 3}) {
       const bool takes_half = way % 2 != 0;
       const int refused = 1 + way / 2;
       injected<int (*)(int, const void*, unsigned)> writes("libstdc++-6.dll", "_write");
       writes.handle_with([&, call = 0](auto write, int file, const void* bytes, unsigned size) mutable {
-        if (++call == refused)
+        if (++call == refused) {
           return takes_half ? write(file, bytes, size / 2) : -1;
+        }
         return takes_half && call == refused + 1 ? -1 : write(file, bytes, size);
       });
       std::size_t accepted = 0;
       uofstream out(folder.name("f"), ios_base::out | ios_base::binary, "UTF-8");
-      while (accepted < text.size() && (piece == 1 ? out.put(text[accepted]) : out << text.substr(accepted, piece)))
+      while (accepted < text.size() && (piece == 1 ? out.put(text[accepted]) : out << text.substr(accepted, piece))) {
         accepted += piece;
+      }
       EXPECT_TRUE(out.bad()) << piece << ' ' << way;
       out.close();
       const ustring written = fl::i18n::decode(read_file(folder.file("f")), "UTF-8");
@@ -301,8 +305,9 @@ TEST(FileStreams, TakeNoMoreMemoryForAFileOf64MiB) {
   }
   for (std::size_t i = 2; i < lines; ++i) {
     out << line;
-    if (i % 10000 == 0)
+    if (i % 10000 == 0) {
       most = std::max(most, private_bytes());
+    }
   }
   out.close();
   EXPECT_LT(most - before, 1024u * 1024);
@@ -310,8 +315,9 @@ TEST(FileStreams, TakeNoMoreMemoryForAFileOf64MiB) {
   std::size_t count = 0;
   for (; std::getline(in, read); ++count) {
     ASSERT_EQ(line.compare(0, 63, read), 0) << count;
-    if (count % 10000 == 0)
+    if (count % 10000 == 0) {
       most = std::max(most, private_bytes());
+    }
   }
   EXPECT_EQ(count, lines);
   EXPECT_LT(most - before, 1024u * 1024);

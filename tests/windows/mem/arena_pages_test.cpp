@@ -1,9 +1,9 @@
 // The arena on the system's own pages. Failures of system calls are injected.
 
-#include "import_patch.hpp"
-
 #include <dlmalloc/malloc.hpp>
 #include <fl/diag/terminate_handler.hpp>
+
+#include "import_patch.hpp"
 
 #include <gtest/gtest.h>
 
@@ -24,8 +24,9 @@ char* map_neighbours(DWORD last_state) {
     const DWORD committed = MEM_RESERVE | MEM_COMMIT;
     if (VirtualAlloc(free_place, 2 * unit, committed, PAGE_READWRITE) == free_place &&
         VirtualAlloc(free_place + 2 * unit, unit, committed, PAGE_READWRITE) == free_place + 2 * unit &&
-        VirtualAlloc(free_place + 3 * unit, unit, last_state, PAGE_READWRITE) == free_place + 3 * unit)
+        VirtualAlloc(free_place + 3 * unit, unit, last_state, PAGE_READWRITE) == free_place + 3 * unit) {
       return free_place;
+    }
   }
 }
 
@@ -41,8 +42,9 @@ TEST(ArenaPages, AreTakenBackAsWholeMappingsOnly) {
   EXPECT_FALSE(pages::unmap(start, unit)) << "ends within a mapping";
   EXPECT_FALSE(pages::unmap(start, 4 * unit)) << "is only reserved, at the end";
   DWORD former;
-  for (char* const page : {start + unit - 4096, start + 2 * unit})
+  for (char* const page : {start + unit - 4096, start + 2 * unit}) {
     ASSERT_TRUE(VirtualProtect(page, 4096, PAGE_READONLY, &former));
+  }
   EXPECT_FALSE(pages::unmap(start, unit - 4096)) << "ends within a mapping where its protection changes";
   EXPECT_TRUE(is_mapped(start) && is_mapped(start + 2 * unit));
   {
@@ -83,8 +85,9 @@ TEST(ArenaPages, AreSharedOutByTheArenaUntilTheSystemHasNone) {
     validate(arena);
   }
   EXPECT_TRUE(chunk::of(blocks.back())->is_mapped());
-  for (void* const block : blocks)
+  for (void* const block : blocks) {
     dlfree(block);
+  }
   EXPECT_EQ(sink.calls(), 1u) << "the mapping of its own";
   sys_trim(arena);
   validate(arena);
@@ -102,7 +105,7 @@ TEST(ArenaPages, OfAnOddSizeEndTheProcess) {
   const test_support::import_patch system(
       nullptr, "GetSystemInfo", reinterpret_cast<test_support::import_patch::any_function>(tell_scripted_system),
       original);
-  for (const DWORD page : {4097u, 4096u})
+  for (const DWORD page : {4097u, 4096u}) {
     for (const DWORD granularity : {65537u, 65536u}) {
       scripted_system.dwPageSize = page;
       scripted_system.dwAllocationGranularity = granularity;
@@ -116,6 +119,7 @@ TEST(ArenaPages, OfAnOddSizeEndTheProcess) {
       }
       EXPECT_EQ(ended, page != 4096 || granularity != 65536);
     }
+  }
 }
 
 }  // namespace

@@ -1,7 +1,12 @@
 // The memory manager as a process has it: options, start-up log, environment, heap, new handler and plug-in. A process
 // makes one manager, so nearly all of this happens in children.
 
+#include "run_child.hpp"
+#include "support.hpp"
+
 #include <gtest/gtest.h>
+
+#include <windows.h>
 
 #include <optional>
 #include <regex>
@@ -9,11 +14,6 @@
 #include <string_view>
 #include <utility>
 #include <vector>
-
-#include "run_child.hpp"
-#include "support.hpp"
-
-#include <windows.h>
 
 namespace {
 
@@ -65,12 +65,14 @@ TEST(Manager, ReadsItsOptionsAndTellsWhatTheyChange) {
   };
   for (const auto& [options, lines, features] : cases) {
     std::string expected = log_line("using options '" + options + "'");
-    for (const char* const line : lines)
+    for (const char* const line : lines) {
       expected += log_line(line);
+    }
     EXPECT_EQ(output("show", options), expected + features + "\n");
   }
-  for (const value nothing : {value(), value("")})
+  for (const value nothing : {value(), value("")}) {
     EXPECT_EQ(output("show", nothing), "000010\n");
+  }
 }
 
 TEST(Manager, TellsAnUnusualAlignmentAndItsLogAsOftenAsAsked) {
@@ -172,14 +174,15 @@ TEST(NewHandler, IsPutBackAndItsLossReportedAsTheLogSays) {
     const std::string text = "NEW HANDLER CLOBBERED:" + found.str(1).substr(1) + "\\n( Event generated in ";
     const bool wanted = level && level->ends_with("error");
     EXPECT_EQ(child.err.find(text) != std::string::npos, wanted) << child.err;
-    if (wanted)
+    if (wanted) {
       EXPECT_TRUE(std::regex_search(
           child.err,
           std::regex(
               R"(^\S+ \S+ \S+ \[foundation::core::mem::manager\] error: NEW [^\n]+reinit_new_handler_impl\(\) const at line \d+ from src/fl/mem/mem_manager \)\r?\n$)")))
           << child.err;
-    else
+    } else {
       EXPECT_EQ(child.err, "");
+    }
   }
 }
 

@@ -9,10 +9,9 @@
 #include "memory_shortage.hpp"
 #include "support.hpp"
 
-#include <windows.h>
-
 #include <boost/lexical_cast/bad_lexical_cast.hpp>
 
+#include <windows.h>
 #include <malloc.h>
 #include <process.h>
 
@@ -40,8 +39,9 @@ constexpr const char* library = "libqxfl.dll";
 /// The start-up log, and '1' or '0' for each feature.
 void show() {
   manager::write_startup_log(std::cout);
-  for (const auto type : manager::get_feature_types())
+  for (const auto type : manager::get_feature_types()) {
     std::cout << (manager::get_feature(type) ? '1' : '0');
+  }
   std::cout << "\n";
 }
 
@@ -77,14 +77,17 @@ void make_in_threads() {
   std::atomic<int> waiting = 8;
   std::vector<const void*> found(8);
   std::vector<std::thread> threads;
-  for (auto& feature : found)
+  for (auto& feature : found) {
     threads.emplace_back([&] {
-      for (--waiting; waiting != 0;)
+      for (--waiting; waiting != 0;) {
         std::this_thread::yield();
+      }
       feature = &manager::get_feature(manager::feature::pooling);
     });
-  for (auto& thread : threads)
+  }
+  for (auto& thread : threads) {
     thread.join();
+  }
   std::cout << put.calls() << tune.calls() << load.calls() << std::set(found.begin(), found.end()).size() << "\n";
 }
 
@@ -207,15 +210,17 @@ void allocate() {
   constexpr std::size_t size = 3000000;
   // Volatile, or the compiler leaves pairs of allocation and release away.
   void* volatile blocks[5];
-  for (void* volatile& block : blocks)
+  for (void* volatile& block : blocks) {
     block = std::malloc(size);
+  }
   blocks[0] = std::realloc(blocks[0], size + 1000000);
   void* const volatile zeros = std::calloc(2, size / 2);
   void* const volatile object = operator new(size);  // By way of the C++ run-time.
   operator delete(object);
   void* const volatile grown = std::realloc(nullptr, size);
-  for (void* const block : {blocks[1], zeros, grown})
+  for (void* const block : {blocks[1], zeros, grown}) {
     std::free(block);
+  }
 }
 
 /// Whether pools have something to release, and how often the new handler is called before a pool gives up.
@@ -268,8 +273,9 @@ void end_inside_the_arena() {
     return nullptr;
   });
   std::thread([] { foundation::core::mem::vector_malloc(1'000'000); }).detach();
-  while (!inside)
+  while (!inside) {
     std::this_thread::yield();
+  }
   const auto at_unload = GetProcAddress(GetModuleHandleA("libqxtools_mobservation.dll"), "at_unload");
   *reinterpret_cast<void (**)()>(reinterpret_cast<void*>(at_unload)) = [] {
     foundation::core::mem::vector_free(block);
@@ -326,8 +332,10 @@ int main(int, char** arguments) {
   std::signal(SIGABRT, on_abort);
   foundation::core::diag::disable_terminate_dialog();
   choose_plugin();
-  for (const auto& mode : modes)
-    if (std::strcmp(arguments[1], mode.name) == 0)
+  for (const auto& mode : modes) {
+    if (std::strcmp(arguments[1], mode.name) == 0) {
       mode.run();
+    }
+  }
   return 0;
 }

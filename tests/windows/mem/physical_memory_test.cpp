@@ -8,12 +8,10 @@
 #include "import_patch.hpp"
 #include "seeded_random.hpp"
 
-// Behind windows.h, whose types it uses.
-#include <psapi.h>
-
 #include <boost/system/system_error.hpp>
-
 #include <gtest/gtest.h>
+
+#include <psapi.h>
 
 #include <atomic>
 #include <string>

@@ -5,8 +5,9 @@ __declspec(dllexport) void (*at_unload)() = nullptr;
 }
 const struct unloading {
   ~unloading() {
-    if (at_unload != nullptr)
+    if (at_unload != nullptr) {
       at_unload();
+    }
   }
 } at_the_end;
 

@@ -1,11 +1,11 @@
 // How the end of a child is told: by poll, by blocking wait, by future and in detail, and what the states of a process
 // object allow.
 
-#include "children.hpp"
-#include "import_patch.hpp"
-
 #include <fl/process/testing.hpp>
 #include <fl/sysdep/windows/process_impl.hpp>
+
+#include "children.hpp"
+#include "import_patch.hpp"
 
 #include <gtest/gtest.h>
 
@@ -95,17 +95,19 @@ TEST(ExitStatus, ArrivesAtSeveralThreadsThatBlock) {
   children::waiting_child waiting;
   std::vector<std::thread> threads;
   std::atomic<int> told{0};
-  for (int i = 0; i < 8; ++i)
+  for (int i = 0; i < 8; ++i) {
     threads.emplace_back([&, i] {
       const unsigned status = i % 2 == 0 ? waiting.object().exit_status()
                                          : std::get<exited>(waiting.object().exit_status_async().get()).exit_code;
       told += status == 0 ? 1 : 0;
     });
+  }
   std::this_thread::sleep_for(std::chrono::milliseconds(50));
   EXPECT_EQ(told, 0);
   waiting.finish();
-  for (std::thread& thread : threads)
+  for (std::thread& thread : threads) {
     thread.join();
+  }
   EXPECT_EQ(told, 8);
 }
 
@@ -133,8 +135,9 @@ TEST(Process, RefusesWhatItsStateDoesNotAllow) {
       {"release", [&] { child.release(); }},
       {"kill", [&] { child.kill(); }},
       {"working_set", [&] { child.working_set_size(); }}};
-  for (const auto& [name, operation] : operations)
+  for (const auto& [name, operation] : operations) {
     EXPECT_EQ(text_thrown_by<std::logic_error>(operation), gone) << name;
+  }
 }
 
 TEST(Process, TellsIdHandleAndWorkingSet) {
@@ -195,10 +198,12 @@ TEST(Process, DestroyingMovingOntoAndDetachingLeaveTheChildRunning) {
     {
       process::process child = end.make_waiting_child();
       handle = child.native_handle();
-      if (how == std::string("move"))
+      if (how == std::string("move")) {
         child = exiting_child(0);
-      if (how == std::string("detach"))
+      }
+      if (how == std::string("detach")) {
         child.detach();
+      }
     }
     EXPECT_EQ(WaitForSingleObject(handle, 0), static_cast<DWORD>(WAIT_TIMEOUT)) << "it ended with its object";
     end.set();

@@ -2,17 +2,16 @@
 // process ends the whole process is seen by crash_test.
 #include <fl/process.hpp>
 
-#include <windows.h>
-
-#include <gtest/gtest.h>
+#include "handle_leak.hpp"
 
 #include <boost/tuple/tuple.hpp>
+#include <gtest/gtest.h>
+
+#include <windows.h>
 
 #include <memory>
 #include <stdexcept>
 #include <string>
-
-#include "handle_leak.hpp"
 
 namespace {
 
@@ -27,8 +26,9 @@ using process::mock_process;
 int serve(const iopipe_descriptor& in, const iopipe_descriptor& out) {
   iopipe requests(in), answers(out);
   int count = 0;
-  for (std::string line; std::getline(requests, line); ++count)
+  for (std::string line; std::getline(requests, line); ++count) {
     answers << line.size() << std::endl;
+  }
   return count;
 }
 
@@ -85,8 +85,9 @@ TEST(MockProcess, HasExitedOnceTheFunctionReturnsThoughNobodyJoins) {
   EXPECT_FALSE(child.exited());
   EXPECT_TRUE(pipe.is_open_for_write()) << "only the end that the mode names is given away";
   pipe << 'x' << std::flush;
-  while (!child.exited())
+  while (!child.exited()) {
     ::Sleep(1);  // The watchdog ends a test that stays here.
+  }
   EXPECT_EQ(child.exit_status(), unsigned{'x'});
 }
 
@@ -125,8 +126,9 @@ TEST(MockProcess, ADetachedFunctionOutlivesItsObject) {
   requests.close_for_write();
   std::string answer;
   EXPECT_TRUE(std::getline(answers, answer) && answer == "10") << answer;
-  while (!by_the_thread.expired())
+  while (!by_the_thread.expired()) {
     ::Sleep(1);  // Its status, which nobody asks for, is stored by then.
+  }
 
   mock_process finished([] { return 0; });
   finished.join();

@@ -1,16 +1,15 @@
 // The snapshot of the environment.
 #include <safe_env/environment.hpp>
 
-#include <gtest/gtest.h>
-
 #include "import_patch.hpp"
 
 #include <boost/system/system_error.hpp>
+#include <gtest/gtest.h>
+
+#include <windows.h>
 
 #include <string>
 #include <vector>
-
-#include <windows.h>
 
 namespace {
 

@@ -1,15 +1,16 @@
 // What the other tests take on trust: the reports of the test main, and fault injection.
-#include <gtest/gtest.h>
-#include <windows.h>
-
-#include <string>
-#include <vector>
-
 #include "fault_report.hpp"
 #include "import_patch.hpp"
 #include "run_child.hpp"
 #include "support.hpp"
 #include "watchdog.hpp"
+
+#include <gtest/gtest.h>
+
+#include <windows.h>
+
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -31,8 +32,9 @@ TEST(TestMain, SaysWhereATestCrashesTerminatesOrHangsAndEndsWithAFailure) {
     const child_result result = run_child("child_faults", "--gtest_filter=ChildFaults." + each.test);
     EXPECT_EQ(result.exit_code, each.exit_code);
     EXPECT_NE(result.out.find("[ RUN      ] ChildFaults." + each.test), std::string::npos) << result.out;
-    for (const std::string& part : each.named)
+    for (const std::string& part : each.named) {
       EXPECT_NE(result.err.find(part), std::string::npos) << part << " is missing in:\n" << result.err;
+    }
   }
 }
 

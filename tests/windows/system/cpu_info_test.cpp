@@ -1,17 +1,15 @@
 // Snapshots of scripted processors, through the system calls that the library makes. Wine implements one of these calls
 // not at all, so nothing here asks the machine itself.
 
-#include <fl/system.hpp>
-
 #include <fl/except/iexception.hpp>
+#include <fl/system.hpp>
 #include <foundation_log/control.hpp>
 
 #include "scripted_processors.hpp"
 #include "support.hpp"
 
-#include <gtest/gtest.h>
-
 #include <boost/system/system_error.hpp>
+#include <gtest/gtest.h>
 
 #include <functional>
 #include <sstream>
@@ -37,8 +35,9 @@ strings take_records() {
   std::istringstream lines(log.substr(taken));
   taken = log.size();
   strings records;
-  for (std::string line; std::getline(lines, line);)
+  for (std::string line; std::getline(lines, line);) {
     records.push_back(line.substr(line.find('[')));
+  }
   return records;
 }
 
@@ -59,8 +58,9 @@ void expect_counts(const CpuInfo& info, unsigned long long count) {
   EXPECT_FALSE(info.frequencyAvailable());
   EXPECT_EQ(info.frequency(), 0u);
   EXPECT_FALSE(info.detailsValid());
-  for (const bool logical : {false, true})
+  for (const bool logical : {false, true}) {
     EXPECT_EQ(getAvailableConcurrency(info, logical), std::max(count, 1ULL));
+  }
 }
 
 void expect_failure(CpuInfo& info, int code) {
@@ -121,12 +121,14 @@ TEST(CpuInfo, AsksAgainIfProcessorsAreAddedMeanwhile) {
   machine.processors.handle_with([&](auto, auto, void* buffer, DWORD* length) {
     const auto& told = machine.records;
     const bool fits = buffer && *length >= told.size();
-    if (buffer && !fits)
+    if (buffer && !fits) {
       ADD_FAILURE() << "each size is taken";
-    if (buffer && machine.processors.calls() == 2)
+    }
+    if (buffer && machine.processors.calls() == 2) {
       machine.records = test_support::processor_records({8, 8}, 2);
-    else if (fits)
+    } else if (fits) {
       std::copy(told.begin(), told.end(), static_cast<std::byte*>(buffer));
+    }
     *length = static_cast<DWORD>(told.size());
     ::SetLastError(ERROR_INSUFFICIENT_BUFFER);
     return fits && machine.processors.calls() != 2;
@@ -138,14 +140,16 @@ TEST(CpuInfo, AsksAgainIfProcessorsAreAddedMeanwhile) {
 TEST(CpuInfo, TellsTiersByCpuSetsOrElseByCounts) {
   scripted_processors machine({12}, 2);
   machine.records.clear();
-  for (const std::uint64_t mask : {0x003, 0x00C, 0x030, 0x0C0, 0x100, 0x200, 0x400, 0x800})
+  for (const std::uint64_t mask : {0x003, 0x00C, 0x030, 0x0C0, 0x100, 0x200, 0x400, 0x800}) {
     put_core(machine.records, mask);
+  }
   put_groups(machine.records, {12});
   const CpuInfo counted = refreshed();
   EXPECT_EQ(counted.performanceCores(), 4);
   EXPECT_EQ(counted.efficiencyCores(), 4);
-  for (const unsigned core : {0, 0, 2, 2, 4, 4, 6, 6, 8, 9, 10, 11})
+  for (const unsigned core : {0, 0, 2, 2, 4, 4, 6, 6, 8, 9, 10, 11}) {
     put_cpu_set(machine.cpu_sets, core, core < 4);
+  }
   const CpuInfo told = refreshed();
   EXPECT_EQ(told.performanceCores(), 2);
   EXPECT_EQ(told.efficiencyCores(), 6);
@@ -156,8 +160,9 @@ TEST(CpuInfo, WritesWhatItFindsToTheLog) {
   scripted_processors machine({4}, 2);
   machine.process_mask = 0b101;
   machine.records.resize(machine.records.size() + 4);
-  for (const unsigned efficiency : {0, 1})
+  for (const unsigned efficiency : {0, 1}) {
     put_cpu_set(machine.cpu_sets, 0, efficiency);
+  }
   (void)refreshed();
   take_records();
   (void)refreshed();
@@ -241,9 +246,11 @@ TEST(CpuInfo, GoesOnWithoutTiersThatTheSystemDoesNotTell) {
     EXPECT_TRUE(info.detailsValid());
     EXPECT_EQ(info.performanceCores(), -1);
     strings complaints;
-    for (const std::string& record : take_records())
-      if (record.find("PECores") != std::string::npos)
+    for (const std::string& record : take_records()) {
+      if (record.find("PECores") != std::string::npos) {
         complaints.push_back(record);
+      }
+    }
     EXPECT_EQ(complaints, text.empty() ? strings{} : strings{"[fl::system::windows::PECores] complaint: " + text});
   };
   machine.sets.fail_always(FALSE, ERROR_ACCESS_DENIED);
@@ -274,8 +281,9 @@ TEST(CpuInfo, GoesOnWithoutTiersThatTheSystemDoesNotTell) {
 
 TEST(CpuInfo, ItsLogIsTheLastThatIsMadeWhenTheLibraryIsLoaded) {
   strings channels;
-  for (const auto& channel : foundation::log::channels())
+  for (const auto& channel : foundation::log::channels()) {
     channels.push_back(channel.channel);
+  }
   channels.resize(8);  // Others are made at first use.
   EXPECT_EQ(channels,
             (strings{"foundation::core::mem::manager::mobservation", "fl::process::deelevate_utils",

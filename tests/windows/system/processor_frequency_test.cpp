@@ -1,16 +1,14 @@
 // A system that does not tell the processor's frequency. It is asked once in a process, so these tests have a program
 // of their own.
 
-#include <fl/system.hpp>
-
 #include <fl/except/iexception.hpp>
+#include <fl/system.hpp>
 
 #include "scripted_processors.hpp"
 #include "support.hpp"
 
-#include <gtest/gtest.h>
-
 #include <boost/system/system_error.hpp>
+#include <gtest/gtest.h>
 
 #include <atomic>
 #include <string>
@@ -30,10 +28,12 @@ TEST(ProcessorFrequency, IsAFailureForEverIfTheFirstQuestionFails) {
   machine.power.fail_always(-1, ERROR_ACCESS_DENIED);
   std::vector<outcome> outcomes(4, outcome(0));
   std::vector<std::thread> threads;
-  for (outcome& result : outcomes)
+  for (outcome& result : outcomes) {
     threads.emplace_back([&result] { result = getMaximumProcessorFrequency(); });
-  for (std::thread& thread : threads)
+  }
+  for (std::thread& thread : threads) {
     thread.join();
+  }
   EXPECT_EQ(machine.power.calls(), 1u);
 
   machine.power.reset();

@@ -6,7 +6,6 @@
 #include "processor_records.hpp"
 
 #include <windows.h>
-
 #include <powrprof.h>
 
 #include <algorithm>
@@ -27,8 +26,9 @@ class scripted_processors {
   explicit scripted_processors(const std::vector<std::uint8_t>& groups, unsigned threads_of_a_core)
       : records(test_support::processor_records(groups, threads_of_a_core)),
         group_count(static_cast<std::uint16_t>(groups.size())) {
-    for (std::uint16_t group = 0; group != group_count; ++group)
+    for (std::uint16_t group = 0; group != group_count; ++group) {
       process_groups.push_back(group);
+    }
     attach_affinity();
     attach_records();
     attach_power();
@@ -89,8 +89,9 @@ class scripted_processors {
   void attach_power() {
     power.handle_with([this](auto, POWER_INFORMATION_LEVEL what, void* input, ULONG input_length, void* output,
                              ULONG output_length) -> LONG {
-      if (what != ProcessorInformation || input || input_length != 0)
+      if (what != ProcessorInformation || input || input_length != 0) {
         return -1;
+      }
       for (ULONG i = 0; i != output_length / 24; ++i) {
         const ULONG record[6] = {i, i == 0 ? 3600u : 5000u, 1111, 2222, 3, 4};
         std::memcpy(static_cast<std::byte*>(output) + i * sizeof record, record, sizeof record);

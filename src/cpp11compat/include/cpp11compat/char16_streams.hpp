@@ -97,16 +97,18 @@ streamsize basic_streambuf<char16_t>::xsputn(const char16_t* units, streamsize c
 /// In line, since `<<` of a single unit comes here: without a `sentry` where that would do nothing.
 template <>
 inline basic_ostream<char16_t>& basic_ostream<char16_t>::put(char16_t unit) {
-  if (!good() || tie() != nullptr || (flags() & ios_base::unitbuf) != 0)
+  if (!good() || tie() != nullptr || (flags() & ios_base::unitbuf) != 0) {
     return write(&unit, 1);
+  }
   bool refused = false;
   try {
     refused = traits_type::eq_int_type(rdbuf()->sputc(unit), traits_type::eof());
   } catch (...) {
     _M_setstate(ios_base::badbit);  // Rethrows if the user asked for exceptions.
   }
-  if (refused)
+  if (refused) {
     setstate(ios_base::badbit);
+  }
   return *this;
 }
 

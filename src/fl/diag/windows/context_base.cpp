@@ -16,8 +16,9 @@ namespace {
 /// does not get there.
 bool leave_to(DWORD64 return_address, CONTEXT& state) noexcept {
   constexpr int most_frames = 4;  // There are two of ours.
-  for (int frame = 0; frame < most_frames && state.Rip != return_address && state.Rip != 0; ++frame)
+  for (int frame = 0; frame < most_frames && state.Rip != return_address && state.Rip != 0; ++frame) {
     leave_function(state);
+  }
   return state.Rip == return_address;
 }
 
@@ -27,14 +28,16 @@ bool context_base::capture_data(const void* return_address) noexcept {
   static_assert(sizeof(CONTEXT) == record_size && alignof(CONTEXT) <= 16);
   RtlCaptureContext(record());
   CONTEXT outer = *record();
-  if (leave_to(reinterpret_cast<DWORD64>(return_address), outer))
+  if (leave_to(reinterpret_cast<DWORD64>(return_address), outer)) {
     *record() = outer;
+  }
   return true;
 }
 
 bool context_base::set_data(const EXCEPTION_POINTERS* pointers) noexcept {
-  if (pointers->ContextRecord == nullptr)
+  if (pointers->ContextRecord == nullptr) {
     return false;
+  }
   // Through a copy of its own: the record may lie in this very object.
   const CONTEXT source = *pointers->ContextRecord;
   *record() = source;

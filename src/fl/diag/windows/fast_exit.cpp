@@ -6,8 +6,9 @@ namespace foundation::core::app {
 
 void fast_exit(int code) {
   TerminateProcess(GetCurrentProcess(), static_cast<UINT>(code));
-  for (;;)
+  for (;;) {
     __debugbreak();
+  }
 }
 
 }  // namespace foundation::core::app

@@ -4,9 +4,9 @@
 //
 // They are naked functions and not an assembler's file, because so the debug information names them. This file is
 // compiled without the compiler's own unwind tables, whose place theirs take.
-#include <fl/diag/stacktrace.hpp>
-
 #include "diag/windows/guard.hpp"
+
+#include <fl/diag/stacktrace.hpp>
 
 #include <cstddef>
 

@@ -34,8 +34,9 @@ void take(const char* text, std::size_t size, void* object) {
 bool demangled(const char* symbol, output& to) noexcept {
   const std::string_view name(symbol);
   // Anything shorter than the mark of a mangled name could be read as one of a type: "i" as "int".
-  if (!name.starts_with("_Z") || name.size() > longest_demangled)
+  if (!name.starts_with("_Z") || name.size() > longest_demangled) {
     return false;
+  }
   return __gcclibcxx_demangle_callback(symbol, take, &to) == 0;
 }
 

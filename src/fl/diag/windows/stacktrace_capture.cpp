@@ -6,8 +6,6 @@
 #include "diag/windows/unwind.hpp"
 
 #include <windows.h>
-
-// Behind windows.h, whose types it uses.
 #include <dbghelp.h>
 
 namespace foundation::core::diag {
@@ -27,10 +25,11 @@ struct walk {
 };
 
 void take_frame(walk& w, DWORD64 address) {
-  if (w.skip > 0)
+  if (w.skip > 0) {
     --w.skip;
-  else if (w.next != w.limit)
+  } else if (w.next != w.limit) {
     *w.next++ = reinterpret_cast<const void*>(address);
+  }
 }
 
 /// Leaves a function at address 0, which a call through a null pointer has entered: the system's walk ends there before
@@ -52,20 +51,23 @@ void take_frames(void* object) {
   walk& w = *static_cast<walk*>(object);
   w.engine->acquire();
   w.acquired = true;
-  if (w.record.Rip == 0 && w.engine->initialised())
+  if (w.record.Rip == 0 && w.engine->initialised()) {
     leave_null_function(w);
+  }
   STACKFRAME64 frame = first_frame(w.record);
   while (w.engine->initialised() && w.next != w.limit &&
          StackWalk64(IMAGE_FILE_MACHINE_AMD64, w.engine->process(), GetCurrentThread(), &frame, &w.record, nullptr,
-                     SymFunctionTableAccess64, SymGetModuleBase64, nullptr))
+                     SymFunctionTableAccess64, SymGetModuleBase64, nullptr)) {
     take_frame(w, frame.AddrPC.Offset);
+  }
 }
 
 /// The same without the service.
 void take_frames_alone(void* object) {
   walk& w = *static_cast<walk*>(object);
-  if (w.record.Rip == 0)
+  if (w.record.Rip == 0) {
     leave_null_function(w);
+  }
   // A caller's frame lies behind that of the function it called; what does not lead there is no stack.
   for (DWORD64 last = 0; w.record.Rip != 0 && w.next != w.limit && w.record.Rsp > last;) {
     take_frame(w, w.record.Rip);
@@ -81,8 +83,9 @@ void release_service(void* object) {
 }  // namespace
 
 void stacktrace_base::capture(const thread_context& context, std::size_t skip) {
-  if (!context)
+  if (!context) {
     throw bad_thread_context("cannot capture stack for empty thread context");
+  }
   walk w(*context.get_data());
   w.engine = &symbol_engine::instance();
   w.next = begin();
@@ -92,10 +95,12 @@ void stacktrace_base::capture(const thread_context& context, std::size_t skip) {
   // The guard encloses the walk and not the lock, which a fault would leave locked.
   const bool through = qxfl_run_guarded(with_service ? take_frames : take_frames_alone, &w);
   end_ = through ? w.next : begin();
-  if (w.acquired)
+  if (w.acquired) {
     qxfl_run_guarded(release_service, w.engine);
-  if (with_service)
+  }
+  if (with_service) {
     w.engine->lock().unlock();
+  }
 }
 
 }  // namespace foundation::core::diag

@@ -3,12 +3,10 @@
 #include "diag/windows/readable_symbol.hpp"
 #include "util/built_once.hpp"
 
-#include <cstring>
-
 #include <windows.h>
-
-// Behind windows.h, whose types it uses.
 #include <dbghelp.h>
+
+#include <cstring>
 
 namespace foundation::core::diag {
 
@@ -45,19 +43,22 @@ symbol_engine::symbol_engine() noexcept : process_(GetCurrentProcess()), search_
   SymSetOptions(SymGetOptions() | options);
   GetModuleFileNameA(nullptr, search_path_, sizeof search_path_);
   search_path_[sizeof search_path_ - 1] = '\0';
-  if (char* const backslash = std::strrchr(search_path_, '\\'))
+  if (char* const backslash = std::strrchr(search_path_, '\\')) {
     *backslash = '\0';
+  }
 }
 
 void symbol_engine::acquire() noexcept {
-  if (!initialised_)
+  if (!initialised_) {
     initialised_ = SymInitialize(process_, search_path_, TRUE) == TRUE;
+  }
   ++holders_;
 }
 
 void symbol_engine::release() noexcept {
-  if (--holders_ != 0 || !initialised_)
+  if (--holders_ != 0 || !initialised_) {
     return;
+  }
   initialised_ = false;
   SymCleanup(process_);
 }
@@ -66,8 +67,9 @@ bool symbol_engine::find_symbol(const void* address, char* name, std::size_t siz
                                 std::uint64_t& displacement) noexcept {
   symbol_record record;
   DWORD64 distance = 0;
-  if (!initialised_ || SymFromAddr(process_, reinterpret_cast<DWORD64>(address), &distance, &record.info) != TRUE)
+  if (!initialised_ || SymFromAddr(process_, reinterpret_cast<DWORD64>(address), &distance, &record.info) != TRUE) {
     return false;
+  }
   displacement = distance;
   write_readable_symbol(record.info.Name, name, size);
   return true;

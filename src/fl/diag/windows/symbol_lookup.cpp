@@ -4,10 +4,10 @@
 
 #include "diag/windows/symbol_engine.hpp"
 
+#include <windows.h>
+
 #include <algorithm>
 #include <string_view>
-
-#include <windows.h>
 
 namespace foundation::core::diag {
 
@@ -17,8 +17,9 @@ namespace {
 template <class Work>
 bool with_service(Work work) noexcept {
   symbol_engine& engine = symbol_engine::instance();
-  if (engine.lock().acquire() != util::checked_lock::outcome::taken)
+  if (engine.lock().acquire() != util::checked_lock::outcome::taken) {
     return false;
+  }
   work(engine);
   engine.lock().unlock();
   return true;
@@ -31,8 +32,9 @@ const char* relative_path_of(const void* module, std::string_view file) noexcept
   constexpr std::string_view suffix = "_relative_path";
   std::string_view stem = file.substr(file.rfind('\\') + 1);
   stem = stem.substr(0, stem.find('.'));
-  if (stem.size() + suffix.size() > longest_variable)
+  if (stem.size() + suffix.size() > longest_variable) {
     return nullptr;
+  }
   char name[longest_variable + 1];
   *std::copy(suffix.begin(), suffix.end(), std::copy(stem.begin(), stem.end(), name)) = '\0';
   const void* const variable = symbols::getSymbolAddress(module, name);
@@ -45,8 +47,9 @@ const char* relative_path_of(const void* module, std::string_view file) noexcept
 
 void find_module(const void* frame, frame_description& known) noexcept {
   const void* const base = symbols::getModuleAddress(frame);
-  if (base == nullptr)
+  if (base == nullptr) {
     return;
+  }
   const auto module = static_cast<HMODULE>(const_cast<void*>(base));
   if (GetModuleFileNameA(module, known.file, sizeof known.file) == 0) {
     known.file[0] = '\0';
@@ -61,14 +64,16 @@ symbol_lookup::symbol_lookup() noexcept : holding_(with_service([](symbol_engine
 
 symbol_lookup::~symbol_lookup() {
   // If that cannot be done any more, the service goes on running.
-  if (holding_)
+  if (holding_) {
     with_service([](symbol_engine& engine) { engine.release(); });
+  }
 }
 
 bool symbol_lookup::find_symbol(const void* frame, frame_description& known) const noexcept {
   return holding_ && with_service([&](symbol_engine& engine) {
-           if (!engine.find_symbol(frame, known.symbol, sizeof known.symbol, known.displacement))
+           if (!engine.find_symbol(frame, known.symbol, sizeof known.symbol, known.displacement)) {
              known.symbol[0] = '\0';
+           }
          });
 }
 

@@ -14,8 +14,9 @@ const void* getSymbolAddress(const void* moduleAddress, const char* name) {
   HMODULE module = nullptr;
   // The system would take null for the program.
   if (moduleAddress == nullptr ||
-      !GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS, static_cast<const char*>(moduleAddress), &module))
+      !GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS, static_cast<const char*>(moduleAddress), &module)) {
     return nullptr;
+  }
   const void* const symbol = reinterpret_cast<const void*>(GetProcAddress(module, name));
   FreeLibrary(module);
   return symbol;

@@ -17,8 +17,9 @@ constexpr const wchar_t* this_file = L"src/fl/diag/windows/terminate";
 
 /// Ends the process if the formatting of a text has failed, because it was too long.
 void check_length(int length) noexcept {
-  if (length < 0)
+  if (length < 0) {
     _wassert(L"len >= 0", this_file, 41);
+  }
 }
 
 /// Not all run-times of this system have the function.
@@ -46,15 +47,17 @@ void final_stage(const char* message, const char* file, int line, const char* fu
   check_length(_snwprintf(path, longest_path, L"%S", file));
   _wassert(text, path, static_cast<unsigned>(line));
   // A user can have chosen to ignore the dialog. The process must not go on all the same.
-  for (;;)
+  for (;;) {
     __debugbreak();
+  }
 }
 
 void write_failures_to_standard_error() noexcept {
   _set_error_mode(_OUT_TO_STDERR);
   constexpr unsigned write_message = 1, call_fault_reporter = 2;
-  if (const auto set = find_set_abort_behavior())
+  if (const auto set = find_set_abort_behavior()) {
     set(write_message | call_fault_reporter, write_message | call_fault_reporter);
+  }
 }
 
 }  // namespace foundation::core::diag

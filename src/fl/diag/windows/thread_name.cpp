@@ -1,6 +1,5 @@
-#include <fl/diag/thread_name.hpp>
-
 #include <conc_common/thread_name.hpp>
+#include <fl/diag/thread_name.hpp>
 
 namespace foundation::core::diag {
 

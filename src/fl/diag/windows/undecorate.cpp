@@ -3,8 +3,6 @@
 #include "util/slim_lock.hpp"
 
 #include <windows.h>
-
-// Behind windows.h, whose types it uses.
 #include <dbghelp.h>
 
 #include <mutex>

@@ -1,14 +1,14 @@
 // The file buffer of the file streams. Thread safety: none.
 #pragma once
 
+#include <i18n/filebuf.hpp>
+
+#include "io/put_area.hpp"
+
 #include <algorithm>
 #include <cwchar>
 #include <locale>
 #include <streambuf>
-
-#include <i18n/filebuf.hpp>
-
-#include "io/put_area.hpp"
 
 namespace foundation::core::io {
 
@@ -23,8 +23,9 @@ class text_file_buffer final : public fl::filesystem::basic_filebuf<char>, publi
  protected:
   int_type overflow(int_type c) override {
     const auto& conversion = std::use_facet<std::codecvt<char, char, std::mbstate_t>>(getloc());
-    if (!conversion.always_noconv())
+    if (!conversion.always_noconv()) {
       return basic_filebuf::overflow(c);
+    }
     const std::streamsize filled = pptr() - pbase();
     // The library's own file, since no public call tells how much the system has taken.
     const std::streamsize taken = filled == 0 ? 0 : _M_file.xsputn(pbase(), filled);

@@ -1,13 +1,11 @@
 // Reading a text file. A file buffer of bytes with an adaptor before it.
+#include <fl/io/streambuf_adaptor.hpp>
 #include <fl/io/uifstream.hpp>
-
-#include <utility>
+#include <i18n/facet.hpp>
 
 #include <boost/smart_ptr/make_shared.hpp>
 
-#include <i18n/facet.hpp>
-
-#include <fl/io/streambuf_adaptor.hpp>
+#include <utility>
 
 namespace foundation::core::io {
 namespace {
@@ -42,8 +40,9 @@ uifstream& uifstream::operator=(uifstream&& other) {
 }
 
 void uifstream::close() {
-  if (file)
+  if (file) {
     file->close();
+  }
 }
 
 bool uifstream::is_open() const {

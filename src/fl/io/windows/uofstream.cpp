@@ -1,15 +1,13 @@
 // Writing a text file. A file buffer of bytes with an adaptor before it.
+#include <fl/io/streambuf_adaptor.hpp>
 #include <fl/io/uofstream.hpp>
+#include <i18n/facet.hpp>
 
-#include <utility>
+#include "io/windows/text_file_buffer.hpp"
 
 #include <boost/smart_ptr/make_shared.hpp>
 
-#include <i18n/facet.hpp>
-
-#include <fl/io/streambuf_adaptor.hpp>
-
-#include "io/windows/text_file_buffer.hpp"
+#include <utility>
 
 namespace foundation::core::io {
 namespace {
@@ -44,8 +42,9 @@ uofstream& uofstream::operator=(uofstream&& other) {
 }
 
 void uofstream::close() {
-  if (file)
+  if (file) {
     file->close();
+  }
 }
 
 bool uofstream::is_open() const {

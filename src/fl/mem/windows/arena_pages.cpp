@@ -14,16 +14,18 @@ char* end_of_mapping(char* start, const char* limit) noexcept {
   char* end = start;
   MEMORY_BASIC_INFORMATION region;
   while (VirtualQuery(end, &region, sizeof region) != 0 && region.State != MEM_FREE && region.AllocationBase == start) {
-    if (region.State != MEM_COMMIT || region.RegionSize > static_cast<std::size_t>(limit - end))
+    if (region.State != MEM_COMMIT || region.RegionSize > static_cast<std::size_t>(limit - end)) {
       return nullptr;
+    }
     end += region.RegionSize;
   }
   return end != start ? end : nullptr;
 }
 
 bool is_whole_mappings(char* start, const char* end) noexcept {
-  while (start != nullptr && start != end)
+  while (start != nullptr && start != end) {
     start = end_of_mapping(start, end);
+  }
   return start != nullptr;
 }
 
@@ -43,8 +45,9 @@ void* map(std::size_t size, placement where) noexcept {
 bool unmap(void* start, std::size_t size) noexcept {
   char* next = static_cast<char*>(start);
   const char* const end = next + size;
-  if (!is_whole_mappings(next, end))
+  if (!is_whole_mappings(next, end)) {
     return false;
+  }
   bool any_gone = false;
   while (next != end) {
     char* const mapping = next;

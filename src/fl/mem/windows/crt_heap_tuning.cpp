@@ -1,7 +1,6 @@
 #include "mem/windows/crt_heap_tuning.hpp"
 
 #include <windows.h>
-
 #include <malloc.h>
 
 namespace foundation::core::sysdep::windows {
@@ -12,8 +11,9 @@ void select_low_fragmentation(HANDLE heap) {
   constexpr ULONG low_fragmentation = 2;
   ULONG kind = 0;
   if (!HeapQueryInformation(heap, HeapCompatibilityInformation, &kind, sizeof kind, nullptr) ||
-      kind == low_fragmentation)
+      kind == low_fragmentation) {
     return;
+  }
   kind = low_fragmentation;
   HeapSetInformation(heap, HeapCompatibilityInformation, &kind, sizeof kind);
 }
@@ -22,8 +22,9 @@ void select_low_fragmentation(HANDLE heap) {
 
 crt_heap_tuning::crt_heap_tuning(bool terminate_on_corruption) : heap_(reinterpret_cast<HANDLE>(_get_heap_handle())) {
   select_low_fragmentation(heap_);
-  if (terminate_on_corruption)
+  if (terminate_on_corruption) {
     HeapSetInformation(heap_, HeapEnableTerminationOnCorruption, nullptr, 0);
+  }
 }
 
 }  // namespace foundation::core::sysdep::windows

@@ -2,9 +2,9 @@
 
 #include <fl/except/anonymous_internal_exception.hpp>
 
-#include <windows.h>
-
 #include <boost/system/system_error.hpp>
+
+#include <windows.h>
 
 namespace foundation::core::mem {
 

@@ -1,7 +1,8 @@
 #include "process/launch/batch_file.hpp"
 
-#include <algorithm>
 #include <boost/algorithm/string/predicate.hpp>
+
+#include <algorithm>
 #include <stdexcept>
 #include <string>
 

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <fl/process/command.hpp>
+
 #include <string_view>
 
 namespace foundation::core::process {

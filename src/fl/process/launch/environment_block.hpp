@@ -3,6 +3,7 @@
 #pragma once
 
 #include <fl/process/context.hpp>
+
 #include <string>
 #include <string_view>
 #include <utility>

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <fl/process/command.hpp>
+
 #include <string>
 #include <vector>
 

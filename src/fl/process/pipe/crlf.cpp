@@ -78,8 +78,9 @@ std::size_t skip_without_carriage_return(const char* text, std::size_t length) n
   for (; length - at >= 2 * block_bytes; at += 2 * block_bytes) {
     const __m128i first = _mm_cmpeq_epi8(load(text + at), returns);
     const __m128i second = _mm_cmpeq_epi8(load(text + at + block_bytes), returns);
-    if (_mm_movemask_epi8(_mm_or_si128(first, second)) != 0)
+    if (_mm_movemask_epi8(_mm_or_si128(first, second)) != 0) {
       break;
+    }
   }
   return at;
 }
@@ -99,8 +100,9 @@ packed_block pack(const char* from, __m128i block, __m128i from_second, __m128i 
   constexpr unsigned stop = 1U << block_bytes;  // makes the position of "none" 16
   const auto first = static_cast<unsigned>(std::countr_zero(drops | stop));
   const unsigned after_first = drops & (drops - 1);
-  if (after_first == 0)
+  if (after_first == 0) {
     return {choose(mask_of_first(first), block, from_second), block_bytes - (drops != 0)};
+  }
 
   if ((after_first & (after_first - 1)) == 0) {
     const auto second = static_cast<unsigned>(std::countr_zero(after_first));
@@ -137,10 +139,12 @@ translated_text translate_crlf(char* text, std::size_t length) noexcept {
   auto [from, to] = translate_blocks({text + untouched, text + untouched}, end);
   for (; from != end; ++from) {
     if (*from == carriage_return) {
-      if (from + 1 == end)
+      if (from + 1 == end) {
         return {static_cast<std::size_t>(to - text), true};
-      if (from[1] == line_feed)
+      }
+      if (from[1] == line_feed) {
         continue;
+      }
     }
     *to++ = *from;
   }

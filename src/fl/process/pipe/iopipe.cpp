@@ -21,8 +21,9 @@ bool iopipe_buffer::write_out() {
   while (pptr() != pbase()) {
     const std::streamsize length = pptr() - pbase();
     const std::streamsize taken = (*this)->write(pbase(), length);
-    if (taken == 0)
+    if (taken == 0) {
       return false;
+    }
     std::copy(pbase() + taken, pptr(), pbase());
     setp(pbase(), epptr());
     pbump(static_cast<int>(length - taken));
@@ -31,8 +32,9 @@ bool iopipe_buffer::write_out() {
 }
 
 iopipe_buffer::int_type iopipe_buffer::overflow(int_type c) {
-  if (pptr() == epptr() && !write_out())
+  if (pptr() == epptr() && !write_out()) {
     return traits_type::eof();
+  }
   return stream_buffer::overflow(c);
 }
 
@@ -79,8 +81,9 @@ bool iopipe::write_out_and_close() {
 void iopipe::close() {
   const bool written = !device_.is_open_for_write() || write_out_and_close();
   device_.close_for_read();
-  if (!written)
+  if (!written) {
     setstate(std::ios_base::badbit);
+  }
 }
 
 void iopipe::close_for_read() {
@@ -88,8 +91,9 @@ void iopipe::close_for_read() {
 }
 
 void iopipe::close_for_write() {
-  if (!write_out_and_close())
+  if (!write_out_and_close()) {
     setstate(std::ios_base::badbit);
+  }
 }
 
 }  // namespace foundation::core::process

@@ -1,17 +1,17 @@
 // Printing and parsing of descriptors. No state; the stream's own rules for numbers decide what is malformed.
 #include <fl/process/iopipe_descriptor.hpp>
 
+#include "process/pipe/iopipe_descriptor_impl.hpp"
+
+#include <boost/numeric/conversion/cast.hpp>
+#include <boost/smart_ptr/make_shared.hpp>
+
 #include <cstdint>
 #include <istream>
 #include <locale>
 #include <ostream>
 #include <sstream>
 #include <stdexcept>
-
-#include <boost/numeric/conversion/cast.hpp>
-#include <boost/smart_ptr/make_shared.hpp>
-
-#include "process/pipe/iopipe_descriptor_impl.hpp"
 
 namespace foundation::core {
 namespace {
@@ -26,12 +26,14 @@ std::uint64_t number_of(void* handle) noexcept {
 // stream.
 void* parse_file_handle(std::istream& in) {
   constexpr auto message = "parse_file_handle: bad stream";
-  if (!in.good())
+  if (!in.good()) {
     throw std::runtime_error(message);
+  }
   std::uint64_t number = 0;
   in >> number;
-  if (in.bad())
+  if (in.bad()) {
     throw std::runtime_error(message);
+  }
   // A failed extraction may leave a number too (the largest one, if it overflowed); that is no handle.
   // NOLINTNEXTLINE(performance-no-int-to-ptr): a number is what a handle is to another process
   return in.fail() ? nullptr : reinterpret_cast<void*>(static_cast<std::uintptr_t>(number));

@@ -1,11 +1,11 @@
 // The content of an `iopipe_descriptor` on Windows. Immutable, hence usable on any thread; owns no handle.
 #pragma once
 
-#include <iosfwd>
-#include <string>
-
 #include <fl/export.hpp>
 #include <fl/process/iopipe_descriptor.hpp>
+
+#include <iosfwd>
+#include <string>
 
 namespace foundation::core::sysdep::windows {
 

@@ -1,13 +1,13 @@
 // The shared pipe object: forwards to the state that all copies share. What reading and writing do is in the transport.
 #include <fl/process/iopipe_device.hpp>
 
-#include <functional>
-#include <ostream>
+#include "process/pipe/iopipe_descriptor_impl.hpp"
+#include "process/pipe/iopipe_device_impl.hpp"
 
 #include <boost/smart_ptr/make_shared.hpp>
 
-#include "process/pipe/iopipe_descriptor_impl.hpp"
-#include "process/pipe/iopipe_device_impl.hpp"
+#include <functional>
+#include <ostream>
 
 namespace foundation::core::process {
 

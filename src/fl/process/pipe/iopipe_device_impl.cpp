@@ -3,23 +3,24 @@
 // A character is pending when it has left the pipe but not reached the caller: a carriage return whose successor has
 // not arrived, or the second byte of a one-byte read (which takes two, as one byte alone could not tell a line end).
 // Every read begins with it, and it leaves the state only once that read cannot fail any more.
-#include <algorithm>
-#include <cstddef>
-#include <cstdint>
-#include <string>
+#include "process/pipe/iopipe_device_impl.hpp"
+
+#include <fl/process/iopipe_error.hpp>
+#include <fl/process/open_mode.hpp>
+
+#include "process/pipe/crlf.hpp"
+#include "process/pipe/iopipe_descriptor_impl.hpp"
+#include "process/pipe/pipe_handles.hpp"
 
 #include <boost/numeric/conversion/cast.hpp>
 #include <boost/smart_ptr/make_shared.hpp>
 #include <boost/system/error_code.hpp>
 #include <boost/system/system_error.hpp>
 
-#include <fl/process/iopipe_error.hpp>
-#include <fl/process/open_mode.hpp>
-#include "process/pipe/iopipe_descriptor_impl.hpp"
-#include "process/pipe/iopipe_device_impl.hpp"
-
-#include "process/pipe/crlf.hpp"
-#include "process/pipe/pipe_handles.hpp"
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <string>
 
 namespace foundation::core::sysdep::windows {
 namespace {
@@ -34,8 +35,9 @@ boost::system::system_error system_failure(const pipe_failure& failure) {
 
 process::iopipe_handles new_pipe() {
   const pipe_creation created = create_pipe();
-  if (created.failure)
+  if (created.failure) {
     throw system_failure(created.failure);
+  }
   return created.handles;
 }
 
@@ -67,29 +69,34 @@ iopipe_device_impl::~iopipe_device_impl() {
 }
 
 void iopipe_device_impl::close_for_read() noexcept {
-  if (!open_for_read_)
+  if (!open_for_read_) {
     return;
+  }
   close_pipe_handle(handles_.read_handle());
   open_for_read_ = false;
 }
 
 void iopipe_device_impl::close_for_write() noexcept {
-  if (!open_for_write_)
+  if (!open_for_write_) {
     return;
+  }
   close_pipe_handle(handles_.write_handle());
   open_for_write_ = false;
 }
 
 std::streamsize iopipe_device_impl::read(char* s, std::streamsize n) {
-  if (!open_for_read_)
+  if (!open_for_read_) {
     throw process::iopipe_error("read called after close_for_read");
-  if (n == 0)
+  }
+  if (n == 0) {
     return 0;
+  }
   for (;;) {
     const std::streamsize delivered = n == 1 ? read_one(s) : read_some(s, n);
     // Nothing but a carriage return arrived, and 0 would mean the end of the file: its successor must be waited for.
-    if (delivered != 0 || !has_pending_char_)
+    if (delivered != 0 || !has_pending_char_) {
       return delivered;
+    }
   }
 }
 
@@ -101,27 +108,31 @@ std::streamsize iopipe_device_impl::read_one(char* s) {
     pending_char_ = pair[1];
     length = 1;
   }
-  if (length == 1)
+  if (length == 1) {
     *s = pair[0];
+  }
   return length;
 }
 
 std::streamsize iopipe_device_impl::read_some(char* buffer, std::streamsize n) {
   const std::streamsize carried = has_pending_char_ ? 1 : 0;
   const std::uint32_t count = call_size(n - carried);
-  if (has_pending_char_)
+  if (has_pending_char_) {
     buffer[0] = pending_char_;
+  }
 
   char* const fresh = buffer + carried;
   const pipe_transfer got = overlapped_ ? read_pipe_overlapped(handles_.read_handle(), fresh, count)
                                         : read_pipe(handles_.read_handle(), fresh, count);
-  if (got.failure && !is_end_of_file(got.failure))
+  if (got.failure && !is_end_of_file(got.failure)) {
     throw process::iopipe_read_error(system_failure(got.failure).what());
+  }
 
   has_pending_char_ = false;
   // At the end of the file a carried carriage return is data: no line feed can follow it any more.
-  if (got.failure)
+  if (got.failure) {
     return carried;
+  }
   const std::streamsize total = carried + got.bytes;
   return text_mode_ ? translate(buffer, total) : total;
 }
@@ -136,15 +147,17 @@ std::streamsize iopipe_device_impl::translate(char* buffer, std::streamsize leng
 }
 
 std::streamsize iopipe_device_impl::write(const char* s, std::streamsize n) {
-  if (!open_for_write_)
+  if (!open_for_write_) {
     throw process::iopipe_error("write called after close_for_write");
+  }
   return text_mode_ ? write_text(s, n) : write_bytes(s, call_size(n));
 }
 
 std::uint32_t iopipe_device_impl::write_bytes(const char* s, std::uint32_t n) {
   const pipe_transfer put = write_pipe(handles_.write_handle(), s, n);
-  if (put.failure)
+  if (put.failure) {
     throw process::iopipe_write_error(system_failure(put.failure).what());
+  }
   return put.bytes;
 }
 
@@ -155,8 +168,9 @@ std::uint32_t iopipe_device_impl::write_piece(const char* s, std::uint32_t n) {
   for (;;) {
     const std::uint32_t taken = write_bytes(s + total, n - total);
     total += taken;
-    if (taken == 0 || total == n)
+    if (taken == 0 || total == n) {
       return total;
+    }
   }
 }
 
@@ -178,10 +192,12 @@ std::streamsize iopipe_device_impl::write_text(const char* s, std::streamsize n)
     const char* const found = s < end ? std::find(s, end, line_feed) : end;
     const std::uint32_t taken = write_piece(s, call_size(found - s));
     total += taken;
-    if (taken != 0)
+    if (taken != 0) {
       half_line_end_ = false;
-    if (found == end || taken != found - s || !write_line_end())
+    }
+    if (found == end || taken != found - s || !write_line_end()) {
       return total;
+    }
     ++total;
     s = found + 1;
   }

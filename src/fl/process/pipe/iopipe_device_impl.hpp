@@ -5,12 +5,12 @@
 // Threads: no lock. Reading and writing touch different fields, so one reader and one writer may run at once.
 #pragma once
 
-#include <cstdint>
-#include <ios>
-
 #include <fl/export.hpp>
 #include <fl/process/iopipe_descriptor.hpp>
 #include <fl/process/iopipe_device.hpp>
+
+#include <cstdint>
+#include <ios>
 
 namespace foundation::core::sysdep::windows {
 

@@ -5,9 +5,9 @@
 // right behind the failed call.
 #pragma once
 
-#include <cstdint>
-
 #include <fl/process/iopipe_handles.hpp>
+
+#include <cstdint>
 
 namespace foundation::core::sysdep::windows {
 

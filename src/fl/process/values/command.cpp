@@ -1,5 +1,6 @@
 #include <fl/process/command.hpp>
 #include <i18n/convert.hpp>
+
 #include <ostream>
 #include <utility>
 

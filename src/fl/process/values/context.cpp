@@ -1,11 +1,13 @@
-#include "process/launch/environment_block.hpp"
-
-#include <boost/smart_ptr/make_shared.hpp>
 #include <fl/process/context.hpp>
 #include <fl/process/iopipe.hpp>
 #include <fl/process/open_mode.hpp>
 #include <i18n/convert.hpp>
 #include <safe_env/environment.hpp>
+
+#include "process/launch/environment_block.hpp"
+
+#include <boost/smart_ptr/make_shared.hpp>
+
 #include <utility>
 
 namespace foundation::core::process {
@@ -198,8 +200,9 @@ iopipe_descriptor context::inherit_pipe(iopipe& pipe, int mode) {
     return iopipe_descriptor();
   }
   // Through the buffer: `flush` does nothing on a stream that is not good, and the child would wait for what is in it.
-  if (pipe.rdbuf()->pubsync() != 0)
+  if (pipe.rdbuf()->pubsync() != 0) {
     pipe.setstate(std::ios_base::badbit);
+  }
   const iopipe_device device = pipe.device();
   inherited_pipes_[device] = mode;
   return device.descriptor(mode);

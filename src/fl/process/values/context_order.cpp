@@ -1,7 +1,8 @@
 // Equality and order of a launch context. Both go through the same fields in the same order; the inherited pipes have
 // no part in either.
-#include <algorithm>
 #include <fl/process/context.hpp>
+
+#include <algorithm>
 #include <functional>
 
 namespace foundation::core::process {

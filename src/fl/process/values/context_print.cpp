@@ -1,6 +1,8 @@
 // The printed form of a launch context, for logs: one line, nothing escaped, no password.
-#include <boost/optional/optional_io.hpp>
 #include <fl/process/context.hpp>
+
+#include <boost/optional/optional_io.hpp>
+
 #include <ostream>
 
 namespace foundation::core::process {

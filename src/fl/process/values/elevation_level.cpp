@@ -1,4 +1,5 @@
 #include <fl/process/elevation_level.hpp>
+
 #include <ostream>
 
 namespace foundation::core::process {

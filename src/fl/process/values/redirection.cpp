@@ -1,6 +1,7 @@
 #include <fl/process/iopipe.hpp>
 #include <fl/process/redirection.hpp>
 #include <i18n/convert.hpp>
+
 #include <ostream>
 
 namespace foundation::core::process {

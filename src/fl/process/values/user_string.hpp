@@ -2,6 +2,7 @@
 #pragma once
 
 #include <boost/tuple/tuple.hpp>
+
 #include <string>
 
 namespace foundation::core::process {

@@ -22,8 +22,9 @@ struct HandleCloser {
 
   /// Closes a handle that is not null. The last error is as it was before.
   ~HandleCloser() {
-    if (mode == CloseOnDestruction::leave || !handle)
+    if (mode == CloseOnDestruction::leave || !handle) {
       return;
+    }
     const DWORD last_error = ::GetLastError();
     closer(handle);
     ::SetLastError(last_error);

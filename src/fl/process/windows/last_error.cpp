@@ -17,8 +17,9 @@ boost::system::system_error system_failure(unsigned long code, const char* text)
 
 void throw_last_error(unsigned long code, const char* text) {
   const boost::system::system_error error = system_failure(code, text);
-  if (loggers::process_impl.enabled(log::severity::error))
+  if (loggers::process_impl.enabled(log::severity::error)) {
     loggers::process_impl.log(log::severity::error, boost::diagnostic_information(error, true));
+  }
   throw error;
 }
 

@@ -2,9 +2,9 @@
 
 #include <i18n/convert.hpp>
 
-#include <windows.h>
-
 #include <boost/numeric/conversion/cast.hpp>
+
+#include <windows.h>
 
 #include <algorithm>
 #include <cwctype>
@@ -42,11 +42,13 @@ bool fits_narrow_calls(const process::environment_map& environment) {
 
 std::wstring to_native(std::string_view text) {
   std::wstring units(text.size(), L'\0');
-  if (text.empty())
+  if (text.empty()) {
     return units;
+  }
   std::size_t count = convert(CP_UTF8, MB_ERR_INVALID_CHARS, text, units);
-  if (count == 0)
+  if (count == 0) {
     count = convert(CP_ACP, 0, text, units);
+  }
   units.resize(count);
   return units;
 }

@@ -12,8 +12,9 @@ std::wstring to_wide(const std::string& utf8) {
 }
 
 const std::string& without_nul(const std::string& text, const char* what) {
-  if (text.find('\0') != std::string::npos)
+  if (text.find('\0') != std::string::npos) {
     throw std::invalid_argument(std::string("the ") + what + " holds a NUL character");
+  }
   return text;
 }
 

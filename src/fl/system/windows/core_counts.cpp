@@ -6,9 +6,9 @@
 #include "system/pe_cores.hpp"
 #include "system/processor_topology.hpp"
 
-#include <windows.h>
-
 #include <boost/system/system_error.hpp>
+
+#include <windows.h>
 
 #include <algorithm>
 #include <cstddef>
@@ -36,8 +36,9 @@ static_assert(offsetof(PROCESSOR_GROUP_INFO, ActiveProcessorCount) == topology_r
 }
 
 void require(bool succeeded) {
-  if (!succeeded)
+  if (!succeeded) {
     fail(::GetLastError());
+  }
 }
 
 template <class... Parts>
@@ -71,8 +72,9 @@ std::vector<std::byte> getProcessorRecords() {
   while (!::GetLogicalProcessorInformationEx(RelationAll, reinterpret_cast<information*>(buffer.data()), &length)) {
     const DWORD code = ::GetLastError();
     // Processors can be added between two calls. Who asks for no more than it got would ask for ever.
-    if (code != ERROR_INSUFFICIENT_BUFFER || length <= buffer.size())
+    if (code != ERROR_INSUFFICIENT_BUFFER || length <= buffer.size()) {
       fail(code);
+    }
     buffer.resize(length);
   }
   buffer.resize(std::min<std::size_t>(length, buffer.size()));

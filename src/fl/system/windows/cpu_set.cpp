@@ -1,5 +1,4 @@
 #include "system/pe_cores.hpp"
-
 #include "system/probe_log.hpp"
 
 #include <windows.h>
@@ -24,8 +23,9 @@ std::vector<CpuSetEntry> WindowsCpuSetActual::query() const {
       return {};
     }
   }
-  if (length == 0)
+  if (length == 0) {
     return {};
+  }
   std::vector<std::byte> buffer(length);
   ULONG filled = length;
   if (!::getSystemCpuSetInformation(buffer.data(), length, &filled, process, 0)) {

@@ -1,15 +1,13 @@
-#include <fl/system/processor_frequency.hpp>
-
-#include <fl/except/anonymous_internal_exception.hpp>
-
 #include "system/windows/processor_frequency.hpp"
 
-#include <windows.h>
-
-#include <powrprof.h>
+#include <fl/except/anonymous_internal_exception.hpp>
+#include <fl/system/processor_frequency.hpp>
 
 #include <boost/numeric/conversion/cast.hpp>
 #include <boost/system/system_error.hpp>
+
+#include <windows.h>
+#include <powrprof.h>
 
 #include <vector>
 

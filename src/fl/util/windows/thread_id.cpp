@@ -20,15 +20,17 @@ unsigned long current_thread_id() noexcept {
 
 bool is_stopped(unsigned long thread) noexcept {
   const HANDLE handle = OpenThread(SYNCHRONIZE | THREAD_SUSPEND_RESUME, FALSE, thread);
-  if (handle == nullptr)
+  if (handle == nullptr) {
     return GetLastError() == ERROR_INVALID_PARAMETER;
+  }
   const bool ended = WaitForSingleObject(handle, 0) == WAIT_OBJECT_0;
   // The system tells how often a thread is suspended only to who suspends it once more. Between the two calls there is
   // nothing that could need what the thread holds.
   constexpr DWORD failed = static_cast<DWORD>(-1);
   const DWORD before = SuspendThread(handle);
-  if (before != failed)
+  if (before != failed) {
     ResumeThread(handle);
+  }
   CloseHandle(handle);
   return ended || (before != failed && before > 0);
 }

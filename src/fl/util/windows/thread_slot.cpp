@@ -13,8 +13,9 @@ void* thread_slot::get() const noexcept {
 }
 
 void thread_slot::set(void* value) {
-  if (index_ == TLS_OUT_OF_INDEXES || !TlsSetValue(index_, value))
+  if (index_ == TLS_OUT_OF_INDEXES || !TlsSetValue(index_, value)) {
     throw std::bad_alloc();
+  }
 }
 
 }  // namespace foundation::core::util

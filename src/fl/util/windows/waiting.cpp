@@ -5,10 +5,11 @@
 namespace foundation::core::util {
 
 void wait_turn(unsigned turn) noexcept {
-  if (turn < short_turns)
+  if (turn < short_turns) {
     SwitchToThread();
-  else
+  } else {
     Sleep(1);
+  }
 }
 
 std::uint64_t milliseconds_passed() noexcept {

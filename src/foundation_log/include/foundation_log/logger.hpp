@@ -64,8 +64,9 @@ FOUNDATION_LOG_API void note_unprintable_part(std::ostream& text);
 template <class Part>
 void put_part(std::ostream& text, const Part& part) {
   text << part;
-  if (!text)
+  if (!text) {
     note_unprintable_part(text);
+  }
 }
 
 /// Streams the parts. One that throws ends the text with a note of it. Without memory for that the stream is left bad:
@@ -112,8 +113,9 @@ class basic_diagnostic_logger<char> {
   /// record says so behind the parts before it; if there is no memory, there is no record.
   template <class... Parts>
   void log(unsigned severity, const Parts&... parts) const noexcept {
-    if (enabled(severity))
+    if (enabled(severity)) {
       write_parts(severity, parts...);
+    }
   }
 
   /// Reports a failed check, if the level word has a severity for checks: writes a record of that severity, whatever
@@ -124,11 +126,13 @@ class basic_diagnostic_logger<char> {
   template <class... Parts>
   void check_failed(const char* file, int line, const char* function, const Parts&... parts) const {
     const unsigned check = level() >> check_shift;
-    if (check == 0)
+    if (check == 0) {
       return;
+    }
     std::ostringstream text;
-    if (recording())
+    if (recording()) {
       detail::put_parts(text, parts...);
+    }
     report_check(check, text, file, line, function);
   }
 

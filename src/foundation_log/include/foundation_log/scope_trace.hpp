@@ -19,15 +19,17 @@ class scope_trace {
   /// raises the indent. `signature` is zero-terminated and must outlive the object, as `logger` must.
   scope_trace(basic_diagnostic_logger<char>& logger, const char* signature) noexcept
       : logger_(logger), signature_(signature), active_(logger.enabled(severity::scope_entry)) {
-    if (active_)
+    if (active_) {
       enter();
+    }
   }
 
   /// If active, lowers the indent and logs the signature at `severity::scope_exit`, with " [throw]" behind it if the
   /// scope is left by an exception. The result, if there is one, comes first, whether or not the trace is active.
   ~scope_trace() {
-    if (active_ || write_result_ != nullptr)
+    if (active_ || write_result_ != nullptr) {
       leave();
+    }
   }
 
   scope_trace(const scope_trace&) = delete;

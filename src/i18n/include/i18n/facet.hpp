@@ -4,9 +4,8 @@
 // with `std::bad_cast`. The streams of fl/io.hpp are imbued with this one.
 #pragma once
 
-#include <i18n/export.hpp>
-
 #include <cpp11compat/char16_streams.hpp>
+#include <i18n/export.hpp>
 
 #include <locale>
 

@@ -30,7 +30,6 @@
 
 #include <i18n/export.hpp>
 #include <i18n/ustring.hpp>
-
 #include <resource_core/msg_id.hpp>
 
 #include <memory>

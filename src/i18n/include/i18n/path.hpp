@@ -119,19 +119,22 @@ std::size_t basic_path<Native, Char, Traits>::root_name_end() const noexcept {
   const auto is_name_at = [this](std::size_t index) {
     return index < path_.size() && !Traits::is_separator(path_[index]);
   };
-  if (path_.size() < 3 || is_name_at(0) || is_name_at(1) || !is_name_at(2))
+  if (path_.size() < 3 || is_name_at(0) || is_name_at(1) || !is_name_at(2)) {
     return detail::drive_length<Char>(path_);
+  }
   std::size_t end = 3;
-  while (is_name_at(end))
+  while (is_name_at(end)) {
     ++end;
+  }
   return end;
 }
 
 template <class Native, class Char, class Traits>
 std::size_t basic_path<Native, Char, Traits>::root_end() const noexcept {
   std::size_t end = detail::drive_length<Char>(path_);
-  while (end != path_.size() && Traits::is_separator(path_[end]))
+  while (end != path_.size() && Traits::is_separator(path_[end])) {
     ++end;
+  }
   return end;
 }
 
@@ -139,8 +142,9 @@ template <class Native, class Char, class Traits>
 std::size_t basic_path<Native, Char, Traits>::filename_begin() const noexcept {
   const std::size_t drive = detail::drive_length<Char>(path_);
   std::size_t begin = path_.size();
-  while (begin != drive && !Traits::is_separator(path_[begin - 1]))
+  while (begin != drive && !Traits::is_separator(path_[begin - 1])) {
     --begin;
+  }
   return begin;
 }
 
@@ -156,8 +160,9 @@ template <class Native, class Char, class Traits>
 basic_path<Native, Char, Traits> basic_path<Native, Char, Traits>::parent_path() const {
   const std::size_t root = root_end();
   std::size_t end = filename_begin();
-  while (end > root && Traits::is_separator(path_[end - 1]))
+  while (end > root && Traits::is_separator(path_[end - 1])) {
     --end;
+  }
   return basic_path(path_.substr(0, end));
 }
 
@@ -172,13 +177,15 @@ basic_path<Native, Char, Traits>& basic_path<Native, Char, Traits>::operator/=(c
   const std::size_t root = root_name_end();
   const std::size_t part_root = part.root_name_end();
   const bool has_another_root = part_root != 0 && part.path_.compare(0, part_root, path_, 0, root) != 0;
-  if (part.is_absolute() || has_another_root)
+  if (part.is_absolute() || has_another_root) {
     return *this = part;
+  }
   const bool begins_at_root = part.path_.size() > part_root && Traits::is_separator(part.path_[part_root]);
   string_type joined = path_.substr(0, begins_at_root ? root : path_.size());  // `part` may be this path.
   const bool is_bare_drive = joined.size() == detail::drive_length<Char>(joined);
-  if (!begins_at_root && !is_bare_drive && !Traits::is_separator(joined.back()))
+  if (!begins_at_root && !is_bare_drive && !Traits::is_separator(joined.back())) {
     joined += Traits::preferred_separator;
+  }
   joined.append(part.path_, part_root, string_type::npos);
   path_ = std::move(joined);
   return *this;

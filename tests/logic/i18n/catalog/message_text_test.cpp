@@ -1,10 +1,10 @@
 // What message catalogs do without the system: arguments in texts, languages, names and contents of files.
 #include "catalog/message_text.hpp"
 
+#include <i18n/message_catalog.hpp>
+
 #include "catalog/catalog_file.hpp"
 #include "catalog/language_tag.hpp"
-
-#include <i18n/message_catalog.hpp>
 
 #include <gtest/gtest.h>
 
@@ -38,8 +38,9 @@ TEST(MessageText, ArgumentsTakeThePlaceOfTheirMarksOnceWhateverTheLocaleAndNothi
       {u"{7} {} {-1} {02} { 2} {2 {x} {99999999999999999999999} }", nullptr},
       {u"\u6570{2", nullptr},
       {u"", u""}};
-  for (const auto& [text, result] : cases)
+  for (const auto& [text, result] : cases) {
     EXPECT_EQ(insert_arguments(text, arguments), result != nullptr ? result : text);
+  }
   EXPECT_EQ(insert_arguments(u"{10}", std::vector<MsgArgument>(11, 1.5)), u"1.5");
   std::locale::global(former);
 }
@@ -52,8 +53,9 @@ TEST(LanguageTag, IsPutInItsUsualCaseOrQuotedAndFallsBackPartByPartToEnglish) {
       {"ES-419", {"es-419", "es", "en"}},
       {"zh-hANT-tw-X-ab-CD", {"zh-Hant-TW-x-ab-cd", "zh-Hant-TW-x-ab", "zh-Hant-TW", "zh-Hant", "zh", "en"}},
       {"X-AB", {"x-ab", "en"}}};
-  for (const auto& [tag, chain] : cases)
+  for (const auto& [tag, chain] : cases) {
     EXPECT_EQ(fallback_chain(canonical_tag(tag)), chain);
+  }
   for (const std::string bad : {"", "de_AT", "de-", "-de", "a--b", "..", "d\xC3\xA9"}) {
     try {
       canonical_tag(bad);
@@ -67,8 +69,9 @@ TEST(LanguageTag, IsPutInItsUsualCaseOrQuotedAndFallsBackPartByPartToEnglish) {
 
 TEST(CatalogFile, OnlyPlainNamesHaveAFile) {
   EXPECT_EQ(catalog_file_name("PLANNER:b_c:D9"), u"PLANNER.b_c.D9.json");
-  for (const std::string& bad : {""s, "a.b"s, "a/b"s, "a\\b"s, "\xC3\xA9"s, "a\0b"s})
+  for (const std::string& bad : {""s, "a.b"s, "a/b"s, "a\\b"s, "\xC3\xA9"s, "a\0b"s}) {
     EXPECT_EQ(catalog_file_name(bad), std::nullopt) << bad;
+  }
 }
 
 TEST(CatalogFile, TextsAreReadOrTheFaultIsNamed) {
@@ -90,10 +93,12 @@ TEST(CatalogFile, TextsAreReadOrTheFaultIsNamed) {
   refuses("{} {}", "line 1, column 4: extra data");
   refuses("{\"a\": \"\xFF\"}", "line 1, column 8: ");
   refuses("{\"a\": \"1\",\n\"\\u0061\": \"2\"}", "line 2, column 8: the mnemonic \"a\" stands here again");
-  for (const std::string value : {"22", "-2e1", "true", "null", "{}", "[\"\"]"})
+  for (const std::string value : {"22", "-2e1", "true", "null", "{}", "[\"\"]"}) {
     refuses("{\n\"b\": " + value + "}", "line 2, column ");
-  for (const char* const whole : {"\"b\"", "[]", "1"})
+  }
+  for (const char* const whole : {"\"b\"", "[]", "1"}) {
     refuses(whole, "line 1, column ");
+  }
 }
 
 }  // namespace

@@ -23,15 +23,17 @@ struct sample {
 
 std::string bytes_of(char32_t unit, std::size_t size, byte_order order) {
   std::string result;
-  for (std::size_t i = 0; i != size; ++i)
+  for (std::size_t i = 0; i != size; ++i) {
     result.insert(order == byte_order::little ? result.end() : result.begin(), static_cast<char>(unit >> 8 * i));
+  }
   return result;
 }
 
 std::string utf16_bytes(const std::u16string& units, byte_order order) {
   std::string result;
-  for (const char16_t unit : units)
+  for (const char16_t unit : units) {
     result += bytes_of(unit, 2, order);
+  }
   return result;
 }
 
@@ -118,8 +120,9 @@ std::basic_string<Out> convert_in_parts(const sample<Out, In>& each, std::size_t
     for (std::size_t size = area_size;;) {
       const std::size_t before = result.size();
       const stopped stop = convert_exactly(each.converter, input, size, last, result);
-      if (stop.why == stop_reason::input_used)
+      if (stop.why == stop_reason::input_used) {
         break;
+      }
       if (stop.why == stop_reason::ill_formed) {
         EXPECT_TRUE(stop.ill_formed_length > 0 && stop.ill_formed_length <= input.size());
         input.remove_prefix(stop.ill_formed_length);
@@ -142,8 +145,9 @@ void expect_any_parts_give_the_same(const std::vector<sample<Out, In>>& samples)
     const sample<Out, In>& each = samples[i];
     for (const std::size_t size : {1u, 2u, 3u, 4u, 5u, 7u, 15u, 16u, 17u, 47u, 48u, 49u, 63u, 64u, 100u, 3000u}) {
       const std::size_t step = size < 10 ? 13 : 1;
-      for (std::size_t cut = 0; cut <= each.input.size(); cut += step)
+      for (std::size_t cut = 0; cut <= each.input.size(); cut += step) {
         ASSERT_EQ(convert_in_parts(each, cut, size), each.output) << "sample " << i << ", " << size << ", " << cut;
+      }
     }
   }
 }

@@ -24,18 +24,22 @@ bool is_surrogate(char32_t value) {
 std::string reference_utf8(char32_t value) {
   const auto byte = [](char32_t bits) { return static_cast<char>(bits); };
   const auto trail = [&](int shift) { return byte(0x80 | (value >> shift & 0x3F)); };
-  if (value < 0x80)
+  if (value < 0x80) {
     return {byte(value)};
-  if (value < 0x800)
+  }
+  if (value < 0x800) {
     return {byte(0xC0 | value >> 6), trail(0)};
-  if (value < 0x10000)
+  }
+  if (value < 0x10000) {
     return {byte(0xE0 | value >> 12), trail(6), trail(0)};
+  }
   return {byte(0xF0 | value >> 18), trail(12), trail(6), trail(0)};
 }
 
 ustring reference_utf16(char32_t value) {
-  if (value < 0x10000)
+  if (value < 0x10000) {
     return {static_cast<char16_t>(value)};
+  }
   return {static_cast<char16_t>(0xD800 + ((value - 0x10000) >> 10)),
           static_cast<char16_t>(0xDC00 + ((value - 0x10000) & 0x3FF))};
 }
@@ -68,13 +72,15 @@ ustring reference_decode(std::string_view bytes) {
     for (const form& each : forms) {
       std::size_t same = 0;
       while (same != each.length && same != bytes.size() && byte(same) >= each.bytes[same].first &&
-             byte(same) <= each.bytes[same].last)
+             byte(same) <= each.bytes[same].last) {
         ++same;
+      }
       taken = std::max(taken, same);
       if (same == each.length) {
         value = same == 1 ? byte(0) : byte(0) & 0x7FU >> same;
-        for (std::size_t i = 1; i != same; ++i)
+        for (std::size_t i = 1; i != same; ++i) {
           value = value << 6 | (byte(i) & 0x3F);
+        }
       }
     }
     result += reference_utf16(value);
@@ -89,8 +95,9 @@ std::string reference_encode(std::u16string_view text) {
     const bool pair =
         text.size() > 1 && text[0] >= 0xD800 && text[0] <= 0xDBFF && text[1] >= 0xDC00 && text[1] <= 0xDFFF;
     char32_t value = is_surrogate(text[0]) ? 0xFFFD : text[0];
-    if (pair)
+    if (pair) {
       value = 0x10000 + ((text[0] & 0x3FFU) << 10) + (text[1] & 0x3FFU);
+    }
     result += reference_utf8(value);
     text.remove_prefix(pair ? 2 : 1);
   }
@@ -110,8 +117,9 @@ bool encodes_as_reference(const ustring& text) {
 
 TEST(Utf, EveryCodePointGoesThroughBothWays) {
   for (char32_t value = 0; value != code_point_end; ++value) {
-    if (is_surrogate(value))
+    if (is_surrogate(value)) {
       continue;
+    }
     ASSERT_EQ(utf8_to_ustring(reference_utf8(value)), reference_utf16(value)) << static_cast<unsigned>(value);
     ASSERT_EQ(ustring_to_utf8(reference_utf16(value)), reference_utf8(value)) << static_cast<unsigned>(value);
   }
@@ -164,8 +172,9 @@ TEST(Utf, UnitsAtTheEdgesOfAllRangesEncodeAsTheReference) {
   for (const char16_t a : edges) {
     for (const char16_t b : edges) {
       ASSERT_TRUE(encodes_as_reference({a, b})) << int{a} << ' ' << int{b};
-      for (const char16_t c : edges)
+      for (const char16_t c : edges) {
         ASSERT_TRUE(encodes_as_reference({a, b, c})) << int{a} << ' ' << int{b} << ' ' << int{c};
+      }
     }
   }
 }

@@ -2,9 +2,9 @@
 #include <i18n/encoding.hpp>
 #include <i18n/stream_converter.hpp>
 
-#include <gtest/gtest.h>
-
 #include "seeded_random.hpp"
+
+#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <string>
@@ -62,10 +62,12 @@ void expect_pieces_give(const std::basic_string<Out>& whole, const std::basic_st
       feed(converter, std::basic_string_view<In>(text), first, size, area, result, first % 2 == 0);
       ASSERT_TRUE(result == whole) << name << " cut at " << first << ", then each " << size << ", into " << area;
     };
-    for (std::size_t first = 0; first != 65; ++first)
+    for (std::size_t first = 0; first != 65; ++first) {
       check(first, 1000);
-    for (const std::size_t size : {1, 2, 3, 1023, 1024, 1025})
+    }
+    for (const std::size_t size : {1, 2, 3, 1023, 1024, 1025}) {
       check(size, size);
+    }
   }
 }
 
@@ -84,8 +86,9 @@ ustring sample_text() {
   ustring text = u"\u65E5\u672CA\U0001F600\U0001F601";
   while (text.size() < 1500) {
     text += random.pick(parts);
-    if (random.chance(20))
+    if (random.chance(20)) {
       text += static_cast<char16_t>(0xD800 + random.below(0x800));
+    }
   }
   return text + u"\xD83D";
 }
@@ -94,8 +97,9 @@ ustring sample_text() {
 std::string sample_bytes(const char* name) {
   std::string bytes = encode(sample_text(), name);
   test_support::seeded_random random;
-  for (std::size_t at = 40; at < bytes.size(); at += 1 + random.below(40))
+  for (std::size_t at = 40; at < bytes.size(); at += 1 + random.below(40)) {
     bytes[at] = static_cast<char>(random.chance(50) ? random.pick("\x81\x8E\x8F\xB0\xE2\xF0\x30\x84"s) : random.bits());
+  }
   return bytes + "\x81\x30\x81";
 }
 
@@ -108,8 +112,9 @@ TEST(StreamConverter, PiecesPutTogetherGiveWhatTheWholeGives) {
     expect_pieces_give<stream_codecvt_string_to_ustring>(decode(bytes, name), bytes, name);
     expect_pieces_give<stream_codecvt_utf8string_to_string>(encode(decode(utf8, "UTF-8"), name), utf8, name);
     expect_pieces_give<stream_codecvt_string_to_utf8string>(encode(decode(bytes, name), "UTF-8"), bytes, name);
-    if (HasFailure())
+    if (HasFailure()) {
       return;
+    }
   }
 }
 
@@ -172,8 +177,9 @@ TEST(StreamConverter, AStrictOneSaysWhatItRefusesAndWhereAndHasWrittenAllBefore)
                                                       "ill-formed \"GB18030\" at byte 5");
   const std::string long_text = [] {
     std::string text;
-    while (text.size() < 1500)
+    while (text.size() < 1500) {
       text += "\xC3\xA9 ";
+    }
     return text;
   }();
   expect_refusal<stream_codecvt_utf8string_to_string>("windows-1252", long_text + "\xF0\x9F\x98\x80", long_text.size(),

@@ -100,8 +100,9 @@ TEST(Path, IsTakenApartAndPutTogether) {
       {u"a", u"", u"a\\"},       {u"C:", u"b", u"C:b"},         {u"C:", u"/b", u"C:/b"},  {u"C:/a", u"/b", u"C:/b"},
       {u"C:/a", u"D:b", u"D:b"}, {u"C:/a", u"C:b", u"C:/a\\b"}, {u"a", u"C:/b", u"C:/b"}, {u"a", u"//s/b", u"//s/b"},
       {u"", u"", u""},           {u"//s/a", u"/b", u"//s/b"},   {u"//s", u"b", u"//s\\b"}};
-  for (const auto& [left, right, result] : joined)
+  for (const auto& [left, right, result] : joined) {
     EXPECT_EQ(path(left) / path(right), path(result)) << path(left).native().c_str();
+  }
   path self(u"a");
   self /= self;
   EXPECT_EQ(self, path(L"a\\a"));

@@ -1,4 +1,7 @@
 #include "process/launch/environment_block.hpp"
+
+#include <fl/util/lexicographical_iless.hpp>
+
 #include "util/strict_utf.hpp"
 
 #include <gtest/gtest.h>
@@ -7,8 +10,6 @@
 #include <string>
 #include <utility>
 #include <vector>
-
-#include <fl/util/lexicographical_iless.hpp>
 
 namespace {
 
@@ -46,8 +47,9 @@ TEST(EnvironmentNames, AreOrderedByUpperCasedSignedBytesInTheGlobalLocaleOfTheMo
   // Upper-casing puts the letters in front of the underscore; above 127 is below zero.
   const char* const ascending[][2] = {{"", "a"},  {"path", "PATHEXT"}, {"a", "B"},
                                       {"z", "_"}, {"\xe4", "a"},       {"1", "2"}};
-  for (const auto& [left, right] : ascending)
+  for (const auto& [left, right] : ascending) {
     EXPECT_TRUE(less(left, right) && !less(right, left)) << left << " | " << right;
+  }
   const std::locale former = std::locale::global(std::locale(std::locale(), new odd_letters));
   EXPECT_FALSE(less("1", "2"));
   std::locale::global(former);
@@ -80,8 +82,9 @@ TEST(MergedEnvironmentBlock, KeepsTheUsersVariablesAndAddsTheOthers) {
       {"UTF-8", u""s, {{"\xc3\xa4", "\xf0\x9f\x98\x80"}}, u"\u00e4=\U0001F600\0\0"s},
       {"units in the order of unsigned numbers", u"\uffee=1\0"s, {{"a", "2"}}, u"a=2\0\uffee=1\0\0"s},
   };
-  for (const auto& [what, user, environment, expected] : cases)
+  for (const auto& [what, user, environment, expected] : cases) {
     EXPECT_EQ(merged(user, environment), expected) << what;
+  }
 }
 
 }  // namespace

@@ -1,13 +1,13 @@
 #include "process/launch/quoting.hpp"
 
+#include "seeded_random.hpp"
+
 #include <gtest/gtest.h>
 
 #include <cstring>
 #include <string>
 #include <utility>
 #include <vector>
-
-#include "seeded_random.hpp"
 
 namespace {
 
@@ -22,8 +22,9 @@ std::string slowly_quoted(std::string s) {
   for (std::size_t i = s.size(); i > 0; --i) {
     const char c = s[i - 1];
     if (c == '"') {
-      if (pending)
+      if (pending) {
         s.insert(i, count, '\\');
+      }
       pending = true;
       count = 1;
     } else if (pending && c == '\\') {
@@ -33,8 +34,9 @@ std::string slowly_quoted(std::string s) {
       pending = false;
     }
   }
-  if (pending)
+  if (pending) {
     s.insert(0, count, '\\');
+  }
   return outer_quotes ? '"' + s + '"' : s;
 }
 
@@ -43,8 +45,9 @@ template <class Check>
 void for_each_text(const std::string& alphabet, std::size_t longest, Check check, const std::string& start = {}) {
   for (const char c : alphabet) {
     check(start + c);
-    if (start.size() + 1 != longest)
+    if (start.size() + 1 != longest) {
       for_each_text(alphabet, longest, check, start + c);
+    }
   }
 }
 
@@ -81,11 +84,13 @@ TEST(Quoting, AgreesWithTheRuleForAllShortArguments) {
 
 TEST(Quoting, AgreesWithTheRuleForLongArguments) {
   test_support::seeded_random random;
-  for (const std::string alphabet : {"\"", "\\", " ", "\"\\", "\\\\\\\\\\\\\"", "ab\\\" ", "abcdefgh\"\\", "\r\n\\\""})
+  for (const std::string alphabet :
+       {"\"", "\\", " ", "\"\\", "\\\\\\\\\\\\\"", "ab\\\" ", "abcdefgh\"\\", "\r\n\\\""}) {
     for (const std::size_t length : {100u, 1000u, 30'000u}) {
       const std::string argument = random.text(length, alphabet);
       ASSERT_EQ(quote_argument(argument), slowly_quoted(argument)) << "from " << alphabet;
     }
+  }
 }
 
 TEST(CommandLine, HasABlankBehindEachArgumentAndNoneBehindANameAlone) {

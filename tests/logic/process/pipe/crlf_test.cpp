@@ -2,14 +2,14 @@
 // that the sanitizer sees a step outside.
 #include "process/pipe/crlf.hpp"
 
+#include "seeded_random.hpp"
+
 #include <gtest/gtest.h>
 
 #include <cstddef>
 #include <memory>
 #include <string>
 #include <utility>
-
-#include "seeded_random.hpp"
 
 namespace {
 
@@ -18,12 +18,14 @@ using outcome = std::pair<std::string, bool>;  // the text, and whether a carria
 // Finds each carriage return in turn and moves all that is behind it down if a line feed follows.
 outcome reference(std::string text) {
   for (std::size_t at = text.find('\r'); at != std::string::npos; at = text.find('\r', at)) {
-    if (at + 1 == text.size())
+    if (at + 1 == text.size()) {
       return {text.substr(0, at), true};
-    if (text[at + 1] == '\n')
+    }
+    if (text[at + 1] == '\n') {
       text.erase(at, 1);
-    else
+    } else {
       ++at;
+    }
   }
   return {text, false};
 }
@@ -39,14 +41,16 @@ outcome translated(const std::string& text) {
 template <class Check>
 void for_each_text(std::size_t longest, Check check, const std::string& start = {}) {
   check(start);
-  if (start.size() != longest)
-    for (const char c : {'a', '\r', '\n'})
+  if (start.size() != longest) {
+    for (const char c : {'a', '\r', '\n'}) {
       for_each_text(longest, check, start + c);
+    }
+  }
 }
 
 TEST(Crlf, AgreesWithTheReferenceOnEveryShortTextAndWhereverALineEndMeetsTheEdgeOfABlock) {
   for_each_text(10, [](const std::string& text) { ASSERT_EQ(translated(text), reference(text)); });
-  for (std::size_t before = 0; before != 34; ++before)
+  for (std::size_t before = 0; before != 34; ++before) {
     for_each_text(6, [before](const std::string& middle) {
       // The line end in front starts the moving of text, which is skipped while nothing has to move.
       for (const char* const start : {"", "\r\n"}) {
@@ -54,6 +58,7 @@ TEST(Crlf, AgreesWithTheReferenceOnEveryShortTextAndWhereverALineEndMeetsTheEdge
         ASSERT_EQ(translated(text), reference(text));
       }
     });
+  }
 }
 
 TEST(Crlf, AgreesWithTheReferenceOnLongTextsOfEveryDensity) {

@@ -1,16 +1,15 @@
 // The text form in which a pipe crosses a process boundary. No pipe is made here: descriptors own nothing.
 #include <fl/process/iopipe_descriptor.hpp>
 
-#include <gtest/gtest.h>
+#include "process/pipe/iopipe_descriptor_impl.hpp"
 
 #include <boost/numeric/conversion/cast.hpp>
+#include <gtest/gtest.h>
 
 #include <locale>
 #include <stdexcept>
 #include <string>
 #include <utility>
-
-#include "process/pipe/iopipe_descriptor_impl.hpp"
 
 namespace {
 
@@ -29,8 +28,9 @@ TEST(IopipeDescriptor, IsSixNumbersAndTakesZeroForWhatIsMalformedOrMissingBehind
       {"1 2 1 1 x 1", "1 2 1 1 0 0"},
       {"  1\t2\n1  0 7 1 and more", "1 2 1 0 7 1"},
   };
-  for (const auto& [text, parsed] : cases)
+  for (const auto& [text, parsed] : cases) {
     EXPECT_EQ(static_cast<std::string>(iopipe_descriptor(text)), parsed) << text;
+  }
   const iopipe_descriptor parsed("3 4 1 1 13 0");
   EXPECT_EQ(reinterpret_cast<std::uintptr_t>(parsed.impl().handles().read_handle()), 3u);
   EXPECT_EQ(reinterpret_cast<std::uintptr_t>(parsed.impl().handles().write_handle()), 4u);
@@ -45,10 +45,12 @@ TEST(IopipeDescriptor, RefusesATextWithoutTwoHandlesAndACharacterOutOfRange) {
       EXPECT_STREQ(error.what(), "parse_file_handle: bad stream") << text;
     }
   }
-  for (const char* const text : {"1 2 0 1 128 0", "1 2 0 1 99999999999 0"})
+  for (const char* const text : {"1 2 0 1 128 0", "1 2 0 1 99999999999 0"}) {
     EXPECT_THROW(iopipe_descriptor{text}, boost::numeric::positive_overflow) << text;
-  for (const char* const text : {"1 2 0 1 -129 0", "1 2 0 1 -99999999999 0"})
+  }
+  for (const char* const text : {"1 2 0 1 -129 0", "1 2 0 1 -99999999999 0"}) {
     EXPECT_THROW(iopipe_descriptor{text}, boost::numeric::negative_overflow) << text;
+  }
 }
 
 // The receiving process may have another locale.

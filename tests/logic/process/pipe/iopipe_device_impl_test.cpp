@@ -1,9 +1,12 @@
 // Reading and writing pipes against scripted system calls: every chunk boundary, error and call sequence can be laid
 // out.
-#include <gtest/gtest.h>
+#include <fl/process/iopipe.hpp>
+
+#include "host/pipe_handles.hpp"
 
 #include <boost/numeric/conversion/cast.hpp>
 #include <boost/system/system_error.hpp>
+#include <gtest/gtest.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -13,10 +16,6 @@
 #include <string>
 #include <typeinfo>
 #include <vector>
-
-#include <fl/process/iopipe.hpp>
-
-#include "host/pipe_handles.hpp"
 
 namespace {
 
@@ -48,15 +47,17 @@ std::string read(const iopipe_device& device, std::size_t size) {
 // All reads up to the end of the file.
 strings read_all(const iopipe_device& device, std::size_t size) {
   strings pieces;
-  for (std::string piece = read(device, size); !piece.empty(); piece = read(device, size))
+  for (std::string piece = read(device, size); !piece.empty(); piece = read(device, size)) {
     pieces.push_back(piece);
+  }
   return pieces;
 }
 
 std::string joined(const strings& pieces) {
   std::string all;
-  for (const std::string& piece : pieces)
+  for (const std::string& piece : pieces) {
     all += piece;
+  }
   return all;
 }
 
@@ -129,20 +130,23 @@ TEST(PipeRead, AOneByteReadTakesTwoBytesAndHoldsTheSecondAndAnEmptyReadAsksNobod
 TEST(PipeRead, TextModeSurvivesASplitAtEveryPlaceAndAHandOverAfterAnyRead) {
   const std::string text = "\r\n\r\r\nline one\r\nline\rtwo, a longer one\r\n\r\r";
   const std::string translated = "\n\r\nline one\nline\rtwo, a longer one\n\r\r";
-  for (std::size_t split = 1; split != text.size(); ++split)
-    for (const std::size_t size : {1, 2, 3, 64})
+  for (std::size_t split = 1; split != text.size(); ++split) {
+    for (const std::size_t size : {1, 2, 3, 64}) {
       for (int reads_before = 0; reads_before != 6; ++reads_before) {
         pipe_script script;
         script.arrive({text.substr(0, split), text.substr(split)});
         const iopipe_device first(text_mode);
         std::string got;
-        for (int i = 0; i != reads_before; ++i)
+        for (int i = 0; i != reads_before; ++i) {
           got += read(first, size);
+        }
         const std::string handed_over = first.descriptor(process::open_mode::read);
         first.release_read_handle();
         got += joined(read_all(iopipe_device(iopipe_descriptor(handed_over)), size));
         ASSERT_EQ(got, translated) << split << " by " << size << ", handed over after " << reads_before;
       }
+    }
+  }
 }
 
 TEST(PipeRead, DeliversTheCarriedCharacterAtTheEndOfTheFileAndLosesItToNoError) {
@@ -151,7 +155,7 @@ TEST(PipeRead, DeliversTheCarriedCharacterAtTheEndOfTheFileAndLosesItToNoError) 
                                    {"ReadFile", 5},
                                    {"AsyncReadFile", 5},
                                    {"GetOverlappedResult", 5}};
-  for (const pipe_failure& failure : failures)
+  for (const pipe_failure& failure : failures) {
     for (const std::size_t size : {1, 8}) {
       pipe_script script;
       script.arrive({"ab"});
@@ -169,6 +173,7 @@ TEST(PipeRead, DeliversTheCarriedCharacterAtTheEndOfTheFileAndLosesItToNoError) 
       }
       EXPECT_TRUE(device.is_open_for_read());
     }
+  }
 }
 
 TEST(PipeRead, RefusesWhatOneSystemCallCannotCount) {
@@ -206,8 +211,9 @@ TEST(PipeWrite, MakesTheCallsOfItsModeAndCountsTheCallersCharactersThatWereTaken
   };
   for (const auto& [mode, text, calls, taken, count] : cases) {
     pipe_script script;
-    for (const std::uint32_t each : taken)
+    for (const std::uint32_t each : taken) {
       script.writes.push_back({each, {}});
+    }
     EXPECT_EQ(iopipe_device(mode).write(text.data(), static_cast<std::streamsize>(text.size())), count)
         << testing::PrintToString(text) << testing::PrintToString(taken);
     EXPECT_EQ(script.written, calls);
@@ -259,8 +265,12 @@ TEST(PipeEnds, AreClosedOnceAndWithTheLastCopyTheReadEndFirstUnlessReleased) {
   copy.close_for_write();
   EXPECT_EQ(script.closed, std::vector<void*>{write_handle});
   EXPECT_FALSE(view.is_open_for_write());
-  { const iopipe_device owner(iopipe_handles(handle(8), handle(12)), false, 0); }
-  { const iopipe_device nobody(iopipe_descriptor("0 0 0 0 0 0")); }
+  {
+    const iopipe_device owner(iopipe_handles(handle(8), handle(12)), false, 0);
+  }
+  {
+    const iopipe_device nobody(iopipe_descriptor("0 0 0 0 0 0"));
+  }
   {
     const iopipe_device releasing(iopipe_handles(handle(16), handle(20)), false, 0);
     releasing.release_read_handle();
@@ -275,8 +285,9 @@ TEST(PipeDevice, ItsDescriptorHasTheEndsThatAreOpenAndAskedFor) {
   pipe_script script;
   const iopipe_device device(iopipe_handles(handle(8), handle(12)), false, text_mode);
   const char* const texts[] = {"0 0 1 0 0 0", "8 0 1 0 0 0", "0 12 1 0 0 0", "8 12 1 0 0 0"};
-  for (int mode = 0; mode != 4; ++mode)
+  for (int mode = 0; mode != 4; ++mode) {
     EXPECT_EQ(std::string(device.descriptor(mode | binary_mode)), texts[mode]);
+  }
   device.close_for_read();
   const iopipe_device made(device.descriptor(3));
   EXPECT_EQ(std::string(made.descriptor(3)), "0 12 1 0 0 0");
@@ -304,8 +315,9 @@ TEST(PipeStream, ReadsLinesAndReadsOnAfterItsEndWasClosed) {
   script.arrive({"one\r\ntw", "o\r", "\nthree\r\nfour"});
   iopipe pipe(text_mode);
   std::string lines;
-  for (std::string line; lines.size() < 11 && std::getline(pipe, line);)
+  for (std::string line; lines.size() < 11 && std::getline(pipe, line);) {
     lines += line;
+  }
   EXPECT_EQ(lines, "onetwothree");
   EXPECT_EQ(script.read_calls[0].bytes, 4096u);
   pipe.close_for_read();
@@ -339,15 +351,16 @@ TEST(PipeStream, ClosingWritesOutWhateverStateTheStreamIsInAndTellsWhatCannotBeW
 }
 
 TEST(PipeStream, OutputTakenInPartsGoesOutOnceAndAFlushGoesOnWhereOneStopped) {
-  for (const int mode : {binary_mode, text_mode})
+  for (const int mode : {binary_mode, text_mode}) {
     for (std::size_t stop = 0; stop != 16; ++stop) {
       pipe_script script;
       script.writes.assign(40, {1, {}});
       script.writes[stop].taken = 0;
       const auto arrived = [&] {
         std::string all;
-        for (std::size_t i = 0; i != script.written.size(); ++i)
+        for (std::size_t i = 0; i != script.written.size(); ++i) {
           all += script.written[i].substr(0, i != stop);
+        }
         return all;
       };
       const std::string whole = mode == text_mode ? "ab\r\n\r\nc" : "ab\n\nc";
@@ -359,6 +372,7 @@ TEST(PipeStream, OutputTakenInPartsGoesOutOnceAndAFlushGoesOnWhereOneStopped) {
       }
       EXPECT_EQ(arrived(), whole) << stop;
     }
+  }
   pipe_script script;
   script.writes.assign(2, {4095, {}});
   EXPECT_TRUE(iopipe() << std::string(4099, 'x'));
@@ -368,7 +382,9 @@ TEST(PipeStream, OutputTakenInPartsGoesOutOnceAndAFlushGoesOnWhereOneStopped) {
 TEST(PipeStream, DestructionWritesOutSwallowsErrorsAndLeavesTheEndsToOtherCopies) {
   pipe_script script;
   const iopipe_device device;
-  { iopipe(device) << "x"; }
+  {
+    iopipe(device) << "x";
+  }
   {
     iopipe pipe(device);
     pipe << "y";

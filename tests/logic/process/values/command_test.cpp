@@ -1,9 +1,10 @@
 // What a program and its arguments are, and the errors that tell why they could not be started.
-#include <gtest/gtest.h>
-#include <boost/exception/get_error_info.hpp>
-#include <boost/exception/info.hpp>
 #include <fl/process/command.hpp>
 #include <fl/process/errors.hpp>
+
+#include <boost/exception/get_error_info.hpp>
+#include <boost/exception/info.hpp>
+#include <gtest/gtest.h>
 
 #include <sstream>
 #include <string>
@@ -42,7 +43,7 @@ TEST(Command, IsOrderedByTheBytesOfItsNameAndThenOfItsArguments) {
   const std::pair<std::string, arguments> ascending[] = {
       {"", {"z"}},  {"B", {}},         {"a", {}},     {"a", {""}},     {"a", {"", "x"}}, {"a", {"X"}},
       {"a", {"x"}}, {"a", {"x", "a"}}, {"a", {"xa"}}, {"a", {"\xff"}}, {"ab", {}},       {"\xff", {}}};
-  for (const auto& i : ascending)
+  for (const auto& i : ascending) {
     for (const auto& j : ascending) {
       command left(i.first), right(j.first);
       left.args() = i.second;
@@ -50,6 +51,7 @@ TEST(Command, IsOrderedByTheBytesOfItsNameAndThenOfItsArguments) {
       EXPECT_EQ(left < right, &i < &j) << printed(left) << " | " << printed(right);
       EXPECT_EQ(left == right, &i == &j) << printed(left) << " | " << printed(right);
     }
+  }
 }
 
 TEST(Command, PrintsNameAndArgumentsWithoutQuotingAndKeepsWideTextAsUtf8) {

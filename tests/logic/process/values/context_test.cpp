@@ -1,8 +1,11 @@
-#include <gtest/gtest.h>
-#include <boost/optional/optional_io.hpp>
-#include <boost/type_traits/is_detected.hpp>
 #include <fl/process/context.hpp>
 #include <fl/process/iopipe.hpp>
+
+#include "host/pipe_handles.hpp"
+
+#include <boost/optional/optional_io.hpp>
+#include <boost/type_traits/is_detected.hpp>
+#include <gtest/gtest.h>
 
 #include <cstdint>
 #include <cstdlib>
@@ -12,8 +15,6 @@
 #include <string>
 #include <type_traits>
 #include <vector>
-
-#include "host/pipe_handles.hpp"
 #ifndef _WIN32
 #include "host/environment.hpp"
 #endif
@@ -99,8 +100,9 @@ using changes = std::vector<std::function<void(context&)>>;
 template <class Value>
 changes field(const std::vector<Value>& ascending, void (*set)(context&, const Value&)) {
   changes result;
-  for (const Value& value : ascending)
+  for (const Value& value : ascending) {
     result.push_back([=](context& c) { set(c, value); });
+  }
   return result;
 }
 
@@ -152,7 +154,7 @@ TEST(Context, AscendsInEachFieldAndIsDecidedByTheFirstThatDiffers) {
   const bool swapped = other.device() < one.device();
   const auto fields = swapped ? fields_in_order(other, one) : fields_in_order(one, other);
   for (std::size_t f = 0; f != fields.size(); ++f) {
-    for (const auto& i : fields[f])
+    for (const auto& i : fields[f]) {
       for (const auto& j : fields[f]) {
         context left = empty_context(), right = empty_context();
         fields[f].back()(left);  // Of what was set before nothing may stay, not even under an empty optional.
@@ -161,6 +163,7 @@ TEST(Context, AscendsInEachFieldAndIsDecidedByTheFirstThatDiffers) {
         EXPECT_EQ(left < right, &i < &j) << f << ": " << left << " | " << right;
         EXPECT_EQ(left == right, &i == &j) << f << ": " << left << " | " << right;
       }
+    }
     for (std::size_t later = f + 1; later != fields.size(); ++later) {
       context left = empty_context(), right = empty_context();
       fields[f].front()(left);

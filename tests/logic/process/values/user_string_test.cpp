@@ -1,7 +1,8 @@
 #include "process/values/user_string.hpp"
 
-#include <gtest/gtest.h>
 #include <fl/process/errors.hpp>
+
+#include <gtest/gtest.h>
 
 #include <string>
 

@@ -2,10 +2,12 @@
 // its own.
 #include <i18n/message_catalog.hpp>
 
-#include <gtest/gtest.h>
-
 #include "import_patch.hpp"
 #include "support.hpp"
+
+#include <gtest/gtest.h>
+
+#include <windows.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -14,8 +16,6 @@
 #include <string>
 #include <string_view>
 #include <utility>
-
-#include <windows.h>
 
 namespace {
 
@@ -62,8 +62,9 @@ TEST(MessageCatalog, TakesEachMessageFromTheNearestLanguageAndInItFromTheNewestD
   newer.add();
   MessageCatalog::set_language("DE-at");
   ustring all;
-  for (const char* const mnemonic : {"a", "b", "c", "d", "e", "f"})
+  for (const char* const mnemonic : {"a", "b", "c", "d", "e", "f"}) {
     all += text("ORDER:x", mnemonic) + u'|';
+  }
   EXPECT_EQ(all, u"J\u00E4nner 5|newer|older|first|\u20AC 5: \u00FC, \u4E2D|only 5|");
   older.add();
   EXPECT_EQ(text("ORDER:x", "b"), u"older");
@@ -161,8 +162,9 @@ TEST(MessageCatalog, PassesOverADirectoryOutOfReachForAWhileAndSaysSoOnce) {
   clock.handle_with([&](auto) { return now; });
   const auto answer = [&](auto original, LPCWSTR path, auto... rest) {
     long_paths += std::wstring_view(path).starts_with(L"\\\\?\\");
-    if (!std::wstring_view(path).starts_with(L"\\\\far"))
+    if (!std::wstring_view(path).starts_with(L"\\\\far")) {
       return original(path, rest...);
+    }
     ++asked;
     SetLastError(code);
     return INVALID_HANDLE_VALUE;

@@ -5,11 +5,12 @@
 #include <i18n/filesystem.hpp>
 #include <i18n/stream_converter.hpp>
 
-#include <gtest/gtest.h>
-
 #include "import_patch.hpp"
 
 #include <boost/system/system_error.hpp>
+#include <gtest/gtest.h>
+
+#include <windows.h>
 
 #include <atomic>
 #include <cstdint>
@@ -20,8 +21,6 @@
 #include <thread>
 #include <type_traits>
 #include <vector>
-
-#include <windows.h>
 
 namespace {
 
@@ -97,34 +96,38 @@ TEST(NamedEncoding, ReplacesWhatIsIllFormed) {
       {"GB18030", "\x80\x81\x30\x81\x7F\x84\x32\xA4\x30 \xE3\x32\x9A\x36\xFF",
        u"\uFFFD\uFFFD0\uFFFD\x7F\uFFFD2\uFFFD0 \uFFFD2\uFFFD6\uFFFD"},
   };
-  for (const auto& each : cases)
+  for (const auto& each : cases) {
     EXPECT_EQ(decode(each.bytes, each.name), each.text) << each.name << testing::PrintToString(each.bytes);
+  }
   // What stands behind the end of the view must not complete its last character.
   EXPECT_EQ(decode(std::string_view("\x93\xFA").substr(0, 1), "Shift_JIS"), u"\uFFFD");
   EXPECT_EQ(decode(std::string_view("\xFE\xFF").substr(0, 1), "UTF-16"), u"\uFFFD");
 }
 
 TEST(NamedEncoding, WhatAnEncodingLacksIsReplacedByNothingSimilar) {
-  for (const char* const name : {"US-ASCII", "ISO-8859-1", "windows-1252", "Shift_JIS", "GBK", "IBM437"})
+  for (const char* const name : {"US-ASCII", "ISO-8859-1", "windows-1252", "Shift_JIS", "GBK", "IBM437"}) {
     EXPECT_EQ(encode(u"a\u2C00\U0001F600", name), "a???") << name;
+  }
   EXPECT_EQ(encode(u"\u0100\uFF21", "windows-1252"), "??") << "not A with something left out";
 }
 
 template <class Text>
 std::uint64_t hash_of(const Text& text) {
   std::uint64_t hash = 0xCBF29CE484222325;
-  for (const auto unit : text)
+  for (const auto unit : text) {
     hash = (hash ^ std::make_unsigned_t<typename Text::value_type>(unit)) * 0x100000001B3;
+  }
   return hash;
 }
 
 ustring all_code_points() {
   ustring text;
   for (char32_t value = 0; value != 0x110000; ++value) {
-    if (value >= 0x10000)
+    if (value >= 0x10000) {
       text += {static_cast<char16_t>(0xD7C0 + (value >> 10)), static_cast<char16_t>(0xDC00 + (value & 0x3FF))};
-    else if (value < 0xD800 || value > 0xDFFF)
+    } else if (value < 0xD800 || value > 0xDFFF) {
       text += static_cast<char16_t>(value);
+    }
   }
   return text;
 }
@@ -136,16 +139,18 @@ TEST(NamedEncoding, Gb18030AndAllPartsOfIso8859AreThoseOfTheStandards) {
   EXPECT_EQ(hash_of(bytes), 0x6DB6EB5BA8D28855U);
   EXPECT_TRUE(decode(bytes, "GB18030") == all);
   std::string upper_half;
-  for (int byte = 0x80; byte != 0x100; ++byte)
+  for (int byte = 0x80; byte != 0x100; ++byte) {
     upper_half += static_cast<char>(byte);
+  }
   ustring units;
   for (const int part : {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 13, 14, 15, 16}) {
     const std::string name = "ISO-8859-" + std::to_string(part);
     const ustring text = decode(upper_half, name);
     units += text;
     std::string defined = upper_half;
-    for (std::size_t i = 0; i != defined.size(); ++i)
+    for (std::size_t i = 0; i != defined.size(); ++i) {
       defined[i] = text[i] == u'\uFFFD' ? '?' : defined[i];
+    }
     EXPECT_EQ(encode(text, name), defined) << name;
   }
   EXPECT_EQ(hash_of(units), 0xC31F201D9D8DF574U);
@@ -167,8 +172,9 @@ std::string system_encode(UINT page, wchar_t unit) {
 /// byte.
 ustring expected_units(UINT page, const std::string& bytes) {
   const std::wstring units = system_decode(page, bytes);
-  if (!units.empty())
+  if (!units.empty()) {
     return {units.begin(), units.end()};
+  }
   return bytes.size() == 1 ? u"\uFFFD" : u"\uFFFD" + expected_units(page, bytes.substr(1));
 }
 
@@ -235,12 +241,14 @@ TEST(CodePages, ThreadsThatUseThemAtOnceReadEachOnce) {
   std::atomic<int> right = 0;
   for (int thread = 0; thread != 8; ++thread) {
     threads.emplace_back([&] {
-      for (const char* const name : {"IBM860", "IBM861", "IBM863", "IBM865"})
+      for (const char* const name : {"IBM860", "IBM861", "IBM863", "IBM865"}) {
         right += decode("\x80", name) == u"\u00C7" && encode(u"\u00C7", name) == "\x80";
+      }
     });
   }
-  for (std::thread& thread : threads)
+  for (std::thread& thread : threads) {
     thread.join();
+  }
   EXPECT_EQ(right, 8 * 4);
   EXPECT_EQ(info.calls(), 4U);
 }
@@ -248,10 +256,12 @@ TEST(CodePages, ThreadsThatUseThemAtOnceReadEachOnce) {
 // Behind the others, which want pages that nobody has used.
 TEST(CodePages, EveryCharacterComesBackOrIsReplaced) {
   std::vector<std::string> names = {"EUC-JP", "KOI8-R", "KOI8-U", "macintosh", "x-mac-cyrillic"};
-  for (int number = 0; number != 0x10000; ++number)
+  for (int number = 0; number != 0x10000; ++number) {
     names.push_back("cp" + std::to_string(number));
-  for (int part = 1; part != 17; ++part)
+  }
+  for (int part = 1; part != 17; ++part) {
     names.push_back("ISO-8859-" + std::to_string(part));
+  }
   const ustring all = all_code_points().substr(0, 0xF800);
   std::size_t swept = 0;
   for (const std::string& name : names) {
@@ -259,8 +269,9 @@ TEST(CodePages, EveryCharacterComesBackOrIsReplaced) {
       const ustring back = decode(encode(all, name), name);
       const ustring lacking = decode(encode(u"\U0001F600", name), name);
       ASSERT_EQ(back.size(), all.size()) << name;
-      for (std::size_t i = 0; i != all.size(); ++i)
+      for (std::size_t i = 0; i != all.size(); ++i) {
         ASSERT_TRUE(back[i] == all[i] || back[i] == lacking[0]) << name << ' ' << std::hex << int(all[i]);
+      }
       ++swept;
     } catch (const fl::i18n::unknown_encoding&) {
     }

@@ -1,10 +1,10 @@
 // Background waits: many children without threads, nothing lost, nothing left.
 
+#include <fl/process/testing.hpp>
+
 #include "children.hpp"
 #include "handle_leak.hpp"
 #include "import_patch.hpp"
-
-#include <fl/process/testing.hpp>
 
 #include <gtest/gtest.h>
 
@@ -46,44 +46,53 @@ TEST(Reaper, ManyChildrenAtOnceAllReportAndNoThreadIsKeptForEach) {
   }
   // The pool waits for up to 63 handles with one thread of its own.
   EXPECT_LE(test_support::thread_ids().size(), threads_for_ten + count / 63 + 1);
-  for (const auto& status : statuses)
+  for (const auto& status : statuses) {
     EXPECT_FALSE(status.is_ready());
+  }
   end.set();
-  for (const auto& status : statuses)
+  for (const auto& status : statuses) {
     EXPECT_EQ(exit_code(status), 0u);
-  for (process::process& child : all)
+  }
+  for (process::process& child : all) {
     EXPECT_TRUE(child.exited());
+  }
 }
 
 TEST(Reaper, EachOfManyFuturesGetsTheStatusOfItsOwnChildAndEachWaitIsUnregistered) {
   injected<decltype(&UnregisterWaitEx)> unregistered(library, "UnregisterWaitEx");
   std::vector<boost::shared_future<process::exit_status_variant>> statuses;
-  for (unsigned code = 0; code < 40; ++code)
+  for (unsigned code = 0; code < 40; ++code) {
     statuses.push_back(exiting_child(code, code % 7).exit_status_async());
+  }
   process::process ended = exiting_child(9);
   children::let_it_end(ended);
   EXPECT_EQ(exit_code(ended.exit_status_async()), 9u);
-  for (unsigned code = 0; code < 40; ++code)
+  for (unsigned code = 0; code < 40; ++code) {
     EXPECT_EQ(exit_code(statuses[code]), code);
-  while (unregistered.calls() < 41)
+  }
+  while (unregistered.calls() < 41) {
     Sleep(1);  // The last of its callback; the watchdog ends a test that stays here.
+  }
 }
 
 TEST(Reaper, TwoThousandChildrenOneAfterAnotherLeaveNoHandle) {
   const auto run_one = [](unsigned i) {
     process::iopipe output;
     process::process child(children::command("child_exit", {std::to_string(i % 200)}), children::output_to(output));
-    if (i % 4 == 0)
+    if (i % 4 == 0) {
       return;  // abandoned while it runs or just after
+    }
     EXPECT_EQ(children::read_all(output.device()), "");
-    if (i % 4 == 1)
+    if (i % 4 == 1) {
       EXPECT_EQ(exit_code(child.exit_status_async()), i % 200);
-    else
+    } else {
       EXPECT_EQ(child.exit_status(), i % 200);
+    }
   };
   const auto run = [&](unsigned count) {
-    for (unsigned i = 0; i < count; ++i)
+    for (unsigned i = 0; i < count; ++i) {
       run_one(i);
+    }
     testing_hooks::join_all_async_procs();
   };
   run(20);
@@ -96,11 +105,13 @@ TEST(Reaper, TwoThousandChildrenOneAfterAnotherLeaveNoHandle) {
 
 TEST(Reaper, JoinFindsEveryFutureReady) {
   std::vector<boost::shared_future<process::exit_status_variant>> statuses;
-  for (int i = 0; i < 20; ++i)
+  for (int i = 0; i < 20; ++i) {
     statuses.push_back(exiting_child(0, 20).exit_status_async());
+  }
   EXPECT_TRUE(testing_hooks::join_all_async_procs());
-  for (const auto& status : statuses)
+  for (const auto& status : statuses) {
     EXPECT_TRUE(status.is_ready());
+  }
   EXPECT_TRUE(testing_hooks::join_all_async_procs()) << "with nothing to wait for";
 }
 
@@ -129,12 +140,14 @@ TEST(Reaper, ANewQualityOfServiceBreaksTheOpenFuturesAndLeavesTheChildrenRunning
 TEST(Reaper, IsReplacedSafelyWhileChildrenEnd) {
   for (std::uint32_t round = 100; round < 130; ++round) {
     std::vector<boost::shared_future<process::exit_status_variant>> statuses;
-    for (int i = 0; i < 4; ++i)
+    for (int i = 0; i < 4; ++i) {
       statuses.push_back(exiting_child(0).exit_status_async());
+    }
     testing_hooks::set_implementation_qos(process::implementation_qos{round});
     testing_hooks::join_all_async_procs();
-    for (const auto& status : statuses)
+    for (const auto& status : statuses) {
       EXPECT_TRUE(status.is_ready());
+    }
   }
 }
 
@@ -148,14 +161,16 @@ TEST(Reaper, ContinuationsMayWaitForAllOthersAndReplaceIt) {
     for (int i = 0; i < 4; ++i) {
       all.push_back(end.make_waiting_child());
       done.push_back(all.back().exit_status_async().then(boost::launch::sync, [&](auto) {
-        if (replacement != 0)
+        if (replacement != 0) {
           testing_hooks::set_implementation_qos(process::implementation_qos{++next});
+        }
         testing_hooks::join_all_async_procs();
       }));
     }
     end.set();
-    for (auto& each : done)
+    for (auto& each : done) {
       each.get();
+    }
   }
 }
 

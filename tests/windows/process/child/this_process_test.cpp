@@ -1,13 +1,12 @@
 // What a process tells about itself.
 
+#include <fl/process/this_process.hpp>
+
 #include "handle_leak.hpp"
 #include "import_patch.hpp"
 #include "support.hpp"
 
-#include <fl/process/this_process.hpp>
-
 #include <boost/system/system_error.hpp>
-
 #include <gtest/gtest.h>
 
 #include <psapi.h>

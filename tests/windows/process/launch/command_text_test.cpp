@@ -30,8 +30,9 @@ std::vector<std::string> parse_records(const std::string& bytes) {
 
 std::vector<std::string> arguments_that_arrive(const std::vector<std::string>& arguments, bool system_parser) {
   std::vector<std::string> all = arguments;
-  if (system_parser)
+  if (system_parser) {
     all.insert(all.begin(), "--system-parser");
+  }
   process::iopipe output;
   process::process child(children::command("child_args", all), children::output_to(output));
   const std::vector<std::string> arrived = parse_records(children::read_all(output.device()));
@@ -44,19 +45,22 @@ class batch {
  public:
   void add(const std::string& argument) {
     const std::size_t units = 2 * argument.size() + 3;
-    if (units_ + units > most_units_a_child)
+    if (units_ + units > most_units_a_child) {
       send();
+    }
     arguments_.push_back(argument);
     units_ += units;
   }
   void send() {
-    if (arguments_.empty())
+    if (arguments_.empty()) {
       return;
+    }
     const bool system_parser = children_++ % 2 == 1;
     const std::vector<std::string> arrived = arguments_that_arrive(arguments_, system_parser);
     ASSERT_EQ(arrived.size(), arguments_.size());
-    for (std::size_t i = 0; i != arrived.size(); ++i)
+    for (std::size_t i = 0; i != arrived.size(); ++i) {
       ASSERT_EQ(arrived[i], arguments_[i]) << "argument " << i << ", system's parser: " << system_parser;
+    }
     sent_ += arguments_.size();
     arguments_.clear();
     units_ = 0;
@@ -79,12 +83,14 @@ TEST(Arguments, EveryShortStringOfTheSpecialCharactersArrives) {
     std::vector<std::size_t> digits(length, 0);
     for (bool more = true; more;) {
       std::string argument;
-      for (const std::size_t digit : digits)
+      for (const std::size_t digit : digits) {
         argument += alphabet[digit];
+      }
       ASSERT_NO_FATAL_FAILURE(all.add(argument));
       std::size_t place = 0;
-      while (place < length && ++digits[place] == alphabet.size())
+      while (place < length && ++digits[place] == alphabet.size()) {
         digits[place++] = 0;
+      }
       more = place < length;
     }
   }
@@ -121,9 +127,12 @@ TEST(Arguments, RunNoCommandOfTheirOwnInABatchFile) {
                                                       "interpreter, which runs batch files"));
     EXPECT_FALSE(ends.is_open_for_write());
   };
-  for (const std::string& name : names)
+  for (const std::string& name : names) {
     expect_refusal(name, "program name \"" + name);
-  for (const std::string& name : fine)
-    for (const std::string& argument : arguments)
+  }
+  for (const std::string& name : fine) {
+    for (const std::string& argument : arguments) {
       expect_refusal(process::make_command(name, "fine", argument), "argument \"" + argument);
+    }
+  }
 }

@@ -45,12 +45,13 @@ TEST(Inheritance, WithAListOnlyWhatIsListedIsUsableThoughManyThreadsLaunch) {
   constexpr int launches = 4;
   const std::vector<inheritable_event> decoys(64);
   process::command setter = children::command("child_handles");
-  for (const inheritable_event& each : decoys)
+  for (const inheritable_event& each : decoys) {
     setter.args().push_back(each.number());
+  }
   std::atomic<int> listed_set{0};
   std::atomic<int> answered{0};
   std::vector<std::thread> launching;
-  for (int thread = 0; thread != threads; ++thread)
+  for (int thread = 0; thread != threads; ++thread) {
     launching.emplace_back([&] {
       for (int launch = 0; launch != launches; ++launch) {
         const inheritable_event listed;
@@ -65,8 +66,10 @@ TEST(Inheritance, WithAListOnlyWhatIsListedIsUsableThoughManyThreadsLaunch) {
         listed_set += child.exit_status() == 0 && listed.is_set();
       }
     });
-  for (std::thread& each : launching)
+  }
+  for (std::thread& each : launching) {
     each.join();
+  }
   EXPECT_TRUE(std::none_of(decoys.begin(), decoys.end(), [](const auto& each) { return each.is_set(); }));
   EXPECT_EQ(listed_set, threads * launches);
   EXPECT_EQ(answered, threads * launches);
@@ -117,8 +120,9 @@ TEST(Inheritance, TheListNamesEachHandleOnceInOrderAndTheyAreAllInheritable) {
   EXPECT_EQ(update.calls(), 1u);
   EXPECT_EQ(list.size(), 6u) << "input, output, error, the event and two ends";
   EXPECT_EQ(std::adjacent_find(list.begin(), list.end(), std::greater_equal<>()), list.end()) << "strictly ascending";
-  for (const HANDLE expected : {event.handle, standard, ends.read_handle(), ends.write_handle()})
+  for (const HANDLE expected : {event.handle, standard, ends.read_handle(), ends.write_handle()}) {
     EXPECT_EQ(std::count(list.begin(), list.end(), expected), 1);
+  }
 
   // The parent's own input may be of any kind, even a number that stands for nothing.
   SetHandleInformation(event.handle, HANDLE_FLAG_INHERIT, 0);
@@ -144,8 +148,9 @@ TEST(Inheritance, APipeEndsWithItsOwnChildWhileASiblingLivesOn) {
     injected<decltype(&CreateProcessW)> creation(library, "CreateProcessW");
     std::atomic<bool> first{true};
     creation.handle_with([&](auto original, auto... arguments) {
-      if (first.exchange(false))
+      if (first.exchange(false)) {
         sibling = std::make_unique<children::waiting_child>();
+      }
       return original(arguments...);
     });
     child = std::make_unique<process::process>(children::command("child_write", {"--lines", "2"}), how);

@@ -1,13 +1,13 @@
 // Launches that fail: what is thrown and said, that no handle is lost, and that the next launch works.
 
+#include <fl/except.hpp>
+#include <fl/mem/ram_state.hpp>
+#include <fl/sysdep/windows/process_impl.hpp>
+
 #include "children.hpp"
 #include "handle_leak.hpp"
 #include "import_patch.hpp"
 #include "launch_texts.hpp"
-
-#include <fl/except.hpp>
-#include <fl/mem/ram_state.hpp>
-#include <fl/sysdep/windows/process_impl.hpp>
 
 #include <gtest/gtest.h>
 
@@ -210,8 +210,9 @@ TEST(LaunchFailure, OfABadTextSaysWhatIsWrongWithIt) {
   bad_user.user("domain\\", "password");
   EXPECT_EQ(text_of_launch<process::process_init_error>(searched, {}),
             init_error_text(searched, told("CreateProcessW", ERROR_FILE_NOT_FOUND)));
-  for (const process::command& bad : {bad_name, bad_argument})
+  for (const process::command& bad : {bad_name, bad_argument}) {
     EXPECT_EQ(text_of_launch<process::process_init_error>(bad, {}), init_error_text(bad, "bad conversion"));
+  }
   EXPECT_EQ(text_of_launch<process::process_init_error>(good, bad_directory), init_error_text(good, "bad conversion"));
   EXPECT_EQ(text_of_launch<process::process_bad_user>(good, bad_user),
             bad_user_text(good,

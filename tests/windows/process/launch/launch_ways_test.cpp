@@ -3,16 +3,15 @@
 // through the import table of the library; the children under the tokens that come of it are real, and so is the launch
 // through the shell.
 
+#include <fl/sysdep/windows/deelevate_utils.hpp>
+
 #include "children.hpp"
 #include "handle_leak.hpp"
 #include "launch_texts.hpp"
 #include "scripted_tokens.hpp"
 
-#include <fl/sysdep/windows/deelevate_utils.hpp>
-
 #include <gtest/gtest.h>
 
-// Behind windows.h, whose types it uses.
 #include <shellapi.h>
 
 #include <algorithm>
@@ -62,12 +61,13 @@ TEST(LaunchWay, IsChosenByElevationThenUserThenTheRequestForElevation) {
   logon.fail_always(FALSE, injected_code);
   shell.fail_always(FALSE, injected_code);
   plain.fail_always(FALSE, injected_code);
-  for (const bool elevated : {true, false})
-    for (const bool with_user : {true, false})
+  for (const bool elevated : {true, false}) {
+    for (const bool with_user : {true, false}) {
       for (const auto level : {ElevationLevel::Unset, ElevationLevel::Elevated, ElevationLevel::NonElevated}) {
         process::context how = at_level(level);
-        if (with_user)
+        if (with_user) {
           how.user("somebody", "secret");
+        }
         system.elevated = elevated;
         const std::string expected = level == ElevationLevel::NonElevated && elevated ? "CreateProcessAsUserW"
                                      : with_user                                      ? "LogonUser"
@@ -76,13 +76,15 @@ TEST(LaunchWay, IsChosenByElevationThenUserThenTheRequestForElevation) {
         EXPECT_EQ(text_of_launch<process::process_init_error>(program, how), init_error_text(program, told(expected)))
             << elevated << with_user << level;
       }
+    }
+  }
 }
 
 TEST(NonElevated, TokenIsThatOfTheShellIfUacIsOnAndItMayReplaceOneElseOfMediumIntegrity) {
   using system_type = scripted_tokens;
-  for (const int uac : {1, 0, -1})
-    for (const auto privilege : {system_type::present, system_type::missing, system_type::unreadable})
-      for (const auto shell : {system_type::usable, system_type::used_elevated, system_type::absent})
+  for (const int uac : {1, 0, -1}) {
+    for (const auto privilege : {system_type::present, system_type::missing, system_type::unreadable}) {
+      for (const auto shell : {system_type::usable, system_type::used_elevated, system_type::absent}) {
         for (const bool medium_elevated : {false, true}) {
           const bool tries_shell = uac == 1 && privilege == system_type::present;
           const std::string expected = tries_shell && shell == system_type::usable ? "duplicate"
@@ -100,6 +102,9 @@ TEST(NonElevated, TokenIsThatOfTheShellIfUacIsOnAndItMayReplaceOneElseOfMediumIn
           // The one token that is abandoned is an elevated one of the shell.
           EXPECT_EQ(clean, !(tries_shell && shell == system_type::used_elevated));
         }
+      }
+    }
+  }
 }
 
 TEST(NonElevated, ChildIsStartedByTheseCallsInThisOrder) {
@@ -191,8 +196,9 @@ TEST(NonElevated, LaunchSurvivesEachRefusalThatLeavesAnotherWay) {
   for (const std::string note :
        {"Explorer.exe not found.", "Failed to open explorer.exe process.",
         "Failed to open process token for explorer.exe", "Failed to get token information size", "Privilege found",
-        "Privilege not found", "Cannot determine UAC status"})
+        "Privilege not found", "Cannot determine UAC status"}) {
     EXPECT_TRUE(std::regex_search(log, std::regex("deelevate_utils\\] note: +" + note + "\n"))) << note;
+  }
 }
 
 TEST(ElevationQuestions, AnswerWithoutAnExceptionWhatCannotBeFoundOut) {

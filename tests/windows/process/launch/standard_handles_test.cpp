@@ -1,17 +1,17 @@
 // Where a child's standard streams come from and go to, with real children, and what the system is told of a launch.
 
+#include <fl/sysdep/windows/process_impl.hpp>
+
 #include "children.hpp"
 #include "children/pattern.hpp"
 #include "handle_leak.hpp"
 #include "import_patch.hpp"
 
-#include <fl/sysdep/windows/process_impl.hpp>
-
 #include <gtest/gtest.h>
 
+#include <windows.h>
 #include <fcntl.h>
 #include <io.h>
-#include <windows.h>
 
 #include <algorithm>
 #include <cstring>
@@ -107,8 +107,9 @@ TEST(Redirection, InputComesFromAFileByteForByteOrFromAnEmptyOneThatIsMade) {
   const test_support::temp_dir folder;
   for (const std::string& content : {child_pattern::bytes(300000, 5) + "\r\n\x1A\n", std::string()}) {
     const std::string input = folder.file(content.empty() ? "missing" : "input with blank");
-    if (!content.empty())
+    if (!content.empty()) {
       write_file(input, content);
+    }
     process::context how;
     how.std_in(process::read_from_file(input));
     how.std_out(process::overwrite_file(folder.file("output")));
@@ -131,23 +132,26 @@ TEST(Redirection, OutputFilesAreReplacedOrContinuedAndMadeWhereMissing) {
       {"appended to", true, "before\n", "before\n" + written},
       {"made by appending", true, {}, written},
   };
-  for (const auto& each : cases)
+  for (const auto& each : cases) {
     for (const bool errors : {false, true}) {
       SCOPED_TRACE(std::string(each.name) + (errors ? ", standard error" : ", standard output"));
       const test_support::temp_dir folder;
       const std::string file = folder.file("out put");
-      if (each.before)
+      if (each.before) {
         write_file(file, *each.before);
+      }
       process::context how;
       const auto send = [&](const auto& where) { errors ? how.std_err(where) : how.std_out(where); };
-      if (each.append)
+      if (each.append) {
         send(process::append_to_file(file));
-      else
+      } else {
         send(process::overwrite_file(file));
+      }
       const process::command what = children::command("child_write", {"--lines", "3", errors ? "--stderr" : "--lf"});
       EXPECT_EQ(process::process(what, how).exit_status(), 0u);
       EXPECT_EQ(read_file(file), each.after);
     }
+  }
 }
 
 // The program, its directory, a variable, a file and what `which` finds all have such names, whatever the code page.
@@ -266,13 +270,14 @@ TEST(Redirection, UnknownKeysAndActionsAreRefusedAndLoseNoHandle) {
        [&] { steps::open_file_handle(&start, STD_INPUT_HANDLE, file.path(), GENERIC_WRITE, steps::no_action); }},
   };
   EXPECT_TRUE(test_support::loses_no_handle([&] {
-    for (const auto& [text, step] : refused)
+    for (const auto& [text, step] : refused) {
       try {
         step();
         ADD_FAILURE() << "not refused: " << text;
       } catch (const std::invalid_argument& e) {
         EXPECT_STREQ(e.what(), text);
       }
+    }
   }));
 }
 
@@ -365,7 +370,7 @@ TEST(LaunchRequest, IsNotMadeWithANulThatWouldCutTextShort) {
       {"name of an environment variable", good, [&](auto& how) { how.environment()[nul] = "1"; }},
       {"value of an environment variable", good, [&](auto& how) { how.environment()["A"] = nul; }},
   };
-  for (const auto& row : rows)
+  for (const auto& row : rows) {
     try {
       process::context how;
       row.spoil(how);
@@ -375,5 +380,6 @@ TEST(LaunchRequest, IsNotMadeWithANulThatWouldCutTextShort) {
       const std::string reason = std::string("\": the ") + row.what + " holds a NUL character\n";
       EXPECT_NE(std::string(e.what()).find(reason), std::string::npos) << e.what();
     }
+  }
   EXPECT_EQ(creation.calls(), 0u);
 }

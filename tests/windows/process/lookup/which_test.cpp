@@ -9,11 +9,11 @@
 #include "seeded_random.hpp"
 #include "support.hpp"
 
-#include <gtest/gtest.h>
-#include <windows.h>
-
 #include <boost/filesystem/exception.hpp>
 #include <boost/optional/optional_io.hpp>
+#include <gtest/gtest.h>
+
+#include <windows.h>
 
 #include <algorithm>
 #include <cstring>
@@ -42,8 +42,9 @@ class Which : public testing::Test {
  protected:
   Which() {
     std::filesystem::current_path(root_.file(""));
-    for (const char* const folder : {"A", "B"})
+    for (const char* const folder : {"A", "B"}) {
       std::filesystem::create_directory(folder);
+    }
   }
   ~Which() override { std::filesystem::current_path(former_); }
 
@@ -66,18 +67,21 @@ found slow_which(const std::string& name) {
     strings found_entries;
     const DWORD size = ::GetEnvironmentVariableW(variable, value, 4096);
     std::istringstream stream(size ? test_support::narrow(value) + ";" : "");
-    for (std::string entry; std::getline(stream, entry, ';');)
+    for (std::string entry; std::getline(stream, entry, ';');) {
       found_entries.push_back(entry);
+    }
     return found_entries;
   };
   strings endings = entries(L"PATHEXT");
   endings.insert(endings.begin(), "");
   for (const std::string& ending : endings) {
     strings tried{name + ending};
-    for (const std::string& folder : entries(L"PATH"))
+    for (const std::string& folder : entries(L"PATH")) {
       tried.push_back(folder + (folder.empty() || std::strchr("\\/", folder.back()) ? "" : "\\") + name + ending);
-    if (const auto hit = std::find_if(tried.begin(), tried.end(), runs); hit != tried.end())
+    }
+    if (const auto hit = std::find_if(tried.begin(), tried.end(), runs); hit != tried.end()) {
       return *hit;
+    }
   }
   return boost::none;
 }
@@ -86,16 +90,18 @@ found slow_which(const std::string& name) {
 
 TEST_F(Which, TellsTheLogEachStepAndReadsPathextOnceInAProcess) {
   std::filesystem::create_directory("A\\tool.exe");
-  for (const char* const file : {"A\\tool.bat", "B\\tool.exe"})
+  for (const char* const file : {"A\\tool.bat", "B\\tool.exe"}) {
     write_file(file, "");
+  }
   const scoped_variable level("QX_LOG", "fl::process::which=all");
   const auto first_lookup = [](const std::string& name) {
     const auto child = run_child("which_child", name);
     std::string told = child.out + child.err;
     for (const auto& [pattern, text] : {std::pair("\r|.*\\[fl::process::which\\] ", ""),
                                         {" \n", "(blank)\n"},
-                                        {R"((scope_\w+:) .*core::process::windows::\S+(which_impl)\(.*)", "$1 $2"}})
+                                        {R"((scope_\w+:) .*core::process::windows::\S+(which_impl)\(.*)", "$1 $2"}}) {
       told = std::regex_replace(told, std::regex(pattern), text);
+    }
     return told;
   };
   {
@@ -155,14 +161,16 @@ TEST_F(Which, AgreesWithTheObviousSearchInTwoThousandLayouts) {
     for (int change = 0; change != 4; ++change) {
       const std::string file = random.pick(folders) + "\\" + random.pick(names) + random.pick(endings);
       std::filesystem::remove(test_support::widen(file));
-      if (random.chance(15))
+      if (random.chance(15)) {
         std::filesystem::create_directory(test_support::widen(file));
-      else if (random.chance(30))
+      } else if (random.chance(30)) {
         write_file(file, "");
+      }
     }
     std::string value;
-    for (auto count = random.below(6); count != 0; --count)
+    for (auto count = random.below(6); count != 0; --count) {
       value += random.pick(entries) + (random.chance(80) || count > 1 ? ";" : "");
+    }
     const scoped_variable path("PATH", value);
     const std::string name = random.pick(stems) + random.pick(endings);
     const found expected = slow_which(name);
@@ -173,15 +181,17 @@ TEST_F(Which, AgreesWithTheObviousSearchInTwoThousandLayouts) {
 }
 
 TEST_F(Which, IsAskedByEightThreadsAtOnceWhenPathHasChanged) {
-  for (const char* const file : {"A\\tool.bat", "B\\tool.bat"})
+  for (const char* const file : {"A\\tool.bat", "B\\tool.bat"}) {
     write_file(file, "");
+  }
   for (int round = 0; round != 100; ++round) {
     const std::string folder = round % 2 ? "A" : "B";
     const scoped_variable path("PATH", "none;" + folder);
     std::vector<found> answers(8);
     std::vector<std::jthread> threads;
-    for (found& answer : answers)
+    for (found& answer : answers) {
       threads.emplace_back([&answer] { answer = which("tool"); });
+    }
     threads.clear();  // joins
     ASSERT_EQ(answers, std::vector<found>(8, found(folder + "\\tool.Bat")));
   }
@@ -194,8 +204,9 @@ TEST_F(Which, ReadsPathOnceAndMakesNoListWhileItIsTheSame) {
   injected<void* (*)(std::size_t)> allocating("libstdc++-6.dll", "malloc");  // beneath every `new` of the process
   const auto allocations = [&](std::uint64_t length) {
     std::string value;
-    for (std::uint64_t i = 0; i != length; ++i)
+    for (std::uint64_t i = 0; i != length; ++i) {
       value += "somewhere else;";
+    }
     const scoped_variable path("PATH", value + "A");
     which("tool.exe");
     reading.reset();

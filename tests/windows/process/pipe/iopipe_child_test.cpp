@@ -21,8 +21,9 @@ void expect_same_bytes(const std::string& actual, const std::string& expected) {
 }
 
 void write_all(const process::iopipe_device& device, const std::string& bytes) {
-  for (std::size_t at = 0; at < bytes.size();)
+  for (std::size_t at = 0; at < bytes.size();) {
     at += static_cast<std::size_t>(device.write(bytes.data() + at, static_cast<std::streamsize>(bytes.size() - at)));
+  }
 }
 
 }  // namespace
@@ -61,8 +62,9 @@ TEST(ChildPipes, TextModeGivesTheChildsLinesWithOneEndEach) {
     process::process child(children::command("child_write", {"--lines", std::to_string(count), line_end}),
                            children::output_to(output));
     std::string text;
-    for (std::string line; std::getline(output, line);)
+    for (std::string line; std::getline(output, line);) {
       text += line + "\n";
+    }
     expect_same_bytes(text, child_pattern::lines(count));
     EXPECT_EQ(child.exit_status(), 0u);
   }

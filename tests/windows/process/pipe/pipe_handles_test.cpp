@@ -2,19 +2,18 @@
 // system calls. The rules of the translation are tested with scripted calls, transfers with children.
 #include <fl/process/iopipe.hpp>
 
-#include <windows.h>
-
-#include <gtest/gtest.h>
+#include "handle_leak.hpp"
+#include "import_patch.hpp"
 
 #include <boost/system/error_code.hpp>
 #include <boost/system/system_error.hpp>
+#include <gtest/gtest.h>
+
+#include <windows.h>
 
 #include <optional>
 #include <string>
 #include <thread>
-
-#include "handle_leak.hpp"
-#include "import_patch.hpp"
 
 namespace {
 
@@ -45,8 +44,9 @@ void expect_error(Action action, DWORD code, const char* call) {
 // Reads until `length` characters are there: a system may tell a write of no bytes as a read of none.
 std::string read_exactly(const iopipe_device& device, std::size_t length) {
   std::string all(length, '\0');
-  for (std::size_t at = 0; at != length;)
+  for (std::size_t at = 0; at != length;) {
     at += static_cast<std::size_t>(device.read(all.data() + at, static_cast<std::streamsize>(length - at)));
+  }
   return all;
 }
 

@@ -2,19 +2,17 @@
 // environment are answered by a script, through the import table of the library. The token is a real one, a duplicate
 // of this process's own, the profile's handle is that of an event, and the children run.
 
+#include <fl/process/testing.hpp>
+#include <fl/sysdep/windows/process_impl.hpp>
+
 #include "children.hpp"
 #include "handle_leak.hpp"
 #include "import_patch.hpp"
 #include "launch_texts.hpp"
 
-#include <fl/process/testing.hpp>
-#include <fl/sysdep/windows/process_impl.hpp>
-
 #include <gtest/gtest.h>
 
 #include <windows.h>
-
-// Behind windows.h, whose types it uses.
 #include <userenv.h>
 
 #include <algorithm>
@@ -78,8 +76,9 @@ class scripted_users {
 
   /// Waits until the record holds `call`.
   std::string record_with(const std::string& call) const {
-    while (record().find(call) == std::string::npos)
+    while (record().find(call) == std::string::npos) {
       ::Sleep(1);  // The watchdog ends a test that stays here.
+    }
     return record();
   }
 
@@ -170,8 +169,9 @@ class scripted_users {
     });
     wait.handle_with(
         [this](auto original, HANDLE* made, HANDLE child, auto callback, void* context, ULONG time, ULONG flags) {
-          if (child != child_)
+          if (child != child_) {
             return original(made, child, callback, context, time, flags);
+          }
           note("wait " + std::to_string(time) + " " + std::to_string(flags));
           const std::lock_guard lock(mutex_);  // until it is known, for the callback
           const BOOL result = original(made, child, callback, context, time, flags);
@@ -179,8 +179,9 @@ class scripted_users {
           return result;
         });
     unregister.handle_with([this](auto original, HANDLE made, HANDLE completion) {
-      if (made == wait_)
+      if (made == wait_) {
         note(completion ? "unregister and wait" : "unregister");
+      }
       return original(made, completion);
     });
     close.handle_with([this](auto original, HANDLE handle) {
@@ -222,8 +223,9 @@ TEST(UserLaunch, LogsOnLoadsTheProfileAndUnloadsItOnceWhenTheChildEnds) {
       std::string ready;
       std::getline(output, ready);
       EXPECT_EQ(system.record(), watched);
-      if (!object_lives)
+      if (!object_lives) {
         started.reset();
+      }
       input.close_for_write();
       EXPECT_EQ(system.record_with("close child"), watched + at_the_end);
       started.reset();
@@ -281,10 +283,12 @@ TEST(UserLaunch, ThatFailsSaysWhyAndLeavesNothingLoaded) {
   using s = scripted_users;
   const auto reason = [](DWORD number) { return boost::system::system_category().message(static_cast<int>(number)); };
   const std::string loaded = "load 56 1 somebody", ended = ", unload, close token";
-  for (const DWORD number : {ERROR_LOGON_FAILURE, ERROR_PASSWORD_EXPIRED, ERROR_ACCOUNT_DISABLED})
+  for (const DWORD number : {ERROR_LOGON_FAILURE, ERROR_PASSWORD_EXPIRED, ERROR_ACCOUNT_DISABLED}) {
     refuse<&s::logon, process::process_bad_user>(1, FALSE, number, bad_user_text(program, reason(number)), "");
-  for (const DWORD number : {ERROR_ACCOUNT_RESTRICTION, ERROR_ACCESS_DENIED})
+  }
+  for (const DWORD number : {ERROR_ACCOUNT_RESTRICTION, ERROR_ACCESS_DENIED}) {
     refuse<&s::logon>(1, FALSE, number, failure("LogonUser", number), "");
+  }
   for (const std::size_t nth : {1, 2}) {
     refuse<&s::open_token>(nth, FALSE, injected_code, failure("OpenProcessToken"), "close token");
     refuse<&s::privilege>(nth, FALSE, injected_code, failure("LookupPrivilegeValue"), "close token");

@@ -33,8 +33,9 @@ class base_text<std::exception> {
   base_text() noexcept = default;
   /// Throws `std::bad_alloc`.
   explicit base_text(const std::exception& source) {
-    if (const char* const text = text_or_null(source.what()))
+    if (const char* const text = text_or_null(source.what())) {
       text_ = std::make_shared<const std::string>(text);
+    }
   }
   const char* get(const std::exception&) const noexcept { return text_ ? text_->c_str() : nullptr; }
 

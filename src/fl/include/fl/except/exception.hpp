@@ -70,8 +70,9 @@ Exception<Kind, Base, Void>::Exception(const Base& source) : Base(source) {}
 template <class Kind, class Base, class Void>
 Exception<Kind, Base, Void>& Exception<Kind, Base, Void>::operator=(const Exception& other) {
   Kind::operator=(other);
-  if (this != &other)
+  if (this != &other) {
     Base::operator=(other);
+  }
   return *this;
 }
 

@@ -173,12 +173,12 @@ class exception_ptr;
 
 /// A copy of `error`, of its own class, in an `exception_ptr`.
 template <class E>
-requires foundation::core::except::detail::is_of_family<E>
+  requires foundation::core::except::detail::is_of_family<E>
 auto copy_exception(const E& error) {
   return foundation::core::except::detail::copied<exception_ptr>(error);
 }
 template <class E>
-requires foundation::core::except::detail::is_of_family<E>
+  requires foundation::core::except::detail::is_of_family<E>
 auto make_exception_ptr(const E& error) {
   return foundation::core::except::detail::copied<exception_ptr>(error);
 }

@@ -13,7 +13,6 @@
 #include <fl/export.hpp>
 #include <fl/io/uostream.hpp>
 #include <fl/util/ustring.hpp>
-
 #include <resource_core/msg_id.hpp>
 #include <resource_core/msg_id_holder.hpp>
 

@@ -26,19 +26,18 @@
 // Thread safety: none; a buffer belongs to one thread at a time.
 #pragma once
 
+#include <cpp11compat/char16_streams.hpp>
+#include <fl/export.hpp>
+#include <fl/io/uistream.hpp>
+#include <fl/io/uostream.hpp>
+#include <i18n/stream_converter.hpp>
+
+#include <boost/smart_ptr/shared_ptr.hpp>
+
 #include <istream>
 #include <ostream>
 #include <streambuf>
 #include <string>
-
-#include <boost/smart_ptr/shared_ptr.hpp>
-
-#include <cpp11compat/char16_streams.hpp>
-#include <i18n/stream_converter.hpp>
-
-#include <fl/export.hpp>
-#include <fl/io/uistream.hpp>
-#include <fl/io/uostream.hpp>
 
 namespace foundation::core::io {
 

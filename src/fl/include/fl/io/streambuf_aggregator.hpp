@@ -1,14 +1,13 @@
 // One stream buffer that writes to several. Thread safety: none; a buffer belongs to one thread at a time.
 #pragma once
 
-#include <streambuf>
-#include <vector>
+#include <cpp11compat/char16_streams.hpp>
+#include <fl/export.hpp>
 
 #include <boost/smart_ptr/shared_ptr.hpp>
 
-#include <cpp11compat/char16_streams.hpp>
-
-#include <fl/export.hpp>
+#include <streambuf>
+#include <vector>
 
 namespace foundation::core::io {
 

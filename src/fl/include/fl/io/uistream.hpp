@@ -3,14 +3,13 @@
 // Thread safety: as for the standard streams, one thread at a time per stream.
 #pragma once
 
-#include <istream>
+#include <cpp11compat/char16_streams.hpp>
+#include <fl/export.hpp>
+#include <fl/util/ustring.hpp>
 
 #include <boost/smart_ptr/shared_ptr.hpp>
 
-#include <cpp11compat/char16_streams.hpp>
-
-#include <fl/export.hpp>
-#include <fl/util/ustring.hpp>
+#include <istream>
 
 namespace foundation::core::io {
 

@@ -6,9 +6,9 @@
 // Thread safety: as for the standard streams, one thread at a time per stream.
 #pragma once
 
-#include <sstream>
-
 #include <fl/io/uistream.hpp>
+
+#include <sstream>
 
 namespace foundation::core::io {
 

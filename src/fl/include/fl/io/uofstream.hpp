@@ -15,17 +15,16 @@
 // Thread safety: as for the standard streams, one thread at a time per stream.
 #pragma once
 
-#include <ostream>
-#include <string>
-
-#include <boost/smart_ptr/shared_ptr.hpp>
-
 #include <cpp11compat/char16_streams.hpp>
+#include <fl/export.hpp>
+#include <fl/util/ustring.hpp>
 #include <i18n/filebuf.hpp>
 #include <i18n/path.hpp>
 
-#include <fl/export.hpp>
-#include <fl/util/ustring.hpp>
+#include <boost/smart_ptr/shared_ptr.hpp>
+
+#include <ostream>
+#include <string>
 
 namespace foundation::core::io {
 

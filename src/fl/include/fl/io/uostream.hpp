@@ -12,14 +12,13 @@
 // Thread safety: as for the standard streams, one thread at a time per stream.
 #pragma once
 
-#include <ostream>
+#include <cpp11compat/char16_streams.hpp>
+#include <fl/export.hpp>
+#include <fl/util/ustring.hpp>
 
 #include <boost/smart_ptr/shared_ptr.hpp>
 
-#include <cpp11compat/char16_streams.hpp>
-
-#include <fl/export.hpp>
-#include <fl/util/ustring.hpp>
+#include <ostream>
 
 namespace foundation::core::io {
 

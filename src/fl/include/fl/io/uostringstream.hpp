@@ -7,9 +7,9 @@
 // Thread safety: as for the standard streams, one thread at a time per stream.
 #pragma once
 
-#include <sstream>
-
 #include <fl/io/uostream.hpp>
+
+#include <sstream>
 
 namespace foundation::core::io {
 

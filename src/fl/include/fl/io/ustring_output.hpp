@@ -5,11 +5,10 @@
 // In `std`, so that lookup finds them for `ustring`. Width and fill apply as for a `std::string` of the bytes.
 #pragma once
 
-#include <ostream>
-
+#include <fl/export.hpp>
 #include <i18n/ustring.hpp>
 
-#include <fl/export.hpp>
+#include <ostream>
 
 namespace std {
 

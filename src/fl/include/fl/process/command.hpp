@@ -10,6 +10,7 @@
 
 #include <fl/export.hpp>
 #include <fl/util/ustring.hpp>
+
 #include <iosfwd>
 #include <string>
 #include <vector>

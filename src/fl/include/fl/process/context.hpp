@@ -11,8 +11,6 @@
 // cannot take them from a sibling.
 #pragma once
 
-#include <boost/optional/optional.hpp>
-#include <boost/smart_ptr/shared_ptr.hpp>
 #include <fl/export.hpp>
 #include <fl/process/elevation_level.hpp>
 #include <fl/process/inherited_handles.hpp>
@@ -22,6 +20,10 @@
 #include <fl/process/redirection.hpp>
 #include <fl/util/lexicographical_iless.hpp>
 #include <fl/util/ustring.hpp>
+
+#include <boost/optional/optional.hpp>
+#include <boost/smart_ptr/shared_ptr.hpp>
+
 #include <iosfwd>
 #include <map>
 #include <string>

@@ -1,8 +1,9 @@
 // Whether a child is to run with more or fewer rights than its parent.
 #pragma once
 
-#include <cstdint>
 #include <fl/export.hpp>
+
+#include <cstdint>
 #include <iosfwd>
 
 namespace foundation::core::process {

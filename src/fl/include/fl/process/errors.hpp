@@ -3,9 +3,11 @@
 // there. Pipe errors are in <fl/process/iopipe_error.hpp>.
 #pragma once
 
+#include <fl/export.hpp>
+
 #include <boost/exception/exception.hpp>
 #include <boost/system/system_error.hpp>
-#include <fl/export.hpp>
+
 #include <stdexcept>
 #include <string>
 

@@ -42,18 +42,18 @@
 // state.
 #pragma once
 
-#include <istream>
-#include <memory>
-#include <string>
-
-#include <boost/core/noncopyable.hpp>
-#include <boost/iostreams/stream_buffer.hpp>
-
 #include <fl/export.hpp>
 #include <fl/process/iopipe_descriptor.hpp>
 #include <fl/process/iopipe_device.hpp>
 #include <fl/process/iopipe_error.hpp>
 #include <fl/process/open_mode.hpp>
+
+#include <boost/core/noncopyable.hpp>
+#include <boost/iostreams/stream_buffer.hpp>
+
+#include <istream>
+#include <memory>
+#include <string>
 
 namespace foundation::core::process {
 

@@ -5,13 +5,13 @@
 // A descriptor owns nothing: neither making nor destroying one duplicates or closes a handle.
 #pragma once
 
-#include <iosfwd>
-#include <string>
+#include <fl/export.hpp>
+#include <fl/process/iopipe_handles.hpp>
 
 #include <boost/shared_ptr.hpp>
 
-#include <fl/export.hpp>
-#include <fl/process/iopipe_handles.hpp>
+#include <iosfwd>
+#include <string>
 
 namespace foundation::core::sysdep::windows {
 class iopipe_descriptor_impl;

@@ -6,16 +6,16 @@
 // buffering here: each call is at least one system call. `iopipe` is the buffered stream.
 #pragma once
 
-#include <ios>
-#include <iosfwd>
-
-#include <boost/iostreams/categories.hpp>
-#include <boost/shared_ptr.hpp>
-
 #include <fl/export.hpp>
 #include <fl/process/iopipe_descriptor.hpp>
 #include <fl/process/iopipe_handles.hpp>
 #include <fl/process/open_mode.hpp>
+
+#include <boost/iostreams/categories.hpp>
+#include <boost/shared_ptr.hpp>
+
+#include <ios>
+#include <iosfwd>
 
 namespace foundation::core::sysdep::windows {
 class iopipe_device_impl;

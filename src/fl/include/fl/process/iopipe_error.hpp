@@ -2,10 +2,10 @@
 // that code which knows streams only can catch them.
 #pragma once
 
+#include <fl/export.hpp>
+
 #include <ios>
 #include <string>
-
-#include <fl/export.hpp>
 
 namespace foundation::core::process {
 

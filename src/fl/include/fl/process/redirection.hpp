@@ -2,10 +2,12 @@
 // Plain values: nothing is opened here. One object belongs to one thread at a time; concurrent reads are safe.
 #pragma once
 
-#include <boost/variant.hpp>
 #include <fl/export.hpp>
 #include <fl/process/iopipe_device.hpp>
 #include <fl/util/ustring.hpp>
+
+#include <boost/variant.hpp>
+
 #include <iosfwd>
 #include <string>
 

@@ -25,8 +25,10 @@
 // The channel "fl::process::which" of the log shows every step of a search.
 #pragma once
 
-#include <boost/optional/optional.hpp>
 #include <fl/export.hpp>
+
+#include <boost/optional/optional.hpp>
+
 #include <string>
 
 namespace foundation::core::process {

@@ -45,8 +45,8 @@ class Expected {
     other.alternative_.template emplace<std::monostate>();
   }
   /// Leaves `other` empty, unless it is this object.
-  Expected& operator=(Expected&& other) noexcept(
-      std::is_nothrow_move_constructible_v<T>&& std::is_nothrow_move_assignable_v<T>) {
+  Expected& operator=(Expected&& other) noexcept(std::is_nothrow_move_constructible_v<T> &&
+                                                 std::is_nothrow_move_assignable_v<T>) {
     if (this != &other) {
       alternative_ = std::move(other.alternative_);
       other.alternative_.template emplace<std::monostate>();
@@ -80,16 +80,19 @@ class Expected {
 
  private:
   static std::exception_ptr&& not_null(std::exception_ptr& exception) {
-    if (!exception)
+    if (!exception) {
       throw std::invalid_argument("util::Expected: the exception is null");
+    }
     return std::move(exception);
   }
 
   void require_value() const {
-    if (const std::exception_ptr failure = exception())
+    if (const std::exception_ptr failure = exception()) {
       std::rethrow_exception(failure);
-    if (!has_value())
+    }
+    if (!has_value()) {
       throw std::logic_error("util::Expected: it is empty, since it was moved from");
+    }
   }
 
   std::variant<T, std::exception_ptr, std::monostate> alternative_;  ///< the last, or none at all, if it is empty

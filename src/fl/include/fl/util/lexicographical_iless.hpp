@@ -2,6 +2,7 @@
 #pragma once
 
 #include <fl/export.hpp>
+
 #include <string>
 
 namespace foundation::core::util {

@@ -23,8 +23,9 @@ class completion_event {
   completion_event(const completion_event&) = delete;
   completion_event& operator=(const completion_event&) = delete;
   ~completion_event() {
-    if (handle_ != nullptr)
+    if (handle_ != nullptr) {
       close_pipe_handle(handle_);
+    }
   }
 
   HANDLE get() const noexcept { return handle_; }
@@ -41,15 +42,17 @@ pipe_creation create_pipe() noexcept {
   HANDLE read = nullptr;
   HANDLE write = nullptr;
   constexpr DWORD default_buffer = 0;
-  if (::CreatePipe(&read, &write, &not_inheritable, default_buffer) == 0)
+  if (::CreatePipe(&read, &write, &not_inheritable, default_buffer) == 0) {
     return {{}, last_failure("CreatePipe")};
+  }
   return {{read, write}, {}};
 }
 
 pipe_transfer read_pipe(void* handle, char* buffer, std::uint32_t bytes) noexcept {
   DWORD done = 0;
-  if (::ReadFile(handle, buffer, bytes, &done, nullptr) == 0)
+  if (::ReadFile(handle, buffer, bytes, &done, nullptr) == 0) {
     return {0, last_failure("ReadFile")};
+  }
   return {done, {}};
 }
 
@@ -60,19 +63,22 @@ pipe_transfer read_pipe_overlapped(void* handle, char* buffer, std::uint32_t byt
   DWORD done = 0;
   if (::ReadFile(handle, buffer, bytes, &done, &overlapped) == 0) {
     const pipe_failure failure = last_failure("AsyncReadFile");
-    if (failure.error != ERROR_IO_PENDING)
+    if (failure.error != ERROR_IO_PENDING) {
       return {0, failure};
+    }
   }
   // Also when the read succeeded at once: only here is the count sure.
-  if (::GetOverlappedResult(handle, &overlapped, &done, TRUE) == 0)
+  if (::GetOverlappedResult(handle, &overlapped, &done, TRUE) == 0) {
     return {0, last_failure("GetOverlappedResult")};
+  }
   return {done, {}};
 }
 
 pipe_transfer write_pipe(void* handle, const char* buffer, std::uint32_t bytes) noexcept {
   DWORD done = 0;
-  if (::WriteFile(handle, buffer, bytes, &done, nullptr) == 0)
+  if (::WriteFile(handle, buffer, bytes, &done, nullptr) == 0) {
     return {0, last_failure("WriteFile")};
+  }
   return {done, {}};
 }
 

@@ -1,8 +1,8 @@
 #include <fl/sysdep/windows/process_impl.hpp>
 
 #include "process/windows/child/exit_code.hpp"
-#include "process/windows/last_error.hpp"
 #include "process/windows/child/working_set.hpp"
+#include "process/windows/last_error.hpp"
 
 #include <windows.h>
 
@@ -17,10 +17,12 @@ process_impl::process_impl(const PROCESS_INFORMATION* info)
 
 process_impl::~process_impl() {
   const DWORD last_error = ::GetLastError();
-  if (hProcess)
+  if (hProcess) {
     ::CloseHandle(hProcess);
-  if (hThread)
+  }
+  if (hThread) {
     ::CloseHandle(hThread);
+  }
   ::SetLastError(last_error);
 }
 
@@ -32,8 +34,9 @@ void wait_for_process(HANDLE handle, bool block) {
     case WAIT_OBJECT_0:
       return;
     case WAIT_TIMEOUT:
-      if (block)
+      if (block) {
         throw std::runtime_error("WaitForSingleObject returned an unexpected value: WAIT_TIMEOUT");
+      }
       return;
     case WAIT_ABANDONED:
       throw std::runtime_error("WaitForSingleObject returned an unexpected value: WAIT_ABANDONED");
@@ -48,10 +51,12 @@ void wait_for_process(HANDLE handle, bool block) {
 
 exit_status_variant read_exit_status(void* handle) {
   DWORD code = 0;
-  if (!::GetExitCodeProcess(handle, &code))
+  if (!::GetExitCodeProcess(handle, &code)) {
     throw_last_error(::GetLastError(), "GetExitCodeProcess");
-  if (code == STILL_ACTIVE)
+  }
+  if (code == STILL_ACTIVE) {
     return process::detail::unknown{};
+  }
   return process::detail::exited{static_cast<std::uint32_t>(code), static_cast<std::uint32_t>(code)};
 }
 
@@ -71,8 +76,9 @@ bool process_impl::has_ended() const noexcept {
 void* process_impl::get_native_handle() const {
   HANDLE duplicate = nullptr;
   if (!::DuplicateHandle(::GetCurrentProcess(), hProcess, ::GetCurrentProcess(), &duplicate, 0, FALSE,
-                         DUPLICATE_SAME_ACCESS))
+                         DUPLICATE_SAME_ACCESS)) {
     throw_last_error(::GetLastError(), "Failed to duplicate process handle");
+  }
   return duplicate;
 }
 
@@ -81,8 +87,9 @@ long long process_impl::get_pid() const {
 }
 
 void process_impl::kill() const {
-  if (!::TerminateProcess(hProcess, 1))
+  if (!::TerminateProcess(hProcess, 1)) {
     throw_last_error(::GetLastError(), "TerminateProcess");
+  }
 }
 
 void process_impl::terminate() const {

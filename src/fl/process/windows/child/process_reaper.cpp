@@ -7,10 +7,10 @@
 #include "process/windows/last_error.hpp"
 #include "util/thread_id.hpp"
 
-#include <windows.h>
-
 #include <boost/exception_ptr.hpp>
 #include <boost/system/system_error.hpp>
+
+#include <windows.h>
 
 #include <algorithm>
 #include <utility>
@@ -23,15 +23,17 @@ process_reaper::WaitRecord::WaitRecord(process_reaper* reaper, void* processHand
     : m_reaper(reaper), m_processHandle(processHandle), m_promise(std::move(promise)) {}
 
 process_reaper::WaitRecord::~WaitRecord() {
-  if (m_waitHandle)
+  if (m_waitHandle) {
     ::UnregisterWaitEx(m_waitHandle, m_callbackThread != 0 ? nullptr : INVALID_HANDLE_VALUE);
+  }
   ::CloseHandle(m_processHandle);
 }
 
 void process_reaper::WaitRecord::registerWait() {
   if (::RegisterWaitForSingleObject(&m_waitHandle, m_processHandle, &process_reaper::onSignalled, this, INFINITE,
-                                    WT_EXECUTEONLYONCE))
+                                    WT_EXECUTEONLYONCE)) {
     return;
+  }
   const DWORD code = ::GetLastError();
   m_waitHandle = nullptr;
   throw_last_error(code, "RegisterWaitForSingleObject");
@@ -80,8 +82,9 @@ void process_reaper::handleProcessExit(WaitRecord* record) noexcept {
   const log::scope_trace trace(loggers::process_reaper, __PRETTY_FUNCTION__);
   record_list done;  // Goes after the lock, and so do the handles of the record.
   std::unique_lock<std::mutex> lock(m_mutex);
-  if (record->m_abandoned)
+  if (record->m_abandoned) {
     return;
+  }
   record->m_callbackThread = util::current_thread_id();
   // Children mostly end in the order in which they were registered, so that the search is short.
   const auto place =
@@ -92,8 +95,9 @@ void process_reaper::handleProcessExit(WaitRecord* record) noexcept {
   // Told under the lock: once it is released, who waits may go on, and this object may be gone.
   lock.lock();
   done.splice(done.end(), m_reaping, place);
-  if ((m_records.empty() || m_retired) && onlyWaitingCallbacksAreLeft())
+  if ((m_records.empty() || m_retired) && onlyWaitingCallbacksAreLeft()) {
     m_allReaped.notify_all();
+  }
 }
 
 bool process_reaper::onlyWaitingCallbacksAreLeft() const {
@@ -128,8 +132,9 @@ void process_reaper::retire() noexcept {
   std::unique_lock<std::mutex> lock(m_mutex);
   m_retired = true;
   abandoned.swap(m_records);
-  for (WaitRecord& record : abandoned)
+  for (WaitRecord& record : abandoned) {
     record.m_abandoned = true;
+  }
   lock.unlock();
   abandoned.clear();  // Without the lock: each waits for a callback that may be about to look at it.
   lock.lock();

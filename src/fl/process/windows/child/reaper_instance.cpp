@@ -32,8 +32,9 @@ struct retirement {
   retirement(const retirement&) = delete;
   retirement& operator=(const retirement&) = delete;
   ~retirement() {
-    if (util::process_is_ending())
+    if (util::process_is_ending()) {
       return;
+    }
     std::unique_lock<std::mutex> lock(holder.mutex);
     const std::shared_ptr<process_reaper> last = holder.reaper;
     lock.unlock();
@@ -56,8 +57,9 @@ std::shared_ptr<process_reaper> process_reaper_instance() {
   reaper_holder& holder = the_holder();
   std::unique_lock<std::mutex> lock(holder.mutex);
   const implementation_qos wanted = requested_qos.load();
-  if (holder.qos == wanted)
+  if (holder.qos == wanted) {
     return holder.reaper;
+  }
   const auto made = std::make_shared<process_reaper>();
   const auto former = std::exchange(holder.reaper, made);
   holder.qos = wanted;

@@ -1,17 +1,16 @@
 // What a process can be asked about itself, and the working set, which a child is asked for as well.
 
 #include <fl/process/this_process.hpp>
-
-#include "process/windows/handle_closer.hpp"
-#include "process/windows/child/working_set.hpp"
-
 #include <i18n/filesystem.hpp>
 
-#include <psapi.h>
-#include <windows.h>
+#include "process/windows/child/working_set.hpp"
+#include "process/windows/handle_closer.hpp"
 
 #include <boost/system/system_error.hpp>
 #include <boost/throw_exception.hpp>
+
+#include <windows.h>
+#include <psapi.h>
 
 #include <string>
 #include <vector>
@@ -38,12 +37,14 @@ DWORD read_module_file_name(std::vector<wchar_t>& buffer) {
 unsigned long long compute_working_set_size(unsigned long pid) {
   HANDLE process = ::OpenProcess(PROCESS_ALL_ACCESS, FALSE, pid);
   const DWORD open_error = ::GetLastError();
-  if (!process)
+  if (!process) {
     throw_system_error(open_error, BOOST_CURRENT_LOCATION);
+  }
   const HandleCloser<HANDLE> closer(process);
   PROCESS_MEMORY_COUNTERS counters = {};
-  if (!::K32GetProcessMemoryInfo(process, &counters, sizeof counters))
+  if (!::K32GetProcessMemoryInfo(process, &counters, sizeof counters)) {
     throw_system_error(::GetLastError(), BOOST_CURRENT_LOCATION);
+  }
   return counters.WorkingSetSize;
 }
 
@@ -56,8 +57,9 @@ ustring this_process_absolute_path_impl() {
     buffer.resize(most_units);
     code = read_module_file_name(buffer);
   }
-  if (code != ERROR_SUCCESS)
+  if (code != ERROR_SUCCESS) {
     throw_system_error(code, BOOST_CURRENT_LOCATION);
+  }
   buffer.back() = L'\0';
   return fl::filesystem::codecvt_filesystem_to_ustring(true).convert(std::wstring(buffer.data()));
 }

@@ -44,8 +44,9 @@ STARTUPINFOEXW process_impl::child_setup::make_startup_info(const context& ctx) 
 
 process_impl::child_setup::environment_block process_impl::child_setup::make_environment_block(
     const process::environment_map& environment) {
-  if (!fits_narrow_calls(checked(environment)))
+  if (!fits_narrow_calls(checked(environment))) {
     return {{}, process::wide_environment_block(environment, &to_upper, &to_utf16)};
+  }
   return {process::narrow_environment_block(environment, &process_impl::append_env_var), {}};
 }
 
@@ -65,8 +66,9 @@ process_impl::child_setup::child_setup(const command& cmd, const context& ctx)
   // The system takes a list of handles only together with the inheritance.
   inherit_handles_ = inherit_handles_ || startup_info_.lpAttributeList;
   creation_flags_ = get_process_creation_flags(ctx);
-  if (startup_info_.lpAttributeList)
+  if (startup_info_.lpAttributeList) {
     creation_flags_ |= EXTENDED_STARTUPINFO_PRESENT;
+  }
   loggers::process_impl.log(log::severity::note, " inherit_handles=", static_cast<int>(inherit_handles_),
                             " handles.size()=", handles_.size(), " process_creation_flags=", creation_flags_);
 }
@@ -80,8 +82,9 @@ void process_impl::child_setup::create_process(const std::string& name) {
   wide_texts texts = texts_for(name);
   if (!::CreateProcessW(texts.program.c_str(), texts.command_line.data(), nullptr, nullptr, inherit_handles_,
                         creation_flags_ | env_block_.creation_flag(), env_block_.data(), texts.directory.c_str(),
-                        &startup_info_.StartupInfo, &proc_info_))
+                        &startup_info_.StartupInfo, &proc_info_)) {
     throw_last_error(::GetLastError(), "CreateProcessW");
+  }
 }
 
 void process_impl::child_setup::create_process_as_user(HANDLE token, const std::string& name) {
@@ -98,13 +101,15 @@ void process_impl::child_setup::create_as_user(HANDLE token, const std::string& 
   wide_texts texts = texts_for(name);
   if (!::CreateProcessAsUserW(token, texts.program.c_str(), texts.command_line.data(), nullptr, nullptr,
                               inherit_handles_, creation_flags, environment, texts.directory.c_str(),
-                              &startup_info_.StartupInfo, &proc_info_))
+                              &startup_info_.StartupInfo, &proc_info_)) {
     throw_last_error(::GetLastError(), "CreateProcessAsUserW");
+  }
 }
 
 process_impl::child_setup::attribute_list_guard::~attribute_list_guard() {
-  if (!startup_.lpAttributeList)
+  if (!startup_.lpAttributeList) {
     return;
+  }
   ::DeleteProcThreadAttributeList(startup_.lpAttributeList);
   ::HeapFree(::GetProcessHeap(), 0, startup_.lpAttributeList);
   startup_.lpAttributeList = nullptr;

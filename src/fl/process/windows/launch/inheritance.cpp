@@ -3,8 +3,8 @@
 #include <fl/process/open_mode.hpp>
 #include <fl/sysdep/windows/process_impl.hpp>
 
-#include "process/windows/launch/handle_flags.hpp"
 #include "process/windows/last_error.hpp"
+#include "process/windows/launch/handle_flags.hpp"
 
 #include <windows.h>
 
@@ -19,32 +19,39 @@ using process::iopipe_device;
 namespace open_mode = process::open_mode;
 
 void mark_inheritable(void* handle) {
-  if (!::SetHandleInformation(handle, HANDLE_FLAG_INHERIT, HANDLE_FLAG_INHERIT))
+  if (!::SetHandleInformation(handle, HANDLE_FLAG_INHERIT, HANDLE_FLAG_INHERIT)) {
     throw_unlogged_error(::GetLastError(), "SetHandleInformation");
+  }
 }
 
 void process_impl::allow_pipe_to_be_inherited(const std::pair<iopipe_device, int>& pipe) {
-  if (pipe.second & open_mode::read)
+  if (pipe.second & open_mode::read) {
     mark_inheritable(pipe.first.handles().read_handle());
-  if (pipe.second & open_mode::write)
+  }
+  if (pipe.second & open_mode::write) {
     mark_inheritable(pipe.first.handles().write_handle());
+  }
 }
 
 void process_impl::allow_pipes_to_be_inherited(const std::map<iopipe_device, int>& pipes) {
-  for (const auto& pipe : pipes)
+  for (const auto& pipe : pipes) {
     allow_pipe_to_be_inherited(pipe);
+  }
 }
 
 void process_impl::close_inherited_pipe(const std::pair<iopipe_device, int>& pipe) {
-  if (pipe.second & open_mode::read)
+  if (pipe.second & open_mode::read) {
     close_for_read(pipe.first);
-  if (pipe.second & open_mode::write)
+  }
+  if (pipe.second & open_mode::write) {
     close_for_write(pipe.first);
+  }
 }
 
 void process_impl::close_inherited_pipes(const std::map<iopipe_device, int>& pipes) {
-  for (const auto& pipe : pipes)
+  for (const auto& pipe : pipes) {
     close_inherited_pipe(pipe);
+  }
 }
 
 namespace {
@@ -70,10 +77,12 @@ std::vector<void*> standard_handles(const STARTUPINFOW& startup) {
 void collect(const context& ctx, const std::vector<void*>& standard, std::vector<void*>& handles) {
   handles.assign(ctx.inherited_handles().begin(), ctx.inherited_handles().end());
   for (const auto& [device, mode] : ctx.inherited_pipes()) {
-    if (mode & open_mode::read)
+    if (mode & open_mode::read) {
       handles.push_back(device.handles().read_handle());
-    if (mode & open_mode::write)
+    }
+    if (mode & open_mode::write) {
       handles.push_back(device.handles().write_handle());
+    }
   }
   handles.insert(handles.end(), standard.begin(), standard.end());
   std::sort(handles.begin(), handles.end());
@@ -84,8 +93,9 @@ LPPROC_THREAD_ATTRIBUTE_LIST make_attribute_list() {
   SIZE_T size = 0;
   ::InitializeProcThreadAttributeList(nullptr, 1, 0, &size);
   const auto list = static_cast<LPPROC_THREAD_ATTRIBUTE_LIST>(::HeapAlloc(::GetProcessHeap(), 0, size));
-  if (!list)
+  if (!list) {
     throw std::bad_alloc();
+  }
   if (!::InitializeProcThreadAttributeList(list, 1, 0, &size)) {
     ::HeapFree(::GetProcessHeap(), 0, list);
     throw std::logic_error("InitializeProcThreadAttributeList failed");
@@ -97,12 +107,14 @@ LPPROC_THREAD_ATTRIBUTE_LIST make_attribute_list() {
 
 void process_impl::explicitly_inherit_handles(const context& ctx, STARTUPINFOEXW& startup,
                                               std::vector<void*>& handles) {
-  if (!ctx.explicitlyInheritHandles().value_or(false))
+  if (!ctx.explicitlyInheritHandles().value_or(false)) {
     return;
+  }
   const std::vector<void*> standard = standard_handles(startup.StartupInfo);
   const std::size_t count = standard.size() + ctx.inherited_pipes().size() + ctx.inherited_handles().size();
-  if (count == 0)
+  if (count == 0) {
     return;
+  }
   handles.reserve(count);
   collect(ctx, standard, handles);
   // The system refuses a list that names a handle which is not inheritable.

@@ -7,20 +7,18 @@
 #include "loggers.hpp"
 #include "process/launch/batch_file.hpp"
 #include "process/launch/quoting.hpp"
-#include "process/windows/launch/child_setup.hpp"
 #include "process/windows/handle_closer.hpp"
 #include "process/windows/last_error.hpp"
+#include "process/windows/launch/child_setup.hpp"
 #include "process/windows/native_text.hpp"
+#include "process/windows/text.hpp"
 #include "process/windows/token/non_elevated_token.hpp"
 #include "process/windows/token/profile_cleanup.hpp"
-#include "process/windows/text.hpp"
-
-#include <windows.h>
-
-// Behind windows.h, whose types it uses.
-#include <shellapi.h>
 
 #include <boost/algorithm/string/replace.hpp>
+
+#include <windows.h>
+#include <shellapi.h>
 
 #include <memory>
 #include <sstream>
@@ -36,12 +34,15 @@ using process::context;
 
 DWORD process_impl::get_process_creation_flags(const context& ctx) {
   DWORD flags = EXTENDED_STARTUPINFO_PRESENT;
-  if (ctx.user())
+  if (ctx.user()) {
     flags |= NORMAL_PRIORITY_CLASS;
-  if (ctx.detached_process().value_or(false))
+  }
+  if (ctx.detached_process().value_or(false)) {
     flags |= DETACHED_PROCESS;
-  if (ctx.create_no_window().value_or(false))
+  }
+  if (ctx.create_no_window().value_or(false)) {
     flags |= CREATE_NO_WINDOW;
+  }
   loggers::process_impl.log(log::severity::note,
                             " static_cast<bool>(flags & 0x00000020)=", static_cast<bool>(flags & NORMAL_PRIORITY_CLASS),
                             " static_cast<bool>(flags & 0x00000008)=", static_cast<bool>(flags & DETACHED_PROCESS),
@@ -55,12 +56,15 @@ enum class launch_way { de_elevated, under_user, elevated, plain };
 
 // A request for elevation gives way to a user; one against it gives way only where there is nothing to take away.
 launch_way choose_way(const context& ctx) {
-  if (ctx.elevationLevel() == process::ElevationLevel::NonElevated && IsTokenElevated(nullptr) != 0)
+  if (ctx.elevationLevel() == process::ElevationLevel::NonElevated && IsTokenElevated(nullptr) != 0) {
     return launch_way::de_elevated;
-  if (ctx.user())
+  }
+  if (ctx.user()) {
     return launch_way::under_user;
-  if (ctx.elevationLevel() == process::ElevationLevel::Elevated)
+  }
+  if (ctx.elevationLevel() == process::ElevationLevel::Elevated) {
     return launch_way::elevated;
+  }
   return launch_way::plain;
 }
 
@@ -97,11 +101,13 @@ HANDLE run_elevated(BOOL(WINAPI* execute)(Request*), const Text& verb, const Tex
   request.lpParameters = parameters.c_str();
   request.lpDirectory = directory.c_str();
   request.nShow = SW_HIDE;
-  if (!execute(&request))
+  if (!execute(&request)) {
     throw_last_error(::GetLastError(), "::ShellExecuteExW");
+  }
   // As when a running program takes the file over.
-  if (!request.hProcess)
+  if (!request.hProcess) {
     throw std::runtime_error("the system's shell started no process of its own, so there is nothing to follow");
+  }
   return request.hProcess;
 }
 

@@ -3,13 +3,12 @@
 #include <fl/sysdep/windows/process_impl.hpp>
 
 #include "loggers.hpp"
-#include "process/windows/launch/handle_flags.hpp"
 #include "process/windows/last_error.hpp"
+#include "process/windows/launch/handle_flags.hpp"
 #include "process/windows/native_text.hpp"
 #include "process/windows/text.hpp"
 
 #include <windows.h>
-
 #include <io.h>
 
 #include <cstdio>
@@ -24,8 +23,9 @@ namespace {
 HANDLE duplicate_inheritable(HANDLE source, const char* failure) {
   HANDLE duplicate = nullptr;
   if (!::DuplicateHandle(::GetCurrentProcess(), source, ::GetCurrentProcess(), &duplicate, 0, TRUE,
-                         DUPLICATE_SAME_ACCESS))
+                         DUPLICATE_SAME_ACCESS)) {
     throw_last_error(::GetLastError(), failure);
+  }
   return duplicate;
 }
 
@@ -40,15 +40,18 @@ HANDLE handle_of_stream(std::FILE* stream) {
 
 // A second handle for the same object, as inheritable as the first. Null stays null.
 HANDLE duplicate_alike(HANDLE source) {
-  if (!source)
+  if (!source) {
     return nullptr;
+  }
   DWORD flags = 0;
-  if (!::GetHandleInformation(source, &flags))
+  if (!::GetHandleInformation(source, &flags)) {
     throw_unlogged_error(::GetLastError(), "GetHandleInformation");
+  }
   HANDLE duplicate = nullptr;
   if (!::DuplicateHandle(::GetCurrentProcess(), source, ::GetCurrentProcess(), &duplicate, 0,
-                         (flags & HANDLE_FLAG_INHERIT) != 0, DUPLICATE_SAME_ACCESS))
+                         (flags & HANDLE_FLAG_INHERIT) != 0, DUPLICATE_SAME_ACCESS)) {
     throw_unlogged_error(::GetLastError(), "DuplicateHandle");
+  }
   return duplicate;
 }
 
@@ -113,13 +116,15 @@ HANDLE open_or_make(const std::string& file, DWORD access) {
 }
 
 void cut_off(HANDLE file) {
-  if (!::SetEndOfFile(file))
+  if (!::SetEndOfFile(file)) {
     throw_last_error(::GetLastError(), "SetEndOfFile (open_file_handle)");
+  }
 }
 
 void go_to_end(HANDLE file) {
-  if (::SetFilePointer(file, 0, nullptr, FILE_END) == INVALID_SET_FILE_POINTER)
+  if (::SetFilePointer(file, 0, nullptr, FILE_END) == INVALID_SET_FILE_POINTER) {
     throw_last_error(::GetLastError(), "SetFilePointer (open_file_handle)");
+  }
 }
 
 }  // namespace
@@ -127,8 +132,9 @@ void go_to_end(HANDLE file) {
 void process_impl::open_file_handle(STARTUPINFOW* startup, unsigned long key, const std::string& file,
                                     unsigned long access, open_action_type action) {
   const HANDLE handle = open_or_make(without_nul(file, "file name"), access);
-  if (handle == INVALID_HANDLE_VALUE)
+  if (handle == INVALID_HANDLE_VALUE) {
     throw_last_error(::GetLastError(), "OpenFile (open_file_handle)");
+  }
   try {
     switch (action) {
       case open_as_is:
@@ -155,15 +161,17 @@ void process_impl::share_std_handle(STARTUPINFOW* startup, unsigned long destina
     mark_inheritable(duplicate);
     set_handle(startup, destination, duplicate);
   } catch (...) {
-    if (duplicate)
+    if (duplicate) {
       ::CloseHandle(duplicate);
+    }
     throw;
   }
 }
 
 void process_impl::close_handle(STARTUPINFOW* startup, unsigned long key) {
-  if (!::CloseHandle(get_handle(startup, key)))
+  if (!::CloseHandle(get_handle(startup, key))) {
     throw_last_error(::GetLastError(), "close_handle/CloseHandle");
+  }
 }
 
 void process_impl::close_for_read(const iopipe_device& device) {

@@ -5,10 +5,10 @@
 
 #include <fl/sysdep/windows/process_impl.hpp>
 
-#include <windows.h>
-
 #include <boost/variant/apply_visitor.hpp>
 #include <boost/variant/static_visitor.hpp>
+
+#include <windows.h>
 
 namespace foundation::core::sysdep::windows {
 
@@ -81,8 +81,9 @@ class process_impl::StdHandleGuard {
     // The input handle is the parent's own; the output handles are duplicates made for the child.
     void operator()(const process::inherit_from_parent&) const {
       const HANDLE handle = get_handle(startup, key);
-      if (key != STD_INPUT_HANDLE && handle)
+      if (key != STD_INPUT_HANDLE && handle) {
         ::CloseHandle(handle);
+      }
     }
     void operator()(const process::pipe_from& pipe) const { close_for_read(pipe.device()); }
     void operator()(const process::pipe_to& pipe) const { close_for_write(pipe.device()); }

@@ -6,10 +6,10 @@
 #include <boost/algorithm/string/classification.hpp>
 #include <boost/algorithm/string/split.hpp>
 
+#include <stdlib.h>
+
 #include <string>
 #include <vector>
-
-#include <stdlib.h>
 
 namespace foundation::core::process::windows {
 

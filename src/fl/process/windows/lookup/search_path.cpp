@@ -27,8 +27,9 @@ search_path_cache::directories split_search_path(const std::wstring& value) {
 std::shared_ptr<const search_path_cache::directories> search_path_cache::current() {
   const std::lock_guard<std::mutex> lock(mutex_);
   const std::wstring_view value = read_variable(L"PATH");
-  if (!directories_ || value != value_)
+  if (!directories_ || value != value_) {
     rebuild(std::wstring(value));
+  }
   return directories_;
 }
 

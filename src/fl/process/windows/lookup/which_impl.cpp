@@ -2,8 +2,8 @@
 
 #include "loggers.hpp"
 #include "process/windows/lookup/environment_list.hpp"
-#include "process/windows/native_text.hpp"
 #include "process/windows/lookup/search_path.hpp"
+#include "process/windows/native_text.hpp"
 
 #include <boost/filesystem/exception.hpp>
 #include <boost/filesystem/operations.hpp>
@@ -54,8 +54,9 @@ class refused_look : public boost::filesystem::filesystem_error {
 boost::filesystem::file_type type_of(const path& file) {
   boost::system::error_code failure;
   const auto type = boost::filesystem::status(file, failure).type();
-  if (type == boost::filesystem::status_error)
+  if (type == boost::filesystem::status_error) {
     throw refused_look(file, failure.value());
+  }
   return type;
 }
 
@@ -71,8 +72,9 @@ std::vector<std::string> load_pathext() {
     note("The environment variable PATHEXT is empty.");
   } else {
     note("Using the environment variable PATHEXT.");
-    for (const std::wstring& extension : split_list<std::wstring>(value))
+    for (const std::wstring& extension : split_list<std::wstring>(value)) {
       extensions.push_back(from_native(extension));
+    }
   }
   note(" pathext_val=", from_native(value), " pathext.size()=", extensions.size());
   return extensions;

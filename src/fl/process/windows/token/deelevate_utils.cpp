@@ -5,8 +5,6 @@
 #include "process/windows/last_error.hpp"
 
 #include <windows.h>
-
-// Behind windows.h, whose types they use.
 #include <sddl.h>
 #include <winsafer.h>
 
@@ -17,14 +15,16 @@ int IsTokenElevated(void* token) {
   void* own_token = nullptr;
   const HandleCloser<void*> closer(own_token);
   if (!token) {
-    if (!::OpenProcessToken(::GetCurrentProcess(), TOKEN_QUERY, &own_token))
+    if (!::OpenProcessToken(::GetCurrentProcess(), TOKEN_QUERY, &own_token)) {
       throw_unlogged_error(::GetLastError(), failure);
+    }
     token = own_token;
   }
   TOKEN_ELEVATION elevation = {};
   DWORD length = 0;
-  if (!::GetTokenInformation(token, TokenElevation, &elevation, sizeof elevation, &length))
+  if (!::GetTokenInformation(token, TokenElevation, &elevation, sizeof elevation, &length)) {
     throw_unlogged_error(::GetLastError(), failure);
+  }
   return elevation.TokenIsElevated != 0 ? 1 : 0;
 }
 
@@ -34,8 +34,9 @@ namespace {
 bool read_enable_lua(DWORD& value) {
   HKEY key = nullptr;
   if (::RegOpenKeyExA(HKEY_LOCAL_MACHINE, "SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Policies\\System", 0, KEY_READ,
-                      &key) != ERROR_SUCCESS)
+                      &key) != ERROR_SUCCESS) {
     return false;
+  }
   DWORD type = REG_DWORD;
   DWORD size = sizeof value;
   const LSTATUS result = ::RegQueryValueExA(key, "EnableLUA", nullptr, &type, reinterpret_cast<BYTE*>(&value), &size);
@@ -47,27 +48,32 @@ bool read_enable_lua(DWORD& value) {
 
 int IsUacEnabled() {
   DWORD enabled = 0;
-  if (read_enable_lua(enabled))
+  if (read_enable_lua(enabled)) {
     return enabled != 0 ? 1 : 0;
+  }
   loggers::deelevate_utils.log(log::severity::note, "Cannot determine UAC status");
   return -1;
 }
 
 void* GetNonElevatedToken() {
   const DWORD process_id = GetExplorerProcessId();
-  if (process_id == 0)
+  if (process_id == 0) {
     return nullptr;
+  }
   HANDLE process = ::OpenProcess(PROCESS_QUERY_INFORMATION, FALSE, process_id);
   const HandleCloser<HANDLE> process_closer(process);
-  if (!process)
+  if (!process) {
     throw_unlogged_error(::GetLastError(), "Cannot get non-elevated token: Failed to open the explorer process");
+  }
   HANDLE token = nullptr;
   const HandleCloser<HANDLE> token_closer(token);
-  if (!::OpenProcessToken(process, TOKEN_DUPLICATE, &token))
+  if (!::OpenProcessToken(process, TOKEN_DUPLICATE, &token)) {
     throw_unlogged_error(::GetLastError(), "Cannot get non-elevated token: Failed to open the explorer's token");
+  }
   HANDLE result = nullptr;
-  if (!::DuplicateTokenEx(token, TOKEN_ALL_ACCESS, nullptr, SecurityImpersonation, TokenPrimary, &result))
+  if (!::DuplicateTokenEx(token, TOKEN_ALL_ACCESS, nullptr, SecurityImpersonation, TokenPrimary, &result)) {
     throw_unlogged_error(::GetLastError(), "Cannot get non-elevated token: Failed to duplicate the token");
+  }
   return result;
 }
 
@@ -77,10 +83,12 @@ void set_medium_integrity(HANDLE token) {
   TOKEN_MANDATORY_LABEL label = {};
   label.Label.Attributes = SE_GROUP_INTEGRITY;
   const HandleCloser<PSID> sid_closer(label.Label.Sid, [](PSID& sid) { ::LocalFree(sid); });
-  if (!::ConvertStringSidToSidA("S-1-16-8192", &label.Label.Sid))
+  if (!::ConvertStringSidToSidA("S-1-16-8192", &label.Label.Sid)) {
     throw_unlogged_error(::GetLastError(), "Cannot get medium integrity token: ConvertStringSidToSid failed");
-  if (!::SetTokenInformation(token, TokenIntegrityLevel, &label, sizeof label))
+  }
+  if (!::SetTokenInformation(token, TokenIntegrityLevel, &label, sizeof label)) {
     throw_unlogged_error(::GetLastError(), "Cannot get medium integrity token: SetTokenInformation failed");
+  }
 }
 
 }  // namespace
@@ -88,12 +96,14 @@ void set_medium_integrity(HANDLE token) {
 void* GetMediumIntegrityToken() {
   SAFER_LEVEL_HANDLE level = nullptr;
   const HandleCloser<SAFER_LEVEL_HANDLE> level_closer(level, [](SAFER_LEVEL_HANDLE& held) { ::SaferCloseLevel(held); });
-  if (!::SaferCreateLevel(SAFER_SCOPEID_USER, SAFER_LEVELID_NORMALUSER, SAFER_LEVEL_OPEN, &level, nullptr))
+  if (!::SaferCreateLevel(SAFER_SCOPEID_USER, SAFER_LEVELID_NORMALUSER, SAFER_LEVEL_OPEN, &level, nullptr)) {
     throw_unlogged_error(::GetLastError(), "Cannot get medium integrity token: SaferCreateLevel failed");
+  }
   HANDLE token = nullptr;
   HandleCloser<HANDLE> token_closer(token);
-  if (!::SaferComputeTokenFromLevel(level, nullptr, &token, 0, nullptr))
+  if (!::SaferComputeTokenFromLevel(level, nullptr, &token, 0, nullptr)) {
     throw_unlogged_error(::GetLastError(), "Cannot get medium integrity token: SaferComputeTokenFromLevel failed");
+  }
   set_medium_integrity(token);
   token_closer.mode = CloseOnDestruction::leave;
   return token;
@@ -102,18 +112,21 @@ void* GetMediumIntegrityToken() {
 void EnablePrivilege(const char* name) {
   HANDLE token = nullptr;
   const HandleCloser<HANDLE> closer(token);
-  if (!::OpenProcessToken(::GetCurrentProcess(), TOKEN_ADJUST_PRIVILEGES | TOKEN_QUERY, &token))
+  if (!::OpenProcessToken(::GetCurrentProcess(), TOKEN_ADJUST_PRIVILEGES | TOKEN_QUERY, &token)) {
     throw_last_error(::GetLastError(), "OpenProcessToken");
+  }
   TOKEN_PRIVILEGES privileges = {};
   privileges.PrivilegeCount = 1;
   privileges.Privileges[0].Attributes = SE_PRIVILEGE_ENABLED;
-  if (!::LookupPrivilegeValueA(nullptr, name, &privileges.Privileges[0].Luid))
+  if (!::LookupPrivilegeValueA(nullptr, name, &privileges.Privileges[0].Luid)) {
     throw_last_error(::GetLastError(), "LookupPrivilegeValue");
+  }
   const BOOL adjusted = ::AdjustTokenPrivileges(token, FALSE, &privileges, 0, nullptr, nullptr);
   // The call succeeds, too, when this process does not hold the privilege, and tells so by the last error alone.
   const DWORD code = ::GetLastError();
-  if (!adjusted || code == ERROR_NOT_ALL_ASSIGNED)
+  if (!adjusted || code == ERROR_NOT_ALL_ASSIGNED) {
     throw_last_error(code, "AdjustTokenPrivileges");
+  }
 }
 
 }  // namespace foundation::core::sysdep::windows

@@ -5,9 +5,9 @@
 #include "process/windows/handle_closer.hpp"
 #include "process/windows/last_error.hpp"
 
-#include <windows.h>
-
 #include <boost/system/system_error.hpp>
+
+#include <windows.h>
 
 namespace foundation::core::sysdep::windows {
 
@@ -32,8 +32,9 @@ HANDLE usable_shell_token() {
 HANDLE medium_integrity_token() {
   HANDLE token = GetMediumIntegrityToken();
   HandleCloser<HANDLE> closer(token);
-  if (!token || IsTokenElevated(token) != 0)
+  if (!token || IsTokenElevated(token) != 0) {
     throw_last_error(ERROR_INVALID_TOKEN, "Cannot obtain a non-elevated token");
+  }
   closer.mode = CloseOnDestruction::leave;
   return token;
 }
@@ -45,8 +46,9 @@ void* token_without_elevation() {
   const int uac = IsUacEnabled();
   const ReplaceTokenRight right = CheckReplaceTokenPrivilege();
   if (uac == 1 && right == ReplaceTokenPresent) {
-    if (const HANDLE token = usable_shell_token())
+    if (const HANDLE token = usable_shell_token()) {
       return token;
+    }
   }
   return medium_integrity_token();
 }

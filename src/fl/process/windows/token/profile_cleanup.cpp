@@ -8,32 +8,37 @@ namespace foundation::core::sysdep::windows {
 namespace severity = log::severity;
 
 ProfileCleanup::~ProfileCleanup() {
-  if (process_)
+  if (process_) {
     ::CloseHandle(process_);
+  }
 }
 
 bool ProfileCleanup::duplicate_handle(HANDLE child) {
-  if (::DuplicateHandle(::GetCurrentProcess(), child, ::GetCurrentProcess(), &process_, SYNCHRONIZE, FALSE, 0))
+  if (::DuplicateHandle(::GetCurrentProcess(), child, ::GetCurrentProcess(), &process_, SYNCHRONIZE, FALSE, 0)) {
     return true;
+  }
   const DWORD code = ::GetLastError();
   loggers::process_impl.log(severity::error, "DuplicateHandle failed for profile cleanup: ", code);
   return false;
 }
 
 bool ProfileCleanup::register_wait() {
-  if (::RegisterWaitForSingleObject(&wait_, process_, &on_child_ended, this, INFINITE, WT_EXECUTEONLYONCE))
+  if (::RegisterWaitForSingleObject(&wait_, process_, &on_child_ended, this, INFINITE, WT_EXECUTEONLYONCE)) {
     return true;
+  }
   const DWORD code = ::GetLastError();
   loggers::process_impl.log(severity::error, "RegisterWaitForSingleObject failed for profile cleanup: ", code);
   return false;
 }
 
 void ProfileCleanup::start(std::unique_ptr<ProfileCleanup> record, HANDLE child) noexcept {
-  if (!record->duplicate_handle(child))
+  if (!record->duplicate_handle(child)) {
     return;
+  }
   keep_library_loaded();
-  if (record->register_wait())
+  if (record->register_wait()) {
     let_go(record.release());
+  }
 }
 
 void ProfileCleanup::on_child_ended(void* context, BOOLEAN) {
@@ -45,8 +50,9 @@ void ProfileCleanup::on_child_ended(void* context, BOOLEAN) {
 // The callback of a child that has ended already may come before the registration has stored the handle of the wait:
 // whoever is last takes the record down.
 void ProfileCleanup::let_go(ProfileCleanup* record) {
-  if (--record->holders_ != 0)
+  if (--record->holders_ != 0) {
     return;
+  }
   const std::unique_ptr<ProfileCleanup> last(record);
   ::UnregisterWaitEx(record->wait_, nullptr);
 }

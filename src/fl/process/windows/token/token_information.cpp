@@ -10,8 +10,9 @@ DWORD token_information_size(HANDLE token, TOKEN_INFORMATION_CLASS question) {
 
 std::vector<std::byte> token_information(HANDLE token, TOKEN_INFORMATION_CLASS question, DWORD size) {
   std::vector<std::byte> answer(size);
-  if (!::GetTokenInformation(token, question, answer.data(), size, &size))
+  if (!::GetTokenInformation(token, question, answer.data(), size, &size)) {
     answer.clear();
+  }
   return answer;
 }
 

@@ -8,12 +8,10 @@
 #include "process/windows/native_text.hpp"
 #include "process/windows/text.hpp"
 
-#include <windows.h>
-
-// Behind windows.h, whose types it uses.
-#include <userenv.h>
-
 #include <boost/system/error_code.hpp>
+
+#include <windows.h>
+#include <userenv.h>
 
 #include <utility>
 
@@ -23,8 +21,9 @@ namespace {
 
 // What the caller can put right is told apart from what the system refuses for reasons of its own.
 [[noreturn]] void throw_logon_failure(DWORD code) {
-  if (code == ERROR_LOGON_FAILURE || code == ERROR_PASSWORD_EXPIRED || code == ERROR_ACCOUNT_DISABLED)
+  if (code == ERROR_LOGON_FAILURE || code == ERROR_PASSWORD_EXPIRED || code == ERROR_ACCOUNT_DISABLED) {
     throw process::process_bad_user(boost::system::system_category().message(static_cast<int>(code)));
+  }
   throw_last_error(code, "LogonUser");
 }
 
@@ -45,8 +44,9 @@ HANDLE load_profile_of(BOOL(WINAPI* load)(HANDLE, Info*), HANDLE token, Text nam
   info.dwSize = sizeof info;
   info.dwFlags = PI_NOUI;
   info.lpUserName = name.data();
-  if (!load(token, &info))
+  if (!load(token, &info)) {
     throw_last_error(::GetLastError(), "LoadUserProfile");
+  }
   return info.hProfile;
 }
 
@@ -74,8 +74,9 @@ void UserLogon::log_on(const std::string& password) {
                         ? ::LogonUserA(user_.c_str(), domain_.c_str(), password.c_str(), LOGON32_LOGON_INTERACTIVE,
                                        LOGON32_PROVIDER_DEFAULT, &token_)
                         : log_on_wide(user_, domain_, password, token_);
-  if (!done)
+  if (!done) {
     throw_logon_failure(::GetLastError());
+  }
 }
 
 void UserLogon::load_profile() {
@@ -86,8 +87,9 @@ void UserLogon::load_profile() {
 std::vector<char16_t> UserLogon::environment_with(const process::environment_map& environment) const {
   void* block = nullptr;
   const HandleCloser<void*> closer(block, [](void*& made) { ::DestroyEnvironmentBlock(made); });
-  if (!::CreateEnvironmentBlock(&block, token_, FALSE))
+  if (!::CreateEnvironmentBlock(&block, token_, FALSE)) {
     throw_last_error(::GetLastError(), "CreateEnvironmentBlock");
+  }
   return process::merged_environment_block(static_cast<const char16_t*>(block), environment, &to_upper, &to_utf16);
 }
 
