@@ -3,7 +3,7 @@
 #include <foundation_log/termination.hpp>
 
 #include "loggers.hpp"
-#include "system/windows/core_counts.hpp"
+#include "system/number_of_cores.hpp"
 
 #include <algorithm>
 #include <thread>

@@ -27,7 +27,7 @@ struct core_counts {
 /// process is in, since a mask tells of one group. Throws `std::bad_alloc`.
 core_counts countCores(byte_range records, const process_affinity& affinity);
 
-/// The layout of the records, in bytes; windows/core_counts.cpp compares it with the system's.
+/// The layout of the records, in bytes; windows/number_of_cores.cpp compares it with the system's.
 namespace topology_record {
 inline constexpr std::size_t relationship = 0;  ///< 32 bits
 inline constexpr std::size_t size = 4;          ///< 32 bits

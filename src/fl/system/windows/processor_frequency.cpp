@@ -1,4 +1,4 @@
-#include "system/windows/processor_frequency.hpp"
+#include "system/processor_frequency.hpp"
 
 #include <fl/except/anonymous_internal_exception.hpp>
 #include <fl/system/processor_frequency.hpp>

@@ -1,4 +1,4 @@
-#include "system/windows/core_counts.hpp"
+#include "system/number_of_cores.hpp"
 
 #include <fl/except/anonymous_internal_exception.hpp>
 
