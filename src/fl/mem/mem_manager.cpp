@@ -6,6 +6,7 @@
 
 #include "loggers.hpp"
 #include "mem/aligned_heap_create.hpp"
+#include "mem/assertion_paths.hpp"
 #include "mem/crt_heap_tuning.hpp"
 #include "mem/feature_set.hpp"
 #include "mem/option_string.hpp"
@@ -135,7 +136,7 @@ bool manager_impl::set_thread_terminate_on_oom_impl(bool terminate) const {
 void manager_impl::reinit_new_handler_impl() const {
   const std::new_handler found = std::set_new_handler(dispatch_new_handler);
   if (found != dispatch_new_handler) {
-    logger.check_failed(detail::manager_unit, __LINE__, __PRETTY_FUNCTION__,
+    logger.check_failed(detail::manager_path, __LINE__, __PRETTY_FUNCTION__,
                         "NEW HANDLER CLOBBERED: expected=", reinterpret_cast<const void*>(dispatch_new_handler),
                         "  actual=", reinterpret_cast<const void*>(found));
   }
