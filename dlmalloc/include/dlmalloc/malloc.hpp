@@ -46,12 +46,6 @@ namespace foundation::core::mem::dlmalloc {
 
 namespace {
 
-#ifdef DLMALLOC_CHECKING
-constexpr bool checking = true;
-#else
-constexpr bool checking = false;
-#endif
-
 // ---- sizes, all in bytes ----
 
 constexpr std::size_t word_size = sizeof(std::size_t);
@@ -1174,16 +1168,17 @@ chunk* try_realloc_chunk(malloc_state& m, chunk* c, std::size_t size, [[maybe_un
 
 // ---- entry points ----
 
-/// Ends the process unless the whole state is as it must be; stands in validator.hpp. The caller holds the lock.
-[[maybe_unused]] void validate(malloc_state& m);
+#ifdef DLMALLOC_CHECKING
+void validate(malloc_state& m);  // validator.hpp
+#endif
 
 template <class Operation>
 inline auto serialised(malloc_state& m, Operation operation) {
   const std::lock_guard guard(m.lock);
   const auto result = operation(m);
-  if constexpr (checking) {
-    validate(m);
-  }
+#ifdef DLMALLOC_CHECKING
+  validate(m);
+#endif
   return result;
 }
 

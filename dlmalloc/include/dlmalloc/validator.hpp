@@ -123,6 +123,7 @@ void validate_segment(malloc_state& m, segment& s, free_count& count) {
   }
 }
 
+/// Ends the process unless the whole state is as it must be. The caller holds the lock.
 void validate(malloc_state& m) {
   require(m.footprint <= m.max_footprint);
   if (m.top == nullptr) {

@@ -19,8 +19,6 @@ using namespace foundation::core::mem::dlmalloc;
 using test_support::host_pages;
 using test_support::page_order;
 
-static_assert(checking);
-
 constexpr std::size_t kib = 1024;
 constexpr std::size_t mib = kib * kib;
 
