@@ -22,6 +22,18 @@ void logCurrentException() {
   }
 }
 
+details askForCores() {
+  windows::core_details cores;
+  windows::computeNumberOfCores(cores);
+  details found;
+  found.pCores = cores.pCores;
+  found.lCores = cores.lCores;
+  found.aCores = cores.aCores;
+  found.performanceCores = cores.performanceCores;
+  found.efficiencyCores = cores.efficiencyCores;
+  return found;
+}
+
 void addFrequency(details& found) {
   const auto frequency = getMaximumProcessorFrequency();
   try {
@@ -54,8 +66,7 @@ auto compared(const CpuInfo& info) {
 
 void CpuInfo::refresh() {
   detailsValid_ = false;
-  details found;
-  windows::computeNumberOfCores(found);
+  details found = askForCores();
   found.hyperthreaded = found.lCores != found.pCores;
   addFrequency(found);
   logDetails(found);

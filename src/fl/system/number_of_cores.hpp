@@ -1,12 +1,20 @@
-// Asks the system for its cores.
+// How many cores the machine has, of which kinds, and how many this process may use. Asks the system anew at each call
+// (processor_query.hpp, cpu_set.hpp).
 #pragma once
-
-#include <fl/system/cpu_info.hpp>
 
 namespace foundation::core::system::windows {
 
-/// Fills the counts of cores and the tiers. If a system call fails, throws `boost::system::system_error`, wrapped as an
-/// internal exception, and leaves `result` as it is; throws `std::bad_alloc`.
-void computeNumberOfCores(detail::details& result);
+/// Named as the members of CpuInfo that they become.
+struct core_details {
+  unsigned long long pCores = 0;
+  unsigned long long lCores = 0;
+  unsigned long long aCores = 0;
+  int performanceCores = -1;
+  int efficiencyCores = -1;
+};
+
+/// If a system call fails, throws `boost::system::system_error`, wrapped as an internal exception, and leaves `result`
+/// as it is; throws `std::bad_alloc`.
+void computeNumberOfCores(core_details& result);
 
 }  // namespace foundation::core::system::windows
