@@ -1,5 +1,5 @@
 // The memory manager's option string, from its words to the features and the lines of the start-up log.
-#include "mem/options.hpp"
+#include "mem/option_words.hpp"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "mem/options.hpp"
+#include "mem/option_words.hpp"
 
 #include "util/whole_text.hpp"
 

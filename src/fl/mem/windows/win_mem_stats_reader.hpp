@@ -1,3 +1,4 @@
+// What the system has committed to this process, as the source of its statistics.
 #pragma once
 
 #include "mem/stats_reader.hpp"

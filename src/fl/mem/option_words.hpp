@@ -1,4 +1,4 @@
-// The option string of the memory manager: what it asks for, and the lines of the start-up log. Pure.
+// How the words of the option string (option_string.hpp) become features, and what the start-up log says of it. Pure.
 #pragma once
 
 #include "mem/feature_set.hpp"

@@ -1,4 +1,4 @@
-#include "mem/windows/stats_reader.hpp"
+#include "mem/windows/win_mem_stats_reader.hpp"
 
 #include <windows.h>
 #include <psapi.h>

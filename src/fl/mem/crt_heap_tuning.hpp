@@ -1,4 +1,4 @@
-// What the manager asks of the heap under the C run-time's malloc.
+// What the manager asks of the heap under the C run-time's malloc. Implemented in windows/crt_heap_tuning.cpp.
 #pragma once
 
 namespace foundation::core::sysdep::windows {

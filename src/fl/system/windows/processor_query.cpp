@@ -1,10 +1,8 @@
-#include "system/windows/core_counts.hpp"
+#include "system/processor_query.hpp"
 
 #include <fl/except/anonymous_internal_exception.hpp>
 
 #include "loggers.hpp"
-#include "system/pe_cores.hpp"
-#include "system/processor_topology.hpp"
 
 #include <boost/system/system_error.hpp>
 
@@ -29,6 +27,7 @@ static_assert(offsetof(information, Group.GroupInfo) == topology_record::group_i
 static_assert(sizeof(PROCESSOR_GROUP_INFO) == topology_record::group_info_size);
 static_assert(offsetof(PROCESSOR_GROUP_INFO, ActiveProcessorCount) == topology_record::active_processor_count);
 
+/// By the name of the inquiry that all of this is for, as it stands in the logs of clients.
 [[noreturn]] void fail(DWORD code) {
   throw except::detail::AnonymousInternalException(
       boost::system::system_error(static_cast<int>(code), boost::system::system_category(),
@@ -45,6 +44,8 @@ template <class... Parts>
 void note(const Parts&... parts) {
   loggers::cpu_info.log(log::severity::note, parts...);
 }
+
+}  // namespace
 
 process_affinity getProcessAffinity() {
   const HANDLE process = ::GetCurrentProcess();
@@ -65,7 +66,6 @@ process_affinity getProcessAffinity() {
   return {process_mask, group_count, std::move(groups)};
 }
 
-/// All that the system tells of its processors.
 std::vector<std::byte> getProcessorRecords() {
   std::vector<std::byte> buffer;
   DWORD length = 0;
@@ -79,21 +79,6 @@ std::vector<std::byte> getProcessorRecords() {
   }
   buffer.resize(std::min<std::size_t>(length, buffer.size()));
   return buffer;
-}
-
-}  // namespace
-
-void computeNumberOfCores(detail::details& result) {
-  const process_affinity affinity = getProcessAffinity();
-  const core_counts counts = countCores(getProcessorRecords(), affinity);
-  note(" processorCoreCount=", counts.processorCoreCount, " processorLogicalCount=", counts.processorLogicalCount,
-       " availableCoreCount=", counts.availableCoreCount, " availableLogicalCount=", counts.availableLogicalCount);
-  result.pCores = counts.processorCoreCount;
-  result.lCores = counts.processorLogicalCount;
-  result.aCores = counts.availableLogicalCount;
-  const PECores tiers = computePECores(result.pCores, result.lCores);
-  result.performanceCores = tiers.performanceCores;
-  result.efficiencyCores = tiers.efficiencyCores;
 }
 
 }  // namespace foundation::core::system::windows
