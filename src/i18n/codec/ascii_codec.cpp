@@ -1,7 +1,7 @@
 // US-ASCII. Thread safety: pure functions.
 #include "codec/ascii_run.hpp"
+#include "codec/immortal.hpp"
 #include "codec/utf_codecs.hpp"
-#include "immortal.hpp"
 
 namespace fl::i18n::detail {
 namespace {

@@ -2,9 +2,9 @@
 //
 // Thread safety: pure functions.
 #include "codec/ascii_run.hpp"
+#include "codec/immortal.hpp"
 #include "codec/unit_bytes.hpp"
 #include "codec/utf_codecs.hpp"
-#include "immortal.hpp"
 
 namespace fl::i18n::detail {
 namespace {

@@ -1,7 +1,7 @@
 // UTF-32 as bytes. Thread safety: pure functions.
+#include "codec/immortal.hpp"
 #include "codec/unit_bytes.hpp"
 #include "codec/utf_codecs.hpp"
-#include "immortal.hpp"
 
 namespace fl::i18n::detail {
 namespace {

@@ -1,8 +1,8 @@
 // Thread safety: pure functions.
+#include "codec/immortal.hpp"
 #include "codec/utf8_decode.hpp"
 #include "codec/utf8_encode.hpp"
 #include "codec/utf_codecs.hpp"
-#include "immortal.hpp"
 
 namespace fl::i18n::detail {
 namespace {

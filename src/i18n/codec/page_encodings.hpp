@@ -11,7 +11,7 @@ struct codec_pair {
 };
 
 /// The codecs of a single-byte or double-byte code page of the system, or one of EUC-JP, GB18030 and what
-/// iso_tables.hpp has; nulls if the system lacks what they need. Throws `boost::system::system_error` if the system
+/// iso_encodings.hpp has; nulls if the system lacks what they need. Throws `boost::system::system_error` if the system
 /// refuses to tell what is in the page, which the next call asks for again, and `std::bad_alloc`.
 codec_pair find_page_codecs(unsigned page);
 

@@ -1,13 +1,13 @@
 // Thread safety: as in the header. One lock guards all tables and is held while one is read, so that each is read once.
-#include "codec/page_codecs.hpp"
+#include "codec/page_encodings.hpp"
 
 #include "codec/code_page.hpp"
-#include "codec/encoding_names.hpp"
+#include "codec/encoding_table.hpp"
 #include "codec/eucjp_codec.hpp"
 #include "codec/gb18030_codec.hpp"
-#include "codec/iso_tables.hpp"
+#include "codec/immortal.hpp"
+#include "codec/iso_encodings.hpp"
 #include "codec/table_codec.hpp"
-#include "immortal.hpp"
 
 #include <map>
 #include <memory>

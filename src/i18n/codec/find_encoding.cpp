@@ -1,11 +1,10 @@
 // Thread safety: as in the header.
-#include "codec/text_encoding.hpp"
-
 #include <i18n/encoding.hpp>
 
 #include "codec/code_page.hpp"
-#include "codec/encoding_names.hpp"
-#include "codec/page_codecs.hpp"
+#include "codec/encoding_table.hpp"
+#include "codec/page_encodings.hpp"
+#include "codec/text_encoding.hpp"
 #include "codec/utf_codecs.hpp"
 
 #include <boost/throw_exception.hpp>

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "codec/code_page_table.hpp"
-#include "codec/encoding_names.hpp"
+#include "codec/encoding_table.hpp"
 
 #include <optional>
 

@@ -1,5 +1,5 @@
 // The tables of constants. Thread safety: pure functions.
-#include "codec/iso_tables.hpp"
+#include "codec/iso_encodings.hpp"
 
 #include <array>
 

@@ -1,5 +1,5 @@
 // The tables of names. Thread safety: pure functions over constant tables.
-#include "codec/encoding_names.hpp"
+#include "codec/encoding_table.hpp"
 
 #include <algorithm>
 #include <array>
