@@ -1,5 +1,5 @@
 // Thread safety: as in the header.
-#include <i18n/encoding.hpp>
+#include <i18n/errors.hpp>
 
 #include "codec/code_page.hpp"
 #include "codec/encoding_table.hpp"

@@ -66,8 +66,6 @@ std::string encode(const ustring& text, const detail::text_encoding& encoding) {
 
 }  // namespace
 
-unknown_encoding::~unknown_encoding() = default;
-
 ustring decode(std::string_view bytes, std::string_view encoding) {
   const detail::text_encoding found = detail::find_encoding(encoding);
   const detail::decoder* converter = found.from_bytes;

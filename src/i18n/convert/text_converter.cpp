@@ -5,7 +5,7 @@
 // area by itself.
 #include "convert/text_converter.hpp"
 
-#include <i18n/stream_converter.hpp>
+#include <i18n/errors.hpp>
 
 #include "codec/utf_step.hpp"
 

@@ -5,7 +5,7 @@
 #include <i18n/convert.hpp>
 #include <i18n/path.hpp>
 
-#include "catalog/catalog_file.hpp"
+#include "catalog/bad_catalog.hpp"
 
 #include <boost/system/error_code.hpp>
 
