@@ -4,7 +4,7 @@
 // Thread safety: pure functions.
 #pragma once
 
-#include <emmintrin.h>
+#include "codec/block.hpp"
 
 #include <bit>
 #include <cstddef>
@@ -18,13 +18,6 @@ inline bool is_ascii(char byte) {
 }
 inline bool is_ascii(char16_t unit) {
   return unit < 0x80;
-}
-
-inline __m128i load_block(const void* from) {
-  return _mm_loadu_si128(static_cast<const __m128i*>(from));
-}
-inline void store_block(void* to, __m128i block) {
-  _mm_storeu_si128(static_cast<__m128i*>(to), block);
 }
 
 /// The shorter of two distances.

@@ -1,11 +1,14 @@
 // Thread safety: as in the header.
 #include <i18n/errors.hpp>
 
+#include "codec/ascii_codec.hpp"
 #include "codec/code_page.hpp"
 #include "codec/encoding_table.hpp"
 #include "codec/page_encodings.hpp"
 #include "codec/text_encoding.hpp"
-#include "codec/utf_codecs.hpp"
+#include "codec/utf16_codec.hpp"
+#include "codec/utf32_codec.hpp"
+#include "codec/utf8_codec.hpp"
 
 #include <boost/throw_exception.hpp>
 

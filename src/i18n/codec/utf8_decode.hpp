@@ -10,6 +10,7 @@
 #pragma once
 
 #include "codec/ascii_run.hpp"
+#include "codec/block.hpp"
 #include "codec/codec.hpp"
 #include "codec/utf_step.hpp"
 
@@ -81,17 +82,6 @@ inline std::uint32_t load_four(const char* from) {
   std::uint32_t bytes = 0;
   std::memcpy(&bytes, from, sizeof bytes);
   return bytes;
-}
-
-/// How many of the eight 16-bit lanes have all bits set before the first that has not.
-inline int leading_lanes(__m128i lanes) {
-  const auto mask = static_cast<unsigned>(_mm_movemask_epi8(lanes));
-  // Within a long run the branch lets the processor go on before it knows the mask.
-  return mask == 0xFFFF ? 8 : std::countr_one(mask) / 2;
-}
-
-inline __m128i lanes16(int value) {
-  return _mm_set1_epi16(static_cast<short>(value));
 }
 
 // The steps. Each takes at least one character and moves both positions, or returns false if the next bytes are not a

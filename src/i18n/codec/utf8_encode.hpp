@@ -4,8 +4,8 @@
 #pragma once
 
 #include "codec/ascii_run.hpp"
+#include "codec/block.hpp"
 #include "codec/codec.hpp"
-#include "codec/utf8_decode.hpp"
 #include "codec/utf_step.hpp"
 
 namespace fl::i18n::detail {

@@ -7,6 +7,7 @@
 // counting, which would take half as long as converting it. If it is not, the string grows as it always does.
 #include <i18n/convert.hpp>
 
+#include "codec/block.hpp"
 #include "codec/utf8_decode.hpp"
 #include "codec/utf8_encode.hpp"
 
