@@ -1,244 +1,173 @@
-// The tables of names. Thread safety: pure functions over constant tables.
+// The table, and an index of its names. Thread safety: as in the header.
 #include "codec/encoding_table.hpp"
+
+#include "codec/code_page.hpp"
+#include "codec/iso_encodings.hpp"
+#include "codec/page_encodings.hpp"
+#include "codec/utf_encodings.hpp"
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <iterator>
-#include <string>
 
 namespace fl::i18n::detail {
 namespace {
 
-struct named_page {
-  std::string_view name;  // Lower case, letters and digits only.
-  unsigned page;
+text_encoding active();
+
+constexpr encoding_row rows[] = {
+    {"system", no_page, active},
+
+    {"utf8 65001", 65001, utf8},
+    {"utf8bom utf8sig", no_page, utf8_by_mark},
+    {"utf16le", 1200, utf16_little},
+    {"utf16be", 1201, utf16_big},
+    {"utf16", no_page, utf16_by_mark},
+    {"utf32le", 12000, utf32_little},
+    {"utf32be", 12001, utf32_big},
+    {"utf32", no_page, utf32_by_mark},
+    {"usascii ascii us ansix341968 ansix341986 iso646irv1991 iso646us isoir6 367", 20127, ascii},
+
+    {"iso88591 iso885911987 isoir100 isolatin1 latin1 l1 819", 28591, nullptr},
+    {"iso88592 iso885921987 isoir101 isolatin2 latin2 l2", 28592, nullptr},
+    {"iso88593 iso885931988 isoir109 isolatin3 latin3 l3", 28593, nullptr},
+    {"iso88594 iso885941988 isoir110 isolatin4 latin4 l4", 28594, nullptr},
+    {"iso88595 iso885951988 isoir144 isolatincyrillic cyrillic", 28595, nullptr},
+    {"iso88596 iso885961987 iso88596e iso88596i isoir127 isolatinarabic arabic asmo708 ecma114", 28596, nullptr},
+    // The system's 28597 and 28598 are not quite these two.
+    {"iso88597 iso885971987 isoir126 isolatingreek greek greek8 ecma118 elot928", no_page, iso_8859_7},
+    {"iso88598 iso885981988 iso88598e iso88598i isoir138 isolatinhebrew hebrew", no_page, iso_8859_8},
+    {"iso88599 iso885991989 isoir148 isolatin5 latin5 l5", 28599, nullptr},
+    {"iso885910 iso8859101992 isoir157 isolatin6 latin6 l6", 28600, iso_8859_10},
+    {"iso885911", 28601, iso_8859_11},
+    {"iso885913 latin7 l7", 28603, nullptr},
+    {"iso885914 iso8859141998 isoir199 isoceltic latin8 l8", 28604, iso_8859_14},
+    {"iso885915 latin9", 28605, nullptr},
+    {"iso885916 iso8859162001 isoir226 latin10 l10", 28606, iso_8859_16},
+
+    {"shiftjis sjis mskanji windows31j xsjis 932", 932, nullptr},
+    {"eucjp eucpkdfmtjapanese extendedunixcodepackedformatforjapanese ujis xeucjp 51932", 20932, euc_jp},
+    {"gbk gb2312 gb231280 chinese euccn iso58gb231280 isoir58 xgbk 936", 936, nullptr},
+    {"gb18030 54936", 54936, gb18030},
+    {"big5 950", 950, nullptr},
+    {"euckr korean ksc5601 ksc56011987 ksc56011989 isoir149 uhc 949", 949, nullptr},
+    {"johab 1361", 1361, nullptr},
+    {"tis620 874", 874, nullptr},
+    {"koi8r", 20866, nullptr},
+    {"koi8u", 21866, nullptr},
+
+    {"1250", 1250, nullptr},
+    {"1251", 1251, nullptr},
+    {"1252", 1252, nullptr},
+    {"1253", 1253, nullptr},
+    {"1254", 1254, nullptr},
+    {"1255", 1255, nullptr},
+    {"1256", 1256, nullptr},
+    {"1257", 1257, nullptr},
+    {"1258", 1258, nullptr},
+
+    {"437 pc8codepage437", 437, nullptr},
+    {"737", 737, nullptr},
+    {"775", 775, nullptr},
+    {"850 pc850multilingual", 850, nullptr},
+    {"852 pcp852", 852, nullptr},
+    {"855 pcp855", 855, nullptr},
+    {"857", 857, nullptr},
+    {"858 pcmultilingual850euro", 858, nullptr},
+    {"860", 860, nullptr},
+    {"861", 861, nullptr},
+    {"862 pc862latinhebrew", 862, nullptr},
+    {"863", 863, nullptr},
+    {"864", 864, nullptr},
+    {"865", 865, nullptr},
+    {"866", 866, nullptr},
+    {"869", 869, nullptr},
+
+    {"macintosh mac xmacroman", 10000, nullptr},
+    {"xmacgreek", 10006, nullptr},
+    {"xmaccyrillic", 10007, nullptr},
+    {"xmacturkish", 10081, nullptr},
+
+    {"37", 37, nullptr},
+    {"273", 20273, nullptr},
+    {"277", 20277, nullptr},
+    {"278", 20278, nullptr},
+    {"280", 20280, nullptr},
+    {"284", 20284, nullptr},
+    {"285", 20285, nullptr},
+    {"297", 20297, nullptr},
+    {"420", 20420, nullptr},
+    {"423", 20423, nullptr},
+    {"424", 20424, nullptr},
+    {"500", 500, nullptr},
+    {"870", 870, nullptr},
+    {"871", 20871, nullptr},
+    {"880", 20880, nullptr},
+    {"905", 20905, nullptr},
+    {"1026", 1026, nullptr},
+    {"1047", 1047, nullptr},
+    {"1140", 1140, nullptr},
+    {"1141", 1141, nullptr},
+    {"1142", 1142, nullptr},
+    {"1143", 1143, nullptr},
+    {"1144", 1144, nullptr},
+    {"1145", 1145, nullptr},
+    {"1146", 1146, nullptr},
+    {"1147", 1147, nullptr},
+    {"1148", 1148, nullptr},
+    {"1149", 1149, nullptr},
 };
 
-// Sorted by name. Names that are a prefix and a number stand in the next table instead.
-constexpr named_page named_pages[] = {
-    {"ansix341968", code_page::ascii},
-    {"ansix341986", code_page::ascii},
-    {"arabic", 28596},
-    {"ascii", code_page::ascii},
-    {"asmo708", 28596},
-    {"big5", 950},
-    {"chinese", code_page::gbk},
-    {"cyrillic", 28595},
-    {"ecma114", 28596},
-    {"ecma118", code_page::iso_8859_7},
-    {"elot928", code_page::iso_8859_7},
-    {"euccn", code_page::gbk},
-    {"eucjp", code_page::euc_jp},
-    {"euckr", 949},
-    {"eucpkdfmtjapanese", code_page::euc_jp},
-    {"extendedunixcodepackedformatforjapanese", code_page::euc_jp},
-    {"gb18030", code_page::gb18030},
-    {"gb2312", code_page::gbk},
-    {"gb231280", code_page::gbk},
-    {"gbk", code_page::gbk},
-    {"greek", code_page::iso_8859_7},
-    {"greek8", code_page::iso_8859_7},
-    {"hebrew", code_page::iso_8859_8},
-    {"iso58gb231280", code_page::gbk},
-    {"iso646irv1991", code_page::ascii},
-    {"iso646us", code_page::ascii},
-    {"iso88591", 28591},
-    {"iso885910", code_page::iso_8859_10},
-    {"iso8859101992", code_page::iso_8859_10},
-    {"iso885911", code_page::iso_8859_11},
-    {"iso885911987", 28591},
-    {"iso885913", 28603},
-    {"iso885914", code_page::iso_8859_14},
-    {"iso8859141998", code_page::iso_8859_14},
-    {"iso885915", 28605},
-    {"iso885916", code_page::iso_8859_16},
-    {"iso8859162001", code_page::iso_8859_16},
-    {"iso88592", 28592},
-    {"iso885921987", 28592},
-    {"iso88593", 28593},
-    {"iso885931988", 28593},
-    {"iso88594", 28594},
-    {"iso885941988", 28594},
-    {"iso88595", 28595},
-    {"iso885951988", 28595},
-    {"iso88596", 28596},
-    {"iso885961987", 28596},
-    {"iso88596e", 28596},
-    {"iso88596i", 28596},
-    {"iso88597", code_page::iso_8859_7},
-    {"iso885971987", code_page::iso_8859_7},
-    {"iso88598", code_page::iso_8859_8},
-    {"iso885981988", code_page::iso_8859_8},
-    {"iso88598e", code_page::iso_8859_8},
-    {"iso88598i", code_page::iso_8859_8},
-    {"iso88599", 28599},
-    {"iso885991989", 28599},
-    {"isoceltic", code_page::iso_8859_14},
-    {"isoir100", 28591},
-    {"isoir101", 28592},
-    {"isoir109", 28593},
-    {"isoir110", 28594},
-    {"isoir126", code_page::iso_8859_7},
-    {"isoir127", 28596},
-    {"isoir138", code_page::iso_8859_8},
-    {"isoir144", 28595},
-    {"isoir148", 28599},
-    {"isoir149", 949},
-    {"isoir157", code_page::iso_8859_10},
-    {"isoir199", code_page::iso_8859_14},
-    {"isoir226", code_page::iso_8859_16},
-    {"isoir58", code_page::gbk},
-    {"isoir6", code_page::ascii},
-    {"isolatin1", 28591},
-    {"isolatin2", 28592},
-    {"isolatin3", 28593},
-    {"isolatin4", 28594},
-    {"isolatin5", 28599},
-    {"isolatin6", code_page::iso_8859_10},
-    {"isolatinarabic", 28596},
-    {"isolatincyrillic", 28595},
-    {"isolatingreek", code_page::iso_8859_7},
-    {"isolatinhebrew", code_page::iso_8859_8},
-    {"johab", 1361},
-    {"koi8r", 20866},
-    {"koi8u", 21866},
-    {"korean", 949},
-    {"ksc5601", 949},
-    {"ksc56011987", 949},
-    {"ksc56011989", 949},
-    {"l1", 28591},
-    {"l10", code_page::iso_8859_16},
-    {"l2", 28592},
-    {"l3", 28593},
-    {"l4", 28594},
-    {"l5", 28599},
-    {"l6", code_page::iso_8859_10},
-    {"l7", 28603},
-    {"l8", code_page::iso_8859_14},
-    {"latin1", 28591},
-    {"latin10", code_page::iso_8859_16},
-    {"latin2", 28592},
-    {"latin3", 28593},
-    {"latin4", 28594},
-    {"latin5", 28599},
-    {"latin6", code_page::iso_8859_10},
-    {"latin7", 28603},
-    {"latin8", code_page::iso_8859_14},
-    {"latin9", 28605},
-    {"mac", 10000},
-    {"macintosh", 10000},
-    {"mskanji", 932},
-    {"pc850multilingual", 850},
-    {"pc862latinhebrew", 862},
-    {"pc8codepage437", 437},
-    {"pcmultilingual850euro", 858},
-    {"pcp852", 852},
-    {"pcp855", 855},
-    {"shiftjis", 932},
-    {"sjis", 932},
-    {"system", code_page::active},
-    {"tis620", 874},
-    {"uhc", 949},
-    {"ujis", code_page::euc_jp},
-    {"us", code_page::ascii},
-    {"usascii", code_page::ascii},
-    {"utf16", code_page::utf16_by_mark},
-    {"utf16be", code_page::utf16_big},
-    {"utf16le", code_page::utf16_little},
-    {"utf32", code_page::utf32_by_mark},
-    {"utf32be", code_page::utf32_big},
-    {"utf32le", code_page::utf32_little},
-    {"utf8", code_page::utf8},
-    {"utf8bom", code_page::utf8_by_mark},
-    {"utf8sig", code_page::utf8_by_mark},
-    {"windows31j", 932},
-    {"xeucjp", code_page::euc_jp},
-    {"xgbk", code_page::gbk},
-    {"xmaccyrillic", 10007},
-    {"xmacgreek", 10006},
-    {"xmacroman", 10000},
-    {"xmacturkish", 10081},
-    {"xsjis", 932},
+struct named_row {
+  std::string_view name;
+  const encoding_row* row;
 };
 
-struct numbered_page {
-  unsigned number;  // As in IBM850, cp850, windows-1252, ms932.
-  unsigned page;
-};
+constexpr std::size_t name_count = [] {
+  std::size_t count = 0;
+  for (const encoding_row& row : rows) {
+    count += 1 + static_cast<std::size_t>(std::count(row.names.begin(), row.names.end(), ' '));
+  }
+  return count;
+}();
 
-// Sorted by number.
-constexpr numbered_page numbered_pages[] = {
-    {37, 37},       {273, 20273}, {277, 20277}, {278, 20278}, {280, 20280}, {284, 20284},   {285, 20285},
-    {297, 20297},   {367, 20127}, {420, 20420}, {423, 20423}, {424, 20424}, {437, 437},     {500, 500},
-    {737, 737},     {775, 775},   {819, 28591}, {850, 850},   {852, 852},   {855, 855},     {857, 857},
-    {858, 858},     {860, 860},   {861, 861},   {862, 862},   {863, 863},   {864, 864},     {865, 865},
-    {866, 866},     {869, 869},   {870, 870},   {871, 20871}, {874, 874},   {880, 20880},   {905, 20905},
-    {932, 932},     {936, 936},   {949, 949},   {950, 950},   {1026, 1026}, {1047, 1047},   {1140, 1140},
-    {1141, 1141},   {1142, 1142}, {1143, 1143}, {1144, 1144}, {1145, 1145}, {1146, 1146},   {1147, 1147},
-    {1148, 1148},   {1149, 1149}, {1250, 1250}, {1251, 1251}, {1252, 1252}, {1253, 1253},   {1254, 1254},
-    {1255, 1255},   {1256, 1256}, {1257, 1257}, {1258, 1258}, {1361, 1361}, {51932, 20932}, {54936, 54936},
-    {65001, 65001},
-};
-
-constexpr std::string_view number_prefixes[] = {"ccsid", "cp", "ibm", "ms", "windows"};
-
-static_assert(std::is_sorted(std::begin(named_pages), std::end(named_pages),
-                             [](const named_page& a, const named_page& b) { return a.name < b.name; }));
-static_assert(std::is_sorted(std::begin(numbered_pages), std::end(numbered_pages),
-                             [](const numbered_page& a, const numbered_page& b) { return a.number < b.number; }));
-
-std::string normalised(std::string_view name) {
-  constexpr std::string_view ignored = "-_.: ";
-  std::string result;
-  for (const char c : name) {
-    if (ignored.find(c) == std::string_view::npos) {
-      result += c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+/// All names, sorted.
+constexpr std::array<named_row, name_count> index = [] {
+  std::array<named_row, name_count> result;
+  std::size_t at = 0;
+  for (const encoding_row& row : rows) {
+    for (std::string_view rest = row.names; !rest.empty();) {
+      const std::string_view name = rest.substr(0, rest.find(' '));
+      result[at++] = {name, &row};
+      rest.remove_prefix(std::min(name.size() + 1, rest.size()));
     }
   }
+  std::sort(result.begin(), result.end(), [](const named_row& a, const named_row& b) { return a.name < b.name; });
   return result;
-}
+}();
 
-std::optional<unsigned> find_named(std::string_view name) {
-  const auto found = std::lower_bound(std::begin(named_pages), std::end(named_pages), name,
-                                      [](const named_page& row, std::string_view key) { return row.name < key; });
-  return found != std::end(named_pages) && found->name == name ? std::optional(found->page) : std::nullopt;
-}
+static_assert(std::adjacent_find(index.begin(), index.end(), [](const named_row& a, const named_row& b) {
+                return a.name == b.name;
+              }) == index.end());
 
-/// For the digits behind a prefix, or a bare number.
-std::optional<unsigned> find_numbered(std::string_view digits) {
-  unsigned number = 0;
-  const char* const end = digits.data() + digits.size();
-  const auto [stopped, error] = std::from_chars(digits.data(), end, number);
-  if (error != std::errc() || stopped != end) {
-    return std::nullopt;
-  }
-  const auto found = std::lower_bound(std::begin(numbered_pages), std::end(numbered_pages), number,
-                                      [](const numbered_page& row, unsigned key) { return row.number < key; });
-  return found != std::end(numbered_pages) && found->number == number ? std::optional(found->page) : std::nullopt;
-}
-
-std::optional<unsigned> find_normalised(std::string_view name) {
-  if (const auto page = find_named(name)) {
-    return page;
-  }
-  for (const std::string_view prefix : number_prefixes) {
-    if (name.substr(0, prefix.size()) == prefix) {
-      return find_numbered(name.substr(prefix.size()));
-    }
-  }
-  return find_numbered(name);
+/// Whichever is active: also a page that has no name here.
+text_encoding active() {
+  const unsigned page = active_code_page();
+  const auto found =
+      std::find_if(std::begin(rows), std::end(rows), [page](const encoding_row& row) { return row.page == page; });
+  return found == std::end(rows) ? page_encoding(page) : encoding_of(*found);
 }
 
 }  // namespace
 
-std::optional<unsigned> find_code_page(std::string_view name) {
-  const std::string key = normalised(name);
-  if (const auto page = find_normalised(key)) {
-    return page;
-  }
-  // Most registered names have an alias of their own that begins with "cs".
-  return key.substr(0, 2) == "cs" ? find_normalised(std::string_view(key).substr(2)) : std::nullopt;
+const encoding_row* find_row(std::string_view name) {
+  const auto found = std::lower_bound(index.begin(), index.end(), name,
+                                      [](const named_row& row, std::string_view key) { return row.name < key; });
+  return found != index.end() && found->name == name ? found->row : nullptr;
+}
+
+text_encoding encoding_of(const encoding_row& row) {
+  return row.get != nullptr ? row.get() : page_encoding(row.page);
 }
 
 }  // namespace fl::i18n::detail

@@ -1,36 +1,25 @@
-// From names of encodings to code page numbers. Thread safety: pure functions over constant tables.
+// The encodings that have a name. Thread safety: pure functions over a constant table.
 #pragma once
 
-#include <optional>
+#include "codec/text_encoding.hpp"
+
 #include <string_view>
 
 namespace fl::i18n::detail {
 
-/// Numbers of the encodings that are not simply a code page of the system. Those below 0x10000 are the system's own
-/// numbers.
-namespace code_page {
-constexpr unsigned gbk = 936;
-constexpr unsigned utf16_little = 1200;
-constexpr unsigned utf16_big = 1201;
-constexpr unsigned utf32_little = 12000;
-constexpr unsigned utf32_big = 12001;
-constexpr unsigned ascii = 20127;
-constexpr unsigned euc_jp = 20932;
-constexpr unsigned iso_8859_10 = 28600;
-constexpr unsigned iso_8859_11 = 28601;
-constexpr unsigned iso_8859_14 = 28604;
-constexpr unsigned iso_8859_16 = 28606;
-constexpr unsigned gb18030 = 54936;
-constexpr unsigned utf8 = 65001;
-constexpr unsigned utf16_by_mark = 0x10000;
-constexpr unsigned utf32_by_mark = 0x10001;
-constexpr unsigned utf8_by_mark = 0x10002;
-constexpr unsigned active = 0x10003;      // Whichever is active.
-constexpr unsigned iso_8859_7 = 0x10004;  // The system's 28597 and 28598 are not quite these two.
-constexpr unsigned iso_8859_8 = 0x10005;
-}  // namespace code_page
+struct encoding_row {
+  /// A blank between each two: in small letters and digits only, or numbers, which also may stand behind a prefix.
+  std::string_view names;
+  unsigned page;           ///< the number that the system has for the encoding; `no_page` if it has none
+  text_encoding (*get)();  ///< null if the encoding is what the system's page makes of it
+};
 
-/// The number for a name, or nothing if the name is unknown. The system may still lack the code page.
-std::optional<unsigned> find_code_page(std::string_view name);
+constexpr unsigned no_page = ~0U;
+
+/// Null if no row has the name.
+const encoding_row* find_row(std::string_view name);
+
+/// What converts the encoding. Throws as `page_encoding`.
+text_encoding encoding_of(const encoding_row& row);
 
 }  // namespace fl::i18n::detail

@@ -1,15 +1,17 @@
-// Parts of ISO-8859 that the system has no code page for, or one that differs in some characters. Thread safety: pure
-// functions.
+// Parts of ISO-8859 that the system has no code page for, or one that differs in some characters.
+//
+// Any number of threads may ask; the tables are made at first use and then kept for ever. Throws `std::bad_alloc`.
 #pragma once
 
-#include "codec/code_page_table.hpp"
-#include "codec/encoding_table.hpp"
-
-#include <optional>
+#include "codec/text_encoding.hpp"
 
 namespace fl::i18n::detail {
 
-/// The table of ISO-8859-7, -8, -10, -11, -14 and -16; nothing for any other encoding.
-std::optional<code_page_table> own_table(unsigned page);
+text_encoding iso_8859_7();
+text_encoding iso_8859_8();
+text_encoding iso_8859_10();
+text_encoding iso_8859_11();
+text_encoding iso_8859_14();
+text_encoding iso_8859_16();
 
 }  // namespace fl::i18n::detail

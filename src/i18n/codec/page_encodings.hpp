@@ -1,18 +1,26 @@
-// The codecs of code pages, which are made at first use and then kept for ever. Any number of threads may ask.
+// The encodings whose tables are read from the system: each at first use, and then kept for ever. Any number of threads
+// may ask.
+//
+// All throw `missing_code_page`; `boost::system::system_error` if the system refuses to say what is in the page, which
+// the next call asks for again; and `std::bad_alloc`.
 #pragma once
 
-#include "codec/codec.hpp"
+#include "codec/text_encoding.hpp"
+
+#include <exception>
 
 namespace fl::i18n::detail {
 
-struct codec_pair {
-  const decoder* from_bytes = nullptr;
-  const encoder* to_bytes = nullptr;
-};
+/// The system lacks the code page that an encoding needs.
+struct missing_code_page : std::exception {};
 
-/// The codecs of a single-byte or double-byte code page of the system, or one of EUC-JP, GB18030 and what
-/// iso_encodings.hpp has; nulls if the system lacks what they need. Throws `boost::system::system_error` if the system
-/// refuses to tell what is in the page, which the next call asks for again, and `std::bad_alloc`.
-codec_pair find_page_codecs(unsigned page);
+/// A single-byte or double-byte code page as the system has it.
+text_encoding page_encoding(unsigned page);
+
+/// Of eucjp_codec.hpp.
+text_encoding euc_jp();
+
+/// Of gb18030_codec.hpp.
+text_encoding gb18030();
 
 }  // namespace fl::i18n::detail

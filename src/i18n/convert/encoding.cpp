@@ -2,7 +2,7 @@
 #include <i18n/convert.hpp>
 #include <i18n/encoding.hpp>
 
-#include "codec/text_encoding.hpp"
+#include "codec/find_encoding.hpp"
 
 #include <cstddef>
 #include <string>

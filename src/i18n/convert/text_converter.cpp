@@ -7,6 +7,7 @@
 
 #include <i18n/errors.hpp>
 
+#include "codec/find_encoding.hpp"
 #include "codec/utf_step.hpp"
 
 #include <boost/throw_exception.hpp>
