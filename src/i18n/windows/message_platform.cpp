@@ -1,7 +1,6 @@
 // The system's side of message catalogs.
 #include "catalog/message_platform.hpp"
 
-#include <common/windows/handle_closer.hpp>
 #include <foundation_log/logger.hpp>
 #include <i18n/convert.hpp>
 #include <i18n/path.hpp>
@@ -9,6 +8,7 @@
 #include "catalog/bad_catalog.hpp"
 
 #include <boost/system/error_code.hpp>
+#include <common/windows/handle_closer.hpp>
 
 #include <windows.h>
 
