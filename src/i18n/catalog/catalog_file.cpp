@@ -3,11 +3,11 @@
 #include "catalog/catalog_file.hpp"
 
 #include <i18n/convert.hpp>
-#include <i18n/message_catalog.hpp>
+
+#include "catalog/bad_catalog.hpp"
 
 #include <boost/json/basic_parser_impl.hpp>
 #include <boost/system/error_code.hpp>
-#include <boost/throw_exception.hpp>
 
 #include <algorithm>
 #include <cstdint>
@@ -127,11 +127,6 @@ catalog_texts parse_catalog(std::string_view json, const ustring& path) {
         path, position_behind(json.substr(0, taken)) + ": " + (complaint.empty() ? error.message() : complaint));
   }
   return std::move(parser.handler().texts());
-}
-
-void throw_bad_catalog(const ustring& path, const std::string& reason) {
-  boost::throw_exception(bad_catalog("the message catalog " + ustring_to_utf8(path) + " cannot be used: " + reason),
-                         BOOST_CURRENT_LOCATION);
 }
 
 }  // namespace fl::i18n::detail

@@ -28,21 +28,14 @@
 // Thread safety: any number of threads may convert at once.
 #pragma once
 
+#include <i18n/errors.hpp>
 #include <i18n/export.hpp>
 #include <i18n/ustring.hpp>
 
-#include <stdexcept>
 #include <string>
 #include <string_view>
 
 namespace fl::i18n {
-
-/// The name of an encoding is not known, or the system has no code page for it. `what()` says the name.
-class I18N_API unknown_encoding : public std::invalid_argument {
- public:
-  using std::invalid_argument::invalid_argument;
-  ~unknown_encoding() override;
-};
 
 /// `bytes`, which are in `encoding`, as UTF-16. The result is always well-formed.
 ///

@@ -20,35 +20,14 @@
 // Thread safety: none; one thread at a time.
 #pragma once
 
-#include <i18n/encoding.hpp>
+#include <i18n/errors.hpp>
 #include <i18n/export.hpp>
-#include <i18n/ustring.hpp>
 
 #include <cstddef>
-#include <cstdint>
 #include <memory>
-#include <stdexcept>
 #include <string>
 
 namespace fl::i18n {
-
-/// A strict converter met input that stands for no character, or a character that the target encoding lacks. `what()`
-/// says what, in which encoding and where.
-class I18N_API conversion_error : public std::range_error {
- public:
-  /// `position`: see below.
-  conversion_error(const std::string& text, std::uint64_t position);
-  conversion_error(const conversion_error& other) noexcept;
-  conversion_error& operator=(const conversion_error& other) noexcept;
-  ~conversion_error() override;
-
-  /// How many bytes or UTF-16 units of the text, counted from its beginning over all pieces, stand before the
-  /// offending ones.
-  std::uint64_t position() const noexcept { return position_; }
-
- private:
-  std::uint64_t position_;  ///< in units of the input
-};
 
 /// Converts a text of `In` units to one of `Out` units, piece by piece.
 template <class Out, class In>

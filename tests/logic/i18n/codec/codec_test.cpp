@@ -1,9 +1,12 @@
 // The codecs of UTF-8, UTF-16, UTF-32 and US-ASCII, with input that comes in two parts cut anywhere and output areas of
 // every small size. Input and output lie in allocations of exactly their sizes, so that the sanitizer sees a step
 // beyond them.
-#include "codec/utf_codecs.hpp"
-
 #include <i18n/convert.hpp>
+
+#include "codec/ascii_codec.hpp"
+#include "codec/utf16_codec.hpp"
+#include "codec/utf32_codec.hpp"
+#include "codec/utf8_codec.hpp"
 
 #include <gtest/gtest.h>
 
