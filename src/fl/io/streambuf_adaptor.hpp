@@ -15,7 +15,6 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <iterator>
 #include <memory>
 #include <streambuf>
 #include <string>
@@ -50,7 +49,7 @@ struct adaptor_areas<char16_t, char> {
   static constexpr std::size_t of_refill = 4096;
 };
 
-/// How many units `sputc` can put into a buffer without asking it. The base class tells that to its heirs only.
+/// How many units `sputc` can put into a buffer without asking it. The base class shows that to its heirs only.
 template <class Unit, class Traits>
 std::ptrdiff_t room_in(const std::basic_streambuf<Unit, Traits>& buffer) {
   struct heir : std::basic_streambuf<Unit, Traits> {
@@ -62,7 +61,7 @@ std::ptrdiff_t room_in(const std::basic_streambuf<Unit, Traits>& buffer) {
 
 }  // namespace detail
 
-/// `From` is what the user sees, `To` what the buffer beneath takes and gives.
+/// `From` is what the user sees, `To` what the buffer beneath accepts and gives.
 template <class From, class To, class FromTraits = std::char_traits<From>, class ToTraits = std::char_traits<To>>
 class streambuf_adaptorT : public std::basic_streambuf<From, FromTraits> {
  public:
@@ -103,8 +102,7 @@ class streambuf_adaptorT : public std::basic_streambuf<From, FromTraits> {
 
   bool write_unit(From unit);
   bool write(const From* from, std::streamsize n);
-  bool pass_on(const From* from, const From* end, To* area, std::size_t size);
-  bool pass_on_directly(const From* from, const From* end, To* area, std::size_t size);
+  bool write_in_place(const From*& from, const From* end, std::size_t size);
   bool put(const To* units, std::streamsize n);
   int_type refill(const To* from, const To* end);
 
@@ -117,7 +115,7 @@ class streambuf_adaptorT : public std::basic_streambuf<From, FromTraits> {
   put_area<To>* const direct_;                      ///< of `underlying`; null if it offers none
 };
 
-// Those for writing return false if the buffer beneath refused a part.
+// `write_unit`, `write` and `put` return false if the buffer beneath refused a part.
 
 /// Most of what is written unit by unit is ASCII, of which the converter would make the same.
 template <class From, class To, class FromTraits, class ToTraits>
@@ -128,11 +126,7 @@ bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::write_unit(From unit) {
   }
   write_pending = true;
   const To same = static_cast<To>(unit);
-  if (detail::room_in(*underlying) <= 0) {
-    return underlying->sputn(&same, 1) == 1;
-  }
-  underlying->sputc(same);
-  return true;
+  return put(&same, 1);
 }
 
 template <class From, class To, class FromTraits, class ToTraits>
@@ -141,27 +135,16 @@ bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::write(const From* from,
     return true;
   }
   write_pending = true;
+  const From* const end = from + n;
   const std::size_t size = areas::of_write(static_cast<std::size_t>(n));
-  if (direct_ != nullptr) {
-    const auto [area, room] = direct_->free_space();
-    if (size <= room) {
-      return pass_on_directly(from, from + n, area, size);
-    }
+  if (direct_ != nullptr && write_in_place(from, end, size)) {
+    return true;
   }
   // A line or less goes by way of the stack: the heap would take longer than all else.
   constexpr std::size_t stack_size = 1024 / sizeof(To);
-  if (size <= stack_size) {
-    To area[stack_size];
-    return pass_on(from, from + n, area, size);
-  }
-  const std::unique_ptr<To[]> area(new To[size]);  // for overwriting: std::make_unique would fill it
-  return pass_on(from, from + n, area.get(), size);
-}
-
-/// By way of `area`, as often as it takes.
-template <class From, class To, class FromTraits, class ToTraits>
-bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::pass_on(const From* from, const From* end, To* area,
-                                                                 std::size_t size) {
+  To on_stack[stack_size];
+  const std::unique_ptr<To[]> on_heap(size > stack_size ? new To[size] : nullptr);
+  To* const area = on_heap ? on_heap.get() : on_stack;
   for (;;) {
     To* to = area;
     const std::size_t more = out_converter->convert(&to, area + size, &from, end, false);
@@ -175,18 +158,22 @@ bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::pass_on(const From* fro
   }
 }
 
-/// Into the put area of `underlying`, where `size` units fit. What needs more than that goes on by way of the stack.
+/// Converts into the put area of `underlying` if `size` units fit there. Returns whether that is all of it, and
+/// otherwise moves `from` to the rest.
 template <class From, class To, class FromTraits, class ToTraits>
-bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::pass_on_directly(const From* from, const From* end, To* area,
-                                                                          std::size_t size) {
+bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::write_in_place(const From*& from, const From* end,
+                                                                        std::size_t size) {
+  const auto [area, room] = direct_->free_space();
+  if (size > room) {
+    return false;
+  }
   To* to = area;
   const std::size_t more = out_converter->convert(&to, area + size, &from, end, false);
   direct_->advance(static_cast<std::size_t>(to - area));
-  To rest[64];
-  return more == 0 || pass_on(from, end, rest, std::size(rest));
+  return more == 0;
 }
 
-/// Offers each unit once, since a buffer that refuses may have taken what it was offered, or given it to some of
+/// Offers each unit once, since a buffer that refuses may have kept what it was offered, or given it to some of
 /// several targets. What one character gives goes unit by unit where there is room for it, which needs no call.
 template <class From, class To, class FromTraits, class ToTraits>
 bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::put(const To* units, std::streamsize n) {
@@ -205,7 +192,7 @@ auto streambuf_adaptorT<From, To, FromTraits, ToTraits>::underflow() -> int_type
   if (!in_converter || is_at_end()) {
     return FromTraits::eof();
   }
-  // Memory first: what fails here has taken nothing from the buffer beneath.
+  // Memory first: what fails here has removed nothing from the buffer beneath.
   read_buffer.reserve(areas::of_refill / sizeof(From));
   scratch.reset(new char[areas::of_refill]);
   To input[block] = {};
