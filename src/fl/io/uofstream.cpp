@@ -3,7 +3,7 @@
 #include <fl/io/uofstream.hpp>
 #include <i18n/facet.hpp>
 
-#include "io/windows/text_file_buffer.hpp"
+#include "io/text_file_buffer.hpp"
 
 #include <boost/smart_ptr/make_shared.hpp>
 
