@@ -102,7 +102,7 @@ class streambuf_adaptorT : public std::basic_streambuf<From, FromTraits> {
 
   bool write_unit(From unit);
   bool write(const From* from, std::streamsize n);
-  bool write_in_place(const From*& from, const From* end, std::size_t size);
+  bool pass_on(const From* from, const From* end, std::size_t size);
   bool put(const To* units, std::streamsize n);
   int_type refill(const To* from, const To* end);
 
@@ -115,7 +115,7 @@ class streambuf_adaptorT : public std::basic_streambuf<From, FromTraits> {
   put_area<To>* const direct_;                      ///< of `underlying`; null if it offers none
 };
 
-// `write_unit`, `write` and `put` return false if the buffer beneath refused a part.
+// Those for writing return false if the buffer beneath refused a part.
 
 /// Most of what is written unit by unit is ASCII, of which the converter would make the same.
 template <class From, class To, class FromTraits, class ToTraits>
@@ -126,9 +126,14 @@ bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::write_unit(From unit) {
   }
   write_pending = true;
   const To same = static_cast<To>(unit);
-  return put(&same, 1);
+  if (detail::room_in(*underlying) <= 0) {
+    return underlying->sputn(&same, 1) == 1;
+  }
+  underlying->sputc(same);
+  return true;
 }
 
+/// Into the put area of `underlying` if the conversion fits there, and by way of an area of our own otherwise.
 template <class From, class To, class FromTraits, class ToTraits>
 bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::write(const From* from, std::streamsize n) {
   if (n < 1) {
@@ -137,9 +142,23 @@ bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::write(const From* from,
   write_pending = true;
   const From* const end = from + n;
   const std::size_t size = areas::of_write(static_cast<std::size_t>(n));
-  if (direct_ != nullptr && write_in_place(from, end, size)) {
-    return true;
+  if (direct_ != nullptr) {
+    const auto [area, room] = direct_->free_space();
+    if (size <= room) {
+      To* to = area;
+      const std::size_t more = out_converter->convert(&to, area + size, &from, end, false);
+      direct_->advance(static_cast<std::size_t>(to - area));
+      if (more == 0) {
+        return true;
+      }
+    }
   }
+  return pass_on(from, end, size);
+}
+
+/// By way of an area of `size` units, as often as needed.
+template <class From, class To, class FromTraits, class ToTraits>
+bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::pass_on(const From* from, const From* end, std::size_t size) {
   // A line or less goes by way of the stack: the heap would take longer than all else.
   constexpr std::size_t stack_size = 1024 / sizeof(To);
   To on_stack[stack_size];
@@ -156,21 +175,6 @@ bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::write(const From* from,
       return true;
     }
   }
-}
-
-/// Converts into the put area of `underlying` if `size` units fit there. Returns whether that is all of it, and
-/// otherwise moves `from` to the rest.
-template <class From, class To, class FromTraits, class ToTraits>
-bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::write_in_place(const From*& from, const From* end,
-                                                                        std::size_t size) {
-  const auto [area, room] = direct_->free_space();
-  if (size > room) {
-    return false;
-  }
-  To* to = area;
-  const std::size_t more = out_converter->convert(&to, area + size, &from, end, false);
-  direct_->advance(static_cast<std::size_t>(to - area));
-  return more == 0;
 }
 
 /// Offers each unit once, since a buffer that refuses may have kept what it was offered, or given it to some of
