@@ -84,7 +84,7 @@ void copy_leading_ascii(const In*& from, const In* end, Out*& to, const Out* to_
 template <std::size_t InRoom, std::size_t OutRoom, class Out, class In, class WithAscii, class Step>
 void convert_quickly(const In*& from_place, const In* end, Out*& to_place, const Out* to_end, WithAscii with_ascii,
                      Step step) {
-  // Copies: the compiler must take it that a store of a `char` changes the caller's pointers.
+  // Copies: the compiler must assume that a store of a `char` changes the caller's pointers.
   const In* from = from_place;
   Out* to = to_place;
   bool going = true;

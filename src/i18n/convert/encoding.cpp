@@ -1,4 +1,4 @@
-// Conversion of whole strings with the codecs. Thread safety: pure functions.
+// Conversion of whole strings with the codecs; also `to_string` of i18n/convert.hpp. Thread safety: pure functions.
 #include <i18n/convert.hpp>
 #include <i18n/encoding.hpp>
 

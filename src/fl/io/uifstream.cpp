@@ -23,7 +23,7 @@ uifstream::uifstream(const ustring& path) : uifstream(path, std::ios_base::in, d
 
 uifstream::uifstream(const ustring& path, int mode, const std::string& encoding)
     : std::basic_istream<char16_t>(nullptr), file(boost::make_shared<fl::filesystem::basic_filebuf<char>>()) {
-  file->open(path, static_cast<std::ios_base::openmode>(mode));  // `is_open` tells
+  file->open(path, static_cast<std::ios_base::openmode>(mode));  // `is_open` shows whether it has
   adaptor = make_ustreambuf_adaptor(file, encoding);
   rdbuf(adaptor.get());
   imbue(fl::i18n::facet::get_global_std_locale());
@@ -33,7 +33,7 @@ uifstream::~uifstream() = default;
 
 uifstream& uifstream::operator=(uifstream&& other) {
   std::basic_istream<char16_t>::operator=(std::move(other));
-  // NOLINTNEXTLINE(bugprone-use-after-move): the base has taken its own part only
+  // NOLINTNEXTLINE(bugprone-use-after-move): the base has moved its own part only
   adaptor = std::move(other.adaptor);
   file = std::move(other.file);
   return *this;

@@ -13,8 +13,8 @@
 namespace foundation::core::io {
 
 /// What the file refuses stays in the put area, and nothing else does. The standard library's buffer keeps all of it,
-/// also what the file has taken before it refused, and the unit that did not fit: the next attempt, which may be that
-/// of `close`, would write these twice.
+/// also what the file has accepted before it refused, and the unit that did not fit: the next attempt, which may be
+/// that of `close`, would write these twice.
 class text_file_buffer final : public fl::filesystem::basic_filebuf<char>, public put_area<char> {
  public:
   space free_space() noexcept override { return {pptr(), static_cast<std::size_t>(epptr() - pptr())}; }
@@ -27,11 +27,11 @@ class text_file_buffer final : public fl::filesystem::basic_filebuf<char>, publi
       return basic_filebuf::overflow(c);
     }
     const std::streamsize filled = pptr() - pbase();
-    // The library's own file, since no public call tells how much the system has taken.
-    const std::streamsize taken = filled == 0 ? 0 : _M_file.xsputn(pbase(), filled);
-    std::copy(pbase() + taken, pptr(), pbase());
-    pbump(-static_cast<int>(taken));
-    return taken == filled ? basic_filebuf::overflow(c) : traits_type::eof();
+    // The library's own file, since no public call says how much the system has accepted.
+    const std::streamsize written = filled == 0 ? 0 : _M_file.xsputn(pbase(), filled);
+    std::copy(pbase() + written, pptr(), pbase());
+    pbump(-static_cast<int>(written));
+    return written == filled ? basic_filebuf::overflow(c) : traits_type::eof();
   }
 
   /// By way of the put area always: the standard library's would write it and a long text in two steps, as one.

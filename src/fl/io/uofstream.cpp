@@ -3,7 +3,7 @@
 #include <fl/io/uofstream.hpp>
 #include <i18n/facet.hpp>
 
-#include "io/windows/text_file_buffer.hpp"
+#include "io/text_file_buffer.hpp"
 
 #include <boost/smart_ptr/make_shared.hpp>
 
@@ -25,7 +25,7 @@ uofstream::uofstream(const ustring& path) : uofstream(path, std::ios_base::out, 
 
 uofstream::uofstream(const ustring& path, int mode, const std::string& encoding)
     : std::basic_ostream<char16_t>(nullptr), file(boost::make_shared<text_file_buffer>()) {
-  file->open(path, static_cast<std::ios_base::openmode>(mode));  // `is_open` tells
+  file->open(path, static_cast<std::ios_base::openmode>(mode));  // `is_open` shows whether it has
   adaptor = make_ustreambuf_adaptor(file, encoding);
   rdbuf(adaptor.get());
   imbue(fl::i18n::facet::get_global_std_locale());
@@ -35,7 +35,7 @@ uofstream::~uofstream() = default;
 
 uofstream& uofstream::operator=(uofstream&& other) {
   std::basic_ostream<char16_t>::operator=(std::move(other));
-  // NOLINTNEXTLINE(bugprone-use-after-move): the base has taken its own part only
+  // NOLINTNEXTLINE(bugprone-use-after-move): the base has moved its own part only
   adaptor = std::move(other.adaptor);
   file = std::move(other.file);
   return *this;
