@@ -2,7 +2,7 @@
 #include <fl/sysdep/windows/process_impl.hpp>
 
 #include "loggers.hpp"
-#include "process/windows/child/process_reaper.hpp"
+#include "process/child/process_reaper.hpp"
 
 #include <boost/exception_ptr.hpp>
 #include <boost/system/system_error.hpp>

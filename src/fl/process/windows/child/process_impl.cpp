@@ -1,6 +1,6 @@
 #include <fl/sysdep/windows/process_impl.hpp>
 
-#include "process/windows/child/exit_code.hpp"
+#include "process/child/exit_code.hpp"
 #include "process/windows/child/working_set.hpp"
 #include "process/windows/last_error.hpp"
 

@@ -2,7 +2,7 @@
 
 #include <fl/process/testing.hpp>
 
-#include "process/windows/child/process_reaper.hpp"
+#include "process/child/process_reaper.hpp"
 #include "util/process_end.hpp"
 
 #include <atomic>

@@ -1,7 +1,7 @@
-#include "process/windows/child/process_reaper.hpp"
+#include "process/child/process_reaper.hpp"
 
 #include "loggers.hpp"
-#include "process/windows/child/exit_code.hpp"
+#include "process/child/exit_code.hpp"
 #include "process/windows/handle_closer.hpp"
 #include "process/windows/keep_loaded.hpp"
 #include "process/windows/last_error.hpp"
