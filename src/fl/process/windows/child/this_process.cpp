@@ -3,10 +3,8 @@
 #include <fl/process/this_process.hpp>
 #include <i18n/filesystem.hpp>
 
+#include "common/windows/system_error.hpp"
 #include "process/windows/child/working_set.hpp"
-
-#include <boost/system/system_error.hpp>
-#include <boost/throw_exception.hpp>
 
 #include <windows.h>
 
@@ -37,8 +35,7 @@ ustring this_process_absolute_path_impl() {
     code = read_module_file_name(buffer);
   }
   if (code != ERROR_SUCCESS) {
-    boost::throw_exception(boost::system::system_error(static_cast<int>(code), boost::system::system_category()),
-                           BOOST_CURRENT_LOCATION);
+    throw_system_error(code, BOOST_CURRENT_LOCATION);
   }
   buffer.back() = L'\0';
   return fl::filesystem::codecvt_filesystem_to_ustring(true).convert(std::wstring(buffer.data()));

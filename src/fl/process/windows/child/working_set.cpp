@@ -1,23 +1,12 @@
 #include "process/windows/child/working_set.hpp"
 
-#include "process/windows/handle_closer.hpp"
-
-#include <boost/system/system_error.hpp>
-#include <boost/throw_exception.hpp>
+#include "common/windows/handle_closer.hpp"
+#include "common/windows/system_error.hpp"
 
 #include <windows.h>
 #include <psapi.h>
 
 namespace foundation::core::sysdep::windows {
-
-namespace {
-
-[[noreturn]] void throw_system_error(DWORD code, const boost::source_location& location) {
-  boost::throw_exception(boost::system::system_error(static_cast<int>(code), boost::system::system_category()),
-                         location);
-}
-
-}  // namespace
 
 unsigned long long compute_working_set_size(unsigned long pid) {
   HANDLE process = ::OpenProcess(PROCESS_ALL_ACCESS, FALSE, pid);
