@@ -2,7 +2,7 @@
 // been delivered: the reaper and its futures against bare RegisterWaitForSingleObject. The child and the duplicates are
 // made outside the time.
 
-#include "process/windows/child/process_reaper.hpp"
+#include "process/child/process_reaper.hpp"
 #include "row.hpp"
 #include "windows_support.hpp"
 

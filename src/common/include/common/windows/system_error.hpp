@@ -14,4 +14,10 @@ namespace foundation::core::sysdep::windows {
                          location);
 }
 
+/// The same without a text of its own.
+[[noreturn]] inline void throw_system_error(unsigned long code, const boost::source_location& location) {
+  boost::throw_exception(boost::system::system_error(static_cast<int>(code), boost::system::system_category()),
+                         location);
+}
+
 }  // namespace foundation::core::sysdep::windows

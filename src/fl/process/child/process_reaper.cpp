@@ -1,16 +1,12 @@
-#include "process/windows/child/process_reaper.hpp"
+#include "process/child/process_reaper.hpp"
 
-#include "common/windows/handle_closer.hpp"
 #include "loggers.hpp"
-#include "process/windows/child/exit_code.hpp"
-#include "process/windows/keep_loaded.hpp"
-#include "process/windows/last_error.hpp"
+#include "process/child/exit_code.hpp"
+#include "process/child/process_reaper_impl.hpp"
 #include "util/thread_id.hpp"
 
 #include <boost/exception_ptr.hpp>
 #include <boost/system/system_error.hpp>
-
-#include <windows.h>
 
 #include <algorithm>
 #include <utility>
@@ -23,20 +19,12 @@ process_reaper::WaitRecord::WaitRecord(process_reaper* reaper, void* processHand
     : m_reaper(reaper), m_processHandle(processHandle), m_promise(std::move(promise)) {}
 
 process_reaper::WaitRecord::~WaitRecord() {
-  if (m_waitHandle) {
-    ::UnregisterWaitEx(m_waitHandle, m_callbackThread != 0 ? nullptr : INVALID_HANDLE_VALUE);
+  if (m_waitHandle && m_callbackThread != 0) {
+    unregister_wait_in_callback(m_waitHandle);
+  } else if (m_waitHandle) {
+    unregister_wait(m_waitHandle);
   }
-  ::CloseHandle(m_processHandle);
-}
-
-void process_reaper::WaitRecord::registerWait() {
-  if (::RegisterWaitForSingleObject(&m_waitHandle, m_processHandle, &process_reaper::onSignalled, this, INFINITE,
-                                    WT_EXECUTEONLYONCE)) {
-    return;
-  }
-  const DWORD code = ::GetLastError();
-  m_waitHandle = nullptr;
-  throw_last_error(code, "RegisterWaitForSingleObject");
+  close_process_handle(m_processHandle);
 }
 
 void process_reaper::WaitRecord::reapChild() noexcept {
@@ -51,24 +39,24 @@ void process_reaper::WaitRecord::reapChild() noexcept {
 }
 
 process_reaper::process_reaper() noexcept {
-  keep_library_loaded();
+  prepare_callbacks();
 }
 
 process_reaper::~process_reaper() {
-  retire();
+  give_up_waits();
 }
 
 void process_reaper::async_wait_on(void* procHandle, exit_status_promise&& promise) {
   const log::scope_trace trace(loggers::process_reaper, __PRETTY_FUNCTION__);
   loggers::process_reaper.log(severity::arguments, " procHandle=", procHandle);
-  HandleCloser<void*> owner(procHandle);
+  std::unique_ptr<void, decltype(&close_process_handle)> owner(procHandle, &close_process_handle);
   record_list node;
-  node.emplace_back(this, procHandle, std::move(promise));
-  owner.mode = CloseOnDestruction::leave;
+  WaitRecord& record = node.emplace_back(this, procHandle, std::move(promise));
+  owner.release();
   // Registered under the lock: the callback of a child that has ended already finds the record in the list. After a
   // refusal the promise breaks outside of it, since that runs continuations.
   const std::lock_guard<std::mutex> lock(m_mutex);
-  node.back().registerWait();
+  record.m_waitHandle = register_wait(procHandle, &process_reaper::onSignalled, &record);
   m_records.splice(m_records.end(), node);
 }
 
@@ -82,7 +70,7 @@ void process_reaper::handleProcessExit(WaitRecord* record) noexcept {
   const log::scope_trace trace(loggers::process_reaper, __PRETTY_FUNCTION__);
   record_list done;  // Goes after the lock, and so do the handles of the record.
   std::unique_lock<std::mutex> lock(m_mutex);
-  if (record->m_abandoned) {
+  if (record->m_givenUp) {
     return;
   }
   record->m_callbackThread = util::current_thread_id();
@@ -92,10 +80,10 @@ void process_reaper::handleProcessExit(WaitRecord* record) noexcept {
   m_reaping.splice(m_reaping.end(), m_records, place);
   lock.unlock();
   record->reapChild();
-  // Told under the lock: once it is released, who waits may go on, and this object may be gone.
+  // Notifies under the lock: once it is released, who waits may go on, and this object may be gone.
   lock.lock();
   done.splice(done.end(), m_reaping, place);
-  if ((m_records.empty() || m_retired) && onlyWaitingCallbacksAreLeft()) {
+  if ((m_records.empty() || m_gaveUpWaits) && onlyWaitingCallbacksAreLeft()) {
     m_allReaped.notify_all();
   }
 }
@@ -127,16 +115,16 @@ void process_reaper::join() {
   waitForCallbacks(lock, [this] { return m_records.empty(); });
 }
 
-void process_reaper::retire() noexcept {
-  record_list abandoned;
+void process_reaper::give_up_waits() noexcept {
+  record_list given_up;
   std::unique_lock<std::mutex> lock(m_mutex);
-  m_retired = true;
-  abandoned.swap(m_records);
-  for (WaitRecord& record : abandoned) {
-    record.m_abandoned = true;
+  m_gaveUpWaits = true;
+  given_up.swap(m_records);
+  for (WaitRecord& record : given_up) {
+    record.m_givenUp = true;
   }
   lock.unlock();
-  abandoned.clear();  // Without the lock: each waits for a callback that may be about to look at it.
+  given_up.clear();  // Without the lock: each waits for a callback that may be about to look at it.
   lock.lock();
   m_allReaped.notify_all();  // Those in `join` have nothing to wait for any more.
   waitForCallbacks(lock, [] { return true; });

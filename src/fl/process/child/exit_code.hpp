@@ -1,4 +1,4 @@
-// The exit code of a process as a status.
+// The exit code of a process as a status. Implemented in windows/child/exit_code.cpp.
 #pragma once
 
 #include <fl/process/exit_status.hpp>

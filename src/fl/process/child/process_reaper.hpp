@@ -1,8 +1,8 @@
 // Waits for children without a thread of its own: the system's thread pool calls back when a child has ended.
 //
-// One reaper per library instance, made at first use. All operations may run on any thread. A process may hold its own
-// mutex while it registers a wait; a callback never takes that mutex and never touches a process, so that the order of
-// the two locks is fixed. Nothing here but `join` waits for a child to end.
+// All operations may run on any thread. A process may hold its own mutex while it registers a wait; a callback never
+// locks that mutex and never touches a process, so that the order of the two locks is fixed. Nothing here but `join`
+// waits for a child to end.
 #pragma once
 
 #include <fl/process/exit_status.hpp>
@@ -24,11 +24,11 @@ class process_reaper : public std::enable_shared_from_this<process_reaper> {
   process_reaper(const process_reaper&) = delete;
   process_reaper& operator=(const process_reaper&) = delete;
 
-  /// As retire.
+  /// As give_up_waits.
   ~process_reaper();
 
-  /// Fulfils `promise` when the process behind `procHandle` ends. Takes over both, also when it fails: then the handle
-  /// is closed, the promise breaks, and boost::system::system_error "RegisterWaitForSingleObject" is thrown.
+  /// Fulfils `promise` when the process behind `procHandle` ends. Takes ownership of both, also when it fails: then the
+  /// handle is closed, the promise breaks, and boost::system::system_error "RegisterWaitForSingleObject" is thrown.
   void async_wait_on(void* procHandle, exit_status_promise&& promise);
 
   /// Blocks until no child is being waited for and every promise has been fulfilled. A continuation of one of these
@@ -36,10 +36,10 @@ class process_reaper : public std::enable_shared_from_this<process_reaper> {
   /// here.
   void join();
 
-  /// Drops every wait: children go on, open futures break. Returns when the callbacks that run have come back, but for
-  /// those that `join` does not wait for. These still use this object, which is to be held by shared_ptr where a
-  /// callback may come to retire it.
-  void retire() noexcept;
+  /// Gives up every wait: children go on, open futures break. Returns when the callbacks that run have come back, but
+  /// for those that `join` does not wait for. These still use this object, which is to be held by shared_ptr where a
+  /// callback may come to call this.
+  void give_up_waits() noexcept;
 
  private:
   // One child that is being waited for.
@@ -48,18 +48,17 @@ class process_reaper : public std::enable_shared_from_this<process_reaper> {
     WaitRecord(process_reaper* reaper, void* processHandle, exit_status_promise&& promise);
     WaitRecord(const WaitRecord&) = delete;
     WaitRecord& operator=(const WaitRecord&) = delete;
-    // Outside a callback it waits for one that is about to find the record abandoned.
+    // Outside a callback it waits for one that is about to find the record given up.
     ~WaitRecord();
 
-    void registerWait();
     void reapChild() noexcept;
 
     process_reaper* m_reaper;            // the owner, for the callback
     void* m_processHandle;               // owned; the duplicate that is waited on
     void* m_waitHandle = nullptr;        // owned; null before the registration
-    unsigned long m_callbackThread = 0;  // the id of the thread whose callback has taken the record; 0 if none
-    bool m_callbackWaits = false;        // that callback's continuations have come to join or to retire
-    bool m_abandoned = false;            // the reaper has dropped the wait; a callback must leave the record alone
+    unsigned long m_callbackThread = 0;  // the id of the thread whose callback reaps the child; 0 if none does
+    bool m_callbackWaits = false;        // that callback's continuations have come to join or to give up the waits
+    bool m_givenUp = false;              // a callback must leave the record alone
     exit_status_promise m_promise;       // where the status goes
   };
   using record_list = std::list<WaitRecord>;
@@ -73,12 +72,8 @@ class process_reaper : public std::enable_shared_from_this<process_reaper> {
   std::mutex m_mutex;                   // guards everything below and the records in the lists
   std::condition_variable m_allReaped;  // broadcast when those who wait may have nothing left to wait for
   record_list m_records;                // registered
-  record_list m_reaping;                // taken by a callback that still uses this object
-  bool m_retired = false;               // somebody waits, or has waited, for the callbacks alone
+  record_list m_reaping;                // of callbacks that still use this object
+  bool m_gaveUpWaits = false;           // somebody waits, or has waited, for the callbacks alone
 };
-
-/// The reaper of this library instance. A replacement that the test hooks asked for happens here: the call that makes
-/// it retires the former one before it returns.
-std::shared_ptr<process_reaper> process_reaper_instance();
 
 }  // namespace foundation::core::sysdep::windows
