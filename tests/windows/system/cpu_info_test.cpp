@@ -200,15 +200,11 @@ TEST(CpuInfo, ItsLogIsTheLastThatIsMadeWhenTheLibraryIsLoaded) {
 TEST(CpuInfo, ItsInstructionSetCanBeReadFromASourceOfTheClient) {
   struct : x86_64::ICpuidSource {
     x86_64::CpuidRegisters cpuid(std::uint32_t leaf, std::uint32_t) const override {
-      return leaf == 0   ? x86_64::CpuidRegisters{1, 0x63655241, 0x656E4F66, 0x4F64726F}
-             : leaf == 1 ? x86_64::CpuidRegisters{0, 0, 1u << 23, 0}
-                         : x86_64::CpuidRegisters{};
+      return {leaf == 0, 0, leaf == 1 ? 1u << 23 : 0, 0};
     }
     std::uint64_t xgetbv(std::uint32_t) const override { throw std::logic_error("not enabled"); }
   } const source;
-  const x86_64::InstructionSet told(source);
-  EXPECT_EQ(told.vendor(), "ARecordOfOne");
-  EXPECT_EQ(told.getFeatureString(), " POPCNT ");
+  EXPECT_EQ(x86_64::InstructionSet(source).getFeatureString(), " POPCNT ");
   EXPECT_EQ(CpuInfo().instructionSet().vendor(), x86_64::InstructionSet().vendor());
 }
 
