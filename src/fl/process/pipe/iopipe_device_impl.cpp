@@ -10,7 +10,7 @@
 
 #include "process/pipe/crlf.hpp"
 #include "process/pipe/iopipe_descriptor_impl.hpp"
-#include "process/pipe/pipe_handles.hpp"
+#include "process/pipe/pipe_calls.hpp"
 
 #include <boost/numeric/conversion/cast.hpp>
 #include <boost/smart_ptr/make_shared.hpp>

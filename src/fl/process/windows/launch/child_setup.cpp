@@ -1,8 +1,8 @@
 #include "process/windows/launch/child_setup.hpp"
 
 #include "loggers.hpp"
-#include "process/launch/environment_block.hpp"
-#include "process/launch/quoting.hpp"
+#include "process/launch_text/argument_quoting.hpp"
+#include "process/launch_text/environment_block.hpp"
 #include "process/windows/last_error.hpp"
 #include "process/windows/native_text.hpp"
 #include "process/windows/text.hpp"

@@ -6,8 +6,8 @@
 
 #include "common/windows/handle_closer.hpp"
 #include "loggers.hpp"
-#include "process/launch/batch_file.hpp"
-#include "process/launch/quoting.hpp"
+#include "process/launch_text/argument_quoting.hpp"
+#include "process/launch_text/batch_file.hpp"
 #include "process/windows/last_error.hpp"
 #include "process/windows/launch/child_setup.hpp"
 #include "process/windows/native_text.hpp"

@@ -4,7 +4,7 @@
 
 #include "loggers.hpp"
 #include "process/windows/last_error.hpp"
-#include "process/windows/launch/handle_flags.hpp"
+#include "process/windows/launch/mark_inheritable.hpp"
 #include "process/windows/native_text.hpp"
 #include "process/windows/text.hpp"
 

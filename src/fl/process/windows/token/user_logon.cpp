@@ -3,7 +3,7 @@
 #include <fl/process/errors.hpp>
 #include <fl/sysdep/windows/deelevate_utils.hpp>
 
-#include "process/launch/environment_block.hpp"
+#include "process/launch_text/environment_block.hpp"
 #include "process/windows/last_error.hpp"
 #include "process/windows/native_text.hpp"
 #include "process/windows/text.hpp"

@@ -4,7 +4,7 @@
 #include <fl/sysdep/windows/process_impl.hpp>
 
 #include "process/windows/last_error.hpp"
-#include "process/windows/launch/handle_flags.hpp"
+#include "process/windows/launch/mark_inheritable.hpp"
 
 #include <windows.h>
 

@@ -1,6 +1,6 @@
 // The pipe's system calls on Windows. Stateless; no retries and no interpretation of errors, both belong to the
 // transport.
-#include "process/pipe/pipe_handles.hpp"
+#include "process/pipe/pipe_calls.hpp"
 
 #include <windows.h>
 

@@ -1,4 +1,4 @@
-#include "process/launch/batch_file.hpp"
+#include "process/launch_text/batch_file.hpp"
 
 #include <boost/algorithm/string/predicate.hpp>
 
