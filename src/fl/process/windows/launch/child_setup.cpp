@@ -1,11 +1,10 @@
-#include "process/windows/launch/child_setup.hpp"
-
 #include "loggers.hpp"
 #include "process/launch_text/argument_quoting.hpp"
 #include "process/launch_text/environment_block.hpp"
+#include "process/launch_text/without_nul.hpp"
 #include "process/windows/last_error.hpp"
+#include "process/windows/launch/child_setup.hpp"
 #include "process/windows/native_text.hpp"
-#include "process/windows/text.hpp"
 
 namespace foundation::core::sysdep::windows {
 
@@ -15,14 +14,14 @@ using process::context;
 namespace {
 
 const char* directory_of(const context& ctx) {
-  return ctx.directory() ? without_nul(*ctx.directory(), "directory").c_str() : ".";
+  return ctx.directory() ? process::without_nul(*ctx.directory(), "directory").c_str() : ".";
 }
 
 // A NUL in an entry would make the rest of it an entry of its own.
 const process::environment_map& checked(const process::environment_map& environment) {
   for (const auto& [name, value] : environment) {
-    without_nul(name, "name of an environment variable");
-    without_nul(value, "value of an environment variable");
+    process::without_nul(name, "name of an environment variable");
+    process::without_nul(value, "value of an environment variable");
   }
   return environment;
 }
@@ -74,8 +73,8 @@ process_impl::child_setup::child_setup(const command& cmd, const context& ctx)
 }
 
 process_impl::child_setup::wide_texts process_impl::child_setup::texts_for(const std::string& name) const {
-  return {to_wide(directory_), to_wide(without_nul(command_line_, "command line")),
-          to_wide(without_nul(name, "program name"))};
+  return {utf8_to_native(directory_), utf8_to_native(process::without_nul(command_line_, "command line")),
+          utf8_to_native(process::without_nul(name, "program name"))};
 }
 
 void process_impl::child_setup::create_process(const std::string& name) {

@@ -3,10 +3,10 @@
 #include <fl/sysdep/windows/process_impl.hpp>
 
 #include "loggers.hpp"
+#include "process/launch_text/without_nul.hpp"
 #include "process/windows/last_error.hpp"
 #include "process/windows/launch/mark_inheritable.hpp"
 #include "process/windows/native_text.hpp"
-#include "process/windows/text.hpp"
 
 #include <windows.h>
 #include <io.h>
@@ -131,7 +131,7 @@ void go_to_end(HANDLE file) {
 
 void process_impl::open_file_handle(STARTUPINFOW* startup, unsigned long key, const std::string& file,
                                     unsigned long access, open_action_type action) {
-  const HANDLE handle = open_or_make(without_nul(file, "file name"), access);
+  const HANDLE handle = open_or_make(process::without_nul(file, "file name"), access);
   if (handle == INVALID_HANDLE_VALUE) {
     throw_last_error(::GetLastError(), "OpenFile (open_file_handle)");
   }
