@@ -8,6 +8,7 @@
 #include "util/thread_id.hpp"
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 
 namespace test_support {
@@ -37,7 +38,9 @@ namespace foundation::core {
 using test_support::host_system;
 
 unsigned long util::current_thread_id() noexcept {
-  return host_system().thread_id;
+  static std::atomic<unsigned long> threads{0};
+  thread_local const unsigned long own = ++threads;
+  return host_system().thread_id != 0 ? host_system().thread_id : own;
 }
 
 bool util::is_stopped(unsigned long) noexcept {

@@ -1,4 +1,4 @@
-#include "mem/windows/plugin.hpp"
+#include "mem/plugin.hpp"
 
 #include "loggers.hpp"
 
