@@ -15,10 +15,13 @@ namespace {
 
 constexpr const wchar_t* this_file = L"src/fl/diag/windows/terminate";
 
+/// The line that the failure below shows. Readers look for this number: it stays, whatever line the check stands on.
+constexpr unsigned shown_line_of_check = 41;
+
 /// Ends the process if the formatting of a text has failed, because it was too long.
 void check_length(int length) noexcept {
   if (length < 0) {
-    _wassert(L"len >= 0", this_file, 41);
+    _wassert(L"len >= 0", this_file, shown_line_of_check);
   }
 }
 
