@@ -1,8 +1,8 @@
 #include "process/windows/child/process_reaper.hpp"
 
+#include "common/windows/handle_closer.hpp"
 #include "loggers.hpp"
 #include "process/windows/child/exit_code.hpp"
-#include "process/windows/handle_closer.hpp"
 #include "process/windows/keep_loaded.hpp"
 #include "process/windows/last_error.hpp"
 #include "util/thread_id.hpp"

@@ -3,8 +3,8 @@
 #include <fl/process/this_process.hpp>
 #include <i18n/filesystem.hpp>
 
+#include "common/windows/handle_closer.hpp"
 #include "process/windows/child/working_set.hpp"
-#include "process/windows/handle_closer.hpp"
 
 #include <boost/system/system_error.hpp>
 #include <boost/throw_exception.hpp>

@@ -4,10 +4,10 @@
 #include <fl/sysdep/windows/deelevate_utils.hpp>
 #include <fl/sysdep/windows/process_impl.hpp>
 
+#include "common/windows/handle_closer.hpp"
 #include "loggers.hpp"
 #include "process/launch/batch_file.hpp"
 #include "process/launch/quoting.hpp"
-#include "process/windows/handle_closer.hpp"
 #include "process/windows/last_error.hpp"
 #include "process/windows/launch/child_setup.hpp"
 #include "process/windows/native_text.hpp"

@@ -1,7 +1,7 @@
 #include <fl/sysdep/windows/deelevate_utils.hpp>
 
+#include "common/windows/handle_closer.hpp"
 #include "loggers.hpp"
-#include "process/windows/handle_closer.hpp"
 #include "process/windows/last_error.hpp"
 
 #include <windows.h>

@@ -2,8 +2,8 @@
 
 #include <fl/sysdep/windows/deelevate_utils.hpp>
 
+#include "common/windows/handle_closer.hpp"
 #include "loggers.hpp"
-#include "process/windows/handle_closer.hpp"
 #include "process/windows/token/token_information.hpp"
 
 #include <windows.h>

@@ -2,7 +2,7 @@
 
 #include <fl/sysdep/windows/deelevate_utils.hpp>
 
-#include "process/windows/handle_closer.hpp"
+#include "common/windows/handle_closer.hpp"
 #include "process/windows/last_error.hpp"
 
 #include <boost/system/system_error.hpp>

@@ -3,7 +3,7 @@
 
 #include <fl/process/context.hpp>
 
-#include "process/windows/handle_closer.hpp"
+#include "common/windows/handle_closer.hpp"
 
 #include <windows.h>
 

@@ -1,0 +1,17 @@
+// Functions of the system that may be missing, and those of libraries that are loaded at run time.
+#pragma once
+
+#include <windows.h>
+
+namespace foundation::core::sysdep::windows {
+
+/// The exported function `name` of a loaded module, as a pointer of type `Function`; null if `module` is null or has
+/// none of that name. The caller vouches for the type. Sets the last error where it returns null. Any thread.
+template <class Function>
+Function find_procedure(HMODULE module, const char* name) noexcept {
+  // By way of a function type that goes with none in particular: a direct cast is one between incompatible types.
+  return module == nullptr ? nullptr
+                           : reinterpret_cast<Function>(reinterpret_cast<void (*)()>(::GetProcAddress(module, name)));
+}
+
+}  // namespace foundation::core::sysdep::windows

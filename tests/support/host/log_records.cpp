@@ -1,0 +1,63 @@
+#include "host/log_records.hpp"
+
+#include "platform.hpp"
+#include "record_pipeline.hpp"
+
+#include <cerrno>
+#include <mutex>
+#include <utility>
+
+namespace {
+
+std::mutex guard;
+std::vector<test_support::log_record> records;  // guarded
+thread_local unsigned depth = 0;
+
+}  // namespace
+
+std::vector<test_support::log_record> test_support::drain_log_records() {
+  const std::lock_guard lock(guard);
+  return std::exchange(records, {});
+}
+
+namespace foundation::log {
+
+bool push_record(const std::string& channel, unsigned severity, const std::string& text) {
+  const std::lock_guard lock(guard);
+  records.push_back({channel, severity, text});
+  return true;
+}
+
+bool core_enabled() noexcept {
+  return true;
+}
+
+namespace platform {
+
+std::optional<std::string> environment_variable(const char*) {
+  return std::nullopt;
+}
+
+unsigned thread_depth() noexcept {
+  return depth;
+}
+
+void set_thread_depth(unsigned value) noexcept {
+  depth = value;
+}
+
+bool process_is_ending() noexcept {
+  return false;
+}
+
+void write_standard_error(std::string_view) noexcept {}
+
+error_keeper::error_keeper() noexcept : last_error_(0), errno_(errno) {}
+
+error_keeper::~error_keeper() {
+  errno = errno_;
+}
+
+}  // namespace platform
+
+}  // namespace foundation::log
