@@ -1,4 +1,5 @@
 // The final stage of a termination, and the run-time's switches for it.
+#include "common/windows/procedure.hpp"
 #include "diag/final_stage.hpp"
 
 #include <windows.h>
@@ -32,10 +33,7 @@ set_abort_behavior find_set_abort_behavior() noexcept {
 #ifdef _UCRT
   return _set_abort_behavior;
 #else
-  const HMODULE run_time = GetModuleHandleW(L"msvcrt.dll");
-  return run_time != nullptr ? reinterpret_cast<set_abort_behavior>(
-                                   reinterpret_cast<void (*)()>(GetProcAddress(run_time, "_set_abort_behavior")))
-                             : nullptr;
+  return sysdep::windows::find_procedure<set_abort_behavior>(GetModuleHandleW(L"msvcrt.dll"), "_set_abort_behavior");
 #endif
 }
 
