@@ -32,7 +32,7 @@ enum class shown_line : int {
   log_of_fault = 266,
   log = 279,
   called = 292,
-  engine = 435,
+  building = 435,
 };
 
 /// The end of a function of the engine that could not do its work.
@@ -70,11 +70,11 @@ terminate_impl::terminate_impl() : observer_(default_observer) {
 }
 
 terminate_impl& term() noexcept try { return engine.get(); } catch (...) {
-  give_up(shown_line::engine, __PRETTY_FUNCTION__);
+  give_up(shown_line::building, __PRETTY_FUNCTION__);
 }
 
 bool terminate_impl::append(const report_event& event, const thread_context& context) noexcept {
-  if (lock_.acquire(stack_pointer_of(context)) != util::checked_lock::outcome::taken) {
+  if (lock_.acquire(stack_pointer_of(context)) != util::checked_lock::outcome::acquired) {
     return false;
   }
   write_report(log_buffer_.stream(), event, context);
@@ -85,7 +85,7 @@ bool terminate_impl::append(const report_event& event, const thread_context& con
 
 bool terminate_impl::wait_for_reports() noexcept {
   const auto outcome = lock_.acquire_last();
-  if (outcome == util::checked_lock::outcome::taken) {
+  if (outcome == util::checked_lock::outcome::acquired) {
     lock_.unlock();
   }
   return outcome != util::checked_lock::outcome::interrupted;
@@ -134,7 +134,7 @@ void terminate_impl::notify(const char* message, const char* file, int line, con
 
 terminate_impl::observer_type terminate_impl::exchange_observer(observer_type observer) noexcept {
   const observer_type former = observer_.exchange(observer != nullptr ? observer : default_observer);
-  if (lock_.acquire() == util::checked_lock::outcome::taken) {
+  if (lock_.acquire() == util::checked_lock::outcome::acquired) {
     log_buffer_.wipe();
     lock_.unlock();
   }
