@@ -5,9 +5,11 @@
 #include <fl/diag/thread_name.hpp>
 
 #include "diag/register_block.hpp"
+#include "diag/stack_pointer.hpp"
 #include "util/thread_id.hpp"
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 
 namespace test_support {
@@ -37,7 +39,9 @@ namespace foundation::core {
 using test_support::host_system;
 
 unsigned long util::current_thread_id() noexcept {
-  return host_system().thread_id;
+  static std::atomic<unsigned long> threads{0};
+  thread_local const unsigned long own = ++threads;
+  return host_system().thread_id != 0 ? host_system().thread_id : own;
 }
 
 bool util::is_stopped(unsigned long) noexcept {
@@ -57,6 +61,10 @@ bool getCurrentThreadName(char* buffer, std::size_t size) {
   }
   buffer[name.copy(buffer, size - 1)] = '\0';
   return true;
+}
+
+const void* stack_pointer_of(const thread_context&) noexcept {
+  return nullptr;
 }
 
 bool windows::context_base::capture_data(const void*) noexcept {

@@ -15,7 +15,7 @@ struct scripted_system {
   std::function<void()> before_capture;  ///< Called at each capture from a context, if set; may throw.
   unsigned long long rip = 0;            ///< The program counter of every captured context; other registers are 0.
   std::string thread_name;               ///< Empty: the thread has none.
-  unsigned long thread_id = 1;
+  unsigned long thread_id = 0;           ///< 0: each thread has one of its own.
   /// What is known of a frame.
   std::function<void(const void*, foundation::core::diag::frame_description&)> describe;
   int lookups = 0;  ///< Living holders of the symbol service.
