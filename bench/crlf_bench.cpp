@@ -45,8 +45,8 @@ bench::contender in_blocks(Translate translate) {
   const auto run = [translate](bench::product& result) {
     for (std::size_t offset = 0; offset < text.size(); offset += block_size) {
       const translated_text translated = translate(text.data() + offset, block_size);
-      result.take({text.data() + offset, translated.length});
-      result.take_value(translated.ends_in_carriage_return);
+      result.add({text.data() + offset, translated.length});
+      result.add_value(translated.ends_in_carriage_return);
     }
   };
   return {run, restore};

@@ -44,11 +44,11 @@ std::string append_to_second_buffer(const std::string& text) {
 }
 
 void quote_ours(bench::product& result) {
-  result.take(foundation::core::process::quote_argument(argument()));
+  result.add(foundation::core::process::quote_argument(argument()));
 }
 
 void quote_peer(bench::product& result) {
-  result.take(append_to_second_buffer(argument()));
+  result.add(append_to_second_buffer(argument()));
 }
 
 }  // namespace

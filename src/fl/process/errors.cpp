@@ -33,7 +33,7 @@ constexpr int file_not_found = 2;  // ERROR_FILE_NOT_FOUND
 }  // namespace
 
 command_not_found::command_not_found(const std::string& text)
-    // NOLINTNEXTLINE(bugprone-throw-keyword-missing): the base is taken for a temporary
+    // NOLINTNEXTLINE(bugprone-throw-keyword-missing): the base passes for a temporary
     : boost::system::system_error(file_not_found, boost::system::system_category(), text) {}
 command_not_found::command_not_found(const command_not_found&) = default;
 command_not_found::command_not_found(command_not_found&&) noexcept = default;

@@ -1,8 +1,8 @@
 #include <fl/process/process.hpp>
-#include <fl/sysdep/windows/process_impl.hpp>
 
 #include "loggers.hpp"
-#include "process/windows/child/process_reaper.hpp"
+#include "process/child/launched_child.hpp"
+#include "process/child/process_reaper_instance.hpp"
 
 #include <boost/exception_ptr.hpp>
 #include <boost/system/system_error.hpp>
@@ -14,14 +14,15 @@
 namespace foundation::core::process {
 
 using sysdep::windows::process_impl;
+using sysdep::windows::process_reaper_instance;
 using status_promise = boost::promise<exit_status_variant>;
 
 namespace {
 
-// A wait that ends either in the status or in the system's refusal to tell it.
+// A wait that ends either in the status or in the system's refusal to give it.
 void fulfil(status_promise& promise, process_impl& impl) {
   try {
-    promise.set_value(impl.wait(true));
+    promise.set_value(wait_for_child(impl));
   } catch (const boost::system::system_error& e) {
     promise.set_exception(boost::copy_exception(e));
   }
@@ -41,14 +42,14 @@ struct native_status_reader {
   throw process_kill_error("process already exited");
 }
 
-// What the system refuses is told as it is, unless the child has ended: between the look at its status and the call, or
-// with its status still on the way.
+// What the system refuses is thrown as it is, unless the child has ended: between the look at its status and the call,
+// or with its status still on the way.
 template <class Operation>
 auto on_running_child(process_impl& impl, Operation operation) {
   try {
     return operation(impl);
   } catch (const boost::system::system_error&) {
-    if (impl.has_ended()) {
+    if (child_has_ended(impl)) {
       throw_already_exited();
     }
     throw;
@@ -57,9 +58,9 @@ auto on_running_child(process_impl& impl, Operation operation) {
 
 }  // namespace
 
-process::process(const command& cmd) : impl_(process_impl::launch(cmd, context())) {}
+process::process(const command& cmd) : impl_(sysdep::windows::launch_child(cmd, context())) {}
 
-process::process(const command& cmd, const context& ctx) : impl_(process_impl::launch(cmd, ctx)) {}
+process::process(const command& cmd, const context& ctx) : impl_(sysdep::windows::launch_child(cmd, ctx)) {}
 
 process::process(const boost::tuples::tuple<const command, const context>& what)
     : process(boost::tuples::get<0>(what), boost::tuples::get<1>(what)) {}
@@ -109,7 +110,7 @@ bool process::poll_for_status(const std::lock_guard<std::mutex>&) {
   throw_if_detached();
   if (!status_.valid()) {
     try {
-      const exit_status_variant status = impl_->wait(false);
+      const exit_status_variant status = poll_child(*impl_);
       if (!std::holds_alternative<detail::unknown>(status)) {
         status_ = boost::make_ready_future(status).share();
       }
@@ -146,9 +147,9 @@ void process::async_await_status() {
   }
   status_promise promise;
   status_ = promise.get_future().share();
-  void* const duplicate = impl_->get_native_handle();
+  void* const duplicate = duplicate_child_handle(*impl_);
   lock.unlock();
-  sysdep::windows::process_reaper_instance()->async_wait_on(duplicate, std::move(promise));
+  process_reaper_instance()->async_wait_on(duplicate, std::move(promise));
 }
 
 unsigned int process::exit_status() {
@@ -183,8 +184,8 @@ void process::detach() {
   }
   if (!status_.valid()) {
     // Nobody asks for this status: the wait is there so that the child is reaped.
-    const auto reaper = sysdep::windows::process_reaper_instance();
-    reaper->async_wait_on(impl_->get_native_handle(), status_promise());
+    const auto reaper = process_reaper_instance();
+    reaper->async_wait_on(duplicate_child_handle(*impl_), status_promise());
   }
   impl_.reset();
 }
@@ -192,13 +193,13 @@ void process::detach() {
 long long process::id() const {
   const std::lock_guard<std::mutex> lock(mutex_);
   throw_if_detached();
-  return impl_->get_pid();
+  return child_id(*impl_);
 }
 
 void* process::native_handle() const {
   const std::lock_guard<std::mutex> lock(mutex_);
   throw_if_detached();
-  return impl_->get_native_handle();
+  return duplicate_child_handle(*impl_);
 }
 
 void* process::release() {
@@ -209,7 +210,7 @@ void* process::release() {
   if (status_.valid()) {
     throw std::logic_error("cannot release a process with an active future");
   }
-  void* const duplicate = impl_->get_native_handle();
+  void* const duplicate = duplicate_child_handle(*impl_);
   impl_.reset();
   return duplicate;
 }
@@ -223,7 +224,7 @@ void process::throw_if_not_active(const std::lock_guard<std::mutex>& lock) {
 void process::kill() {
   const std::lock_guard<std::mutex> lock(mutex_);
   throw_if_not_active(lock);
-  on_running_child(*impl_, [](const process_impl& impl) { impl.kill(); });
+  on_running_child(*impl_, &sysdep::windows::kill_child);
 }
 
 void process::terminate() {
@@ -233,7 +234,7 @@ void process::terminate() {
 unsigned long long process::working_set_size() {
   const std::lock_guard<std::mutex> lock(mutex_);
   throw_if_not_active(lock);
-  return on_running_child(*impl_, [](process_impl& impl) { return impl.working_set_size(); });
+  return on_running_child(*impl_, &sysdep::windows::child_working_set_size);
 }
 
 }  // namespace foundation::core::process

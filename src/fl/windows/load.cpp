@@ -8,7 +8,7 @@
 
 #include "loggers.hpp"
 #include "mem/page_mask.hpp"
-#include "mem/windows/stats_reader.hpp"
+#include "mem/windows/win_mem_stats_reader.hpp"
 #include "process/windows/lookup/search_path.hpp"
 
 #include <memory>

@@ -1,7 +1,7 @@
 // Units of several bytes in either byte order. Thread safety: pure functions.
 #pragma once
 
-#include "codec/utf_codecs.hpp"
+#include "codec/byte_order.hpp"
 #include "codec/utf_step.hpp"
 
 namespace fl::i18n::detail {

@@ -2,24 +2,30 @@
 
 #include <pthread.h>
 
-#include <cstdlib>
+#include <new>
 
 namespace foundation::core::util {
 
-thread_slot::thread_slot() noexcept {
-  pthread_key_t key;
-  if (pthread_key_create(&key, nullptr) != 0) {
-    std::abort();
-  }
-  index_ = key;
+namespace {
+
+unsigned long make_key() noexcept {
+  pthread_key_t key = 0;
+  ::pthread_key_create(&key, nullptr);
+  return key;
 }
 
+}  // namespace
+
+thread_slot::thread_slot() noexcept : index_(make_key()) {}
+
 void* thread_slot::get() const noexcept {
-  return pthread_getspecific(static_cast<pthread_key_t>(index_));
+  return ::pthread_getspecific(static_cast<pthread_key_t>(index_));
 }
 
 void thread_slot::set(void* value) {
-  pthread_setspecific(static_cast<pthread_key_t>(index_), value);
+  if (::pthread_setspecific(static_cast<pthread_key_t>(index_), value) != 0) {
+    throw std::bad_alloc();
+  }
 }
 
 }  // namespace foundation::core::util

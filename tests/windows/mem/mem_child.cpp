@@ -45,11 +45,6 @@ void show() {
   std::cout << "\n";
 }
 
-void show_twice() {
-  show();
-  show();
-}
-
 /// As the run-time and as the system have it.
 void print_environment() {
   for (const char* const name : {"TESSEL_MEM_MGR", "TESSEL_MEM_MGR_VALUE"}) {
@@ -91,15 +86,13 @@ void make_in_threads() {
   std::cout << put.calls() << tune.calls() << load.calls() << std::set(found.begin(), found.end()).size() << "\n";
 }
 
-/// Lets allocations of one size by the C++ run-time fail, so many times; all others succeed.
+/// Lets allocations of one size by the C++ run-time fail; all others succeed.
 class failing_malloc {
  public:
   static constexpr std::size_t size = 7654321;
 
-  explicit failing_malloc(int failures = 1 << 30) : malloc_("libstdc++-6.dll", "malloc") {
-    malloc_.handle_with([left = failures](auto original, std::size_t wanted) mutable {
-      return wanted == size && left-- > 0 ? nullptr : original(wanted);
-    });
+  failing_malloc() : malloc_("libstdc++-6.dll", "malloc") {
+    malloc_.handle_with([](auto original, std::size_t wanted) { return wanted == size ? nullptr : original(wanted); });
   }
 
  private:
@@ -116,22 +109,6 @@ std::string outcome_of_new() {
   } catch (const std::bad_alloc& error) {
     return typeid(error) == typeid(std::bad_alloc) ? "std::bad_alloc" : typeid(error).name();
   }
-}
-
-int handler_calls = 0;
-void returning_handler() {
-  ++handler_calls;
-}
-
-void run_out_of_memory() {
-  std::set_new_handler(returning_handler);
-  manager::initialize();
-  {
-    const failing_malloc twice(2);
-    std::cout << outcome_of_new() << ", " << handler_calls << " calls\n";
-  }
-  const failing_malloc once(1);
-  std::cout << (operator new(failing_malloc::size, std::nothrow) != nullptr) << "\n";
 }
 
 /// The construction fails behind the new handler's installation. The next attempt must not take the manager's own
@@ -177,11 +154,8 @@ void terminate_per_thread() {
 
 void reinit() {
   manager::initialize();
-  const std::new_handler expected = std::set_new_handler(returning_handler);
+  std::set_new_handler([] {});
   manager::reinit_new_handler();
-  manager::reinit_new_handler();  // Finds nothing wrong.
-  std::cout << (std::get_new_handler() == expected) << "  expected=" << reinterpret_cast<void*>(expected)
-            << "  actual=" << reinterpret_cast<void*>(returning_handler) << "\n";
 }
 
 /// Makes the manager with a heap of a kind, or -1 for one that does not tell, and prints what it is asked to set.
@@ -223,45 +197,6 @@ void allocate() {
   }
 }
 
-/// Whether pools have something to release, and how often the new handler is called before a pool gives up.
-void pools() {
-  std::set_new_handler([] {
-    ++handler_calls;
-    throw std::bad_alloc();
-  });
-  using foundation::core::mem::create_managed_pool;
-  const auto pool = create_managed_pool(12, 4);
-  pool->deallocate(pool->allocate());
-  std::cout << pool->release_free_memory() << (create_managed_pool(std::size_t{1} << 62, 1)->allocate() != nullptr)
-            << handler_calls;
-}
-
-/// A chunk that comes back twice.
-void free_twice() {
-  const auto pool = foundation::core::mem::create_managed_pool(12, 4);
-  void* const chunk = pool->allocate();
-  pool->deallocate(nullptr);
-  pool->deallocate(chunk);
-  std::cout << pool->release_free_memory() << std::flush;
-  pool->deallocate(chunk);
-}
-
-/// Makes the manager while one allocation after the other fails, until it needs no more of them.
-void make_with_little_memory() {
-  injected<void* (*)(std::size_t)> malloc("libstdc++-6.dll", "malloc");
-  for (std::uint64_t nth = 1;; ++nth) {
-    malloc.reset();
-    malloc.fail_at(nth, nullptr, 0);
-    try {
-      manager::initialize();
-      break;
-    } catch (const std::bad_alloc&) {
-    }
-  }
-  malloc.reset();
-  show();
-}
-
 /// Ends the process while a thread is in the arena, where it waits for pages. Then a destructor frees a block.
 void end_inside_the_arena() {
   static void* const block = foundation::core::mem::vector_malloc(100);
@@ -289,10 +224,8 @@ const struct {
   void (*run)();
 } modes[] = {
     {"show", show},
-    {"show twice", show_twice},
     {"environment", environment},
     {"threads", make_in_threads},
-    {"out of memory", run_out_of_memory},
     {"again", make_again},
     {"terminate per thread", terminate_per_thread},
     {"reinit", reinit},
@@ -300,9 +233,6 @@ const struct {
     {"tune 2", [] { tune(2); }},
     {"tune unknown", [] { tune(-1); }},
     {"allocate", allocate},
-    {"pools", pools},
-    {"free twice", free_twice},
-    {"little memory", make_with_little_memory},
     {"end inside the arena", end_inside_the_arena},
 };
 

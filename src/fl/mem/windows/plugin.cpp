@@ -1,4 +1,4 @@
-#include "mem/windows/plugin.hpp"
+#include "mem/plugin.hpp"
 
 #include "common/windows/procedure.hpp"
 #include "loggers.hpp"

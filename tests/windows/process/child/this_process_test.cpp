@@ -1,4 +1,4 @@
-// What a process tells about itself.
+// What a process finds out about itself.
 
 #include <fl/process/this_process.hpp>
 

@@ -71,7 +71,7 @@ class FL_API process {
   ~process();
 
   /// Waits for the end and returns the exit code. Throws boost::system::system_error if the system refused to wait, and
-  /// std::logic_error for a child that ended with 259, whose status cannot be told.
+  /// std::logic_error for a child that ended with 259, whose status stays unknown.
   unsigned int exit_status();
 
   /// Waits for the end; a child that ended with 259 gives `unknown`. Otherwise as exit_status.

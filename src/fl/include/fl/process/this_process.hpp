@@ -13,7 +13,7 @@ FL_API long long id();
 FL_API unsigned long long working_set_size();
 
 /// The full path of this process's executable, of at most 8,191 units.
-/// Throws boost::system::system_error if the system cannot tell it or it is longer.
+/// Throws boost::system::system_error if the system does not give it or it is longer.
 FL_API ustring absolute_path();
 
 }  // namespace foundation::core::process::this_process

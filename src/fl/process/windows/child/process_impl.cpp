@@ -1,6 +1,6 @@
 #include <fl/sysdep/windows/process_impl.hpp>
 
-#include "process/windows/child/exit_code.hpp"
+#include "process/child/exit_code.hpp"
 #include "process/windows/child/working_set.hpp"
 #include "process/windows/last_error.hpp"
 
@@ -48,17 +48,6 @@ void wait_for_process(HANDLE handle, bool block) {
 }
 
 }  // namespace
-
-exit_status_variant read_exit_status(void* handle) {
-  DWORD code = 0;
-  if (!::GetExitCodeProcess(handle, &code)) {
-    throw_last_error(::GetLastError(), "GetExitCodeProcess");
-  }
-  if (code == STILL_ACTIVE) {
-    return process::detail::unknown{};
-  }
-  return process::detail::exited{static_cast<std::uint32_t>(code), static_cast<std::uint32_t>(code)};
-}
 
 exit_status_variant process_impl::wait(void* handle, bool block) {
   wait_for_process(handle, block);

@@ -1,16 +1,12 @@
-// What a process can be asked about itself, and the working set, which a child is asked for as well.
+// What a process can ask about itself.
 
 #include <fl/process/this_process.hpp>
 #include <i18n/filesystem.hpp>
 
-#include "common/windows/handle_closer.hpp"
+#include "common/windows/system_error.hpp"
 #include "process/windows/child/working_set.hpp"
 
-#include <boost/system/system_error.hpp>
-#include <boost/throw_exception.hpp>
-
 #include <windows.h>
-#include <psapi.h>
 
 #include <string>
 #include <vector>
@@ -19,13 +15,8 @@ namespace foundation::core::sysdep::windows {
 
 namespace {
 
-[[noreturn]] void throw_system_error(DWORD code, const boost::source_location& location) {
-  boost::throw_exception(boost::system::system_error(static_cast<int>(code), boost::system::system_category()),
-                         location);
-}
-
-// The last error of a call that cuts off what does not fit, which only the last error tells. One that is left over from
-// before must not be taken for the call's own.
+// The last error of a call that cuts off what does not fit, which only the last error shows. One that is left over from
+// before must not pass for the call's own.
 DWORD read_module_file_name(std::vector<wchar_t>& buffer) {
   ::SetLastError(ERROR_SUCCESS);
   ::GetModuleFileNameW(nullptr, buffer.data(), static_cast<DWORD>(buffer.size()));
@@ -33,20 +24,6 @@ DWORD read_module_file_name(std::vector<wchar_t>& buffer) {
 }
 
 }  // namespace
-
-unsigned long long compute_working_set_size(unsigned long pid) {
-  HANDLE process = ::OpenProcess(PROCESS_ALL_ACCESS, FALSE, pid);
-  const DWORD open_error = ::GetLastError();
-  if (!process) {
-    throw_system_error(open_error, BOOST_CURRENT_LOCATION);
-  }
-  const HandleCloser<HANDLE> closer(process);
-  PROCESS_MEMORY_COUNTERS counters = {};
-  if (!::K32GetProcessMemoryInfo(process, &counters, sizeof counters)) {
-    throw_system_error(::GetLastError(), BOOST_CURRENT_LOCATION);
-  }
-  return counters.WorkingSetSize;
-}
 
 ustring this_process_absolute_path_impl() {
   constexpr std::size_t usual_units = 4096;

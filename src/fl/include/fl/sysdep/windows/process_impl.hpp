@@ -3,6 +3,10 @@
 // Clients hold a foundation::core::process::process and meet this class only through it. The record is immutable after
 // construction, so that its member functions may run on several threads at once; destroying it closes the two handles
 // and leaves the child running.
+//
+// Implemented in src/fl/process/windows: the record in child/process_impl.cpp, and of the launch the steps in
+// launch/launch.cpp, the command line and the user in launch/command_text.cpp, the standard handles in
+// launch/standard_handles.cpp and the inheritance in launch/inheritance.cpp.
 #pragma once
 
 #include <fl/export.hpp>

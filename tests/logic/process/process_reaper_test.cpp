@@ -1,0 +1,199 @@
+// The reaper with scripted children: what becomes of its promises and handles, who waits for whom, and when the waits
+// are given up.
+#include "process/child/process_reaper.hpp"
+
+#include <fl/process/testing.hpp>
+
+#include "host/child_system.hpp"
+#include "process/child/give_up_waits_at_exit.hpp"
+#include "process/child/process_reaper_instance.hpp"
+
+#include <boost/system/system_error.hpp>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <memory>
+#include <thread>
+#include <vector>
+
+namespace process = foundation::core::process;
+namespace testing_hooks = foundation::core::process::testing;
+using foundation::core::sysdep::windows::exit_status_promise;
+using foundation::core::sysdep::windows::give_up_waits_at_exit;
+using foundation::core::sysdep::windows::process_reaper;
+using foundation::core::sysdep::windows::process_reaper_instance;
+using process::exit_status_variant;
+using process::implementation_qos;
+using process::detail::exited;
+using test_support::child_system;
+
+namespace {
+
+using status_future = boost::shared_future<exit_status_variant>;
+
+// Has a new child waited for.
+status_future wait_on_new_child(process_reaper& reaper, child_system& system) {
+  exit_status_promise promise;
+  status_future status = promise.get_future().share();
+  reaper.async_wait_on(system.make_child(), std::move(promise));
+  return status;
+}
+
+status_future wait_on_new_child(child_system& system) {
+  return wait_on_new_child(*process_reaper_instance(), system);
+}
+
+class Reaper : public testing::Test {
+ protected:
+  ~Reaper() override {
+    system.end_all();
+    EXPECT_EQ(system.registered_waits(), 0u);
+    EXPECT_EQ(system.open_handles(), 0u);
+  }
+
+  child_system system;
+};
+
+}  // namespace
+
+TEST_F(Reaper, EachFutureGetsTheAnswerForItsOwnChild) {
+  std::vector<status_future> statuses;
+  for (int i = 0; i < 3; ++i) {
+    statuses.push_back(wait_on_new_child(system));
+  }
+  system.end(2, 22);
+  EXPECT_EQ(statuses[1].get(), exit_status_variant(exited{22, 22}));
+  EXPECT_FALSE(statuses[0].is_ready() || statuses[2].is_ready());
+  system.end(1, 11);
+  EXPECT_EQ(statuses[0].get(), exit_status_variant(exited{11, 11}));
+  system.before("read_exit_status", test_support::refusal("GetExitCodeProcess"));
+  system.end(3);
+  EXPECT_THROW(statuses[2].get(), boost::system::system_error) << "a refusal is an answer, too";
+}
+
+TEST_F(Reaper, ARefusedRegistrationClosesTheHandleAndBreaksThePromise) {
+  system.before("register_wait", test_support::refusal("RegisterWaitForSingleObject"));
+  exit_status_promise promise;
+  const status_future status = promise.get_future().share();
+  std::atomic<bool> continued{false};
+  const auto continuation = status.then(boost::launch::sync, [&](auto) {
+    testing_hooks::join_all_async_procs();
+    continued = true;
+  });
+  EXPECT_THROW(process_reaper_instance()->async_wait_on(system.make_child(), std::move(promise)),
+               boost::system::system_error);
+  EXPECT_TRUE(continued) << "and runs what was to come then without the lock";
+  EXPECT_THROW(status.get(), boost::broken_promise);
+  EXPECT_EQ(system.open_handles(), 0u);
+}
+
+// The callback of a child that has ended comes before its registration is over.
+TEST_F(Reaper, ReapsAChildThatHasEndedBeforeItIsWaitedFor) {
+  for (int i = 0; i < 20; ++i) {
+    void* const child = system.make_child();
+    system.end(i + 1, 3);
+    exit_status_promise promise;
+    const status_future status = promise.get_future().share();
+    process_reaper_instance()->async_wait_on(child, std::move(promise));
+    EXPECT_EQ(status.get(), exit_status_variant(exited{3, 3}));
+  }
+}
+
+TEST_F(Reaper, JoinFindsEveryFutureReady) {
+  for (int round = 0; round < 20; ++round) {
+    std::vector<status_future> statuses;
+    for (int i = 0; i < 4; ++i) {
+      statuses.push_back(wait_on_new_child(system));
+    }
+    std::thread ending([&] {
+      for (int i = 1; i <= 4; ++i) {
+        system.end(round * 4 + i);
+      }
+    });
+    EXPECT_TRUE(testing_hooks::join_all_async_procs());
+    for (const auto& status : statuses) {
+      EXPECT_TRUE(status.is_ready());
+    }
+    ending.join();
+  }
+}
+
+// The last callback may still be on its way out of a reaper that a thread has waited for and then destroys.
+TEST_F(Reaper, MayGoAsSoonAsItHasBeenJoined) {
+  for (int round = 1; round <= 100; ++round) {
+    auto reaper = std::make_unique<process_reaper>();
+    wait_on_new_child(*reaper, system);
+    std::thread ending([&] { system.end(round); });
+    reaper->join();
+    reaper.reset();
+    ending.join();
+  }
+}
+
+TEST_F(Reaper, ANewQualityOfServiceBreaksTheOpenFuturesAtTheNextUse) {
+  const status_future status = wait_on_new_child(system);
+  testing_hooks::set_implementation_qos(implementation_qos{7});
+  EXPECT_FALSE(status.is_ready());
+  EXPECT_EQ(testing_hooks::get_implementation_qos(), implementation_qos{2});
+  EXPECT_THROW(status.get(), boost::broken_promise);
+  EXPECT_EQ(system.registered_waits(), 0u);
+  const status_future next = wait_on_new_child(system);
+  testing_hooks::set_implementation_qos(implementation_qos{7});
+  testing_hooks::get_implementation_qos();
+  EXPECT_FALSE(next.is_ready()) << "the value in force changes nothing";
+}
+
+// Replaced again and again while callbacks run: nobody may wait for ever, and no callback may find its reaper gone.
+TEST_F(Reaper, IsReplacedSafelyWhileChildrenEnd) {
+  for (std::uint32_t round = 100; round < 140; ++round) {
+    std::vector<status_future> statuses;
+    for (int i = 0; i < 3; ++i) {
+      statuses.push_back(wait_on_new_child(system));
+    }
+    std::thread ending([&] { system.end_all(); });
+    testing_hooks::set_implementation_qos(implementation_qos{round});
+    testing_hooks::join_all_async_procs();
+    for (const auto& status : statuses) {
+      EXPECT_TRUE(status.is_ready());
+    }
+    ending.join();
+  }
+}
+
+// They run inside callbacks: none may wait for itself, and no two for each other.
+TEST_F(Reaper, ContinuationsMayWaitForAllOthersAndReplaceIt) {
+  for (const std::uint32_t replacement : {0u, 200u}) {
+    std::atomic<std::uint32_t> next{replacement};
+    std::vector<boost::future<void>> done;
+    for (int i = 0; i < 4; ++i) {
+      done.push_back(wait_on_new_child(system).then(boost::launch::sync, [&](auto) {
+        if (replacement != 0) {
+          testing_hooks::set_implementation_qos(implementation_qos{++next});
+        }
+        testing_hooks::join_all_async_procs();
+      }));
+    }
+    system.end_all();
+    for (auto& each : done) {
+      each.get();
+    }
+  }
+}
+
+TEST_F(Reaper, AtExitGivesUpItsWaitsUnlessTheProcessEnds) {
+  static std::shared_ptr<process_reaper> last;
+  last = std::make_shared<process_reaper>();
+  const status_future status = wait_on_new_child(*last, system);
+  test_support::set_process_is_ending(true);
+  {
+    const give_up_waits_at_exit at_exit([] { return last; });
+  }
+  EXPECT_FALSE(status.is_ready());
+  test_support::set_process_is_ending(false);
+  {
+    const give_up_waits_at_exit at_exit([] { return last; });
+  }
+  EXPECT_THROW(status.get(), boost::broken_promise);
+  EXPECT_EQ(system.registered_waits(), 0u);
+  last.reset();
+}

@@ -1,0 +1,254 @@
+// The states of a process object, with scripted children: what each of them allows, what remains when the system
+// refuses by half, and several threads on one object.
+#include <fl/process/process.hpp>
+
+#include "host/child_system.hpp"
+#include "process/child/process_reaper_impl.hpp"
+
+#include <boost/system/system_error.hpp>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace process = foundation::core::process;
+using process::exit_status_variant;
+using process::detail::exited;
+using process::detail::unknown;
+using test_support::child_system;
+using test_support::refusal;
+
+namespace {
+
+const process::command any("child");
+
+template <class Exception, class Operation>
+std::string text_thrown_by(Operation operation) {
+  try {
+    operation();
+  } catch (const Exception& e) {
+    return e.what();
+  }
+  return "nothing was thrown";
+}
+
+template <class Operation>
+void expect_refusal(const char* call, Operation operation) {
+  const std::string text = text_thrown_by<boost::system::system_error>(operation);
+  EXPECT_EQ(text.rfind(std::string(call) + ": ", 0), 0u) << text;
+}
+
+// Nothing may be left of a test's children when their objects have gone and they have ended.
+class Process : public testing::Test {
+ protected:
+  ~Process() override {
+    system.end_all();
+    EXPECT_EQ(system.registered_waits(), 0u);
+    EXPECT_EQ(system.open_handles(), 0u);
+  }
+
+  child_system system;
+};
+
+}  // namespace
+
+TEST_F(Process, RefusesWhatItsStateDoesNotAllow) {
+  process::process child(any);
+  system.end(1, 5);
+  child.join();
+  const std::string killed = "An error occurred while trying to kill child process: process already exited";
+  EXPECT_EQ(text_thrown_by<process::process_kill_error>([&] { child.kill(); }), killed);
+  EXPECT_EQ(text_thrown_by<process::process_kill_error>([&] { child.terminate(); }), killed);
+  EXPECT_EQ(text_thrown_by<process::process_kill_error>([&] { child.working_set_size(); }), killed);
+  EXPECT_EQ(text_thrown_by<std::logic_error>([&] { child.release(); }),
+            "cannot release a process with an active future");
+
+  process::process moved(std::move(child));
+  EXPECT_EQ(moved.exit_status(), 5u);
+  process::process detached(any);
+  detached.detach();
+  EXPECT_NO_THROW(detached.detach());
+  for (process::process* const gone : {&child, &detached}) {
+    const std::vector<std::pair<const char*, std::function<void()>>> operations = {
+        {"exit_status", [&] { gone->exit_status(); }},
+        {"detailed", [&] { gone->detailed_exit_status(); }},
+        {"async", [&] { gone->exit_status_async(); }},
+        {"exited", [&] { gone->exited(); }},
+        {"join", [&] { gone->join(); }},
+        {"id", [&] { gone->id(); }},
+        {"native_handle", [&] { gone->native_handle(); }},
+        {"release", [&] { gone->release(); }},
+        {"kill", [&] { gone->kill(); }},
+        {"working_set", [&] { gone->working_set_size(); }}};
+    for (const auto& [name, operation] : operations) {
+      EXPECT_EQ(text_thrown_by<std::logic_error>(operation), "process has been detached") << name;
+    }
+  }
+}
+
+TEST_F(Process, IsReleasableUntilItsStatusIsKnown) {
+  constexpr unsigned still_active = 259;
+  process::process child(any);
+  EXPECT_FALSE(child.exited());
+  system.end(1, still_active);
+  EXPECT_FALSE(child.exited()) << "it looks as if it ran";
+  EXPECT_EQ(text_thrown_by<std::logic_error>([&] { child.exit_status(); }),
+            "tried to read native status for a process that is still running");
+  EXPECT_TRUE(child.exited()) << "the wait has come back, and its answer stays";
+  EXPECT_EQ(child.detailed_exit_status(), exit_status_variant(unknown{}));
+  EXPECT_THROW(child.release(), std::logic_error);
+
+  process::process running(any);
+  EXPECT_FALSE(running.exited());
+  void* const released = running.release();
+  EXPECT_EQ(system.registered_waits(), 0u) << "the caller follows the child from here on";
+  foundation::core::sysdep::windows::close_process_handle(released);
+}
+
+TEST_F(Process, LeavesTheChildToTheReaperWhenItIsDestroyedOrMovedOnto) {
+  {
+    process::process first{boost::tuples::tuple<const process::command, const process::context>(any, {})};
+    first = process::process(any);
+    EXPECT_EQ(system.registered_waits(), 1u) << "of the child that it had";
+    EXPECT_EQ(first.id(), 2);
+    process::process& itself = first;
+    first = std::move(itself);
+    EXPECT_EQ(first.id(), 2);
+  }
+  EXPECT_EQ(system.registered_waits(), 2u);
+  EXPECT_EQ(system.open_handles(), 2u);
+  EXPECT_EQ(system.calls("kill_child"), 0u);
+}
+
+TEST_F(Process, AsksItsFutureAndNotTheSystemOnceThereIsOne) {
+  process::process child(any);
+  const auto status = child.exit_status_async();
+  EXPECT_FALSE(child.exited());
+  EXPECT_EQ(system.calls("poll_child"), 0u);
+  child.detach();
+  EXPECT_EQ(system.calls("register_wait"), 1u) << "the child is waited for once";
+  system.end(1, 6);
+  EXPECT_EQ(status.get(), exit_status_variant(exited{6, 6}));
+}
+
+TEST_F(Process, ADetachLeavesABlockedWaitItsHandle) {
+  process::process child(any);
+  system.before("wait_for_child", [&] {
+    child.detach();
+    system.end(1);
+  });
+  EXPECT_EQ(child.exit_status(), 0u);
+}
+
+TEST_F(Process, KeepsARefusedWaitAsItsStatusButNotAnImpossibleAnswer) {
+  process::process polled(any), blocked(any);
+  system.before("poll_child", [] { throw std::runtime_error("impossible"); });
+  EXPECT_THROW(polled.exited(), std::runtime_error);
+  system.before("poll_child", refusal("WaitForSingleObject"));
+  EXPECT_TRUE(polled.exited()) << "the impossible answer was not kept, the refusal is";
+  expect_refusal("WaitForSingleObject", [&] { polled.exit_status(); });
+
+  system.before("wait_for_child", refusal("WaitForSingleObject"));
+  expect_refusal("WaitForSingleObject", [&] { blocked.join(); });
+  process::process broken(any);
+  system.before("wait_for_child", [] { throw std::runtime_error("impossible"); });
+  EXPECT_THROW(broken.exit_status(), std::runtime_error);
+  EXPECT_THROW(broken.exit_status(), boost::broken_promise);
+}
+
+TEST_F(Process, IsAsBeforeWhenTheSystemRefusesADetach) {
+  for (const char* call : {"duplicate_child_handle", "register_wait"}) {
+    SCOPED_TRACE(call);
+    auto object = std::make_unique<process::process>(any);
+    process::process& child = *object;
+    const std::size_t handles = system.open_handles();
+    system.before(call, refusal(call));
+    expect_refusal(call, [&] { child.detach(); });
+    EXPECT_EQ(system.open_handles(), handles);
+    EXPECT_NO_THROW(child.id()) << "a failed detach keeps the child";
+    expect_refusal(call, [&] { child.exit_status_async(); });
+    EXPECT_EQ(system.open_handles(), handles);
+    EXPECT_THROW(child.exit_status_async().get(), boost::broken_promise);
+    EXPECT_NO_THROW(child = process::process(any));
+    EXPECT_NE(child.id(), 1);
+    object.reset();  // The destructor, too, goes on without a background wait.
+    EXPECT_EQ(system.registered_waits(), 0u);
+    system.before(call, nullptr);
+  }
+}
+
+TEST_F(Process, ChangesNothingWhenALaunchFails) {
+  process::process child(any);
+  system.before("launch_child", [] { throw process::process_init_error("no"); });
+  EXPECT_THROW(child = process::process(any), process::process_init_error);
+  EXPECT_EQ(child.id(), 1);
+}
+
+// The callback that would bring the status comes later than the end of the child.
+TEST_F(Process, KillFindsThatTheChildHasEndedThoughItsStatusIsStillOnTheWay) {
+  process::process child(any);
+  std::atomic<bool> refused{false};
+  system.before("read_exit_status", [&] {
+    while (!refused) {
+      std::this_thread::yield();
+    }
+  });
+  system.before("kill_child", refusal("TerminateProcess"));
+  system.before("child_working_set_size", refusal(""));
+  const auto status = child.exit_status_async();
+  expect_refusal("TerminateProcess", [&] { child.kill(); });
+  system.end(1);
+  EXPECT_THROW(child.kill(), process::process_kill_error);
+  EXPECT_THROW(child.working_set_size(), process::process_kill_error);
+  refused = true;
+  status.wait();
+}
+
+// All of them on one object, in all orders that come up: whoever comes before the detach gets the status, and the
+// others are refused.
+TEST_F(Process, ServesManyThreadsAtOnce) {
+  for (long long child = 1; child <= 40; ++child) {
+    process::process object(any);
+    std::atomic<int> right{0}, refused{0}, ready{0};
+    const std::vector<std::function<bool()>> operations = {
+        [&] { return object.exit_status() == 7; },
+        [&] { return object.exit_status_async().get() == exit_status_variant(exited{7, 7}); },
+        [&] { return object.exited() || object.detailed_exit_status() == exit_status_variant(exited{7, 7}); },
+        [&] { return object.exited() || object.id() == child; },
+        [&] {
+          foundation::core::sysdep::windows::close_process_handle(object.native_handle());
+          return true;
+        },
+        [&] {
+          object.detach();
+          return true;
+        },
+        [&] {
+          system.end(child, 7);
+          return true;
+        }};
+    std::vector<std::thread> threads;
+    for (const auto& operation : operations) {
+      threads.emplace_back([&] {
+        for (++ready; ready < static_cast<int>(operations.size());) {
+          std::this_thread::yield();
+        }
+        try {
+          right += operation() ? 1 : 0;
+        } catch (const std::logic_error&) {
+          ++refused;
+        }
+      });
+    }
+    for (std::thread& thread : threads) {
+      thread.join();
+    }
+    EXPECT_EQ(right + refused, static_cast<int>(operations.size()));
+  }
+}

@@ -1,0 +1,34 @@
+#include "host/processors.hpp"
+
+#include "system/processor_frequency.hpp"
+#include "system/processor_query.hpp"
+
+test_support::host_processors& test_support::processors() {
+  static host_processors script;
+  return script;
+}
+
+namespace foundation::core::system::windows {
+
+using test_support::processors;
+
+process_affinity getProcessAffinity() {
+  return processors().affinity;
+}
+
+std::vector<std::byte> getProcessorRecords() {
+  if (processors().failure) {
+    std::rethrow_exception(processors().failure);
+  }
+  return processors().records;
+}
+
+std::vector<CpuSetEntry> WindowsCpuSetActual::query() const {
+  return processors().cpu_sets;
+}
+
+unsigned long long getMaximumProcessorFrequencyImpl() {
+  return 3'600'000'000;
+}
+
+}  // namespace foundation::core::system::windows
