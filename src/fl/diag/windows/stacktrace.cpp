@@ -12,7 +12,7 @@ namespace foundation::core::diag {
 
 namespace {
 
-/// One walk from a context, in a form that a guarded function can take.
+/// One walk from a context, in a form that a guarded function accepts.
 struct walk {
   explicit walk(const CONTEXT& from) : record(from) {}
 
@@ -24,7 +24,7 @@ struct walk {
   std::size_t skip = 0;
 };
 
-void take_frame(walk& w, DWORD64 address) {
+void collect_frame(walk& w, DWORD64 address) {
   if (w.skip > 0) {
     --w.skip;
   } else if (w.next != w.limit) {
@@ -35,7 +35,7 @@ void take_frame(walk& w, DWORD64 address) {
 /// Leaves a function at address 0, which a call through a null pointer has entered: the system's walk ends there before
 /// it has begun, although all of the stack is there.
 void leave_null_function(walk& w) {
-  take_frame(w, 0);
+  collect_frame(w, 0);
   leave_function(w.record);
 }
 
@@ -47,7 +47,7 @@ STACKFRAME64 first_frame(const CONTEXT& record) {
   return frame;
 }
 
-void take_frames(void* object) {
+void collect_frames(void* object) {
   walk& w = *static_cast<walk*>(object);
   w.engine->acquire();
   w.acquired = true;
@@ -58,19 +58,19 @@ void take_frames(void* object) {
   while (w.engine->initialised() && w.next != w.limit &&
          StackWalk64(IMAGE_FILE_MACHINE_AMD64, w.engine->process(), GetCurrentThread(), &frame, &w.record, nullptr,
                      SymFunctionTableAccess64, SymGetModuleBase64, nullptr)) {
-    take_frame(w, frame.AddrPC.Offset);
+    collect_frame(w, frame.AddrPC.Offset);
   }
 }
 
 /// The same without the service.
-void take_frames_alone(void* object) {
+void collect_frames_alone(void* object) {
   walk& w = *static_cast<walk*>(object);
   if (w.record.Rip == 0) {
     leave_null_function(w);
   }
   // A caller's frame lies behind that of the function it called; what does not lead there is no stack.
   for (DWORD64 last = 0; w.record.Rip != 0 && w.next != w.limit && w.record.Rsp > last;) {
-    take_frame(w, w.record.Rip);
+    collect_frame(w, w.record.Rip);
     last = w.record.Rsp;
     leave_function(w.record);
   }
@@ -91,9 +91,9 @@ void stacktrace_base::capture(const thread_context& context, std::size_t skip) {
   w.next = begin();
   w.limit = begin() + capacity_;
   w.skip = skip;
-  const bool with_service = w.engine->lock().acquire() == util::checked_lock::outcome::taken;
+  const bool with_service = w.engine->lock().acquire() == util::checked_lock::outcome::acquired;
   // The guard encloses the walk and not the lock, which a fault would leave locked.
-  const bool through = qxfl_run_guarded(with_service ? take_frames : take_frames_alone, &w);
+  const bool through = qxfl_run_guarded(with_service ? collect_frames : collect_frames_alone, &w);
   end_ = through ? w.next : begin();
   if (w.acquired) {
     qxfl_run_guarded(release_service, w.engine);
