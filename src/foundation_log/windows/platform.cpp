@@ -2,6 +2,7 @@
 
 #include "platform.hpp"
 
+#include "common/windows/full_path.hpp"
 #include "common/windows/procedure.hpp"
 
 #include <windows.h>
@@ -32,15 +33,7 @@ std::string narrowed(std::wstring_view text) {
 
 /// A path that is too long for the system, absolute and with the prefix that lifts the limit; any other as it is.
 std::wstring openable(const std::wstring& path) {
-  std::wstring absolute(MAX_PATH, L'\0');
-  for (;;) {
-    const DWORD length = GetFullPathNameW(path.c_str(), static_cast<DWORD>(absolute.size()), absolute.data(), nullptr);
-    const bool fits = length < absolute.size();
-    absolute.resize(length);  // With the zero at the end if it does not fit; the current directory may grow meanwhile.
-    if (fits) {
-      break;
-    }
-  }
+  const std::wstring absolute = core::sysdep::windows::full_path(path);
   if (absolute.size() < MAX_PATH || absolute.starts_with(L"\\\\?\\") || absolute.starts_with(L"\\\\.\\")) {
     return path;
   }

@@ -2,35 +2,17 @@
 // its prefix.
 #include <i18n/path.hpp>
 
+#include "common/windows/full_path.hpp"
 #include "path/path_cleanup.hpp"
 
-#include <windows.h>
-
 namespace fl::filesystem::detail {
-namespace {
-
-/// With the current directory before it, as the system sees it; empty if the system refuses.
-std::wstring absolute_form(const std::wstring& path) {
-  std::wstring result(native_path_limit, L'\0');
-  for (;;) {
-    const DWORD length = GetFullPathNameW(path.c_str(), static_cast<DWORD>(result.size()), result.data(), nullptr);
-    const bool fits = length < result.size();
-    result.resize(length);  // With the zero at the end if it does not fit; the current directory may grow meanwhile.
-    if (fits) {
-      return result;
-    }
-  }
-}
-
-}  // namespace
-
 std::wstring make_native_access_form_with_cleanup_i18n(const ustring& path) {
   using traits = path_traits<wchar_t, char16_t>;
   const std::wstring clean = traits::to_native(clean_path(path));
   if (has_native_prefix(path) || path.find(u'\0') != ustring::npos) {
     return clean;
   }
-  const std::wstring absolute = absolute_form(clean);
+  const std::wstring absolute = foundation::core::sysdep::windows::full_path(clean);
   if (absolute.size() < native_path_limit) {
     return clean;
   }

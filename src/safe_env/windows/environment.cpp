@@ -3,8 +3,7 @@
 #include <i18n/convert.hpp>
 #include <safe_env/environment.hpp>
 
-#include <boost/system/system_error.hpp>
-#include <boost/throw_exception.hpp>
+#include "common/windows/system_error.hpp"
 
 #include <windows.h>
 
@@ -22,10 +21,8 @@ using environment_block = std::unique_ptr<wchar_t, free_block>;
 environment_block copy_block() {
   environment_block block(GetEnvironmentStringsW());
   if (!block) {
-    const auto code = static_cast<int>(GetLastError());
-    boost::throw_exception(
-        boost::system::system_error(code, boost::system::system_category(), "GetEnvironmentStringsW"),
-        BOOST_CURRENT_LOCATION);
+    foundation::core::sysdep::windows::throw_system_error(GetLastError(), "GetEnvironmentStringsW",
+                                                          BOOST_CURRENT_LOCATION);
   }
   return block;
 }

@@ -4,16 +4,14 @@
 #include "loggers.hpp"
 
 #include <boost/exception/diagnostic_information.hpp>
-#include <boost/system/system_error.hpp>
 
 namespace foundation::core::sysdep::windows {
 
-void throw_last_error(unsigned long code, const char* text, const boost::source_location& location) {
+void throw_last_error(unsigned long code, const char* text) {
   if (loggers::process_impl.enabled(log::severity::error)) {
-    const boost::system::system_error error(static_cast<int>(code), boost::system::system_category(), text);
-    loggers::process_impl.log(log::severity::error, boost::diagnostic_information(error, true));
+    loggers::process_impl.log(log::severity::error, boost::diagnostic_information(system_failure(code, text), true));
   }
-  throw_system_error(code, text, location);
+  throw_system_error(code, text);
 }
 
 }  // namespace foundation::core::sysdep::windows

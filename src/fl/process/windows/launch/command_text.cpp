@@ -4,7 +4,7 @@
 
 #include "loggers.hpp"
 #include "process/launch_text/argument_quoting.hpp"
-#include "process/launch_text/user_string.hpp"
+#include "process/values/user_string.hpp"
 
 namespace foundation::core::sysdep::windows {
 

@@ -8,7 +8,7 @@ namespace foundation::core::sysdep::windows {
 
 void mark_inheritable(void* handle) {
   if (!::SetHandleInformation(handle, HANDLE_FLAG_INHERIT, HANDLE_FLAG_INHERIT)) {
-    throw_system_error(::GetLastError(), "SetHandleInformation", BOOST_CURRENT_LOCATION);
+    throw_system_error(::GetLastError(), "SetHandleInformation");
   }
 }
 

@@ -47,12 +47,12 @@ HANDLE duplicate_alike(HANDLE source) {
   }
   DWORD flags = 0;
   if (!::GetHandleInformation(source, &flags)) {
-    throw_system_error(::GetLastError(), "GetHandleInformation", BOOST_CURRENT_LOCATION);
+    throw_system_error(::GetLastError(), "GetHandleInformation");
   }
   HANDLE duplicate = nullptr;
   if (!::DuplicateHandle(::GetCurrentProcess(), source, ::GetCurrentProcess(), &duplicate, 0,
                          (flags & HANDLE_FLAG_INHERIT) != 0, DUPLICATE_SAME_ACCESS)) {
-    throw_system_error(::GetLastError(), "DuplicateHandle", BOOST_CURRENT_LOCATION);
+    throw_system_error(::GetLastError(), "DuplicateHandle");
   }
   return duplicate;
 }

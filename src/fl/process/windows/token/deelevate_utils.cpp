@@ -17,14 +17,14 @@ int IsTokenElevated(void* token) {
   const HandleCloser<void*> closer(own_token);
   if (!token) {
     if (!::OpenProcessToken(::GetCurrentProcess(), TOKEN_QUERY, &own_token)) {
-      throw_system_error(::GetLastError(), failure, BOOST_CURRENT_LOCATION);
+      throw_system_error(::GetLastError(), failure);
     }
     token = own_token;
   }
   TOKEN_ELEVATION elevation = {};
   DWORD length = 0;
   if (!::GetTokenInformation(token, TokenElevation, &elevation, sizeof elevation, &length)) {
-    throw_system_error(::GetLastError(), failure, BOOST_CURRENT_LOCATION);
+    throw_system_error(::GetLastError(), failure);
   }
   return elevation.TokenIsElevated != 0 ? 1 : 0;
 }
@@ -64,19 +64,16 @@ void* GetNonElevatedToken() {
   HANDLE process = ::OpenProcess(PROCESS_QUERY_INFORMATION, FALSE, process_id);
   const HandleCloser<HANDLE> process_closer(process);
   if (!process) {
-    throw_system_error(::GetLastError(), "Cannot get non-elevated token: Failed to open the explorer process",
-                       BOOST_CURRENT_LOCATION);
+    throw_system_error(::GetLastError(), "Cannot get non-elevated token: Failed to open the explorer process");
   }
   HANDLE token = nullptr;
   const HandleCloser<HANDLE> token_closer(token);
   if (!::OpenProcessToken(process, TOKEN_DUPLICATE, &token)) {
-    throw_system_error(::GetLastError(), "Cannot get non-elevated token: Failed to open the explorer's token",
-                       BOOST_CURRENT_LOCATION);
+    throw_system_error(::GetLastError(), "Cannot get non-elevated token: Failed to open the explorer's token");
   }
   HANDLE result = nullptr;
   if (!::DuplicateTokenEx(token, TOKEN_ALL_ACCESS, nullptr, SecurityImpersonation, TokenPrimary, &result)) {
-    throw_system_error(::GetLastError(), "Cannot get non-elevated token: Failed to duplicate the token",
-                       BOOST_CURRENT_LOCATION);
+    throw_system_error(::GetLastError(), "Cannot get non-elevated token: Failed to duplicate the token");
   }
   return result;
 }
@@ -88,12 +85,10 @@ void set_medium_integrity(HANDLE token) {
   label.Label.Attributes = SE_GROUP_INTEGRITY;
   const HandleCloser<PSID> sid_closer(label.Label.Sid, [](PSID& sid) { ::LocalFree(sid); });
   if (!::ConvertStringSidToSidA("S-1-16-8192", &label.Label.Sid)) {
-    throw_system_error(::GetLastError(), "Cannot get medium integrity token: ConvertStringSidToSid failed",
-                       BOOST_CURRENT_LOCATION);
+    throw_system_error(::GetLastError(), "Cannot get medium integrity token: ConvertStringSidToSid failed");
   }
   if (!::SetTokenInformation(token, TokenIntegrityLevel, &label, sizeof label)) {
-    throw_system_error(::GetLastError(), "Cannot get medium integrity token: SetTokenInformation failed",
-                       BOOST_CURRENT_LOCATION);
+    throw_system_error(::GetLastError(), "Cannot get medium integrity token: SetTokenInformation failed");
   }
 }
 
@@ -103,14 +98,12 @@ void* GetMediumIntegrityToken() {
   SAFER_LEVEL_HANDLE level = nullptr;
   const HandleCloser<SAFER_LEVEL_HANDLE> level_closer(level, [](SAFER_LEVEL_HANDLE& held) { ::SaferCloseLevel(held); });
   if (!::SaferCreateLevel(SAFER_SCOPEID_USER, SAFER_LEVELID_NORMALUSER, SAFER_LEVEL_OPEN, &level, nullptr)) {
-    throw_system_error(::GetLastError(), "Cannot get medium integrity token: SaferCreateLevel failed",
-                       BOOST_CURRENT_LOCATION);
+    throw_system_error(::GetLastError(), "Cannot get medium integrity token: SaferCreateLevel failed");
   }
   HANDLE token = nullptr;
   HandleCloser<HANDLE> token_closer(token);
   if (!::SaferComputeTokenFromLevel(level, nullptr, &token, 0, nullptr)) {
-    throw_system_error(::GetLastError(), "Cannot get medium integrity token: SaferComputeTokenFromLevel failed",
-                       BOOST_CURRENT_LOCATION);
+    throw_system_error(::GetLastError(), "Cannot get medium integrity token: SaferComputeTokenFromLevel failed");
   }
   set_medium_integrity(token);
   token_closer.mode = CloseOnDestruction::leave;
