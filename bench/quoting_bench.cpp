@@ -1,7 +1,7 @@
 // Quotes one long argument of quotes and backslashes, the worst case: almost every byte of the result is an insertion.
 // The library's rule against the obvious way, which appends to a second buffer from start to end.
 
-#include "process/launch/quoting.hpp"
+#include "process/launch_text/argument_quoting.hpp"
 #include "row.hpp"
 
 #include <random>

@@ -4,6 +4,7 @@
 #include "codec/block.hpp"
 #include "codec/immortal.hpp"
 #include "codec/unit_bytes.hpp"
+#include "codec/utf_step.hpp"
 
 namespace fl::i18n::detail {
 namespace {

@@ -3,6 +3,7 @@
 
 #include "codec/immortal.hpp"
 #include "codec/unit_bytes.hpp"
+#include "codec/utf_step.hpp"
 
 namespace fl::i18n::detail {
 namespace {

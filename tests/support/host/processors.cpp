@@ -3,6 +3,8 @@
 #include "system/processor_frequency.hpp"
 #include "system/processor_query.hpp"
 
+#include <stdexcept>
+
 test_support::host_processors& test_support::processors() {
   static host_processors script;
   return script;
@@ -28,7 +30,7 @@ std::vector<CpuSetEntry> WindowsCpuSetActual::query() const {
 }
 
 unsigned long long getMaximumProcessorFrequencyImpl() {
-  return 3'600'000'000;
+  throw std::runtime_error("no frequency here");
 }
 
 }  // namespace foundation::core::system::windows

@@ -16,7 +16,7 @@ struct host_processors {
   std::exception_ptr failure;  ///< What asking for the records throws, unless it is null.
 };
 
-/// The frequency is 3.6 GHz whatever the script.
+/// The system refuses to name the frequency, whatever the script.
 host_processors& processors();
 
 }  // namespace test_support

@@ -1,31 +1,24 @@
 #include "util/thread_slot.hpp"
 
-#include <pthread.h>
-
-#include <new>
+#include <atomic>
 
 namespace foundation::core::util {
 
 namespace {
 
-unsigned long make_key() noexcept {
-  pthread_key_t key = 0;
-  ::pthread_key_create(&key, nullptr);
-  return key;
-}
+std::atomic<unsigned long> slots = 0;
+thread_local void* values[8] = {};
 
 }  // namespace
 
-thread_slot::thread_slot() noexcept : index_(make_key()) {}
+thread_slot::thread_slot() noexcept : index_(slots++) {}
 
 void* thread_slot::get() const noexcept {
-  return ::pthread_getspecific(static_cast<pthread_key_t>(index_));
+  return values[index_];
 }
 
 void thread_slot::set(void* value) {
-  if (::pthread_setspecific(static_cast<pthread_key_t>(index_), value) != 0) {
-    throw std::bad_alloc();
-  }
+  values[index_] = value;
 }
 
 }  // namespace foundation::core::util

@@ -41,10 +41,6 @@ TEST(Manager, MovesItsOptionsToWhereNoChildTakesThemForItsOwn) {
   EXPECT_EQ(output("environment", std::nullopt), "- -\nstale stale\n- -\n- -\n000010\n");
 }
 
-TEST(Manager, IsMadeOnceByEightThreads) {
-  EXPECT_EQ(output("threads", "observation"), "2111\n");
-}
-
 TEST(Manager, IsMadeAgainAfterAFailureFromTheOptionsThatWereRead) {
   const scoped_variable alignment("QX_ALIGNED_HEAP_ALIGNMENT", "abc");
   const scoped_variable plugin("MEM_CHILD_PLUGIN", "plugin_agreeing");
@@ -52,9 +48,6 @@ TEST(Manager, IsMadeAgainAfterAFailureFromTheOptionsThatWereRead) {
   EXPECT_EQ(output("again", "release,observation"),
             failures + log_line("using options 'release,observation'") + log_line("observation is ENABLED") +
                 log_line("aligned_heap alignment is 64 bytes") + "000110\nstd::bad_alloc 1\n");
-  EXPECT_EQ(output("again", "release,newhandler"),
-            failures + log_line("using options 'release,newhandler'") + log_line("new_handler is ENABLED") +
-                log_line("aligned_heap alignment is 64 bytes") + "001010\nexcept::bad_alloc bad allocation 0\n");
 }
 
 TEST(Manager, TunesTheHeapOfTheRunTime) {
@@ -63,6 +56,14 @@ TEST(Manager, TunesTheHeapOfTheRunTime) {
   EXPECT_EQ(output("tune 0", "integcheck"), query + select + end_if_corrupt);
   EXPECT_EQ(output("tune 2", "integcheck"), query + end_if_corrupt);
   EXPECT_EQ(output("tune unknown", "release"), query);
+}
+
+TEST(Manager, HasItsWholeLogOrIsNotMadeWhenMemoryEnds) {
+  const scoped_variable alignment("QX_ALIGNED_HEAP_ALIGNMENT", "64");
+  EXPECT_EQ(output("little memory", "off,turbo,debug"),
+            log_line("using options 'off,turbo,debug'") + log_line("unrecognized option 'turbo'") +
+                log_line("option 'debug' must be listed first") + log_line("pooling is DISABLED") +
+                log_line("aligned_heap alignment is 64 bytes") + "000000\n");
 }
 
 TEST(Manager, ItsArenaOutlivesTheThreadThatTheEndOfTheProcessStoppedInside) {

@@ -22,7 +22,6 @@
 #include <cstring>
 #include <iostream>
 #include <new>
-#include <set>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -62,28 +61,6 @@ void environment() {
   std::cout.flush();
   // By the run-time: the symbol service of Wine crashes over the debug information of programs with Boost.Process.
   _spawnl(_P_WAIT, test_support::child_path("mem_child").c_str(), "mem_child", "show", nullptr);
-}
-
-/// Makes the manager from eight threads at once and says how often its steps were made.
-void make_in_threads() {
-  injected<int (*)(const char*, const char*)> put(library, "_putenv_s");
-  injected<decltype(&HeapQueryInformation)> tune(library, "HeapQueryInformation");
-  injected<decltype(&LoadLibraryA)> load(library, "LoadLibraryA");
-  std::atomic<int> waiting = 8;
-  std::vector<const void*> found(8);
-  std::vector<std::thread> threads;
-  for (auto& feature : found) {
-    threads.emplace_back([&] {
-      for (--waiting; waiting != 0;) {
-        std::this_thread::yield();
-      }
-      feature = &manager::get_feature(manager::feature::pooling);
-    });
-  }
-  for (auto& thread : threads) {
-    thread.join();
-  }
-  std::cout << put.calls() << tune.calls() << load.calls() << std::set(found.begin(), found.end()).size() << "\n";
 }
 
 /// Lets allocations of one size by the C++ run-time fail; all others succeed.
@@ -197,6 +174,22 @@ void allocate() {
   }
 }
 
+/// Makes the manager while one allocation after the other fails, until it needs no more of them.
+void make_with_little_memory() {
+  injected<void* (*)(std::size_t)> malloc("libstdc++-6.dll", "malloc");
+  for (std::uint64_t nth = 1;; ++nth) {
+    malloc.reset();
+    malloc.fail_at(nth, nullptr, 0);
+    try {
+      manager::initialize();
+      break;
+    } catch (const std::bad_alloc&) {
+    }
+  }
+  malloc.reset();
+  show();
+}
+
 /// Ends the process while a thread is in the arena, where it waits for pages. Then a destructor frees a block.
 void end_inside_the_arena() {
   static void* const block = foundation::core::mem::vector_malloc(100);
@@ -225,7 +218,6 @@ const struct {
 } modes[] = {
     {"show", show},
     {"environment", environment},
-    {"threads", make_in_threads},
     {"again", make_again},
     {"terminate per thread", terminate_per_thread},
     {"reinit", reinit},
@@ -233,6 +225,7 @@ const struct {
     {"tune 2", [] { tune(2); }},
     {"tune unknown", [] { tune(-1); }},
     {"allocate", allocate},
+    {"little memory", make_with_little_memory},
     {"end inside the arena", end_inside_the_arena},
 };
 

@@ -56,21 +56,12 @@ void expect_failure(int code) {
 }
 
 TEST(CpuInfo, TellsTheGroupsThatTheProcessIsIn) {
-  {
-    scripted_processors machine({48, 16}, 2);
-    machine.process_groups = {1};
-    machine.process_mask = 1;
-    const CpuInfo info = refreshed();
-    EXPECT_EQ(info.pCores(), 32u);
-    EXPECT_EQ(info.lCores(), 64u);
-    EXPECT_EQ(getAvailableConcurrency(info, true), 16u);
-    EXPECT_EQ(getAvailableConcurrency(info, false), 16u);
-    machine.process_groups = {0, 1};
-    EXPECT_EQ(getAvailableConcurrency(refreshed(), true), 64u);
-    EXPECT_EQ(getAvailableConcurrency(refreshed(), false), 32u);
-  }
-  const scripted_processors large({64, 64}, 2);
-  EXPECT_EQ(getAvailableConcurrency(refreshed(), true), 128u);
+  scripted_processors machine({48, 16}, 2);
+  machine.process_groups = {1};
+  machine.process_mask = 1;
+  EXPECT_EQ(getAvailableConcurrency(refreshed(), true), 16u);
+  machine.process_groups = {0, 1};
+  EXPECT_EQ(getAvailableConcurrency(refreshed(), true), 64u);
 }
 
 TEST(CpuInfo, AsksAgainIfProcessorsAreAddedMeanwhile) {
@@ -209,26 +200,12 @@ TEST(CpuInfo, ItsLogIsTheLastThatIsMadeWhenTheLibraryIsLoaded) {
 TEST(CpuInfo, ItsInstructionSetCanBeReadFromASourceOfTheClient) {
   struct : x86_64::ICpuidSource {
     x86_64::CpuidRegisters cpuid(std::uint32_t leaf, std::uint32_t) const override {
-      return leaf == 0   ? x86_64::CpuidRegisters{1, 0x63655241, 0x656E4F66, 0x4F64726F}
-             : leaf == 1 ? x86_64::CpuidRegisters{0, 0, 1u << 23, 0}
-                         : x86_64::CpuidRegisters{};
+      return {leaf == 0, 0, leaf == 1 ? 1u << 23 : 0, 0};
     }
     std::uint64_t xgetbv(std::uint32_t) const override { throw std::logic_error("not enabled"); }
   } const source;
-  const x86_64::InstructionSet told(source);
-  EXPECT_EQ(told.vendor(), "ARecordOfOne");
-  EXPECT_EQ(told.getFeatureString(), " POPCNT ");
+  EXPECT_EQ(x86_64::InstructionSet(source).getFeatureString(), " POPCNT ");
   EXPECT_EQ(CpuInfo().instructionSet().vendor(), x86_64::InstructionSet().vendor());
-}
-
-TEST(CpuInfo, AsksForTheFrequencyOnceInAProcess) {
-  scripted_processors machine({16}, 2);
-  EXPECT_EQ(getMaximumProcessorFrequency().value(), 3'600'000'000u);
-  machine.power.reset();
-  machine.power.fail_always(-1, ERROR_ACCESS_DENIED);
-  EXPECT_EQ(getMaximumProcessorFrequency().value(), 3'600'000'000u);
-  EXPECT_EQ(refreshed().frequency(), 3'600'000'000u);
-  EXPECT_EQ(machine.power.calls(), 0u);
 }
 
 }  // namespace

@@ -1,8 +1,7 @@
-#include "process/launch/environment_block.hpp"
+#include "process/launch_text/environment_block.hpp"
 
 #include <fl/util/lexicographical_iless.hpp>
-
-#include "util/strict_utf.hpp"
+#include <i18n/convert.hpp>
 
 #include <gtest/gtest.h>
 
@@ -23,7 +22,7 @@ char16_t ascii_upper(char16_t unit) {
 // `user` is a block without the NUL that ends it, which the literal's own one is.
 std::u16string merged(const std::u16string& user, const environment_map& environment) {
   const std::vector<char16_t> block =
-      merged_environment_block(user.c_str(), environment, ascii_upper, foundation::core::util::utf8_to_utf16_strict);
+      merged_environment_block(user.c_str(), environment, ascii_upper, fl::i18n::utf8_to_ustring);
   return {block.begin(), block.end()};
 }
 
@@ -61,7 +60,7 @@ TEST(WideEnvironmentBlock, HoldsEveryEntryInTheOrderOfTheUpperCasedNames) {
                                        {"", "C:=C:\\"}, {"k", "2"},           {"\u212a", "3"}};
   const std::vector<char16_t> block = wide_environment_block(
       environment, [](char16_t unit) { return unit == u'\u212a' ? u'K' : ascii_upper(unit); },
-      foundation::core::util::utf8_to_utf16_strict);
+      fl::i18n::utf8_to_ustring);
   EXPECT_EQ(std::u16string(block.begin(), block.end()), u"=C:=C:\\\0AB=\0a_=\U0001F600\0\u212a=3\0k=2\0\u00e4=1\0\0"s);
 }
 

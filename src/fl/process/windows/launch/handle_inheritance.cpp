@@ -3,13 +3,13 @@
 #include <fl/process/open_mode.hpp>
 #include <fl/sysdep/windows/process_impl.hpp>
 
-#include "process/windows/last_error.hpp"
-#include "process/windows/launch/handle_flags.hpp"
+#include "common/windows/handle_closer.hpp"
+#include "process/windows/launch/attribute_list.hpp"
+#include "process/windows/launch/mark_inheritable.hpp"
 
 #include <windows.h>
 
 #include <algorithm>
-#include <new>
 #include <stdexcept>
 
 namespace foundation::core::sysdep::windows {
@@ -17,12 +17,6 @@ namespace foundation::core::sysdep::windows {
 using process::context;
 using process::iopipe_device;
 namespace open_mode = process::open_mode;
-
-void mark_inheritable(void* handle) {
-  if (!::SetHandleInformation(handle, HANDLE_FLAG_INHERIT, HANDLE_FLAG_INHERIT)) {
-    throw_unlogged_error(::GetLastError(), "SetHandleInformation");
-  }
-}
 
 void process_impl::allow_pipe_to_be_inherited(const std::pair<iopipe_device, int>& pipe) {
   if (pipe.second & open_mode::read) {
@@ -89,20 +83,6 @@ void collect(const context& ctx, const std::vector<void*>& standard, std::vector
   handles.erase(std::unique(handles.begin(), handles.end()), handles.end());
 }
 
-LPPROC_THREAD_ATTRIBUTE_LIST make_attribute_list() {
-  SIZE_T size = 0;
-  ::InitializeProcThreadAttributeList(nullptr, 1, 0, &size);
-  const auto list = static_cast<LPPROC_THREAD_ATTRIBUTE_LIST>(::HeapAlloc(::GetProcessHeap(), 0, size));
-  if (!list) {
-    throw std::bad_alloc();
-  }
-  if (!::InitializeProcThreadAttributeList(list, 1, 0, &size)) {
-    ::HeapFree(::GetProcessHeap(), 0, list);
-    throw std::logic_error("InitializeProcThreadAttributeList failed");
-  }
-  return list;
-}
-
 }  // namespace
 
 void process_impl::explicitly_inherit_handles(const context& ctx, STARTUPINFOEXW& startup,
@@ -119,14 +99,14 @@ void process_impl::explicitly_inherit_handles(const context& ctx, STARTUPINFOEXW
   collect(ctx, standard, handles);
   // The system refuses a list that names a handle which is not inheritable.
   std::for_each(handles.begin(), handles.end(), &mark_inheritable);
-  const auto list = make_attribute_list();
+  LPPROC_THREAD_ATTRIBUTE_LIST list = make_attribute_list();
+  HandleCloser<LPPROC_THREAD_ATTRIBUTE_LIST> closer(list, &delete_attribute_list);
   if (!::UpdateProcThreadAttribute(list, 0, PROC_THREAD_ATTRIBUTE_HANDLE_LIST, handles.data(),
                                    handles.size() * sizeof(void*), nullptr, nullptr)) {
-    ::DeleteProcThreadAttributeList(list);
-    ::HeapFree(::GetProcessHeap(), 0, list);
     throw std::logic_error("UpdateProcThreadAttribute failed");
   }
   startup.lpAttributeList = list;
+  closer.mode = CloseOnDestruction::leave;
 }
 
 }  // namespace foundation::core::sysdep::windows

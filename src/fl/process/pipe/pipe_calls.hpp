@@ -1,7 +1,7 @@
 // The system calls that a pipe needs, in plain values: everything else about pipes is logic that compiles everywhere.
-// `windows/pipe_handles.cpp` implements them; the sanitizer build puts a scripted fake in their place.
+// `windows/pipe_calls.cpp` implements them; the sanitizer build puts a scripted fake in their place.
 //
-// Threads: callable from any. No function throws; a failure is told in the result, with the system's error code read
+// Threads: callable from any. No function throws; the result shows a failure, with the system's error code read
 // right behind the failed call.
 #pragma once
 

@@ -1,4 +1,4 @@
-#include "process/launch/quoting.hpp"
+#include "process/launch_text/argument_quoting.hpp"
 
 #include "seeded_random.hpp"
 
@@ -51,7 +51,7 @@ void for_each_text(const std::string& alphabet, std::size_t longest, Check check
   }
 }
 
-TEST(Quoting, GivesTheKnownForms) {
+TEST(ArgumentQuoting, GivesTheKnownForms) {
   const std::pair<std::string, std::string> cases[] = {{"", ""},
                                                        {"abc", "abc"},
                                                        {"a b", R"("a b")"},
@@ -76,13 +76,13 @@ TEST(Quoting, GivesTheKnownForms) {
   }
 }
 
-TEST(Quoting, AgreesWithTheRuleForAllShortArguments) {
+TEST(ArgumentQuoting, AgreesWithTheRuleForAllShortArguments) {
   for_each_text("a \t\"\\", 6, [](const std::string& argument) {
     ASSERT_EQ(quote_argument(argument), slowly_quoted(argument)) << argument;
   });
 }
 
-TEST(Quoting, AgreesWithTheRuleForLongArguments) {
+TEST(ArgumentQuoting, AgreesWithTheRuleForLongArguments) {
   test_support::seeded_random random;
   for (const std::string alphabet :
        {"\"", "\\", " ", "\"\\", "\\\\\\\\\\\\\"", "ab\\\" ", "abcdefgh\"\\", "\r\n\\\""}) {

@@ -1,4 +1,4 @@
-#include "process/launch/quoting.hpp"
+#include "process/launch_text/argument_quoting.hpp"
 
 #include <cstddef>
 #include <cstring>

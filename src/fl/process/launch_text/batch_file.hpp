@@ -1,4 +1,4 @@
-// Batch files as programs. The system lets its command interpreter run them, which takes the command line apart once
+// Batch files as programs. The system lets its command interpreter run them, which splits the command line once
 // more: characters that are plain text in an argument can begin another command there. No quoting of ours keeps them
 // from that in every case, percent signs in no case at all, so they are refused. Pure functions, safe on any thread.
 #pragma once
@@ -10,7 +10,7 @@
 namespace foundation::core::process {
 
 /// Whether the system would have `program` run by the command interpreter: the extension is .bat or .cmd, in any case,
-/// with any dots and blanks behind it, which the system takes off.
+/// with any dots and blanks behind it, which the system removes.
 bool is_batch_file(std::string_view program);
 
 /// Throws std::invalid_argument, naming the text, if `value` runs a batch file whose name or one of whose arguments

@@ -1,6 +1,6 @@
 // See the header. A read writes to its buffer beyond what it delivers, up to the last byte: a real system may do that,
 // and the sanitizer so sees a buffer that is shorter than the count says.
-#include "host/pipe_handles.hpp"
+#include "host/pipe_calls.hpp"
 
 #include <algorithm>
 #include <cstdlib>

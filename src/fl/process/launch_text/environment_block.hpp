@@ -1,8 +1,9 @@
-// The flat forms of an environment: the entries that a snapshot gives, and the blocks that a launch takes, in which
-// each entry ends in a NUL and a further NUL ends the block. Pure functions, safe on any thread. Names are not checked.
+// The flat forms of an environment: the entries that a snapshot gives, and the blocks that the creating calls accept,
+// in which each entry ends in a NUL and a further NUL ends the block. Pure functions, safe on any thread. Names are not
+// checked.
 #pragma once
 
-#include <fl/process/context.hpp>
+#include <fl/process/environment_map.hpp>
 
 #include <string>
 #include <string_view>
@@ -24,7 +25,7 @@ std::vector<char> narrow_environment_block(const environment_map& environment, e
 /// Gives one UTF-16 unit in upper case.
 using unit_upper_case = char16_t (*)(char16_t);
 
-/// Gives a name or a value in UTF-16. What it throws comes out of the functions that take it.
+/// Gives a name or a value in UTF-16. What it throws comes out of the functions that use it.
 using text_decoder = std::u16string (*)(std::string_view);
 
 /// The same in UTF-16, in the order of the upper-cased names, which the system wants there.

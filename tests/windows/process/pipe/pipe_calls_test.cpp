@@ -61,7 +61,7 @@ iopipe_handles overlapped_handles() {
   return {read, write};
 }
 
-TEST(Pipe, AnOverlappedReadWaitsForItsBytesAndMeetsTheEnd) {
+TEST(PipeCalls, AnOverlappedReadWaitsForItsBytesAndMeetsTheEnd) {
   EXPECT_TRUE(loses_no_handle([] {
     const iopipe_device device(overlapped_handles(), true, text_mode);
     EXPECT_EQ(device.write("here already\n", 13), 13);
@@ -79,7 +79,7 @@ TEST(Pipe, AnOverlappedReadWaitsForItsBytesAndMeetsTheEnd) {
   }));
 }
 
-TEST(Pipe, AnOverlappedReadClosesItsEventAndTellsWhichCallFailed) {
+TEST(PipeCalls, AnOverlappedReadClosesItsEventAndTellsWhichCallFailed) {
   const iopipe_device device(overlapped_handles(), true, process::open_mode::binary);
   EXPECT_TRUE(loses_no_handle([&] {
     char unused[2];
@@ -97,7 +97,7 @@ TEST(Pipe, AnOverlappedReadClosesItsEventAndTellsWhichCallFailed) {
   }));
 }
 
-TEST(Pipe, OwnsItsUninheritableHandlesUntilTheyAreClosedOrReleased) {
+TEST(PipeCalls, OwnsItsUninheritableHandlesUntilTheyAreClosedOrReleased) {
   const auto flags = [](HANDLE of) {
     DWORD result;
     return ::GetHandleInformation(of, &result) ? static_cast<int>(result & HANDLE_FLAG_INHERIT) : -1;
@@ -120,7 +120,7 @@ TEST(Pipe, OwnsItsUninheritableHandlesUntilTheyAreClosedOrReleased) {
   EXPECT_EQ(flags(handles.write_handle()), -1);
 }
 
-TEST(Pipe, ARefusedCreationIsASystemErrorWithItsCode) {
+TEST(PipeCalls, ARefusedCreationIsASystemErrorWithItsCode) {
   injected<decltype(&::CreatePipe)> fault(library, "CreatePipe");
   fault.fail_always(FALSE, ERROR_TOO_MANY_OPEN_FILES);
   try {
@@ -132,7 +132,7 @@ TEST(Pipe, ARefusedCreationIsASystemErrorWithItsCode) {
   }
 }
 
-TEST(Pipe, RefusedTransfersAreTheirErrorsAndTheDeviceGoesOn) {
+TEST(PipeCalls, RefusedTransfersAreTheirErrorsAndTheDeviceGoesOn) {
   const iopipe_device device;
   ASSERT_EQ(device.write("ab", 2), 2);
   EXPECT_EQ(read_exactly(device, 1), "a");  // and holds the b

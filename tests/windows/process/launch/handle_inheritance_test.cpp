@@ -40,7 +40,7 @@ struct inheritable_event {
 
 }  // namespace
 
-TEST(Inheritance, WithAListOnlyWhatIsListedIsUsableThoughManyThreadsLaunch) {
+TEST(HandleInheritance, WithAListOnlyWhatIsListedIsUsableThoughManyThreadsLaunch) {
   constexpr int threads = 8;
   constexpr int launches = 4;
   const std::vector<inheritable_event> decoys(64);
@@ -75,7 +75,7 @@ TEST(Inheritance, WithAListOnlyWhatIsListedIsUsableThoughManyThreadsLaunch) {
   EXPECT_EQ(answered, threads * launches);
 }
 
-TEST(Inheritance, APipeReachesTheChildByItsDescriptorAndEndsWithIt) {
+TEST(HandleInheritance, APipeReachesTheChildByItsDescriptorAndEndsWithIt) {
   const std::string sent = child_pattern::bytes(3000, 3);
   for (const bool explicitly : {false, true}) {
     const test_support::temp_file input(sent);
@@ -90,7 +90,7 @@ TEST(Inheritance, APipeReachesTheChildByItsDescriptorAndEndsWithIt) {
   }
 }
 
-TEST(Inheritance, TheListNamesEachHandleOnceInOrderAndTheyAreAllInheritable) {
+TEST(HandleInheritance, TheListNamesEachHandleOnceInOrderAndTheyAreAllInheritable) {
   process::iopipe output, extra;
   const inheritable_event event;
   SetHandleInformation(event.handle, HANDLE_FLAG_INHERIT, 0);
@@ -138,7 +138,7 @@ TEST(Inheritance, TheListNamesEachHandleOnceInOrderAndTheyAreAllInheritable) {
 }
 
 // The sibling starts at the very moment at which the other child's end of its pipe is open and inheritable here.
-TEST(Inheritance, APipeEndsWithItsOwnChildWhileASiblingLivesOn) {
+TEST(HandleInheritance, APipeEndsWithItsOwnChildWhileASiblingLivesOn) {
   process::iopipe output;
   process::context how = children::output_to(output);
   how.explicitlyInheritHandles(true);

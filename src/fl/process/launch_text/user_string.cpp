@@ -1,4 +1,4 @@
-#include "process/values/user_string.hpp"
+#include "process/launch_text/user_string.hpp"
 
 #include <fl/process/errors.hpp>
 

@@ -1,4 +1,4 @@
-#include "process/launch/batch_file.hpp"
+#include "process/launch_text/batch_file.hpp"
 
 #include <boost/algorithm/string/predicate.hpp>
 
@@ -19,7 +19,7 @@ bool is_unsafe_argument(const std::string& text) {
   return std::any_of(text.begin(), text.end(), &is_unsafe);
 }
 
-// Without quotes around it, which a blank brings, the interpreter would take a part of such a name for the program.
+// Without quotes around it, which a blank brings, the interpreter would run a part of such a name as the program.
 bool is_unsafe_name(const std::string& text) {
   const bool unquoted = text.find_first_of(" \t") == std::string::npos;
   return is_unsafe_argument(text) ||

@@ -4,7 +4,7 @@
 // One script lives at a time, on one thread. Without one, a call of the pipe's system calls aborts.
 #pragma once
 
-#include "process/pipe/pipe_handles.hpp"
+#include "process/pipe/pipe_calls.hpp"
 
 #include <cstddef>
 #include <cstdint>

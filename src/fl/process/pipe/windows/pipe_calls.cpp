@@ -1,6 +1,8 @@
 // The pipe's system calls on Windows. Stateless; no retries and no interpretation of errors, both belong to the
 // transport.
-#include "process/pipe/pipe_handles.hpp"
+#include "process/pipe/pipe_calls.hpp"
+
+#include "common/windows/handle_closer.hpp"
 
 #include <windows.h>
 
@@ -13,26 +15,6 @@ static_assert(error_handle_eof == ERROR_HANDLE_EOF && error_broken_pipe == ERROR
 pipe_failure last_failure(const char* call) noexcept {
   return {call, ::GetLastError()};
 }
-
-// The event of one overlapped read.
-class completion_event {
- public:
-  // Without an event (the system is out of handles) the wait falls back on the file handle itself, which is signalled
-  // too.
-  completion_event() noexcept : handle_(::CreateEventA(nullptr, TRUE, FALSE, nullptr)) {}
-  completion_event(const completion_event&) = delete;
-  completion_event& operator=(const completion_event&) = delete;
-  ~completion_event() {
-    if (handle_ != nullptr) {
-      close_pipe_handle(handle_);
-    }
-  }
-
-  HANDLE get() const noexcept { return handle_; }
-
- private:
-  HANDLE handle_;
-};
 
 }  // namespace
 
@@ -57,9 +39,11 @@ pipe_transfer read_pipe(void* handle, char* buffer, std::uint32_t bytes) noexcep
 }
 
 pipe_transfer read_pipe_overlapped(void* handle, char* buffer, std::uint32_t bytes) noexcept {
-  const completion_event completed;
+  // Without an event (the system is out of handles) the wait falls back on the file handle itself, which is signalled
+  // too.
   OVERLAPPED overlapped{};
-  overlapped.hEvent = completed.get();
+  overlapped.hEvent = ::CreateEventA(nullptr, TRUE, FALSE, nullptr);
+  const HandleCloser<HANDLE> event_closer(overlapped.hEvent);
   DWORD done = 0;
   if (::ReadFile(handle, buffer, bytes, &done, &overlapped) == 0) {
     const pipe_failure failure = last_failure("AsyncReadFile");
@@ -83,9 +67,7 @@ pipe_transfer write_pipe(void* handle, const char* buffer, std::uint32_t bytes) 
 }
 
 void close_pipe_handle(void* handle) noexcept {
-  const DWORD last_error = ::GetLastError();
-  ::CloseHandle(handle);
-  ::SetLastError(last_error);
+  const HandleCloser<void*> closer(handle);
 }
 
 }  // namespace foundation::core::sysdep::windows

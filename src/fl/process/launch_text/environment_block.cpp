@@ -1,4 +1,4 @@
-#include "process/launch/environment_block.hpp"
+#include "process/launch_text/environment_block.hpp"
 
 #include <algorithm>
 #include <map>
