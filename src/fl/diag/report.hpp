@@ -1,4 +1,5 @@
-// The text of a termination report.
+// The text of a termination report: its headings and their order. The lines of the registers are those of
+// register_block.hpp, the lines of the stack those of stacktrace_format.hpp.
 #pragma once
 
 #include <fl/diag/thread_context.hpp>

@@ -4,13 +4,19 @@
 #include <fl/diag/thread_context.hpp>
 #include <fl/diag/thread_name.hpp>
 
+#include "diag/final_stage.hpp"
 #include "diag/register_block.hpp"
 #include "diag/stack_pointer.hpp"
 #include "util/thread_id.hpp"
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <thread>
+#include <utility>
 
 namespace test_support {
 
@@ -20,11 +26,23 @@ struct fault {
   unsigned long long rip;
 } latest;
 
+thread_local std::promise<last_words>* awaited = nullptr;  ///< Null: nobody has sent the thread to the final stage.
+
 }  // namespace
 
 scripted_system& host_system() {
   static scripted_system system;
   return system;
+}
+
+std::future<last_words> run_to_final_stage(std::function<void()> work) {
+  std::promise<last_words> words;
+  auto result = words.get_future();
+  std::thread([words = std::move(words), work = std::move(work)]() mutable {
+    awaited = &words;
+    work();
+  }).detach();
+  return result;
 }
 
 const void* make_fault(unsigned long long rip) {
@@ -53,6 +71,19 @@ bool util::on_same_stack(const void*, const void*) noexcept {
 }
 
 namespace diag {
+
+void final_stage(const char* message, const char* file, int line, const char* function) noexcept {
+  if (test_support::awaited == nullptr) {
+    std::fprintf(stderr, "%s\n\nFunction: %s, file %s, line %d\n", message, function, file, line);
+    std::abort();
+  }
+  test_support::awaited->set_value({message, file, line, function});
+  for (;;) {
+    std::this_thread::sleep_for(std::chrono::hours(1));
+  }
+}
+
+void write_failures_to_standard_error() noexcept {}
 
 bool getCurrentThreadName(char* buffer, std::size_t size) {
   const std::string& name = host_system().thread_name;

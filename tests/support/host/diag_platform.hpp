@@ -5,6 +5,7 @@
 #include "diag/symbol_lookup.hpp"
 
 #include <functional>
+#include <future>
 #include <string>
 #include <vector>
 
@@ -28,6 +29,17 @@ scripted_system& host_system();
 inline void reset_host_system() {
   host_system() = {};
 }
+
+/// What the final stage was given.
+struct last_words {
+  std::string message, file;
+  int line;
+  std::string function;
+};
+
+/// Runs `work` on a thread of its own. Where it comes to the end of the process it stands still for good, and the test
+/// goes on; what `work` refers to must live as long. Elsewhere the end of the process is real.
+std::future<last_words> run_to_final_stage(std::function<void()> work);
 
 /// A fault as a handler gets it, with `rip` as its program counter. Lives until the next call.
 const void* make_fault(unsigned long long rip);
