@@ -12,8 +12,11 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
+#include <cstdint>
 #include <memory>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace process = foundation::core::process;
@@ -43,18 +46,9 @@ status_future wait_on_new_child(child_system& system) {
   return wait_on_new_child(*process_reaper_instance(), system);
 }
 
-class Reaper : public testing::Test {
- protected:
-  ~Reaper() override {
-    system.end_all();
-    EXPECT_EQ(system.registered_waits(), 0u);
-    EXPECT_EQ(system.open_handles(), 0u);
-  }
-
-  child_system system;
-};
-
 }  // namespace
+
+using Reaper = test_support::with_child_system;
 
 TEST_F(Reaper, EachFutureGetsTheAnswerForItsOwnChild) {
   std::vector<status_future> statuses;
@@ -100,6 +94,8 @@ TEST_F(Reaper, ReapsAChildThatHasEndedBeforeItIsWaitedFor) {
 }
 
 TEST_F(Reaper, JoinFindsEveryFutureReady) {
+  // Time for a join that would not wait for the callbacks.
+  system.before("read_exit_status", [] { std::this_thread::sleep_for(std::chrono::milliseconds(1)); });
   for (int round = 0; round < 20; ++round) {
     std::vector<status_future> statuses;
     for (int i = 0; i < 4; ++i) {
