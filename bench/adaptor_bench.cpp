@@ -115,14 +115,14 @@ class product_sink : public std::streambuf {
 
  private:
   std::streamsize xsputn(const char* bytes, std::streamsize count) override {
-    result_.take({bytes, static_cast<std::size_t>(count)});
+    result_.add({bytes, static_cast<std::size_t>(count)});
     return count;
   }
   bench::product& result_;
 };
 
 void take_units(bench::product& result, const char16_t* units, std::size_t count) {
-  result.take({reinterpret_cast<const char*>(units), count * sizeof *units});
+  result.add({reinterpret_cast<const char*>(units), count * sizeof *units});
 }
 
 void add_reading(const std::string& row, const encoding& which, const std::shared_ptr<const sample>& text) {
@@ -153,7 +153,7 @@ void add_writing(const std::string& row, const encoding& which, const std::share
   const auto peer = [which, text](bench::product& result) {
     static char area[2 * piece_size];
     for (const std::u16string_view piece : text->unit_pieces) {
-      result.take({area, static_cast<std::size_t>(encode(which, piece, area, sizeof area))});
+      result.add({area, static_cast<std::size_t>(encode(which, piece, area, sizeof area))});
     }
   };
   bench::add_row(row, {ours}, {peer});

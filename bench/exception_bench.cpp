@@ -43,7 +43,7 @@ void ask_often(bench::product& result) {
   for (int i = 0; i != 10000; ++i) {
     benchmark::DoNotOptimize(found = Text());
   }
-  result.take(found);
+  result.add(found);
 }
 
 template <const char* (*Text)()>
@@ -56,7 +56,7 @@ void ask_often_on_two_threads(bench::product& result) {
   std::thread other(ask);
   ask();
   other.join();
-  result.take(Text());
+  result.add(Text());
 }
 
 std::runtime_error make_plain() {
@@ -92,7 +92,7 @@ void throw_and_catch(bench::product& result) {
     try {
       call_below(10, raise<Make>);
     } catch (const std::runtime_error&) {
-      result.take_value(i);
+      result.add_value(i);
     }
   }
 }
@@ -103,12 +103,12 @@ system_error make_refusal() {
 
 void first_text_ours(bench::product& result) {
   const AnonymousInternalException error(make_refusal());
-  result.take_value(std::strstr(error.what(), text) != nullptr);
+  result.add_value(std::strstr(error.what(), text) != nullptr);
 }
 
 void first_text_peer(bench::product& result) {
   const auto error = boost::enable_current_exception(boost::enable_error_info(make_refusal()));
-  result.take_value(std::strstr(boost::diagnostic_information(error).c_str(), text) != nullptr);
+  result.add_value(std::strstr(boost::diagnostic_information(error).c_str(), text) != nullptr);
 }
 
 }  // namespace

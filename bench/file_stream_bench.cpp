@@ -137,7 +137,7 @@ template <class Side, class Way>
 bench::contender writer(const std::vector<std::u16string>& text, int copies) {
   return {[lines = text_as<typename Side::string>(text), copies](bench::product& result) {
     write_lines<Side, Way>("NUL", lines, lines.size(), copies);
-    result.take_value(lines.size());
+    result.add_value(lines.size());
   }};
 }
 
@@ -179,7 +179,7 @@ bench::contender reader(const std::string& name) {
     typename Side::input file = Side::open(name);
     typename Side::string line;
     while (std::getline(file, line)) {
-      result.take_line({reinterpret_cast<const char*>(line.data()), line.size() * sizeof line[0]});
+      result.add_line({reinterpret_cast<const char*>(line.data()), line.size() * sizeof line[0]});
     }
   }};
 }

@@ -24,7 +24,7 @@ void lines_of_iopipe(bench::unique_handle handle, bench::product& result) {
   fp::iopipe pipe(fp::iopipe_device(fp::iopipe_handles(handle.release(), nullptr), false, fp::open_mode::read));
   std::string line;
   while (std::getline(pipe, line)) {
-    result.take_line(line);
+    result.add_line(line);
   }
 }
 
@@ -36,7 +36,7 @@ void lines_of_ipstream(bench::unique_handle handle, bench::product& result) {
     if (!line.empty() && line.back() == '\r') {
       line.pop_back();
     }
-    result.take_line(line);
+    result.add_line(line);
   }
 }
 
@@ -49,7 +49,7 @@ void lines_of_file(bench::unique_handle handle, bench::product& result) {
     if (length != 0 && line[length - 1] == '\n') {
       --length;
     }
-    result.take_line({line, length});
+    result.add_line({line, length});
   }
 }
 

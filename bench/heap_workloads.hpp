@@ -85,7 +85,7 @@ contender pairs(std::size_t size, unsigned count) {
     for (mark value = 0; value != count; ++value) {
       sum += Blocks::give_back(Blocks::take(size, value));
     }
-    result.take_value(sum);
+    result.add_value(sum);
   }};
 }
 
@@ -103,7 +103,7 @@ contender first_in_first_out(std::size_t size, std::size_t count, unsigned round
         sum += Blocks::give_back(one);
       }
     }
-    result.take_value(sum);
+    result.add_value(sum);
   }};
 }
 
@@ -136,7 +136,7 @@ contender replacing(std::size_t (*size)(random_source&), std::size_t live, unsig
       sum += Blocks::give_back(one);
       one = Blocks::take(size(now->random), value);
     }
-    result.take_value(sum);
+    result.add_value(sum);
   };
   return {run, prepare};
 }
@@ -191,13 +191,13 @@ contender passing(std::size_t size, unsigned count) {
     std::thread other([&] { others = exchange(back, there); });
     const mark own = exchange(there, back);
     other.join();
-    result.take_value(own + others);
+    result.add_value(own + others);
   }};
 }
 
 /// What `passing` must produce.
 inline contender expected_of_passing(unsigned count) {
-  return {[=](product& result) { result.take_value(mark{2} * count * (count - 1)); }};
+  return {[=](product& result) { result.add_value(mark{2} * count * (count - 1)); }};
 }
 
 /// Registers a separate row of work that one thread does. `make.operator()<Blocks>()` gives the contender.

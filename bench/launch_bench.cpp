@@ -22,7 +22,7 @@ namespace fp = foundation::core::process;
 void take_all(std::istream& stream, bench::product& result) {
   char buffer[4096];
   while (stream.read(buffer, sizeof buffer), stream.gcount() != 0) {
-    result.take({buffer, static_cast<std::size_t>(stream.gcount())});
+    result.add({buffer, static_cast<std::size_t>(stream.gcount())});
   }
 }
 
@@ -33,19 +33,19 @@ void launch_ours(bench::product& result) {
   context.std_out(fp::pipe_to(pipe));
   fp::process process(command, context);
   take_all(pipe, result);
-  result.take_value(process.exit_status());
+  result.add_value(process.exit_status());
 }
 
 void launch_bare(bench::product& result) {
   const bench::child child = bench::start_child(nullptr, nullptr);
   char buffer[4096];
   while (const DWORD count = bench::read_some(child.output.get(), buffer, sizeof buffer)) {
-    result.take({buffer, count});
+    result.add({buffer, count});
   }
   bench::check(WaitForSingleObject(child.process.get(), INFINITE) == WAIT_OBJECT_0, "WaitForSingleObject");
   DWORD code = 0;
   bench::check(GetExitCodeProcess(child.process.get(), &code), "GetExitCodeProcess");
-  result.take_value(static_cast<unsigned>(code));
+  result.add_value(static_cast<unsigned>(code));
 }
 
 void launch_boost_process(bench::product& result) {
@@ -55,7 +55,7 @@ void launch_boost_process(bench::product& result) {
   bp::child child(path, bp::std_in<stdin, bp::std_out> output, bp::std_err > stderr, bp::start_dir("."));
   take_all(output, result);
   child.wait();
-  result.take_value(static_cast<unsigned>(child.exit_code()));
+  result.add_value(static_cast<unsigned>(child.exit_code()));
 }
 
 }  // namespace

@@ -27,7 +27,7 @@ void ask_manager(bench::product& result) {
   for (int i = 0; i != 10000; ++i) {
     benchmark::DoNotOptimize(found = &manager::get_feature(manager::feature::pooling));
   }
-  result.take(found->get_name());
+  result.add(found->get_name());
 }
 
 bench::contender ask_virtual() {
@@ -38,7 +38,7 @@ bench::contender ask_virtual() {
       found = &object->get(4);
       benchmark::DoNotOptimize(found);
     }
-    result.take(*found);
+    result.add(*found);
   }};
 }
 

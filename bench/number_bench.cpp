@@ -55,7 +55,7 @@ bench::contender format(std::vector<Number> numbers) {
       *stream << number;
     }
     const auto text = stream->view();
-    result.take({reinterpret_cast<const char*>(text.data()), text.size() * sizeof(Char)});
+    result.add({reinterpret_cast<const char*>(text.data()), text.size() * sizeof(Char)});
   }};
 }
 

@@ -21,20 +21,20 @@ using block = std::vector<char>;
 void read_device(bench::unique_handle pipe, int mode, block& into, bench::product& result) {
   const fp::iopipe_device device(fp::iopipe_handles(pipe.release(), nullptr), false, mode);
   while (const std::streamsize count = device.read(into.data(), static_cast<std::streamsize>(into.size()))) {
-    result.take({into.data(), static_cast<std::size_t>(count)});
+    result.add({into.data(), static_cast<std::size_t>(count)});
   }
 }
 
 void read_handle(const bench::unique_handle& pipe, block& into, bench::product& result) {
   while (const DWORD count = bench::read_some(pipe.get(), into.data(), static_cast<DWORD>(into.size()))) {
-    result.take({into.data(), count});
+    result.add({into.data(), count});
   }
 }
 
 void read_text_file(bench::unique_handle pipe, block& into, block& file_buffer, bench::product& result) {
   const auto file = bench::open_text_file(std::move(pipe), file_buffer);
   while (const std::size_t count = std::fread(into.data(), 1, into.size(), file.get())) {
-    result.take({into.data(), count});
+    result.add({into.data(), count});
   }
 }
 

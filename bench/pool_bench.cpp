@@ -56,7 +56,7 @@ void take_and_give_back(Pool& pool, bench::product& result) {
     sum += found;
     pool.deallocate(chunk);
   }
-  result.take_value(sum);
+  result.add_value(sum);
 }
 
 bench::contender pairs(std::shared_ptr<managed_pool> pool) {
@@ -103,7 +103,7 @@ bench::contender release() {
       pool->deallocate(chunk);
     }
   };
-  return {[pool](bench::product& result) { result.take_value(pool->release_free_memory()); }, give_all_back,
+  return {[pool](bench::product& result) { result.add_value(pool->release_free_memory()); }, give_all_back,
           runs_of_release};
 }
 
@@ -117,7 +117,7 @@ bench::contender sort_pointers() {
   };
   const auto sort = [pointers](bench::product& result) {
     std::sort(pointers->begin(), pointers->end());
-    result.take_value(pointers->front() < pointers->back());
+    result.add_value(pointers->front() < pointers->back());
   };
   return {sort, fill, runs_of_release};
 }

@@ -1,7 +1,7 @@
 // Quotes one long argument of quotes and backslashes, the worst case: almost every byte of the result is an insertion.
 // The library's rule against the obvious way, which appends to a second buffer from start to end.
 
-#include "process/launch/quoting.hpp"
+#include "process/launch_text/argument_quoting.hpp"
 #include "row.hpp"
 
 #include <random>
@@ -44,11 +44,11 @@ std::string append_to_second_buffer(const std::string& text) {
 }
 
 void quote_ours(bench::product& result) {
-  result.take(foundation::core::process::quote_argument(argument()));
+  result.add(foundation::core::process::quote_argument(argument()));
 }
 
 void quote_peer(bench::product& result) {
-  result.take(append_to_second_buffer(argument()));
+  result.add(append_to_second_buffer(argument()));
 }
 
 }  // namespace

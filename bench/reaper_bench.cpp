@@ -1,4 +1,4 @@
-// Registers 1,000 waits on duplicates of one child's handle, tells the child to end and waits until every exit code has
+// Registers 1,000 waits on duplicates of one child's handle, makes the child end and waits until every exit code has
 // been delivered: the reaper and its futures against bare RegisterWaitForSingleObject. The child and the duplicates are
 // made outside the time.
 
@@ -69,7 +69,7 @@ void reap_ours(bench::product& result) {
   tell_child_to_end();
   reaper().join();  // As the peer waits for its last one: waking up for each of them is not what is measured.
   for (auto& status : statuses) {
-    result.take_value(std::get<fp::detail::exited>(status.get()).exit_code);
+    result.add_value(std::get<fp::detail::exited>(status.get()).exit_code);
   }
 }
 
@@ -104,7 +104,7 @@ void reap_bare(bench::product& result) {
   tell_child_to_end();
   bench::check(WaitForSingleObject(all_done.get(), INFINITE) == WAIT_OBJECT_0, "WaitForSingleObject");
   for (const bare_wait& record : records) {
-    result.take_value(static_cast<std::uint32_t>(record.code));
+    result.add_value(static_cast<std::uint32_t>(record.code));
   }
 }
 

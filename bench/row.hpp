@@ -24,9 +24,9 @@ class product {
 
   explicit product(bytes treatment) : treatment_(treatment) {}
 
-  /// Takes bytes in the order in which they were produced; how they are cut into pieces does not matter.
-  void take(std::string_view piece) {
-    // The optimiser must take it that somebody looks at the bytes.
+  /// Adds bytes in the order in which they were produced; how they are cut into pieces does not matter.
+  void add(std::string_view piece) {
+    // The optimiser must assume that somebody looks at the bytes.
     benchmark::DoNotOptimize(piece.data());
     benchmark::ClobberMemory();
     size_ += piece.size();
@@ -35,21 +35,21 @@ class product {
     }
   }
 
-  /// Takes a line, given without its end: where lines end does matter.
-  void take_line(std::string_view line) {
-    take(line);
-    take("\n");
+  /// Adds a line, given without its end: where lines end does matter.
+  void add_line(std::string_view line) {
+    add(line);
+    add("\n");
   }
 
-  /// Takes the bytes of a plain value.
+  /// Adds the bytes of a plain value.
   template <class Value>
-  void take_value(const Value& value) {
-    take({reinterpret_cast<const char*>(&value), sizeof value});
+  void add_value(const Value& value) {
+    add({reinterpret_cast<const char*>(&value), sizeof value});
   }
 
-  /// Bytes taken.
+  /// Bytes added.
   std::uint64_t size() const { return size_; }
-  /// The bytes taken; empty unless they are kept.
+  /// The bytes added; empty unless they are kept.
   const std::string& text() const { return text_; }
 
  private:

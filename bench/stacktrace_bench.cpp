@@ -64,9 +64,9 @@ bench::contender capture_of(std::size_t frames, bench::capturer capture) {
       throw std::runtime_error("a stack has " + std::to_string(last.size()) + " frames instead of " +
                                std::to_string(frames));
     }
-    result.take_value(std::uint64_t{last.size()});
+    result.add_value(std::uint64_t{last.size()});
     for (std::size_t i = own_frames; i < last.size(); ++i) {
-      result.take_value(last[i]);
+      result.add_value(last[i]);
     }
   }};
 }

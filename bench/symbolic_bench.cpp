@@ -52,7 +52,7 @@ void print_ours(bench::product& result) {
   boost::interprocess::obufferstream stream(text, sizeof text);
   stack.format(stream, nullptr);
   bench::check(stream.good(), "the stream over the buffer");
-  result.take({text, static_cast<std::size_t>(stream.tellp())});
+  result.add({text, static_cast<std::size_t>(stream.tellp())});
 }
 
 std::size_t print_module(char* to, std::size_t room, std::size_t number, const void* frame) {
@@ -95,7 +95,7 @@ void print_bare(bench::product& result) {
     text[size++] = '\n';
   }
   bench::check(SymCleanup(GetCurrentProcess()), "SymCleanup");
-  result.take({text, size});
+  result.add({text, size});
 }
 
 }  // namespace

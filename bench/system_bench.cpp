@@ -31,7 +31,7 @@ bench::contender ask(Question question) {
     for (int i = 0; i != questions; ++i) {
       answered += question() != 0;
     }
-    result.take_value(answered);
+    result.add_value(answered);
   }};
 }
 
@@ -110,11 +110,11 @@ void add_row_of_snapshots() {
   const auto info = std::make_shared<machine::CpuInfo>();
   bench::add_row("refresh_vs_system_calls", {[info](bench::product& result) {
                    info->refresh();
-                   result.take_value(info->detailsValid());
+                   result.add_value(info->detailsValid());
                  }},
                  {[calls](bench::product& result) {
                    calls->make();
-                   result.take_value(true);
+                   result.add_value(true);
                  }});
 }
 

@@ -67,11 +67,11 @@ std::u16string make_text(const kind_of_text& kind) {
 }
 
 void take(std::string_view text, bench::product& result) {
-  result.take(text);
+  result.add(text);
 }
 
 void take(std::u16string_view text, bench::product& result) {
-  result.take({reinterpret_cast<const char*>(text.data()), text.size() * sizeof(char16_t)});
+  result.add({reinterpret_cast<const char*>(text.data()), text.size() * sizeof(char16_t)});
 }
 
 // Asking for the size first would be the other way to call the system; it took longer, in both directions.

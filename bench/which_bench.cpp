@@ -1,5 +1,5 @@
 // Looks up a program that lies in the last of 20 directories of PATH, by its name with the extension. The peers are
-// told where to look: one has the paths of all candidates ready, the other gets the directories as one text.
+// given where to look: one has the paths of all candidates ready, the other gets the directories as one text.
 
 #include <fl/process/which.hpp>
 
@@ -63,7 +63,7 @@ class search_path {
 
 void look_up_ours(bench::product& result) {
   static const std::string command = narrow(name);
-  result.take(foundation::core::process::which(command).value_or("nothing"));
+  result.add(foundation::core::process::which(command).value_or("nothing"));
 }
 
 bench::contender get_attributes(const search_path& where) {
@@ -71,7 +71,7 @@ bench::contender get_attributes(const search_path& where) {
     for (const std::wstring& candidate : candidates) {
       const DWORD attributes = ::GetFileAttributesW(candidate.c_str());
       if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0) {
-        return result.take(narrow(candidate));
+        return result.add(narrow(candidate));
       }
     }
   }};
@@ -81,7 +81,7 @@ bench::contender search(const search_path& where) {
   return {[path = where.text()](bench::product& result) {
     wchar_t found[MAX_PATH];
     const DWORD length = ::SearchPathW(path.c_str(), name, nullptr, MAX_PATH, found, nullptr);
-    result.take(narrow({found, length}));
+    result.add(narrow({found, length}));
   }};
 }
 

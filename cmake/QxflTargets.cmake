@@ -43,7 +43,7 @@ function(qxfl_add_library name)
   if(NOT arg_OUTPUT)
     set(arg_OUTPUT "${name}")
   endif()
-  set(common "${PROJECT_SOURCE_DIR}/src")  # for "common/…", which all libraries share
+  set(common "${PROJECT_SOURCE_DIR}/src/common/include")  # for "common/…", which all libraries share
   if(WIN32)
     add_library(${name}_objects OBJECT ${arg_LOGIC} ${arg_WINDOWS})
     target_compile_definitions(${name}_objects PRIVATE ${upper}_BUILD ${arg_DEFINES})

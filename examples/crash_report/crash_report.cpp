@@ -1,6 +1,6 @@
-// A program that tells how it died: it installs a handler for faults and one for SIGABRT, and then runs into an access
-// violation three calls deep, or with --assert into a fatal error of its own. Both ends leave a report with registers
-// and stack on standard error.
+// A program that reports how it died: it installs a handler for faults and one for SIGABRT, and then runs into an
+// access violation three calls deep, or with --assert into a fatal error of its own. Both ends leave a report with
+// registers and stack on standard error.
 #include <fl/diag.hpp>
 
 #include <windows.h>

@@ -1,5 +1,5 @@
-// A program that shows the memory it gets: how the process was told to treat memory, blocks of the aligned heap, chunks
-// of a pool, and how much more would be wise to take. Options come from the environment:
+// A program that shows the memory it gets: by which options the process treats memory, blocks of the aligned heap,
+// chunks of a pool, and how much more would be wise to take. Options come from the environment:
 //
 //     TESSEL_MEM_MGR=release,aligncheck QX_ALIGNED_HEAP_ALIGNMENT=64 ./dev run memory
 //

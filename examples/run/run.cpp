@@ -1,4 +1,4 @@
-// run: launches a program through the library, streams its output, and tells how it ended.
+// run: launches a program through the library, streams its output, and shows how it ended.
 
 #include <fl/process.hpp>
 #include <i18n/convert.hpp>

@@ -1,4 +1,4 @@
-// sysinfo: tells what the library knows of the processor, as a table or as JSON. Where the system does not tell the
+// sysinfo: shows what the library knows of the processor, as a table or as JSON. Where the system does not report the
 // cores, it shows the counts that the library assumes instead, and why.
 #include <fl/system.hpp>
 
@@ -42,7 +42,7 @@ struct options {
 
 struct findings {
   core_system::CpuInfo info;
-  std::string error;                 ///< why the system does not tell the cores; counts only if `info` is not valid
+  std::string error;                 ///< why the system does not report the cores; counts only if `info` is not valid
   unsigned long long frequency = 0;  ///< in Hz; counts only if there is no `frequency_error`
   std::string frequency_error;
 };
@@ -70,7 +70,7 @@ findings ask() {
     found.error = e.what();
     found.info.refresh(std::nothrow);
   }
-  // A refresh that fails forgets the frequency too, which the system may yet tell.
+  // A refresh that fails forgets the frequency too, which the system may yet report.
   try {
     found.frequency = core_system::getMaximumProcessorFrequency().value();
   } catch (const std::exception& e) {

@@ -22,7 +22,7 @@ namespace json = boost::json;
 
 namespace {
 
-using number = std::optional<unsigned long long>;  // empty if nobody tells
+using number = std::optional<unsigned long long>;  // empty if unknown
 
 /// What somebody says of the processor.
 struct statement {

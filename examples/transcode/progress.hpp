@@ -1,4 +1,4 @@
-// A line on standard error that tells how far long work is. Thread safety: none.
+// A line on standard error that shows how far long work is. Thread safety: none.
 #pragma once
 
 #include <chrono>

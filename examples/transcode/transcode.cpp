@@ -65,7 +65,7 @@ void convert_block(const Converter& converter, const In* from, const In* end, bo
   }
 }
 
-/// Throws if a strict conversion meets what it cannot convert, and if `out` does not take the text.
+/// Throws if a strict conversion meets what it cannot convert, and if `out` does not accept the text.
 void convert_all(byte_buffer& in, text_stream& out, const transcode_options& options, progress& shown) {
   const fl::i18n::stream_codecvt_string_to_ustring decoder(options.from, !options.strict);
   // The streams of the library put a question mark for what the encoding lacks. Who is strict asks before.

@@ -1,4 +1,4 @@
-// which: tells which file a command name stands for.
+// which: shows which file a command name stands for.
 
 #include <fl/process/which.hpp>
 #include <i18n/convert.hpp>
@@ -82,7 +82,7 @@ strings entries_of(const wchar_t* variable) {
   return entries;
 }
 
-/// Whether the library takes `file` for a command. One that is missing is not asked for: it would be searched for.
+/// Whether the library accepts `file` as a command. One that is missing is not asked for: it would be searched for.
 bool is_command(const std::string& file) {
   return boost::filesystem::exists(to_path(file)) && process::which(file) == file;
 }

@@ -1,5 +1,5 @@
-// Input of strings. The templates of the run-time library take one unit at a time from the buffer of a stream; these
-// take what the buffer has ready as a block, and single units only from a buffer that never has any ready.
+// Input of strings. The templates of the run-time library read one unit at a time from the buffer of a stream; these
+// read what the buffer has ready as a block, and single units only from a buffer that never has any ready.
 //
 // The get area of a buffer is open to the functions that read strings and to nobody else, hence their length.
 #include <cpp11compat/char16_streams.hpp>
@@ -17,7 +17,7 @@ bool is_end(traits::int_type got) {
   return traits::eq_int_type(got, traits::eof());
 }
 
-/// How many units of the `ready` ones may be taken at once: no more than `room`, and than a buffer can skip.
+/// How many units of the `ready` ones may be read at once: no more than `room`, and than a buffer can skip.
 std::size_t block_size(std::ptrdiff_t ready, std::size_t room) {
   constexpr std::size_t most = std::numeric_limits<int>::max();
   return std::min({static_cast<std::size_t>(ready), room, most});

@@ -1,4 +1,5 @@
-// The loggers of the library's units. The objects stand in load.cpp, where their order of construction is fixed.
+// The loggers of the library's units. The objects stand in windows/load.cpp, where their order of construction is
+// fixed.
 #pragma once
 
 #include <foundation_log/logger.hpp>

@@ -1,6 +1,6 @@
 // The text of the exception in flight and of those nested in it.
 
-#include <foundation_log/termination.hpp>
+#include <foundation_log/exception_chain.hpp>
 
 #include <boost/exception/diagnostic_information.hpp>
 #include <boost/exception/exception.hpp>

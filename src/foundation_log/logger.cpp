@@ -1,13 +1,13 @@
-// Loggers and scope traces: what is behind the inline test of the header.
+// Loggers: what is behind the inline test of the header.
 
+#include <foundation_log/control.hpp>
+#include <foundation_log/exception_chain.hpp>
 #include <foundation_log/logger.hpp>
-#include <foundation_log/scope_trace.hpp>
 
 #include "platform.hpp"
 #include "record_pipeline.hpp"
 #include "registry.hpp"
 
-#include <exception>
 #include <new>
 
 namespace foundation::log {
@@ -28,20 +28,6 @@ const std::ostringstream& no_information() {
 }  // namespace
 
 namespace detail {
-
-void indent_attribute::increase() noexcept {
-  platform::set_thread_depth(platform::thread_depth() + 1);
-}
-
-void indent_attribute::decrease() noexcept {
-  if (const unsigned depth = platform::thread_depth(); depth > 0) {
-    platform::set_thread_depth(depth - 1);
-  }
-}
-
-unsigned indent_attribute::current() noexcept {
-  return platform::thread_depth();
-}
 
 void note_failed_part(std::ostream& text) noexcept {
   try {
@@ -121,23 +107,6 @@ void logger::report_check(unsigned check, const std::ostringstream& text, const 
   if (check == severity::fatal) {
     detail::terminate(is_written ? text : no_information(), file, line, function);
   }
-}
-
-void scope_trace::enter() noexcept {
-  uncaught_ = std::uncaught_exceptions();
-  logger_.log(severity::scope_entry, signature_);
-  detail::indent_attribute::increase();
-}
-
-void scope_trace::leave() noexcept {
-  if (write_result_ != nullptr) {
-    write_result_(logger_, result_name_, result_);
-  }
-  if (!active_) {
-    return;
-  }
-  detail::indent_attribute::decrease();
-  logger_.log(severity::scope_exit, signature_, std::uncaught_exceptions() > uncaught_ ? " [throw]" : "");
 }
 
 }  // namespace foundation::log

@@ -8,10 +8,10 @@
 namespace foundation::log {
 
 /// Writes one record. At the first call in the process opens the file that QX_LOG_FILE names. Returns false if the core
-/// of Boost.Log takes no record. Throws `std::bad_alloc` and what other sinks of the core throw.
+/// of Boost.Log accepts no record. Throws `std::bad_alloc` and what other sinks of the core throw.
 bool push_record(const std::string& channel, unsigned severity, const std::string& text);
 
-/// Whether the core of Boost.Log takes records.
+/// Whether the core of Boost.Log accepts records.
 bool core_enabled() noexcept;
 
 }  // namespace foundation::log

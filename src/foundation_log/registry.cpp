@@ -8,9 +8,7 @@
 #include <algorithm>
 #include <string>
 
-namespace foundation::log {
-
-namespace detail {
+namespace foundation::log::detail {
 
 registry& registry::get() {
   static registry* const instance = new registry;
@@ -129,22 +127,4 @@ void registry::enable(bool on) noexcept {
   }
 }
 
-}  // namespace detail
-
-std::size_t set_level(std::string_view pattern, unsigned word) {
-  return detail::registry::get().set_level(pattern, word);
-}
-
-std::vector<channel_level> channels(std::string_view pattern) {
-  return detail::registry::get().list(pattern);
-}
-
-void enable_logging(bool on) noexcept {
-  detail::registry::get().enable(on);
-}
-
-bool logging_enabled() noexcept {
-  return detail::registry::get().enabled();
-}
-
-}  // namespace foundation::log
+}  // namespace foundation::log::detail

@@ -1,4 +1,5 @@
-// What the arena asks of the system. Functions may be called from any thread; none throws.
+// What the arena asks of the system. Functions may be called from any thread; none throws. Implemented in
+// src/fl/mem/windows/arena_pages.cpp, or by the program that has an arena of its own.
 #pragma once
 
 #include <cstddef>
@@ -22,9 +23,10 @@ enum class placement {
 /// is a multiple of the page size.
 void* map(std::size_t size, placement where) noexcept;
 
-/// Gives whole mappings back, which lie next to each other and fill the range; clients may have changed the protection
-/// of their pages. False if the range is anything else, or the system takes none of them: then it is all there as
-/// before. True means that nothing of it may be used any more. A mapping that the system alone does not take is lost.
+/// Gives back a range that consists of whole mappings; clients may have changed the protection of their pages. False if
+/// it consists of anything else, or the system releases none of them: then nothing has changed. True if the system
+/// releases any: then nothing of the range may be used, and a mapping that was not released stays until the process
+/// ends.
 bool unmap(void* start, std::size_t size) noexcept;
 
 /// Milliseconds since some time in the past.

@@ -7,13 +7,12 @@
 // both free. Free chunks are kept in
 //
 //   small bins          one ring for each size up to 224 bytes, the latest first;
-//   tree bins           32 bitwise tries for ranges of larger sizes; chunks of one size form a ring, of which one chunk
-//   is
-//                       a node of the trie;
+//   tree bins           32 bitwise tries for ranges of larger sizes; chunks of one size form a ring, of which one
+//                       chunk is a node of the trie;
 //   designated victim   the remainder of the latest split, which small requests prefer, for locality;
 //   top                 the chunk at the end of the latest segment; used when nothing else fits, and never in a bin.
 //
-// A request takes the best fit, and the rest of a chunk goes back as a chunk of its own. What nothing can serve comes
+// A request gets the best fit, and the rest of a chunk goes back as a chunk of its own. What nothing can serve comes
 // from the system: as a new segment, or from 256 KiB on as a mapping of its own, which goes back as soon as it is
 // freed.
 //
@@ -24,7 +23,7 @@
 // 16 bytes before a multiple of 32.
 //
 // A link, flag or address that cannot be right ends the process by `diag::terminate`, "dlmalloc error". With
-// DLMALLOC_CHECKING defined, the whole state is validated after each operation.
+// DLMALLOC_CHECKING defined, the whole state is validated (validator.hpp) after each operation.
 //
 // Thread safety: the entry points at the end may be called from any thread; a spin lock serialises them.
 #pragma once
@@ -46,12 +45,6 @@
 namespace foundation::core::mem::dlmalloc {
 
 namespace {
-
-#ifdef DLMALLOC_CHECKING
-constexpr bool checking = true;
-#else
-constexpr bool checking = false;
-#endif
 
 // ---- sizes, all in bytes ----
 
@@ -122,9 +115,9 @@ struct chunk {
 
   // The next functions give the chunk a size. Unless they say otherwise, the chunk before is in use.
 
-  /// In use; what follows knows that already.
+  /// In use; the chunk behind is marked so already.
   void set_used(std::size_t size) { head = size | use_flags; }
-  void set_used_and_tell(std::size_t size) {
+  void set_used_and_mark_behind(std::size_t size) {
     set_used(size);
     at(size)->head |= previous_in_use;
   }
@@ -133,12 +126,12 @@ struct chunk {
     head = (head & previous_in_use) | size | in_use;
     at(size)->head |= previous_in_use;
   }
-  /// Free; what follows knows that already.
+  /// Free; the chunk behind is marked so already.
   void set_free(std::size_t size) {
     head = size | previous_in_use;
     at(size)->previous_size = size;
   }
-  void set_free_and_tell(std::size_t size, chunk* behind) {
+  void set_free_and_mark_behind(std::size_t size, chunk* behind) {
     behind->head &= ~previous_in_use;
     set_free(size);
   }
@@ -195,7 +188,7 @@ constexpr unsigned tree_bin_count = 32;
 constexpr unsigned tree_bin_shift = 8;  ///< The first bin begins at 2 to this power.
 static_assert(sizeof(tree_chunk) + word_size <= (std::size_t{1} << tree_bin_shift));
 
-/// Two bins for each power of two; the last one takes all that is larger.
+/// Two bins for each power of two; the last one holds all that is larger.
 constexpr unsigned tree_bin_of(std::size_t size) {
   const std::size_t units = size >> tree_bin_shift;
   if (units == 0) {
@@ -233,8 +226,8 @@ constexpr std::uint64_t index_bit(std::size_t size) {
 
 // ---- the state ----
 
-/// Not recursive. When a process ends, the system may have ended a thread that held the lock; then it is taken over,
-/// and what it guards is as that thread has left it.
+/// Not recursive. When a process ends, the system may have ended a thread that held the lock; then the next one has
+/// it too, and what it guards is as that thread has left it.
 class spin_lock {
  public:
   void lock() noexcept {
@@ -273,7 +266,7 @@ class spin_lock {
 };
 
 enum mode_flags : unsigned {
-  use_lock = 4,            ///< Entry points take the lock: always.
+  use_lock = 4,            ///< Entry points lock the state: always.
   use_direct_mapping = 1,  ///< Large requests get a mapping of their own.
   use_noncontiguous = 2,   ///< Segments may lie anywhere: always, since memory comes from mappings alone.
 };
@@ -302,9 +295,9 @@ struct malloc_state {
   std::size_t trim_check = 0;                           ///< top is trimmed when it grows beyond this
   std::size_t release_checks = max_release_check_rate;  ///< counts down to the next look for idle segments
   std::size_t footprint = 0;                            ///< bytes obtained from the system
-  std::size_t max_footprint = 0;
-  segment latest{};                        ///< the segment that holds top; the others follow as a list
-  chunk small_bins[small_bin_count] = {};  ///< each the sentinel of a ring
+  std::size_t max_footprint = 0;                        ///< the most that it ever was, for those who measure the arena
+  segment latest{};                                     ///< the segment that holds top; the others follow as a list
+  chunk small_bins[small_bin_count] = {};               ///< each the sentinel of a ring
   tree_chunk* tree_bins[tree_bin_count] = {};
   std::uint64_t index_map = 0;          ///< a bit for each size of the index that has a node
   tree_chunk* index[index_count] = {};  ///< the nodes
@@ -354,7 +347,7 @@ inline void unlink_from_small_bin(malloc_state& m, chunk* c, unsigned number) {
   }
 }
 
-inline chunk* take_first_small(malloc_state& m, unsigned number) {
+inline chunk* remove_first_small(malloc_state& m, unsigned number) {
   chunk* const bin = &m.small_bins[number];
   chunk* const c = bin->next;
   chunk* const next = c->next;
@@ -440,8 +433,8 @@ void insert_large(malloc_state& m, tree_chunk* c, std::size_t size) {
   }
 }
 
-/// Takes a leaf below a node out of the trie, to stand in the node's place; null if the node is a leaf itself.
-tree_chunk* take_leaf(const malloc_state& m, tree_chunk* node) {
+/// Removes a leaf below a node from the trie, to stand in the node's place; null if the node is a leaf itself.
+tree_chunk* remove_leaf(const malloc_state& m, tree_chunk* node) {
   tree_chunk** link = node->child[1] != nullptr ? &node->child[1] : &node->child[0];
   if (*link == nullptr) {
     return nullptr;
@@ -502,7 +495,7 @@ void unlink_large(malloc_state& m, tree_chunk* c) {
   }
   require(c->is_node == 1 && c->bin < tree_bin_count);
   set_index(m, c->size(), twin);
-  replace_node(m, c, twin != nullptr ? twin : take_leaf(m, c));
+  replace_node(m, c, twin != nullptr ? twin : remove_leaf(m, c));
 }
 
 // ---- free chunks of any size ----
@@ -570,7 +563,7 @@ void add_segment(malloc_state& m, char* base, std::size_t size) {
     segment* const record = static_cast<segment*>(record_chunk->block());
     *record = m.latest;
     record->magic = params.magic;
-    former_top->set_free_and_tell(former_size, record_chunk);
+    former_top->set_free_and_mark_behind(former_size, record_chunk);
     insert_chunk(m, former_top, former_size);
     m.latest.next = record;
   }
@@ -590,7 +583,7 @@ segment* segment_at(malloc_state& m, const char* base) {
   return nullptr;
 }
 
-/// Takes a chunk from the begin of fresh memory that lies right before a segment and is now part of it. The rest of
+/// Cuts a chunk from the begin of fresh memory that lies right before a segment and is now part of it. The rest of
 /// that memory merges with the segment's first chunk.
 void* split_before(malloc_state& m, char* fresh, char* former_base, std::size_t size) {
   chunk* const c = reinterpret_cast<chunk*>(fresh + first_chunk_offset);
@@ -614,7 +607,7 @@ void* split_before(malloc_state& m, char* fresh, char* former_base, std::size_t 
       rest_size += first_size;
       first = first->at(first_size);
     }
-    rest->set_free_and_tell(rest_size, first);
+    rest->set_free_and_mark_behind(rest_size, first);
     insert_chunk(m, rest, rest_size);
   }
   return c->block();
@@ -667,7 +660,7 @@ void* map_directly(malloc_state& m, std::size_t size) {
   return c->block();
 }
 
-/// Gives the mapping back. If the system does not take it, it is lost, and counted on.
+/// Gives the mapping back. If that fails, it stays mapped and counted, and nobody has it any more.
 void unmap_directly(malloc_state& m, chunk* c) {
   const std::size_t before = c->previous_size;
   const std::size_t mapping_size = before + c->size() + mapped_foot;
@@ -723,7 +716,7 @@ chunk* idle_chunk(const segment& s) {
   return !c->is_in_use() && c->address() + c->size() >= s.end() - top_foot_size ? c : nullptr;
 }
 
-/// Gives an idle segment back. False, and all is as before, if the system does not take it.
+/// Gives an idle segment back. False, and all is as before, if that fails.
 bool release_segment(malloc_state& m, const segment& idle, chunk* c) {
   const std::size_t chunk_size = c->size();
   const segment gone = idle;  // The record lies in what goes.
@@ -761,8 +754,8 @@ bool release_segment(malloc_state& m, const segment& idle, chunk* c) {
   return released;
 }
 
-/// Gives the end of top back, in whole units; the system takes it only if it is a mapping or several. Returns the
-/// number of bytes.
+/// Gives the end of top back, in whole units; that succeeds only if it consists of whole mappings. Returns the number
+/// of bytes, 0 if it fails.
 std::size_t shrink_top(malloc_state& m) {
   const std::size_t unit = params.granularity;
   if (m.top_size <= top_foot_size) {
@@ -788,12 +781,12 @@ std::size_t shrink_top(malloc_state& m) {
 
 // ---- allocation ----
 
-/// Takes a free chunk of at least the size, which is in no bin any more, and cuts it. Returns the rest, or null if
-/// there is too little.
+/// Cuts a free chunk of at least the size, which is in no bin any more, and puts it in use. Returns the rest, or null
+/// if there is too little.
 inline chunk* cut(chunk* c, std::size_t chunk_size, std::size_t size) {
   const std::size_t rest_size = chunk_size - size;
   if (rest_size < min_chunk_size) {
-    c->set_used_and_tell(chunk_size);
+    c->set_used_and_mark_behind(chunk_size);
     return nullptr;
   }
   c->set_used(size);
@@ -803,13 +796,13 @@ inline chunk* cut(chunk* c, std::size_t chunk_size, std::size_t size) {
 }
 
 /// Unlinks a chunk of the node's size: another of its ring if there is one, since that leaves the trie alone.
-inline tree_chunk* take_of_size(malloc_state& m, tree_chunk* node) {
+inline tree_chunk* remove_of_size(malloc_state& m, tree_chunk* node) {
   require(m.owns(node) && m.owns(node->next));
-  tree_chunk* const taken = node->next_of_size();
+  tree_chunk* const removed = node->next_of_size();
   // Whoever writes beyond a block writes over the next one's size.
-  require(taken->size() == node->size() && taken->bin == tree_bin_of(taken->size()));
-  unlink_large(m, taken);
-  return taken;
+  require(removed->size() == node->size() && removed->bin == tree_bin_of(removed->size()));
+  unlink_large(m, removed);
+  return removed;
 }
 
 /// The smallest chunk along the left edge of a trie, which holds the smallest of all.
@@ -833,7 +826,7 @@ void* tmalloc_small(malloc_state& m, std::size_t size) {
   if (smallest == nullptr) {
     smallest = smallest_of(m, m.tree_bins[std::countr_zero(m.tree_map)]);
   }
-  tree_chunk* const c = take_of_size(m, smallest);
+  tree_chunk* const c = remove_of_size(m, smallest);
   const std::size_t chunk_size = c->size();
   require(chunk_size >= size);
   if (chunk* const rest = cut(c, chunk_size, size)) {
@@ -847,7 +840,7 @@ struct best_fit {
   tree_chunk* chunk = nullptr;
   std::size_t excess;  ///< bytes over the wanted size
 
-  /// Takes the node if it is better. A node that is too small has an excess that has wrapped, beyond any other.
+  /// Keeps the node if it is better. A node that is too small has an excess that has wrapped, beyond any other.
   void consider(tree_chunk* node, std::size_t wanted) {
     const std::size_t node_excess = node->size() - wanted;
     if (node_excess < excess) {
@@ -902,7 +895,7 @@ void* tmalloc_large(malloc_state& m, std::size_t size) {
   if (best.chunk == nullptr || (m.victim_size >= size && m.victim_size - size <= best.excess)) {
     return nullptr;
   }
-  tree_chunk* const c = take_of_size(m, best.chunk);
+  tree_chunk* const c = remove_of_size(m, best.chunk);
   if (chunk* const rest = cut(c, best.excess + size, size)) {
     insert_chunk(m, rest, best.excess);
   }
@@ -924,7 +917,7 @@ inline void* split_victim(malloc_state& m, std::size_t size) {
 /// From a small bin with larger chunks; the rest becomes the designated victim.
 inline void* split_small(malloc_state& m, std::uint32_t larger_bins, std::size_t size) {
   const unsigned number = static_cast<unsigned>(std::countr_zero(larger_bins));
-  chunk* const c = take_first_small(m, number);
+  chunk* const c = remove_first_small(m, number);
   const std::size_t rest_size = size_of_small_bin(number) - size;
   replace_victim(m, cut(c, size_of_small_bin(number), size), rest_size);
   return c->block();
@@ -945,8 +938,8 @@ inline void* allocate_small(malloc_state& m, std::size_t size) {
   const unsigned number = small_bin_of(size);
   const std::uint32_t bins = m.small_map >> number << number;
   if ((bins & bit_of(number)) != 0) {
-    chunk* const c = take_first_small(m, number);
-    c->set_used_and_tell(size);
+    chunk* const c = remove_first_small(m, number);
+    c->set_used_and_mark_behind(size);
     return c->block();
   }
   if (size > m.victim_size) {
@@ -1009,7 +1002,7 @@ inline bool stays_in_bin(const malloc_state& m, chunk* c, std::size_t former_siz
 inline bool grow_in_place(malloc_state& m, chunk* c, std::size_t former_size, std::size_t size, chunk* behind) {
   if (c == m.victim) {
     m.victim_size = size;
-    c->set_free_and_tell(size, behind);
+    c->set_free_and_mark_behind(size, behind);
     return true;
   }
   if (!stays_in_bin(m, c, former_size, size)) {
@@ -1017,7 +1010,7 @@ inline bool grow_in_place(malloc_state& m, chunk* c, std::size_t former_size, st
   }
   set_index(m, former_size, nullptr);
   set_index(m, size, static_cast<tree_chunk*>(c));
-  c->set_free_and_tell(size, behind);
+  c->set_free_and_mark_behind(size, behind);
   count_large_release(m);
   return true;
 }
@@ -1072,7 +1065,7 @@ inline void release_chunk(malloc_state& m, chunk* c, std::size_t size) {
   if (!behind->is_in_use()) {
     merge_behind(m, c, size, behind);
   } else {
-    c->set_free_and_tell(size, behind);
+    c->set_free_and_mark_behind(size, behind);
     put_in_bin(m, c, size);
   }
 }
@@ -1103,7 +1096,7 @@ void shrink_used(malloc_state& m, chunk* c, std::size_t chunk_size, std::size_t 
   }
   chunk* const rest = c->at(size);
   c->resize_used(size);
-  rest->set_used_and_tell(rest_size);
+  rest->set_used_and_mark_behind(rest_size);
   release_chunk(m, rest, rest_size);
 }
 
@@ -1133,7 +1126,7 @@ bool grow_into_victim(malloc_state& m, chunk* c, std::size_t size) {
   c->resize_used(size);
   m.victim = c->at(size);
   m.victim_size = rest_size;
-  m.victim->set_free_and_tell(rest_size, m.victim->at(rest_size));
+  m.victim->set_free_and_mark_behind(rest_size, m.victim->at(rest_size));
   return true;
 }
 
@@ -1173,153 +1166,19 @@ chunk* try_realloc_chunk(malloc_state& m, chunk* c, std::size_t size, [[maybe_un
   return grown ? c : nullptr;
 }
 
-// ---- validation of the whole state ----
-
-/// What was counted of free chunks, the designated victim included and top not.
-struct free_count {
-  std::size_t chunks = 0;
-  std::size_t bytes = 0;
-  std::uint64_t index_map = 0;  ///< the nodes of the index that were met
-
-  void add(const chunk* c) {
-    ++chunks;
-    bytes += c->size();
-  }
-};
-
-void validate_free_chunk(const malloc_state& m, chunk* c) {
-  const std::size_t size = c->size();
-  require(m.owns(c) && reinterpret_cast<std::uintptr_t>(c->block()) % block_alignment == 0);
-  require(size >= min_chunk_size && size % block_alignment == 0);
-  require((c->head & chunk::all_flags) == chunk::previous_in_use);
-  require(c->following()->previous_size == size && !c->following()->follows_used() && c->following()->is_in_use());
-}
-
-void validate_victim(const malloc_state& m, free_count& count) {
-  require((m.victim == nullptr) == (m.victim_size == 0));
-  if (m.victim == nullptr) {
-    return;
-  }
-  require(m.victim->size() == m.victim_size);
-  validate_free_chunk(m, m.victim);
-  count.add(m.victim);
-}
-
-void validate_small_bins(malloc_state& m, free_count& count) {
-  for (unsigned number = 0; number < small_bin_count; ++number) {
-    chunk* const bin = &m.small_bins[number];
-    require(((m.small_map & bit_of(number)) != 0) == (bin->next != bin));
-    for (chunk* c = bin; c->next != bin; c = c->next) {
-      require(c->next->previous == c && c->next != m.victim && c->next->size() == size_of_small_bin(number));
-      validate_free_chunk(m, c->next);
-      count.add(c->next);
-    }
-    require(bin->previous->next == bin);
-  }
-}
-
-void validate_ring(const malloc_state& m, tree_chunk* node, free_count& count) {
-  tree_chunk* c = node;
-  do {
-    require(c->size() == node->size() && c->bin == node->bin && c != m.victim);
-    require(c->next->previous == c && (c->is_node != 0) == (c == node));
-    validate_free_chunk(m, c);
-    count.add(c);
-    c = c->next_of_size();
-  } while (c != node);
-}
-
-/// `path`: the sides taken from the root to the node, of which there are `depth`.
-void validate_trie(const malloc_state& m, tree_chunk* node, std::size_t path, unsigned depth, free_count& count) {
-  require(tree_bin_of(node->size()) == node->bin && (m.tree_map & bit_of(node->bin)) != 0);
-  require(depth == 0 || deciding_bits(node->size(), node->bin) >> (8 * word_size - depth) == path);
-  if (node->size() < index_limit) {
-    require(m.index[index_of(node->size())] == node);
-    count.index_map |= index_bit(node->size());
-  }
-  validate_ring(m, node, count);
-  for (unsigned side = 0; side < 2; ++side) {
-    if (tree_chunk* const child = node->child[side]) {
-      require(child->parent == node && child->bin == node->bin);
-      validate_trie(m, child, 2 * path + side, depth + 1, count);
-    }
-  }
-}
-
-void validate_tree_bins(const malloc_state& m, free_count& count) {
-  for (unsigned number = 0; number < tree_bin_count; ++number) {
-    tree_chunk* const root = m.tree_bins[number];
-    require(((m.tree_map & bit_of(number)) != 0) == (root != nullptr));
-    if (root == nullptr) {
-      continue;
-    }
-    require(root->parent == nullptr && root->bin == number);
-    validate_trie(m, root, 0, 0, count);
-  }
-}
-
-/// Walks the chunks from the first to `end`, which is top or the record of the segment.
-void validate_chunks(const malloc_state& m, const segment& s, chunk* end, free_count& count) {
-  bool previous_in_use = true;
-  chunk* c = s.first_chunk();
-  for (; c != end; c = c->following()) {
-    require(c < end && c->size() >= min_chunk_size && c->size() % block_alignment == 0);
-    require(c->follows_used() == previous_in_use);
-    previous_in_use = c->is_in_use();
-    if (!previous_in_use) {
-      validate_free_chunk(m, c);
-      count.add(c);
-    }
-  }
-  require(c->follows_used() == previous_in_use);
-}
-
-void validate_segment(malloc_state& m, segment& s, free_count& count) {
-  require(m.owns(s.base) && s.size % params.granularity == 0);
-  chunk* const foot = reinterpret_cast<chunk*>(s.end() - top_foot_size);
-  if (&s == &m.latest) {
-    require(m.top->size() == m.top_size && (m.top->head & chunk::all_flags) == chunk::previous_in_use);
-    require(m.top->following() == foot && foot->head == top_foot_size && m.top_size >= min_chunk_size);
-    validate_chunks(m, s, m.top, count);
-  } else {
-    require(s.magic == params.magic && foot->block() == &s && foot->is_in_use() && foot->size() == record_chunk_size);
-    require(foot->following()->head == chunk::fencepost);
-    validate_chunks(m, s, foot, count);
-  }
-}
-
-/// Ends the process unless everything is as it must be. The caller holds the lock.
-void validate(malloc_state& m) {
-  require(m.footprint <= m.max_footprint);
-  if (m.top == nullptr) {
-    require(m.top_size == 0 && m.victim == nullptr && m.small_map == 0 && m.tree_map == 0 && m.footprint == 0);
-    return;
-  }
-  require(m.mflags == params.default_mflags);
-  free_count in_bins;
-  validate_victim(m, in_bins);
-  validate_small_bins(m, in_bins);
-  validate_tree_bins(m, in_bins);
-  free_count in_segments;
-  std::size_t segment_bytes = 0;
-  for (segment* s = &m.latest; s != nullptr; s = s->next) {
-    validate_segment(m, *s, in_segments);
-    segment_bytes += s->size;
-  }
-  require(in_bins.chunks == in_segments.chunks && in_bins.bytes == in_segments.bytes);
-  require(in_bins.index_map == m.index_map);
-  require(segment_bytes <= m.footprint && (m.footprint - segment_bytes) % params.granularity == 0);
-}
-
 // ---- entry points ----
+
+#ifdef DLMALLOC_CHECKING
+void validate(malloc_state& m);  // validator.hpp
+#endif
 
 template <class Operation>
 inline auto serialised(malloc_state& m, Operation operation) {
   const std::lock_guard guard(m.lock);
   const auto result = operation(m);
-  if constexpr (checking) {
-    validate(m);
-  }
+#ifdef DLMALLOC_CHECKING
+  validate(m);
+#endif
   return result;
 }
 
@@ -1385,7 +1244,7 @@ inline auto serialised(malloc_state& m, Operation operation) {
   return fresh;
 }
 
-/// Bytes that the arena has from the system now, and the most it ever had.
+/// Bytes that the arena has from the system now, and the most it ever had: what a test or a benchmark asks.
 [[maybe_unused]] std::size_t dlmalloc_footprint() {
   return serialised(arena, [](const malloc_state& m) { return m.footprint; });
 }
@@ -1396,3 +1255,7 @@ inline auto serialised(malloc_state& m, Operation operation) {
 }  // namespace
 
 }  // namespace foundation::core::mem::dlmalloc
+
+#ifdef DLMALLOC_CHECKING
+#include <dlmalloc/validator.hpp>
+#endif

@@ -1,5 +1,7 @@
 #include "windows/import_tables.hpp"
 
+#include "common/windows/handle_closer.hpp"
+
 #include <windows.h>
 #include <psapi.h>
 
@@ -81,12 +83,11 @@ std::size_t redirect_imports(std::initializer_list<redirection> redirections) {
       module_of(reinterpret_cast<void*>(redirect_imports), GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT);
   std::size_t changed = 0;
   for (const HMODULE module : loaded_modules()) {
-    const HMODULE held = module != self ? module_of(module, 0) : nullptr;
-    if (held == nullptr) {
-      continue;  // Or it was unloaded meanwhile.
+    HMODULE held = module != self ? module_of(module, 0) : nullptr;
+    const foundation::core::sysdep::windows::HandleCloser<HMODULE> release(held, [](HMODULE& of) { FreeLibrary(of); });
+    if (held != nullptr) {  // Otherwise it is this one, or was unloaded meanwhile.
+      changed += redirect_in(held, redirections);
     }
-    changed += redirect_in(held, redirections);
-    FreeLibrary(held);
   }
   return changed;
 }

@@ -1,4 +1,4 @@
-// libqxtools_mobservation.dll: counts what a process allocates by the C run-time, and tells at the process's end.
+// libqxtools_mobservation.dll: counts what a process allocates by the C run-time, and reports at the process's end.
 //
 //     set TESSEL_MEM_MGR=release,observation
 //     set QX_MOBSERVATION_REPORT=stderr
@@ -20,6 +20,8 @@
 //
 // Counting costs a few atomic additions and one look-up of the block's size.
 
+#include "common/windows/handle_closer.hpp"
+#include "common/windows/procedure.hpp"
 #include "report.hpp"
 #include "windows/import_tables.hpp"
 
@@ -29,6 +31,7 @@
 #include <atomic>
 #include <cstdlib>
 #include <cwchar>
+#include <string_view>
 
 namespace mobservation {
 
@@ -90,7 +93,7 @@ void observed_free(void* block) {
 }
 
 any_function run_time_function(const char* name) {
-  return reinterpret_cast<any_function>(GetProcAddress(GetModuleHandleW(c_run_time), name));
+  return foundation::core::sysdep::windows::find_procedure<any_function>(GetModuleHandleW(c_run_time), name);
 }
 
 /// Returns how many import table entries are redirected now.
@@ -102,16 +105,22 @@ std::size_t observe() {
                                          {run_time_function("realloc"), as_any(observed_realloc)}});
 }
 
+void write_to(HANDLE file, std::string_view text) noexcept {
+  DWORD written = 0;
+  WriteFile(file, text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
+}
+
 /// The process may be ending: nothing is allocated.
 void write_report(const report_text& text) noexcept {
-  const bool to_standard_error = std::wcscmp(report_target, L"stderr") == 0;
-  const HANDLE file = to_standard_error ? GetStdHandle(STD_ERROR_HANDLE)
-                                        : CreateFileW(report_target, GENERIC_WRITE, FILE_SHARE_READ, nullptr,
-                                                      CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-  DWORD written = 0;
-  WriteFile(file, text.view().data(), static_cast<DWORD>(text.view().size()), &written, nullptr);
-  if (!to_standard_error) {
-    CloseHandle(file);
+  if (std::wcscmp(report_target, L"stderr") == 0) {
+    write_to(GetStdHandle(STD_ERROR_HANDLE), text.view());
+    return;
+  }
+  HANDLE file = CreateFileW(report_target, GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_ALWAYS,
+                            FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (file != INVALID_HANDLE_VALUE) {
+    const foundation::core::sysdep::windows::HandleCloser<HANDLE> closing(file);
+    write_to(file, text.view());
   }
 }
 
@@ -146,7 +155,7 @@ int refuse(const char* reason) noexcept {
 
 }  // namespace mobservation
 
-/// Not 0 if allocations are observed from now on. A further call takes in the modules that were loaded meanwhile.
+/// Not 0 if allocations are observed from now on. A further call adds the modules that were loaded meanwhile.
 extern "C" __declspec(dllexport) int mobserveradminapiinit(int enabled) try {
   using namespace mobservation;
   if (GetEnvironmentVariableW(L"QX_MOBSERVATION_REPORT", report_target, std::size(report_target)) == 0) {

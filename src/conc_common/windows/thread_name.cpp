@@ -4,6 +4,8 @@
 #include <conc_common/thread_name.hpp>
 #include <i18n/convert.hpp>
 
+#include "common/windows/procedure.hpp"
+
 #include <windows.h>
 
 #include <atomic>
@@ -56,9 +58,8 @@ using describe_thread = HRESULT(WINAPI*)(HANDLE, PCWSTR);
 
 /// The system's function, or null: older systems have none. The first ones with it export it from this DLL only.
 describe_thread find_describe_thread() {
-  const HMODULE module = GetModuleHandleW(L"kernelbase.dll");
-  return reinterpret_cast<describe_thread>(
-      reinterpret_cast<void (*)()>(GetProcAddress(module, "SetThreadDescription")));
+  using core::sysdep::windows::find_procedure;
+  return find_procedure<describe_thread>(GetModuleHandleW(L"kernelbase.dll"), "SetThreadDescription");
 }
 
 bool is_trailing_byte(char byte) {

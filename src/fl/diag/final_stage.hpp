@@ -1,4 +1,4 @@
-// The end of the process: windows/terminate.cpp.
+// The end of the process. Implemented in windows/terminate.cpp, whose name its own failures show.
 #pragma once
 
 namespace foundation::core::diag {

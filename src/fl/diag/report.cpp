@@ -86,11 +86,11 @@ void write_report(std::ostream& os, const report_event& event, const thread_cont
     return;
   }
   // What is known for sure comes first: from the second block on, the state of a damaged process is looked at.
-  const bool told = ran_through(os, [&] {
+  const bool event_written = ran_through(os, [&] {
     write_event(os, event);
     write_thread(os);
   });
-  if (told) {
+  if (event_written) {
     ran_through(os, [&] { context ? write_fault_state(os, context) : write_present_state(os, event.first_frame); });
   }
   write(os, "\n");

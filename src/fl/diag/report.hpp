@@ -18,7 +18,7 @@ struct report_event {
 };
 
 /// Appends a report on the calling thread: event, thread, registers and stack. An empty context stands for the thread's
-/// present state. Writes nothing to a stream that has failed. Never throws: an exception on the way is told in the
+/// present state. Writes nothing to a stream that has failed. Never throws: an exception on the way is shown in the
 /// report. Allocates nothing.
 void write_report(std::ostream& os, const report_event& event, const thread_context& context) noexcept;
 

@@ -5,8 +5,7 @@
 
 namespace foundation::core::diag {
 
-/// An address in the stack of the thread whose state the context holds; null if it is empty. Implemented in
-/// windows/context_base.cpp.
+/// An address in the stack of the thread whose state the context holds; null if it is empty.
 const void* stack_pointer_of(const thread_context& context) noexcept;
 
 }  // namespace foundation::core::diag

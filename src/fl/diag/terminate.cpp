@@ -25,9 +25,19 @@ constexpr const char* failure_on_the_way = "exception during abnormal terminatio
 
 constinit util::built_once<terminate_impl> engine;
 
+/// The line that a report shows for each function of the engine that could not do its work. These numbers are what
+/// readers of reports look for: they stay, whatever line the function stands on.
+enum class shown_line : int {
+  log_of_context = 252,
+  log_of_fault = 266,
+  log = 279,
+  called = 292,
+  building = 435,
+};
+
 /// The end of a function of the engine that could not do its work.
-[[noreturn]] void give_up(int line, const char* function) noexcept {
-  final_stage(failure_on_the_way, this_file, line, function);
+[[noreturn]] void give_up(shown_line line, const char* function) noexcept {
+  final_stage(failure_on_the_way, this_file, static_cast<int>(line), function);
 }
 
 const char* text_or_empty(const char* text) noexcept {
@@ -60,11 +70,11 @@ terminate_impl::terminate_impl() : observer_(default_observer) {
 }
 
 terminate_impl& term() noexcept try { return engine.get(); } catch (...) {
-  give_up(435, __PRETTY_FUNCTION__);
+  give_up(shown_line::building, __PRETTY_FUNCTION__);
 }
 
 bool terminate_impl::append(const report_event& event, const thread_context& context) noexcept {
-  if (lock_.acquire(stack_pointer_of(context)) != util::checked_lock::outcome::taken) {
+  if (lock_.acquire(stack_pointer_of(context)) != util::checked_lock::outcome::acquired) {
     return false;
   }
   write_report(log_buffer_.stream(), event, context);
@@ -75,7 +85,7 @@ bool terminate_impl::append(const report_event& event, const thread_context& con
 
 bool terminate_impl::wait_for_reports() noexcept {
   const auto outcome = lock_.acquire_last();
-  if (outcome == util::checked_lock::outcome::taken) {
+  if (outcome == util::checked_lock::outcome::acquired) {
     lock_.unlock();
   }
   return outcome != util::checked_lock::outcome::interrupted;
@@ -83,28 +93,28 @@ bool terminate_impl::wait_for_reports() noexcept {
 
 const char* terminate_impl::log(const char* message, const thread_context& context) noexcept {
   if (!append({false, text_or_empty(message), nullptr, 0, nullptr}, context)) {
-    give_up(252, __PRETTY_FUNCTION__);
+    give_up(shown_line::log_of_context, __PRETTY_FUNCTION__);
   }
   return log_buffer_.text();
 }
 
 const char* terminate_impl::log(const char* message, const _EXCEPTION_POINTERS* fault) noexcept {
   if (!append({false, text_or_empty(message), nullptr, 0, nullptr}, fault)) {
-    give_up(266, __PRETTY_FUNCTION__);
+    give_up(shown_line::log_of_fault, __PRETTY_FUNCTION__);
   }
   return log_buffer_.text();
 }
 
 const char* terminate_impl::log() noexcept {
   if (!wait_for_reports()) {
-    give_up(279, __PRETTY_FUNCTION__);
+    give_up(shown_line::log, __PRETTY_FUNCTION__);
   }
   return log_buffer_.text();
 }
 
 bool terminate_impl::called() noexcept {
   if (!wait_for_reports()) {
-    give_up(292, __PRETTY_FUNCTION__);
+    give_up(shown_line::called, __PRETTY_FUNCTION__);
   }
   return was_called_;
 }
@@ -124,7 +134,7 @@ void terminate_impl::notify(const char* message, const char* file, int line, con
 
 terminate_impl::observer_type terminate_impl::exchange_observer(observer_type observer) noexcept {
   const observer_type former = observer_.exchange(observer != nullptr ? observer : default_observer);
-  if (lock_.acquire() == util::checked_lock::outcome::taken) {
+  if (lock_.acquire() == util::checked_lock::outcome::acquired) {
     log_buffer_.wipe();
     lock_.unlock();
   }

@@ -1,4 +1,5 @@
-// The engine behind `terminate` and its relatives: one object, built at first use, never destroyed.
+// The engine behind `terminate` and its relatives: one object, built at first use, never destroyed. Implemented in
+// terminate.cpp, whose name its own failures show.
 #pragma once
 
 #include <fl/diag/termination_observer.hpp>
@@ -19,14 +20,14 @@ class terminate_impl {
   using observer_type = termination_observer::function_type;
 
   /// What a termination throws in a thread that tests for it. Derived from nothing, so that no handler for exceptions
-  /// of the code under test takes it.
+  /// of the code under test catches it.
   struct terminate_exception {
     std::string message;
   };
 
   terminate_impl();
 
-  // What reads the log waits for a report that is being written, and for those that wait to be. It takes the log as it
+  // What reads the log waits for a report that is being written, and for those that wait to be. It uses the log as it
   // is if the thread that writes has stopped; it ends the process only if that is the calling thread itself.
 
   /// Appends a report to the log and returns the log. Ends the process if it cannot.

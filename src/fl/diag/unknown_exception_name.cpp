@@ -1,4 +1,4 @@
-#include <fl/diag/terminate.hpp>
+#include <fl/diag/unknown_exception_name.hpp>
 
 #include <cxxabi.h>
 

@@ -10,7 +10,7 @@ namespace foundation::core::except {
 /// ASCII whatever the locale. One pass, nothing allocated.
 bool is_error_id(std::string_view id) noexcept;
 
-/// The name of the error that a message tells of: catalog and mnemonic joined by a colon, unchecked. The catalog of the
+/// The name of the error that a message is about: catalog and mnemonic joined by a colon, unchecked. The catalog of the
 /// old identifiers, which have two parts, gives way to the first of these.
 std::string message_error_id(const std::string& catalog, const std::string& mnemonic);
 

@@ -42,7 +42,7 @@ IException::IException() noexcept = default;
 IException::IException(const IException&) noexcept = default;
 
 IException& IException::operator=(const IException& other) noexcept {
-  // Boost would let go of the container before it takes it again.
+  // Boost would release the container before it acquires it again.
   if (this != &other) {
     boost::exception::operator=(other);
   }

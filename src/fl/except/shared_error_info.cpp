@@ -1,4 +1,4 @@
-#include <fl/except/iexception.hpp>
+#include <fl/except/shared_error_info.hpp>
 
 #include <boost/exception/info.hpp>
 

@@ -15,7 +15,6 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <iterator>
 #include <memory>
 #include <streambuf>
 #include <string>
@@ -50,7 +49,7 @@ struct adaptor_areas<char16_t, char> {
   static constexpr std::size_t of_refill = 4096;
 };
 
-/// How many units `sputc` can put into a buffer without asking it. The base class tells that to its heirs only.
+/// How many units `sputc` can put into a buffer without asking it. The base class shows that to its heirs only.
 template <class Unit, class Traits>
 std::ptrdiff_t room_in(const std::basic_streambuf<Unit, Traits>& buffer) {
   struct heir : std::basic_streambuf<Unit, Traits> {
@@ -62,7 +61,7 @@ std::ptrdiff_t room_in(const std::basic_streambuf<Unit, Traits>& buffer) {
 
 }  // namespace detail
 
-/// `From` is what the user sees, `To` what the buffer beneath takes and gives.
+/// `From` is what the user sees, `To` what the buffer beneath accepts and gives.
 template <class From, class To, class FromTraits = std::char_traits<From>, class ToTraits = std::char_traits<To>>
 class streambuf_adaptorT : public std::basic_streambuf<From, FromTraits> {
  public:
@@ -103,8 +102,7 @@ class streambuf_adaptorT : public std::basic_streambuf<From, FromTraits> {
 
   bool write_unit(From unit);
   bool write(const From* from, std::streamsize n);
-  bool pass_on(const From* from, const From* end, To* area, std::size_t size);
-  bool pass_on_directly(const From* from, const From* end, To* area, std::size_t size);
+  bool pass_on(const From* from, const From* end, std::size_t size);
   bool put(const To* units, std::streamsize n);
   int_type refill(const To* from, const To* end);
 
@@ -135,33 +133,37 @@ bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::write_unit(From unit) {
   return true;
 }
 
+/// Into the put area of `underlying` if the conversion fits there, and by way of an area of our own otherwise.
 template <class From, class To, class FromTraits, class ToTraits>
 bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::write(const From* from, std::streamsize n) {
   if (n < 1) {
     return true;
   }
   write_pending = true;
+  const From* const end = from + n;
   const std::size_t size = areas::of_write(static_cast<std::size_t>(n));
   if (direct_ != nullptr) {
     const auto [area, room] = direct_->free_space();
     if (size <= room) {
-      return pass_on_directly(from, from + n, area, size);
+      To* to = area;
+      const std::size_t more = out_converter->convert(&to, area + size, &from, end, false);
+      direct_->advance(static_cast<std::size_t>(to - area));
+      if (more == 0) {
+        return true;
+      }
     }
   }
-  // A line or less goes by way of the stack: the heap would take longer than all else.
-  constexpr std::size_t stack_size = 1024 / sizeof(To);
-  if (size <= stack_size) {
-    To area[stack_size];
-    return pass_on(from, from + n, area, size);
-  }
-  const std::unique_ptr<To[]> area(new To[size]);  // for overwriting: std::make_unique would fill it
-  return pass_on(from, from + n, area.get(), size);
+  return pass_on(from, end, size);
 }
 
-/// By way of `area`, as often as it takes.
+/// By way of an area of `size` units, as often as needed.
 template <class From, class To, class FromTraits, class ToTraits>
-bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::pass_on(const From* from, const From* end, To* area,
-                                                                 std::size_t size) {
+bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::pass_on(const From* from, const From* end, std::size_t size) {
+  // A line or less goes by way of the stack: the heap would take longer than all else.
+  constexpr std::size_t stack_size = 1024 / sizeof(To);
+  To on_stack[stack_size];
+  const std::unique_ptr<To[]> on_heap(size > stack_size ? new To[size] : nullptr);
+  To* const area = on_heap ? on_heap.get() : on_stack;
   for (;;) {
     To* to = area;
     const std::size_t more = out_converter->convert(&to, area + size, &from, end, false);
@@ -175,18 +177,7 @@ bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::pass_on(const From* fro
   }
 }
 
-/// Into the put area of `underlying`, where `size` units fit. What needs more than that goes on by way of the stack.
-template <class From, class To, class FromTraits, class ToTraits>
-bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::pass_on_directly(const From* from, const From* end, To* area,
-                                                                          std::size_t size) {
-  To* to = area;
-  const std::size_t more = out_converter->convert(&to, area + size, &from, end, false);
-  direct_->advance(static_cast<std::size_t>(to - area));
-  To rest[64];
-  return more == 0 || pass_on(from, end, rest, std::size(rest));
-}
-
-/// Offers each unit once, since a buffer that refuses may have taken what it was offered, or given it to some of
+/// Offers each unit once, since a buffer that refuses may have kept what it was offered, or given it to some of
 /// several targets. What one character gives goes unit by unit where there is room for it, which needs no call.
 template <class From, class To, class FromTraits, class ToTraits>
 bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::put(const To* units, std::streamsize n) {
@@ -205,7 +196,7 @@ auto streambuf_adaptorT<From, To, FromTraits, ToTraits>::underflow() -> int_type
   if (!in_converter || is_at_end()) {
     return FromTraits::eof();
   }
-  // Memory first: what fails here has taken nothing from the buffer beneath.
+  // Memory first: what fails here has removed nothing from the buffer beneath.
   read_buffer.reserve(areas::of_refill / sizeof(From));
   scratch.reset(new char[areas::of_refill]);
   To input[block] = {};

@@ -15,7 +15,7 @@ uistream::~uistream() = default;
 
 uistream& uistream::operator=(uistream&& other) {
   std::basic_istream<char16_t>::operator=(std::move(other));
-  // NOLINTNEXTLINE(bugprone-use-after-move): the base has taken its own part only
+  // NOLINTNEXTLINE(bugprone-use-after-move): the base has moved its own part only
   buf = std::move(other.buf);
   return *this;
 }

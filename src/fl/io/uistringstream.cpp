@@ -1,7 +1,7 @@
 // Input from a string. The stream's buffer is a member, so the base holds none.
 #include <fl/io/uistringstream.hpp>
 
-#include "io/take_over.hpp"
+#include "io/move_out.hpp"
 
 #include <utility>
 
@@ -24,7 +24,7 @@ uistringstream::uistringstream(ustring initial, int mode) : uistream({}), buffer
   rdbuf(&buffer_);
 }
 
-uistringstream::uistringstream(uistringstream&& other) : uistream({}), buffer_(detail::take_over(other.buffer_)) {
+uistringstream::uistringstream(uistringstream&& other) : uistream({}), buffer_(detail::move_out(other.buffer_)) {
   rdbuf(&buffer_);
 }
 
@@ -34,7 +34,7 @@ uistringstream& uistringstream::operator=(uistringstream&& other) {
   if (this == &other) {
     return *this;
   }
-  buffer_ = detail::take_over(other.buffer_);
+  buffer_ = detail::move_out(other.buffer_);
   rdbuf(&buffer_);
   return *this;
 }

@@ -15,7 +15,7 @@ uostream::~uostream() = default;
 
 uostream& uostream::operator=(uostream&& other) {
   std::basic_ostream<char16_t>::operator=(std::move(other));
-  // NOLINTNEXTLINE(bugprone-use-after-move): the base has taken its own part only
+  // NOLINTNEXTLINE(bugprone-use-after-move): the base has moved its own part only
   buf = std::move(other.buf);
   return *this;
 }

@@ -1,7 +1,7 @@
 // Output into a string. The stream's buffer is a member, so the base holds none.
 #include <fl/io/uostringstream.hpp>
 
-#include "io/take_over.hpp"
+#include "io/move_out.hpp"
 
 #include <utility>
 
@@ -24,7 +24,7 @@ uostringstream::uostringstream(ustring initial, int mode) : uostream({}), buffer
   rdbuf(&buffer_);
 }
 
-uostringstream::uostringstream(uostringstream&& other) : uostream({}), buffer_(detail::take_over(other.buffer_)) {
+uostringstream::uostringstream(uostringstream&& other) : uostream({}), buffer_(detail::move_out(other.buffer_)) {
   rdbuf(&buffer_);
 }
 
@@ -34,7 +34,7 @@ uostringstream& uostringstream::operator=(uostringstream&& other) {
   if (this == &other) {
     return *this;
   }
-  buffer_ = detail::take_over(other.buffer_);
+  buffer_ = detail::move_out(other.buffer_);
   rdbuf(&buffer_);
   return *this;
 }

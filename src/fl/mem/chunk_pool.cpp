@@ -1,7 +1,7 @@
 // How a pool finds the blocks that it can give back. If no chunk is handed out, it is all of them; as the counts of
 // chunks are wrong once a client frees one twice, one look at the chunks in the order in which they lie confirms it.
 // Otherwise the free chunks, which form a list, and the blocks, which form another, are put in the order of their
-// addresses; then one walk along both tells which blocks are whole.
+// addresses; then one walk along both shows which blocks are whole.
 //
 // The list of chunks can be far larger than the cache, and as it leads anywhere in the pool, following a link costs
 // many times more than all else that is done with a chunk. A merge sort on the list would pay that for each merging. So
@@ -46,8 +46,8 @@ pool_block merge(pool_block left, pool_block right) noexcept {
   return first;
 }
 
-// Takes `count` blocks, 1 at least, off the list `rest` and returns them in order. Calls itself as deep as `count` has
-// bits.
+// Removes `count` blocks, 1 at least, from the list `rest` and returns them in order. Calls itself as deep as `count`
+// has bits.
 pool_block merge_sort(pool_block& rest, std::size_t count) noexcept {
   if (count == 1) {
     const pool_block only = rest;
@@ -91,7 +91,7 @@ struct part {
 };
 
 constexpr unsigned leaf_bits = 15;   // 32 KiB: half of a first-level cache holds it, or all
-constexpr unsigned bucket_bits = 9;  // how many bits of the address one dealing out takes
+constexpr unsigned bucket_bits = 9;  // how many bits of the address one dealing out uses
 
 // A part that fits into the cache: notes where chunks begin, and reads that off in order. If a chunk was freed twice,
 // the list leads back to it and then on in a ring.
@@ -172,7 +172,7 @@ void* chunk_pool::malloc_from_new_block(size_type most_chunks) {
   // `set_next_size` would do more: it also changes the size with which the pool goes on after a release.
   next_size = std::min(next_size, most_chunks);
   void* const chunk = pool::malloc();
-  taken_ += chunk != nullptr;
+  handed_out_ += chunk != nullptr;
   return chunk;
 }
 
@@ -196,7 +196,7 @@ bool chunk_pool::release_all() noexcept {
 }
 
 bool chunk_pool::release() noexcept {
-  if (taken_ == returned_ && has_all_chunks()) {
+  if (handed_out_ == returned_ && has_all_chunks()) {
     return release_all();
   }
   sort_blocks();

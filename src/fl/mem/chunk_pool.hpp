@@ -21,7 +21,7 @@ class chunk_pool : private boost::pool<boost::default_user_allocator_new_delete>
     if (first == nullptr) [[unlikely]] {
       return malloc_from_new_block(most_chunks);
     }
-    ++taken_;
+    ++handed_out_;
     return pool::malloc();
   }
 
@@ -47,7 +47,7 @@ class chunk_pool : private boost::pool<boost::default_user_allocator_new_delete>
 
   // Chunks that were handed out, and chunks that came back. One count of both would make each call wait for the one
   // before.
-  std::size_t taken_ = 0;
+  std::size_t handed_out_ = 0;
   std::size_t returned_ = 0;
 };
 

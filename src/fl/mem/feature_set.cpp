@@ -1,6 +1,7 @@
 #include "mem/feature_set.hpp"
 
 #include "diag/assertion.hpp"
+#include "mem/assertion_paths.hpp"
 
 namespace foundation::core::mem {
 
@@ -46,7 +47,7 @@ bool is_on(const feature_row& row, profile which) {
 
 void insert(feature_set& set, const feature_impl& feature) {
   const auto result = set.emplace(feature.get_type(), feature);
-  diag::assert_that(result.second, "result.second", manager_unit);
+  diag::assert_that(result.second, "result.second", manager_path);
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
-// The six features of the memory manager as values, and what a profile switches on. Pure: nothing here acts on a
-// feature.
+// The six features of the memory manager as values, the word of each, and what a profile switches on. How a string of
+// such words becomes features stands in option_words.hpp. Pure: nothing here acts on a feature.
 #pragma once
 
 #include <fl/mem/manager.hpp>
@@ -9,9 +9,6 @@
 #include <string>
 
 namespace foundation::core::mem::detail {
-
-/// What assertions and check records of the manager name as their place, wherever its parts stand.
-inline constexpr const char* manager_unit = "src/fl/mem/mem_manager";
 
 /// In ascending order: the source of every walk over the types.
 inline constexpr std::array feature_types = {
@@ -49,7 +46,7 @@ const char* option_word(manager::feature::type type);
 /// One entry, or none if `type` is not one of the six.
 feature_set get_features(manager::feature::type type, bool enabled);
 
-/// Overlays: what `source` says about a type takes the place of what `destination` said.
+/// Overlays: what `source` says about a type replaces what `destination` said.
 void merge_features(feature_set& destination, const feature_set& source);
 
 /// All six.

@@ -6,11 +6,12 @@
 
 #include "loggers.hpp"
 #include "mem/aligned_heap_create.hpp"
+#include "mem/assertion_paths.hpp"
+#include "mem/crt_heap_tuning.hpp"
 #include "mem/feature_set.hpp"
-#include "mem/options.hpp"
-#include "mem/windows/crt_heap_tuning.hpp"
-#include "mem/windows/option_string.hpp"
-#include "mem/windows/plugin.hpp"
+#include "mem/option_string.hpp"
+#include "mem/option_words.hpp"
+#include "mem/plugin.hpp"
 #include "util/built_once.hpp"
 #include "util/thread_slot.hpp"
 #include "util/whole_text.hpp"
@@ -135,7 +136,7 @@ bool manager_impl::set_thread_terminate_on_oom_impl(bool terminate) const {
 void manager_impl::reinit_new_handler_impl() const {
   const std::new_handler found = std::set_new_handler(dispatch_new_handler);
   if (found != dispatch_new_handler) {
-    logger.check_failed(detail::manager_unit, __LINE__, __PRETTY_FUNCTION__,
+    logger.check_failed(detail::manager_path, __LINE__, __PRETTY_FUNCTION__,
                         "NEW HANDLER CLOBBERED: expected=", reinterpret_cast<const void*>(dispatch_new_handler),
                         "  actual=", reinterpret_cast<const void*>(found));
   }

@@ -5,7 +5,7 @@
 
 namespace foundation::core::mem {
 
-/// The two's complement of the page size: the bits that tell pages apart. Set when the library loads, in load.cpp.
+/// The two's complement of the page size: the bits in which pages differ. Set when the library loads, in load.cpp.
 extern const std::uintptr_t page_mask;
 
 }  // namespace foundation::core::mem

@@ -4,8 +4,6 @@
 
 namespace foundation::core::mem {
 
-MemStatsReader::~MemStatsReader() = default;
-
 stats::stats() : alloced_(0) {}
 
 stats::stats(unsigned long long alloced) : alloced_(alloced) {}

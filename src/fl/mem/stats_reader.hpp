@@ -9,9 +9,9 @@ namespace foundation::core::mem {
 /// Asks the system; any thread may call it.
 class MemStatsReader {
  public:
-  /// The bytes committed to this process; 0 if the system does not tell.
+  /// The bytes committed to this process; 0 if the system gives no figure.
   virtual std::uint64_t ReadAlloced() = 0;
-  virtual ~MemStatsReader();
+  virtual ~MemStatsReader() = default;
 };
 
 /// Null where there is nothing to read. Set when the library loads, in load.cpp, and deleted when it is unloaded.

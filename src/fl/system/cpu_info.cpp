@@ -3,7 +3,7 @@
 #include <foundation_log/termination.hpp>
 
 #include "loggers.hpp"
-#include "system/windows/core_counts.hpp"
+#include "system/number_of_cores.hpp"
 
 #include <algorithm>
 #include <thread>
@@ -20,6 +20,18 @@ void logCurrentException() {
     loggers::cpu_info.log(log::severity::complaint,
                           "Exception caught: ", log::detail::current_exception_chain_as_string());
   }
+}
+
+details askForCores() {
+  windows::core_details cores;
+  windows::computeNumberOfCores(cores);
+  details found;
+  found.pCores = cores.pCores;
+  found.lCores = cores.lCores;
+  found.aCores = cores.aCores;
+  found.performanceCores = cores.performanceCores;
+  found.efficiencyCores = cores.efficiencyCores;
+  return found;
 }
 
 void addFrequency(details& found) {
@@ -54,8 +66,7 @@ auto compared(const CpuInfo& info) {
 
 void CpuInfo::refresh() {
   detailsValid_ = false;
-  details found;
-  windows::computeNumberOfCores(found);
+  details found = askForCores();
   found.hyperthreaded = found.lCores != found.pCores;
   addFrequency(found);
   logDetails(found);

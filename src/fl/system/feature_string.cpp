@@ -1,4 +1,4 @@
-// The names of features, and where the processor tells of them.
+// The names of features, and where the processor reports them: getFeatureString of fl/system/instruction_set.hpp.
 
 #include <fl/system/instruction_set.hpp>
 
@@ -19,7 +19,7 @@ struct feature {
   const char* token;
   std::uint32_t (set::*word)() const noexcept;
   unsigned bit;  ///< of the word
-  vendors told_by;
+  vendors reported_by;
   std::uint64_t saved_state;  ///< what the operating system must save for it
 };
 
@@ -81,12 +81,12 @@ constexpr feature features[] = {
     {" _3DNOWEXT ", &set::cpuidExt1Edx, 30, vendors::amd, none},
 };
 
-bool isToldBy(vendors which, const InstructionSet& processor) {
+bool isReportedBy(vendors which, const InstructionSet& processor) {
   return which == vendors::all || (which == vendors::intel ? processor.isIntel() : processor.isAMD());
 }
 
 bool has(const InstructionSet& processor, const feature& wanted) {
-  return isToldBy(wanted.told_by, processor) && ((processor.*wanted.word)() >> wanted.bit & 1) != 0 &&
+  return isReportedBy(wanted.reported_by, processor) && ((processor.*wanted.word)() >> wanted.bit & 1) != 0 &&
          (processor.xcr0() & wanted.saved_state) == wanted.saved_state;
 }
 

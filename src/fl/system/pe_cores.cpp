@@ -12,13 +12,9 @@ namespace foundation::core::system::windows {
 
 namespace {
 
-constexpr record_source source_of_records = {"GetSystemCpuSetInformation", cpu_set_record::size, complainAboutTiers};
-
-PECores coresOfBothKinds(unsigned long long performance, unsigned long long efficiency) {
-  PECores cores;
-  cores.efficiencyCores = static_cast<std::int32_t>(efficiency);
-  cores.performanceCores = static_cast<std::int32_t>(performance);
-  return cores;
+/// In the order of the members.
+PECores coresOfBothKinds(unsigned long long efficiency, unsigned long long performance) {
+  return {static_cast<std::int32_t>(efficiency), static_cast<std::int32_t>(performance)};
 }
 
 /// The class of each core. Empty, after a complaint, if entries of one core differ.
@@ -53,29 +49,10 @@ PECores classify(unsigned long long numPhysical, std::span<const CpuSetEntry> en
         ", ePhysical=" + std::to_string(efficiency) + ", numPhysical=" + std::to_string(numPhysical) + ")");
     return {};
   }
-  return coresOfBothKinds(performance, efficiency);
+  return coresOfBothKinds(efficiency, performance);
 }
 
 }  // namespace
-
-IWindowsCpuSet::~IWindowsCpuSet() = default;
-
-std::vector<CpuSetEntry> parseCpuSets(byte_range buffer) {
-  std::vector<CpuSetEntry> entries;
-  walkRecords(source_of_records, buffer, [&](byte_range record) {
-    if (read<std::uint32_t>(record, cpu_set_record::type) != cpu_set_record::cpu_set_information) {
-      return true;
-    }
-    if (record.size() < cpu_set_record::end) {
-      return false;
-    }
-    const std::uint32_t group = read<std::uint16_t>(record, cpu_set_record::group);
-    entries.push_back({group << 16 | read<std::uint8_t>(record, cpu_set_record::core_index),
-                       read<std::uint8_t>(record, cpu_set_record::efficiency_class)});
-    return true;
-  });
-  return entries;
-}
 
 PECores classifyCores(unsigned long long numPhysical, std::span<const CpuSetEntry> entries) noexcept {
   try {
@@ -92,7 +69,7 @@ PECores inferCoresFromCounts(unsigned long long numPhysical, unsigned long long 
     return {};
   }
   // One thread of each efficiency core and two of each performance core make numLogical.
-  return coresOfBothKinds(smt, numPhysical - smt);
+  return coresOfBothKinds(numPhysical - smt, smt);
 }
 
 PECores computePECores(unsigned long long numPhysical, unsigned long long numLogical,
@@ -108,6 +85,10 @@ PECores computePECores(unsigned long long numPhysical, unsigned long long numLog
     complainAboutTiers("Windows CPU-set probe: the source of the CPU sets failed");
   }
   return inferCoresFromCounts(numPhysical, numLogical);
+}
+
+PECores computePECores(unsigned long long numPhysical, unsigned long long numLogical) noexcept {
+  return computePECores(numPhysical, numLogical, WindowsCpuSetActual());
 }
 
 }  // namespace foundation::core::system::windows

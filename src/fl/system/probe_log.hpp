@@ -1,5 +1,4 @@
-// Complaints about what the system says of its processors, from logic that has no log of its own. Implemented in
-// windows/probe_log.cpp. Called without memory, too: then there is no record.
+// Complaints about what the system says of its processors. Called without memory, too: then there is no record.
 #pragma once
 
 #include <string_view>

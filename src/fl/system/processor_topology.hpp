@@ -1,5 +1,5 @@
-// Counts cores and logical processors in what GetLogicalProcessorInformationEx tells. Pure, apart from complaints about
-// damaged buffers.
+// Counts cores and logical processors in the records of GetLogicalProcessorInformationEx. Pure, apart from complaints
+// about damaged buffers.
 #pragma once
 
 #include "system/record_walk.hpp"
@@ -24,10 +24,10 @@ struct core_counts {
 };
 
 /// `records`: SYSTEM_LOGICAL_PROCESSOR_INFORMATION_EX. In a system of several groups it only counts which groups the
-/// process is in, since a mask tells of one group. Throws `std::bad_alloc`.
+/// process is in, since a mask covers one group. Throws `std::bad_alloc`.
 core_counts countCores(byte_range records, const process_affinity& affinity);
 
-/// The layout of the records, in bytes; windows/core_counts.cpp compares it with the system's.
+/// The layout of the records, in bytes; windows/processor_query.cpp compares it with the system's.
 namespace topology_record {
 inline constexpr std::size_t relationship = 0;  ///< 32 bits
 inline constexpr std::size_t size = 4;          ///< 32 bits

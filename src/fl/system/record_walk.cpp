@@ -15,7 +15,7 @@ std::string place(std::size_t offset, byte_range buffer) {
 
 }  // namespace
 
-void walkRecords(const record_source& source, byte_range buffer, const std::function<bool(byte_range record)>& take) {
+void walkRecords(const record_source& source, byte_range buffer, const std::function<bool(byte_range record)>& visit) {
   const auto complain = [&](const std::string& what) { source.complain(source.function + (" buffer " + what)); };
   if (buffer.data() == nullptr && !buffer.empty()) {
     return complain("produced a null record pointer" + place(0, buffer) + "; aborting parse");
@@ -31,15 +31,15 @@ void walkRecords(const record_source& source, byte_range buffer, const std::func
       return complain("contained a zero-sized record" + place(offset, buffer) +
                       "; aborting parse to avoid an infinite loop");
     }
-    const auto told = [&] {
+    const auto record_here = [&] {
       return "contained a record of " + std::to_string(size) + " bytes" + place(offset, buffer);
     };
-    const bool whole = size >= header_size && take(rest.first(std::min(size, rest.size())));
+    const bool whole = size >= header_size && visit(rest.first(std::min(size, rest.size())));
     if (size > rest.size()) {
-      return complain(told() + ", which reaches past the end; aborting parse");
+      return complain(record_here() + ", which reaches past the end; aborting parse");
     }
     if (!whole) {
-      return complain(told() + ", which is too short; aborting parse");
+      return complain(record_here() + ", which is too short; aborting parse");
     }
     offset += size;
   }

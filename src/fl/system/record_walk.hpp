@@ -1,4 +1,4 @@
-// Buffers of the system that hold records of different lengths, one behind the other. Each record tells its own length
+// Buffers of the system that hold records of different lengths, one behind the other. Each record has its own length
 // in bytes and its kind in two words of 32 bits at its start.
 //
 // Nothing outside the buffer is read, whatever it holds. A walk ends early, with a complaint, at a record that is of no
@@ -31,8 +31,8 @@ Value read(byte_range record, std::size_t offset) {
   return value;
 }
 
-/// Hands the records to `take`, as far as they lie inside the buffer: at least the two words. `take` returns false if
-/// the record is too short for what its kind must have. Throws what `take` throws, and `std::bad_alloc`.
-void walkRecords(const record_source& source, byte_range buffer, const std::function<bool(byte_range record)>& take);
+/// Hands the records to `visit`, as far as they lie inside the buffer: at least the two words. `visit` returns false if
+/// the record is too short for what its kind must have. Throws what `visit` throws, and `std::bad_alloc`.
+void walkRecords(const record_source& source, byte_range buffer, const std::function<bool(byte_range record)>& visit);
 
 }  // namespace foundation::core::system

@@ -82,10 +82,10 @@ checked_lock::outcome checked_lock::acquire(bool last, const void* reported) noe
   ++tenure_;
   owner_stack_ = __builtin_frame_address(0);
   owner_ = former_ = self;
-  return outcome::taken;
+  return outcome::acquired;
 }
 
-/// A thread that takes the lock time after time would leave the others no turn: they sleep between two looks.
+/// A thread that acquires the lock time after time would leave the others no turn: they sleep between two looks.
 bool checked_lock::gives_way(unsigned long self, unsigned turn) const noexcept {
   return former_ == self && waiting_ > 1 && turn < turns_to_give_way;
 }

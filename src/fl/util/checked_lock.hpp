@@ -2,7 +2,7 @@
 // same thread, or on another one while the first waits for it, and must not hang there.
 //
 // Slow or stopped. Who waits for a holder that works, however slowly, is to go on waiting; who waits for one that will
-// never work again is not. A thread does not tell which it is, so these are the signs of a stopped one:
+// never work again is not. A thread does not show which it is, so these are the signs of a stopped one:
 //
 //   - it is the calling thread itself, interrupted by a fault;
 //   - the thread is found suspended, or ended, ten seconds long;
@@ -28,11 +28,11 @@ class checked_lock {
  public:
   using duration = std::chrono::milliseconds;
 
-  /// Of an attempt to take the lock.
+  /// Of an attempt to acquire the lock.
   enum class outcome {
-    taken,        ///< the caller is to release it
+    acquired,     ///< the caller is to release it
     interrupted,  ///< the calling thread holds it already
-    given_up      ///< another thread holds it and is taken for stopped
+    given_up      ///< another thread holds it and counts as stopped
   };
 
   /// Whoever holds the lock for longer than `limit` counts as stopped.

@@ -12,7 +12,7 @@ class slim_lock {
   slim_lock& operator=(const slim_lock&) = delete;
 
   void lock() noexcept;
-  /// Does not wait. Returns whether the lock was taken.
+  /// Does not wait. Returns whether the caller holds the lock now.
   bool try_lock() noexcept;
   void unlock() noexcept;
   void lock_shared() noexcept;

@@ -2,6 +2,8 @@
 
 #include "platform.hpp"
 
+#include "common/windows/procedure.hpp"
+
 #include <windows.h>
 
 #include <atomic>
@@ -134,7 +136,7 @@ std::optional<std::string> environment_variable(const char* name) {
   const std::wstring wide_name = widened(name);
   std::wstring value(128, L'\0');
   for (;;) {
-    // An empty value and a missing variable both give 0; the last error tells them apart.
+    // An empty value and a missing variable both give 0; the last error is what differs.
     SetLastError(ERROR_SUCCESS);
     const DWORD length = GetEnvironmentVariableW(wide_name.c_str(), value.data(), static_cast<DWORD>(value.size()));
     if (length == 0 && GetLastError() == ERROR_ENVVAR_NOT_FOUND) {
@@ -185,8 +187,8 @@ void set_thread_depth(unsigned depth) noexcept {
 bool process_is_ending() noexcept {
   // Exported by the system, but declared in no header.
   using function_type = BOOLEAN(NTAPI*)();
-  static const auto function = reinterpret_cast<function_type>(
-      reinterpret_cast<void (*)()>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "RtlDllShutdownInProgress")));
+  static const auto function =
+      core::sysdep::windows::find_procedure<function_type>(GetModuleHandleW(L"ntdll.dll"), "RtlDllShutdownInProgress");
   return function != nullptr && function() != FALSE;
 }
 

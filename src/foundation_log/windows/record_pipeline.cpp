@@ -1,11 +1,11 @@
 // The way of a record through Boost.Log to the standard error stream or the log file.
 //
 // The core's own attributes stay untouched, so that other users of the core in this process do not find ours on their
-// records; each of our records brings its attributes along. Our sink takes only records that have "ScopeIndent".
+// records; each of our records brings its attributes along. Our sink accepts only records that have "ScopeIndent".
 
 #include "record_pipeline.hpp"
 
-#include <foundation_log/termination.hpp>
+#include <foundation_log/indent_attribute.hpp>
 
 #include "platform.hpp"
 #include "record_format.hpp"
@@ -71,7 +71,7 @@ void* open_log_file() {
 }
 
 /// Boost.Log would lock around the sink with a mutex that a thread ended at the end of the process can leave locked;
-/// this one says that it copes alone. Nor does it take a line that Boost.Log has formatted, which without memory is
+/// this one says that it copes alone. Nor does it accept a line that Boost.Log has formatted, which without memory is
 /// cut.
 class line_writer : public logging::sinks::basic_sink_backend<logging::sinks::concurrent_feeding> {
  public:

@@ -1,13 +1,13 @@
-// Catalog files. The events of a JSON parser are taken rather than its tree: a tree no longer knows that a key stood
+// Catalog files. The events of a JSON parser are used rather than its tree: a tree no longer knows that a key stood
 // twice, nor on which line a value was.
 #include "catalog/catalog_file.hpp"
 
 #include <i18n/convert.hpp>
-#include <i18n/message_catalog.hpp>
+
+#include "catalog/bad_catalog.hpp"
 
 #include <boost/json/basic_parser_impl.hpp>
 #include <boost/system/error_code.hpp>
-#include <boost/throw_exception.hpp>
 
 #include <algorithm>
 #include <cstdint>
@@ -19,7 +19,7 @@ namespace {
 using boost::json::string_view;
 using boost::system::error_code;
 
-/// Takes what the parser finds. A function that returns false ends the parsing with the error that it has set.
+/// Keeps what the parser finds. A function that returns false ends the parsing with the error that it has set.
 class catalog_handler {
  public:
   static constexpr std::size_t max_object_size = std::string::npos;
@@ -31,22 +31,22 @@ class catalog_handler {
   bool on_document_end(error_code&) { return true; }
   bool on_object_begin(error_code& error) { return std::exchange(inside_, true) ? not_a_text(error) : true; }
   bool on_object_end(std::size_t, error_code&) { return true; }
-  bool on_key_part(string_view part, std::size_t, error_code&) { return take(part); }
+  bool on_key_part(string_view part, std::size_t, error_code&) { return append(part); }
   bool on_key(string_view rest, std::size_t, error_code& error) {
-    take(rest);
-    mnemonic_ = std::exchange(taken_, {});
+    append(rest);
+    mnemonic_ = std::exchange(so_far_, {});
     return texts_.count(mnemonic_) == 0 || refuse(error, "the mnemonic \"" + mnemonic_ + "\" stands here again");
   }
   bool on_string_part(string_view part, std::size_t, error_code& error) {
-    return inside_ ? take(part) : not_a_text(error);
+    return inside_ ? append(part) : not_a_text(error);
   }
   bool on_string(string_view rest, std::size_t, error_code& error) {
     if (!inside_) {
       return not_a_text(error);
     }
-    take(rest);
-    texts_.emplace(mnemonic_, utf8_to_ustring(taken_));
-    taken_.clear();
+    append(rest);
+    texts_.emplace(mnemonic_, utf8_to_ustring(so_far_));
+    so_far_.clear();
     return true;
   }
   bool on_array_begin(error_code& error) { return not_a_text(error); }
@@ -65,8 +65,8 @@ class catalog_handler {
   catalog_texts& texts() noexcept { return texts_; }
 
  private:
-  bool take(string_view part) {
-    taken_.append(part.data(), part.size());
+  bool append(string_view part) {
+    so_far_.append(part.data(), part.size());
     return true;
   }
   bool refuse(error_code& error, std::string why) {
@@ -80,7 +80,7 @@ class catalog_handler {
   }
 
   catalog_texts texts_;
-  std::string taken_;     ///< what has come of the key or text at hand
+  std::string so_far_;    ///< what has come of the key or text at hand
   std::string mnemonic_;  ///< the key whose value is at hand
   std::string complaint_;
   bool inside_ = false;  ///< the one object has begun
@@ -117,21 +117,16 @@ catalog_texts parse_catalog(std::string_view json, const ustring& path) {
   }
   boost::json::basic_parser<catalog_handler> parser{boost::json::parse_options()};
   error_code error;
-  const std::size_t taken = parser.write_some(false, json.data(), json.size(), error);
-  if (!error && taken != json.size()) {
+  const std::size_t parsed = parser.write_some(false, json.data(), json.size(), error);
+  if (!error && parsed != json.size()) {
     error = boost::json::error::extra_data;
   }
   if (error) {
     const std::string& complaint = parser.handler().complaint();
     throw_bad_catalog(
-        path, position_behind(json.substr(0, taken)) + ": " + (complaint.empty() ? error.message() : complaint));
+        path, position_behind(json.substr(0, parsed)) + ": " + (complaint.empty() ? error.message() : complaint));
   }
   return std::move(parser.handler().texts());
-}
-
-void throw_bad_catalog(const ustring& path, const std::string& reason) {
-  boost::throw_exception(bad_catalog("the message catalog " + ustring_to_utf8(path) + " cannot be used: " + reason),
-                         BOOST_CURRENT_LOCATION);
 }
 
 }  // namespace fl::i18n::detail

@@ -21,7 +21,4 @@ std::optional<ustring> catalog_file_name(std::string_view catalog);
 /// `path`, line and column.
 catalog_texts parse_catalog(std::string_view json, const ustring& path);
 
-/// Throws `bad_catalog`, which says the file and the reason.
-[[noreturn]] void throw_bad_catalog(const ustring& path, const std::string& reason);
-
 }  // namespace fl::i18n::detail

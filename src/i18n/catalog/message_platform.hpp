@@ -30,7 +30,7 @@ std::optional<std::string> read_catalog_file(const ustring& path);
 /// Since the system started.
 std::uint64_t milliseconds() noexcept;
 
-/// Tells of an unreachable directory in the log.
+/// Mentions an unreachable directory in the log.
 void log_unreachable(const ustring& directory, const std::string& reason) noexcept;
 
 }  // namespace fl::i18n::detail

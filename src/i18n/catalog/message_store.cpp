@@ -1,7 +1,7 @@
 #include "catalog/message_store.hpp"
 
 #include <i18n/convert.hpp>
-#include <i18n/message_catalog.hpp>
+#include <i18n/errors.hpp>
 
 #include "catalog/language_tag.hpp"
 #include "catalog/message_platform.hpp"

@@ -55,18 +55,18 @@ ustring insert_arguments(std::u16string_view text, const std::vector<MsgArgument
   ustring result;
   result.reserve(text.size());
   while (!text.empty()) {
-    std::size_t taken = 1;
+    std::size_t used = 1;
     if (text.substr(0, 2) == u"{{" || text.substr(0, 2) == u"}}") {
       result += text[0];
-      taken = 2;
+      used = 2;
     } else if (const mark found = read_mark(text); found.length != 0 && found.index < arguments.size()) {
       std::visit(append_argument{result}, arguments[found.index]);
-      taken = found.length;
+      used = found.length;
     } else {
-      taken = std::max(taken, found.length);  // A mark without an argument stays whole.
-      result += text.substr(0, taken);
+      used = std::max(used, found.length);  // A mark without an argument stays whole.
+      result += text.substr(0, used);
     }
-    text.remove_prefix(taken);
+    text.remove_prefix(used);
   }
   return result;
 }

@@ -9,7 +9,7 @@
 
 namespace fl::i18n::detail {
 
-/// The text with the arguments in the places of their marks, as i18n/message_catalog.hpp tells. Marks in arguments are
+/// The text with the arguments in the places of their marks, see i18n/message_catalog.hpp. Marks in arguments are
 /// plain text.
 ustring insert_arguments(std::u16string_view text, const std::vector<resource_core::MsgArgument>& arguments);
 

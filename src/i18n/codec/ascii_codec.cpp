@@ -1,7 +1,8 @@
-// US-ASCII. Thread safety: pure functions.
+// Thread safety: as in the header.
+#include "codec/ascii_codec.hpp"
+
 #include "codec/ascii_run.hpp"
-#include "codec/utf_codecs.hpp"
-#include "immortal.hpp"
+#include "codec/immortal.hpp"
 
 namespace fl::i18n::detail {
 namespace {

@@ -4,27 +4,20 @@
 // Thread safety: pure functions.
 #pragma once
 
-#include <emmintrin.h>
+#include "codec/block.hpp"
 
 #include <bit>
 #include <cstddef>
 
 namespace fl::i18n::detail {
 
-constexpr std::size_t ascii_block = 16;  ///< Characters that one step takes.
+constexpr std::size_t ascii_block = 16;  ///< in characters
 
 inline bool is_ascii(char byte) {
   return static_cast<unsigned char>(byte) < 0x80;
 }
 inline bool is_ascii(char16_t unit) {
   return unit < 0x80;
-}
-
-inline __m128i load_block(const void* from) {
-  return _mm_loadu_si128(static_cast<const __m128i*>(from));
-}
-inline void store_block(void* to, __m128i block) {
-  _mm_storeu_si128(static_cast<__m128i*>(to), block);
 }
 
 /// The shorter of two distances.
@@ -85,26 +78,18 @@ void copy_leading_ascii(const In*& from, const In* end, Out*& to, const Out* to_
   }
 }
 
-/// What a step may read or write: fewer than 16 ASCII characters, and the largest `Take` behind them.
-template <class T>
-constexpr std::size_t step_room = sizeof(T) == 1 ? 48 : 24;
-
-template <class Out, class In>
-bool has_step_room(const In* from, const In* end, const Out* to, const Out* to_end) {
-  return static_cast<std::size_t>(end - from) >= step_room<In> &&
-         static_cast<std::size_t>(to_end - to) >= step_room<Out>;
-}
-
-/// Converts while there is room for each step: runs of ASCII here, and what is between them by `Take`, which converts
-/// one character or more and moves both positions behind them, or returns false.
-template <auto Take, class Out, class In>
-void convert_blocks(const In*& from_place, const In* end, Out*& to_place, const Out* to_end) {
-  // Copies: the compiler must take it that a store of a `char` changes the caller's pointers.
+/// Converts while `InRoom` and `OutRoom` units are left: runs of ASCII here, if `with_ascii`, and what is between them
+/// by `step(from, to)`, which converts one character or more and moves both positions behind them, or returns false,
+/// which ends it. The rooms hold a block of ASCII, or one that ends early and what a step reads or writes behind it.
+template <std::size_t InRoom, std::size_t OutRoom, class Out, class In, class WithAscii, class Step>
+void convert_quickly(const In*& from_place, const In* end, Out*& to_place, const Out* to_end, WithAscii with_ascii,
+                     Step step) {
+  // Copies: the compiler must assume that a store of a `char` changes the caller's pointers.
   const In* from = from_place;
   Out* to = to_place;
   bool going = true;
-  while (going && has_step_room(from, end, to, to_end)) {
-    if (is_ascii(*from)) {
+  while (going && static_cast<std::size_t>(end - from) >= InRoom && static_cast<std::size_t>(to_end - to) >= OutRoom) {
+    if (with_ascii && is_ascii(*from)) {
       const unsigned others = copy_ascii_block(from, to);
       if (others == 0) {
         from += ascii_block;
@@ -116,49 +101,9 @@ void convert_blocks(const In*& from_place, const In* end, Out*& to_place, const 
       from += count;
       to += count;
     }
-    going = Take(from, to);
+    going = step(from, to);
   }
   from_place = from;
-  to_place = to;
-}
-
-/// Copies `count` units by blocks, the last two of which overlap. At least one block.
-template <class T>
-void copy_overlapping(const T* from, std::size_t count, T* to) {
-  constexpr std::size_t block = sizeof(__m128i) / sizeof(T);
-  for (std::size_t at = 0; at + block <= count; at += block) {
-    store_block(to + at, load_block(from + at));
-  }
-  store_block(to + count - block, load_block(from + count - block));
-}
-
-/// As `convert_blocks`, for the end of the input, which is too short for that: it is copied to where zeros follow it,
-/// so that steps may read beyond it. Zeros are ASCII, so that no other character goes on with them. For an end of less
-/// than a block this would not pay.
-template <auto Take, class Out, class In>
-void convert_end(const In*& from, const In* end, Out*& to_place, const Out* to_end) {
-  const auto count = static_cast<std::size_t>(end - from);
-  if (count < sizeof(__m128i) / sizeof(In) || count >= step_room<In>) {
-    return;
-  }
-  In copy[2 * step_room<In>] = {};
-  copy_overlapping(from, count, copy);
-  const In* at = copy;
-  const In* const copy_end = copy + count;
-  Out* to = to_place;
-  bool going = true;
-  while (going && at != copy_end && static_cast<std::size_t>(to_end - to) >= step_room<Out>) {
-    if (is_ascii(*at)) {
-      const unsigned others = copy_ascii_block(at, to) | 1U << ascii_block;
-      const auto run = static_cast<std::size_t>(std::countr_zero(others));
-      const auto left = static_cast<std::size_t>(copy_end - at);
-      at += run < left ? run : left;
-      to += run < left ? run : left;
-      continue;
-    }
-    going = Take(at, to);
-  }
-  from += at - copy;
   to_place = to;
 }
 

@@ -1,5 +1,5 @@
-// The loop of a codec over a table: a quick one where there is ample room, and a careful one, which takes one character
-// at a time, for the edges and for what is rare.
+// The conversion of a codec over a table: the quick loop of ascii_run.hpp where there is ample room, and one character
+// at a time with care at the edges and for what is rare.
 //
 // Thread safety: pure functions.
 #pragma once
@@ -9,7 +9,6 @@
 #include "codec/codec.hpp"
 
 #include <algorithm>
-#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -26,7 +25,7 @@ struct character {
 
 constexpr std::size_t incomplete = 0;
 
-/// A step of `convert_quickly`: a byte or a pair of bytes of the table.
+/// A step of `convert_characters`: a byte or a pair of bytes of the table.
 inline auto decoding_step(const code_page_table& table) {
   return [rows = table.rows.data(), units = table.units.data()](const char*& from, char16_t*& to) {
     const auto byte = [from](std::size_t index) { return static_cast<unsigned char>(from[index]); };
@@ -41,7 +40,7 @@ inline auto decoding_step(const code_page_table& table) {
   };
 }
 
-/// A step of `convert_quickly`: a unit that the table has, but for U+0000, which looks like one that it has not.
+/// A step of `convert_characters`: a unit that the table has, but for U+0000, which looks like one that it has not.
 inline auto encoding_step(const code_page_table& table) {
   return [codes = table.codes.data()](const char16_t*& from, char*& to) {
     const std::uint16_t code = codes[*from];
@@ -59,50 +58,34 @@ inline auto encoding_step(const code_page_table& table) {
   };
 }
 
-/// Converts until one of the ends is near or `step(from, to)` returns false. Otherwise a step has converted one
-/// character, of one or two units on either side, and moved both positions behind it.
+/// Steps of at most two units on either side, as many as have room, but no more than `most_steps`: then it is time to
+/// look for a block of US-ASCII again, which costs more than a step where there is none.
 template <class Out, class In, class Step>
-void convert_quickly(const In*& from_place, const In* end, Out*& to_place, const Out* to_end, bool with_ascii,
-                     Step step) {
-  // Steps between two looks for a block of US-ASCII, which costs more than a step where there is none.
-  constexpr std::size_t most_steps = 32;
-  // Copies: the compiler must take it that a store of a `char` changes the caller's pointers.
-  const In* from = from_place;
-  Out* to = to_place;
-  bool going = true;
-  for (std::size_t space; going && (space = room(from, end, to, to_end)) >= ascii_block;) {
-    if (with_ascii && is_ascii(*from)) {
-      const unsigned others = copy_ascii_block(from, to);
-      if (others == 0) {
-        from += ascii_block;
-        to += ascii_block;
-        copy_ascii_blocks(from, end, to, to_end);
-        continue;
+auto many_steps(const In* end, const Out* to_end, Step step) {
+  return [=](const In*& from, Out*& to) {
+    constexpr std::size_t most_steps = 32;
+    for (std::size_t left = std::min(room(from, end, to, to_end) / 2, most_steps); left != 0; --left) {
+      if (!step(from, to)) {
+        return false;
       }
-      const int count = std::countr_zero(others);
-      from += count;
-      to += count;
-      space -= static_cast<std::size_t>(count);
     }
-    for (std::size_t left = std::min(space / 2, most_steps); going && left != 0; --left) {
-      going = step(from, to);
-    }
-  }
-  from_place = from;
-  to_place = to;
+    return true;
+  };
 }
 
-/// Does what `codec::convert` is to do. `take(from, end)` gives the `character` at `from`, which is not `end`; `step`
-/// is that of `convert_quickly`. `with_ascii`: US-ASCII characters stand for themselves.
-template <class Out, class In, class Step, class Take>
+/// Does what `codec::convert` is to do. `step(from, to)` converts one character, of one or two units on either side,
+/// and moves both positions behind it, or returns false. `read(from, end)` gives the `character` at `from`, which is
+/// not `end`. `with_ascii`: US-ASCII characters stand for themselves.
+template <class Out, class In, class Step, class Read>
 stopped convert_characters(const In*& from, const In* end, Out*& to, Out* to_end, bool last, bool with_ascii, Step step,
-                           Take take) {
+                           Read read) {
   for (;;) {
-    convert_quickly(from, end, to, to_end, with_ascii, step);
+    convert_quickly<ascii_block, ascii_block>(from, end, to, to_end, with_ascii,
+                                              many_steps<Out, In>(end, to_end, step));
     if (from == end) {
       return {};
     }
-    const auto next = take(from, end);
+    const auto next = read(from, end);
     if (next.length == incomplete && !last) {
       return {};
     }

@@ -19,7 +19,7 @@ character<char16_t, 1> one_unit(std::size_t length, char16_t unit) {
 
 constexpr character<char16_t, 1> ill_formed = {1, 0, {}};
 
-character<char16_t, 1> take(const char* from, const char* end, const code_page_table& table) {
+character<char16_t, 1> read_character(const char* from, const char* end, const code_page_table& table) {
   const auto byte = [from](std::size_t index) { return static_cast<unsigned char>(from[index]); };
   const auto available = static_cast<std::size_t>(end - from);
   const bool is_three = byte(0) == jis_x_0212_lead;
@@ -62,7 +62,7 @@ stopped eucjp_decoder::convert(const char*& from, const char* end, char16_t*& to
     return (byte(0) < 0x80 || (is_trail(byte(0)) && is_trail(byte(1)))) && in_page(at, out);
   };
   return convert_characters(from, end, to, to_end, last, true, step,
-                            [this](const char* at, const char* at_end) { return take(at, at_end, table_); });
+                            [this](const char* at, const char* at_end) { return read_character(at, at_end, table_); });
 }
 
 stopped eucjp_encoder::convert(const char16_t*& from, const char16_t* end, char*& to, char* to_end,

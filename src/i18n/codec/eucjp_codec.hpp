@@ -3,7 +3,7 @@
 // Both write JIS X 0208 as two bytes from A1 to FE and half-width katakana as 8E and one byte. What EUC-JP writes of
 // JIS X 0212 as 8F b1 b2 is the pair b1, b2 & 7F in the page.
 //
-// Thread safety: as codec.hpp tells. The table, the page's, belongs to someone else and outlives the codec.
+// Thread safety: as in codec.hpp. The table, the page's, belongs to someone else and outlives the codec.
 #pragma once
 
 #include "codec/code_page_table.hpp"

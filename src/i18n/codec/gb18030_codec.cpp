@@ -167,7 +167,7 @@ character<char16_t, 2> four_byte_character(std::size_t number, const gb18030_tab
   return result;
 }
 
-character<char16_t, 2> take_character(const char* from, const char* end, const gb18030_table& table) {
+character<char16_t, 2> read_character(const char* from, const char* end, const gb18030_table& table) {
   const auto byte = [from](std::size_t index) { return static_cast<unsigned char>(from[index]); };
   const auto available = static_cast<std::size_t>(end - from);
   if (!is_lead(byte(0))) {
@@ -235,14 +235,14 @@ gb18030_table::gb18030_table(code_page_table page_936)
 
 stopped gb18030_decoder::convert(const char*& from, const char* end, char16_t*& to, char16_t* to_end,
                                  bool last) const noexcept {
-  const auto take = [this](const char* at, const char* at_end) { return take_character(at, at_end, table_); };
-  return convert_characters(from, end, to, to_end, last, true, decoding_step(table_.pairs), take);
+  const auto read = [this](const char* at, const char* at_end) { return read_character(at, at_end, table_); };
+  return convert_characters(from, end, to, to_end, last, true, decoding_step(table_.pairs), read);
 }
 
 stopped gb18030_encoder::convert(const char16_t*& from, const char16_t* end, char*& to, char* to_end,
                                  bool last) const noexcept {
-  const auto take = [this](const char16_t* at, const char16_t* at_end) { return bytes_of(at, at_end, table_); };
-  return convert_characters(from, end, to, to_end, last, true, encoding_step(table_.pairs), take);
+  const auto read = [this](const char16_t* at, const char16_t* at_end) { return bytes_of(at, at_end, table_); };
+  return convert_characters(from, end, to, to_end, last, true, encoding_step(table_.pairs), read);
 }
 
 }  // namespace fl::i18n::detail

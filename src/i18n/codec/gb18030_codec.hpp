@@ -2,7 +2,7 @@
 // systems. Only two-byte characters come from the system: those of code page 936, but for the private ones and a few
 // that GB18030 maps elsewhere. What a page lacks of them can be neither read nor written then; all else stays as it is.
 //
-// Thread safety: as codec.hpp tells.
+// Thread safety: as in codec.hpp.
 #pragma once
 
 #include "codec/code_page_table.hpp"

@@ -7,7 +7,7 @@ namespace fl::i18n::detail {
 
 stopped table_decoder::convert(const char*& from, const char* end, char16_t*& to, char16_t* to_end,
                                bool last) const noexcept {
-  const auto take = [this](const char* at, const char* at_end) {
+  const auto read = [this](const char* at, const char* at_end) {
     const auto byte = [at](std::size_t index) { return static_cast<unsigned char>(at[index]); };
     std::size_t length = 1;
     char16_t unit = table_.unit(byte(0));
@@ -20,12 +20,12 @@ stopped table_decoder::convert(const char*& from, const char* end, char16_t*& to
     }
     return character<char16_t, 1>{length, unit != code_page_table::no_character, {unit}};
   };
-  return convert_characters(from, end, to, to_end, last, extends_ascii_, decoding_step(table_), take);
+  return convert_characters(from, end, to, to_end, last, extends_ascii_, decoding_step(table_), read);
 }
 
 stopped table_encoder::convert(const char16_t*& from, const char16_t* end, char*& to, char* to_end,
                                bool last) const noexcept {
-  const auto take = [this](const char16_t* at, const char16_t*) {
+  const auto read = [this](const char16_t* at, const char16_t*) {
     const std::uint16_t code = table_.codes[*at];
     const char low = static_cast<char>(code);
     if (code > 0xFF) {
@@ -33,7 +33,7 @@ stopped table_encoder::convert(const char16_t*& from, const char16_t* end, char*
     }
     return character<char, 2>{1, code != code_page_table::no_code || *at == 0, {low}};
   };
-  return convert_characters(from, end, to, to_end, last, extends_ascii_, encoding_step(table_), take);
+  return convert_characters(from, end, to, to_end, last, extends_ascii_, encoding_step(table_), read);
 }
 
 }  // namespace fl::i18n::detail

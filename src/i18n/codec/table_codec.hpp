@@ -3,7 +3,7 @@
 // Decoding, a byte that begins no character is ill-formed by itself. Encoding, a unit that is not in the table is, each
 // half of a surrogate pair for itself.
 //
-// Thread safety: as codec.hpp tells. The table belongs to someone else and outlives the codec.
+// Thread safety: as in codec.hpp. The table belongs to someone else and outlives the codec.
 #pragma once
 
 #include "codec/code_page_table.hpp"

@@ -1,4 +1,4 @@
-// Finds what converts a named encoding. Any number of threads may ask.
+// What converts text of one encoding: its codecs, and the byte order marks at its start. A plain value.
 #pragma once
 
 #include "codec/codec.hpp"
@@ -20,19 +20,13 @@ constexpr std::size_t longest_mark = 4;
 struct text_encoding {
   const decoder* from_bytes = nullptr;  ///< for a text that begins with no mark of `marks`; not null
   const encoder* to_bytes = nullptr;    ///< not null
-  /// The marks that are taken away from the start of a text: up to two, of which none begins with the other one.
-  /// The first is written before a text.
+  /// The marks that are removed from the start of a text: up to two, of which none begins with the other one. The first
+  /// is written before a text.
   byte_order_mark marks[2] = {};
   std::size_t mark_count = 0;
 
   const byte_order_mark* begin() const noexcept { return marks; }
   const byte_order_mark* end() const noexcept { return marks + mark_count; }
 };
-
-/// Throws as `decode` of i18n/encoding.hpp tells.
-text_encoding find_encoding(std::string_view name);
-
-/// The encoding of the active code page. Throws as above.
-text_encoding active_encoding();
 
 }  // namespace fl::i18n::detail

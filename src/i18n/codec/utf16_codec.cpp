@@ -1,10 +1,10 @@
-// UTF-16 as bytes. What is no surrogate, which is nearly everything, goes eight units at a time.
-//
-// Thread safety: pure functions.
-#include "codec/ascii_run.hpp"
+// What is no surrogate, which is nearly everything, goes eight units at a time. Thread safety: as in the header.
+#include "codec/utf16_codec.hpp"
+
+#include "codec/block.hpp"
+#include "codec/immortal.hpp"
 #include "codec/unit_bytes.hpp"
-#include "codec/utf_codecs.hpp"
-#include "immortal.hpp"
+#include "codec/utf_step.hpp"
 
 namespace fl::i18n::detail {
 namespace {
@@ -14,8 +14,7 @@ constexpr std::size_t block_size = 16;  // Bytes, too.
 
 /// Which of eight units are surrogates.
 __m128i surrogates(__m128i units) {
-  return _mm_cmpeq_epi16(_mm_and_si128(units, _mm_set1_epi16(static_cast<short>(0xF800))),
-                         _mm_set1_epi16(static_cast<short>(0xD800)));
+  return _mm_cmpeq_epi16(_mm_and_si128(units, lanes16(0xF800)), lanes16(0xD800));
 }
 
 /// Copies blocks without surrogates and moves both positions behind them. In one of the areas the units are in the byte

@@ -1,7 +1,9 @@
-// UTF-32 as bytes. Thread safety: pure functions.
+// Thread safety: as in the header.
+#include "codec/utf32_codec.hpp"
+
+#include "codec/immortal.hpp"
 #include "codec/unit_bytes.hpp"
-#include "codec/utf_codecs.hpp"
-#include "immortal.hpp"
+#include "codec/utf_step.hpp"
 
 namespace fl::i18n::detail {
 namespace {

@@ -1,8 +1,9 @@
-// Thread safety: pure functions.
+// Thread safety: as in the header.
+#include "codec/utf8_codec.hpp"
+
+#include "codec/immortal.hpp"
 #include "codec/utf8_decode.hpp"
 #include "codec/utf8_encode.hpp"
-#include "codec/utf_codecs.hpp"
-#include "immortal.hpp"
 
 namespace fl::i18n::detail {
 namespace {

@@ -1,16 +1,18 @@
 // The decoder of UTF-8, for all that reads it. Ill-formed subparts are those of i18n/convert.hpp.
 //
-// Two halves: `convert_blocks` takes well-formed text while there is room for its steps, which read and write more
-// than they take; whatever is left, `decode_utf8` takes character by character, with all checks. A step takes up to
-// sixteen ASCII characters, or up to eight of two or three bytes: all of the step's input is converted at once, and the
-// number of characters at its start that are of the kind tells how far to go on. So nothing branches on where a run
-// ends. Only a lone character between ASCII has a short way of its own, which is quicker for text in Latin script.
+// Two halves: the loops of utf8_run.hpp convert well-formed text while there is room for their steps, which read and
+// write more than they convert; whatever is left, `decode_utf8` converts character by character, with all checks. A
+// step converts up to eight characters of two or three bytes: all of its input is converted at once, and the number of
+// characters at its start that are of the kind says how far to go on. So nothing branches on where a run ends. Only a
+// lone character between ASCII has a short way of its own, which is quicker for text in Latin script.
 //
 // Thread safety: pure functions.
 #pragma once
 
 #include "codec/ascii_run.hpp"
+#include "codec/block.hpp"
 #include "codec/codec.hpp"
+#include "codec/utf8_run.hpp"
 #include "codec/utf_step.hpp"
 
 #include <cstdint>
@@ -83,22 +85,10 @@ inline std::uint32_t load_four(const char* from) {
   return bytes;
 }
 
-/// How many of the eight 16-bit lanes have all bits set before the first that has not.
-inline int leading_lanes(__m128i lanes) {
-  const auto mask = static_cast<unsigned>(_mm_movemask_epi8(lanes));
-  // Within a long run the branch lets the processor go on before it knows the mask.
-  return mask == 0xFFFF ? 8 : std::countr_one(mask) / 2;
-}
-
-inline __m128i lanes16(int value) {
-  return _mm_set1_epi16(static_cast<short>(value));
-}
-
-// The steps. Each takes at least one character and moves both positions, or returns false if the next bytes are not a
-// character of its kind.
+// The steps, see utf8_run.hpp. Each returns false if the next bytes are not a character of its kind.
 
 /// Reads 16 bytes and writes 8 units.
-inline bool take_two_bytes(const char*& from, char16_t*& to) {
+inline bool convert_two_bytes(const char*& from, char16_t*& to) {
   if (is_ascii(from[2])) {
     const std::uint32_t bytes = load_four(from);
     *to = static_cast<char16_t>((bytes & 0x1F) << 6 | (bytes >> 8 & 0x3F));
@@ -140,7 +130,7 @@ inline __m128i formed_triples(__m128i triples) {
 }
 
 /// Reads 26 bytes and writes 8 units.
-inline bool take_three_bytes(const char*& from, char16_t*& to) {
+inline bool convert_three_bytes(const char*& from, char16_t*& to) {
   if (is_ascii(from[3])) {
     const std::uint32_t bytes = load_four(from);
     *to = static_cast<char16_t>((bytes & 0xF) << 12 | (bytes >> 2 & 0xFC0) | (bytes >> 16 & 0x3F));
@@ -163,7 +153,7 @@ inline bool take_three_bytes(const char*& from, char16_t*& to) {
   return count != 0;
 }
 
-inline bool take_four_bytes(const char*& from, char16_t*& to) {
+inline bool convert_four_bytes(const char*& from, char16_t*& to) {
   const std::uint32_t bytes = load_four(from);
   const code_point value = (bytes & 0x7) << 18 | (bytes << 4 & 0x3F000) | (bytes >> 10 & 0xFC0) | (bytes >> 24 & 0x3F);
   if ((bytes & 0xC0C0C0F8) != 0x808080F0 || value < 0x10000 || value > 0x10FFFF) {
@@ -175,16 +165,18 @@ inline bool take_four_bytes(const char*& from, char16_t*& to) {
 }
 
 /// What stands at `from` is not ASCII.
-[[gnu::always_inline]] inline bool take_bytes(const char*& from, char16_t*& to) {
+[[gnu::always_inline]] inline bool convert_bytes(const char*& from, char16_t*& to) {
   const auto lead = static_cast<unsigned char>(*from);
-  return lead < 0xE0 ? take_two_bytes(from, to) : lead < 0xF0 ? take_three_bytes(from, to) : take_four_bytes(from, to);
+  return lead < 0xE0   ? convert_two_bytes(from, to)
+         : lead < 0xF0 ? convert_three_bytes(from, to)
+                       : convert_four_bytes(from, to);
 }
 
 /// As `decoder::convert`.
 inline stopped decode_utf8(const char*& from, const char* end, char16_t*& to, char16_t* to_end, bool last) {
-  convert_blocks<take_bytes>(from, end, to, to_end);
+  convert_well_formed<convert_bytes>(from, end, to, to_end);
   if (from != end) {
-    convert_end<take_bytes>(from, end, to, to_end);
+    convert_end<convert_bytes>(from, end, to, to_end);
   }
   for (;;) {
     copy_ascii(from, end, to, to_end);

@@ -4,8 +4,9 @@
 #pragma once
 
 #include "codec/ascii_run.hpp"
+#include "codec/block.hpp"
 #include "codec/codec.hpp"
-#include "codec/utf8_decode.hpp"
+#include "codec/utf8_run.hpp"
 #include "codec/utf_step.hpp"
 
 namespace fl::i18n::detail {
@@ -31,10 +32,10 @@ inline void store_triples(char* to, __m128i units) {
   _mm_storel_epi64(reinterpret_cast<__m128i*>(to + 6), _mm_unpackhi_epi64(sixes, sixes));
 }
 
-// The steps; they do as those of the decoder.
+// The steps, as those of the decoder.
 
 /// Reads 8 units and writes 16 bytes.
-inline bool take_two_byte_units(const char16_t*& from, char*& to) {
+inline bool convert_two_byte_units(const char16_t*& from, char*& to) {
   if (is_ascii(from[1])) {
     *to++ = static_cast<char>(0xC0 | *from >> 6);
     *to++ = static_cast<char>(0x80 | (*from & 0x3F));
@@ -53,7 +54,7 @@ inline bool take_two_byte_units(const char16_t*& from, char*& to) {
 }
 
 /// Reads 8 units and writes 26 bytes.
-inline bool take_three_byte_units(const char16_t*& from, char*& to) {
+inline bool convert_three_byte_units(const char16_t*& from, char*& to) {
   if (is_ascii(from[1])) {
     *to++ = static_cast<char>(0xE0 | *from >> 12);
     *to++ = static_cast<char>(0x80 | (*from >> 6 & 0x3F));
@@ -73,7 +74,7 @@ inline bool take_three_byte_units(const char16_t*& from, char*& to) {
   return true;
 }
 
-inline bool take_pair(const char16_t*& from, char*& to) {
+inline bool convert_pair(const char16_t*& from, char*& to) {
   if (!utf16_traits::is_first_surrogate(from[0]) || !utf16_traits::is_second_surrogate(from[1])) {
     return false;
   }
@@ -83,17 +84,17 @@ inline bool take_pair(const char16_t*& from, char*& to) {
 }
 
 /// What stands at `from` is not ASCII.
-[[gnu::always_inline]] inline bool take_units(const char16_t*& from, char*& to) {
-  return *from < 0x800                            ? take_two_byte_units(from, to)
-         : utf16_traits::trail_length(*from) == 0 ? take_three_byte_units(from, to)
-                                                  : take_pair(from, to);
+[[gnu::always_inline]] inline bool convert_units(const char16_t*& from, char*& to) {
+  return *from < 0x800                            ? convert_two_byte_units(from, to)
+         : utf16_traits::trail_length(*from) == 0 ? convert_three_byte_units(from, to)
+                                                  : convert_pair(from, to);
 }
 
 /// As `encoder::convert`.
 inline stopped encode_utf8(const char16_t*& from, const char16_t* end, char*& to, char* to_end, bool last) {
-  convert_blocks<take_units>(from, end, to, to_end);
+  convert_well_formed<convert_units>(from, end, to, to_end);
   if (from != end) {
-    convert_end<take_units>(from, end, to, to_end);
+    convert_end<convert_units>(from, end, to, to_end);
   }
   for (;;) {
     copy_ascii(from, end, to, to_end);

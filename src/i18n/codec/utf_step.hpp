@@ -40,9 +40,9 @@ inline utf16_character read_utf16(const char16_t* from, const char16_t* end) {
   return {utf16_traits::combine_surrogate(from[0], from[1]), 2};
 }
 
-/// Takes one code point from [from, end), which is not empty, and moves `from` behind it. A lone surrogate is an
+/// Reads one code point of [from, end), which is not empty, and moves `from` behind it. A lone surrogate is an
 /// ill-formed subpart of one unit.
-inline code_point take(const char16_t*& from, const char16_t* end) {
+inline code_point next_code_point(const char16_t*& from, const char16_t* end) {
   const utf16_character next = read_utf16(from, end);
   from += next.length == 0 ? 1 : next.length;
   return next.length == 0 ? replacement_character : next.value;

@@ -1,22 +1,19 @@
 // UTF-8 to UTF-16 and back, whole strings. Thread safety: pure functions.
 //
-// A string cannot be made longer without being filled first, which takes about as long as the conversion of ASCII. So
-// text is converted piece by piece into a small area, which stays in the nearest cache, and appended from there. A text
-// of no more than one piece needs nothing else. For a longer one, memory is reserved once: of the size that the result
-// has if the text is well-formed; but a text that begins with a piece of ASCII is taken to be all ASCII, without
-// counting, which would take half as long as converting it. If it is not, the string grows as it always does.
+// A text of no more than one piece of `append_converted` needs nothing else. For a longer one, memory is reserved once:
+// of the size that the result has if the text is well-formed; but a text that begins with a piece of ASCII counts as
+// all ASCII, since to look would take half as long as converting it. If it is not, the string grows as it always does.
 #include <i18n/convert.hpp>
 
+#include "codec/block.hpp"
 #include "codec/utf8_decode.hpp"
 #include "codec/utf8_encode.hpp"
+#include "convert/append_converted.hpp"
 
 #include <algorithm>
 
 namespace fl::i18n {
 namespace {
-
-using detail::stop_reason;
-using detail::stopped;
 
 /// The sum of what `Count` finds in each whole block of the text: lanes of 8 bits, each 0, -1 or -2.
 template <auto Count, class In>
@@ -66,33 +63,18 @@ std::size_t count_bytes(std::u16string_view text) {
 
 template <auto Convert, auto Count, class Out, class In>
 std::basic_string<Out> convert_whole(std::basic_string_view<In> text, std::basic_string_view<Out> replacement) {
-  constexpr std::size_t area_size = 4096 / sizeof(Out);
-  constexpr std::size_t spare = 4;  // Units, so that a replacement always fits.
-  Out area[area_size + spare];
   std::basic_string<Out> result;
-  const In* from = text.data();
-  const In* const end = from + text.size();
-  Out* const area_end = area + area_size;
-  Out* to = area;
-  for (;;) {
-    const stopped stop = Convert(from, end, to, area_end, true);
-    if (stop.why == stop_reason::ill_formed) {
-      from += stop.ill_formed_length;
-      to = std::copy(replacement.begin(), replacement.end(), to);
-      if (to < area_end) {
-        continue;
-      }
-    }
-    if (result.empty() && from != end) {
-      const bool ascii_so_far = to - area == from - text.data();
+  const auto convert = [](const In*& from, const In* end, Out*& to, Out* to_end) {
+    return Convert(from, end, to, to_end, true);
+  };
+  const auto reserve = [&](std::size_t done, std::size_t count) {
+    if (result.empty() && done != text.size()) {
+      const bool ascii_so_far = count == done;
       result.reserve(ascii_so_far ? text.size() : Count(text));
     }
-    result.append(area, to);
-    to = area;
-    if (stop.why == stop_reason::input_used) {
-      return result;
-    }
-  }
+  };
+  detail::append_converted(result, text, replacement, convert, reserve);
+  return result;
 }
 
 }  // namespace

@@ -1,8 +1,9 @@
-// Conversion of whole strings with the codecs. Thread safety: pure functions.
+// Conversion of whole strings with the codecs; also `to_string` of i18n/convert.hpp. Thread safety: pure functions.
 #include <i18n/convert.hpp>
 #include <i18n/encoding.hpp>
 
-#include "codec/text_encoding.hpp"
+#include "codec/find_encoding.hpp"
+#include "convert/append_converted.hpp"
 
 #include <cstddef>
 #include <string>
@@ -14,45 +15,24 @@ namespace {
 template <class Out, class In>
 using codec = detail::codec<Out, In>;
 
-/// Makes room for `count` more units, and for what is left of the text: as much as the beginning of the text lets
-/// expect, and if that was not enough, as much as it can be at most. So the text is allocated once or twice.
 template <class Out, class In>
-void reserve(std::basic_string<Out>& result, std::size_t count, std::size_t taken, std::size_t left) {
-  const std::size_t needed = result.size() + count;
-  if (result.capacity() < needed) {
-    const bool is_first = result.size() <= detail::longest_mark;
-    const std::size_t expected = left * count / taken;
-    result.reserve(needed + (is_first ? expected + expected / 16 : left * codec<Out, In>::max_character));
-  }
-}
-
-/// Appends `text`, converted, to `result`, which is empty or a byte order mark. By way of a small area, as in utf.cpp.
-template <class Out, class In>
-void append(std::basic_string_view<In> text, const codec<Out, In>& converter, std::basic_string<Out>& result) {
-  constexpr std::size_t area_size = 4096 / sizeof(Out);
-  // So that a replacement always fits.
-  constexpr std::size_t filled = area_size - codec<Out, In>::max_character;
-  Out area[area_size];
-  Out* to = area;
-  const In* from = text.data();
-  const In* const end = from + text.size();
-  for (;;) {
-    const detail::stopped stop = converter.convert(from, end, to, area + filled, true);
-    if (stop.why == detail::stop_reason::ill_formed) {
-      const std::basic_string_view<Out> replacement = converter.replacement();
-      to += replacement.copy(to, replacement.size());
-      from += stop.ill_formed_length;
+void append(std::basic_string<Out>& result, std::basic_string_view<In> text, const codec<Out, In>& converter) {
+  const std::size_t mark_size = result.size();
+  const auto convert = [&](const In*& from, const In* end, Out*& to, Out* to_end) {
+    return converter.convert(from, end, to, to_end, true);
+  };
+  // Room for what is left of the text, too: as much as the beginning of the text lets expect, and if that was not
+  // enough, as much as it can be at most. So the text is allocated once or twice.
+  const auto reserve = [&](std::size_t done, std::size_t count) {
+    const std::size_t needed = result.size() + count;
+    if (result.capacity() < needed) {
+      const std::size_t left = text.size() - done;
+      const std::size_t expected = left * count / done;
+      const bool is_first = result.size() == mark_size;
+      result.reserve(needed + (is_first ? expected + expected / 16 : left * codec<Out, In>::max_character));
     }
-    if (stop.why != detail::stop_reason::ill_formed || to >= area + filled) {
-      const auto taken = static_cast<std::size_t>(from - text.data());
-      reserve<Out, In>(result, static_cast<std::size_t>(to - area), taken, text.size() - taken);
-      result.append(area, to);
-      to = area;
-    }
-    if (stop.why == detail::stop_reason::input_used) {
-      return;
-    }
-  }
+  };
+  detail::append_converted(result, text, converter.replacement(), convert, reserve);
 }
 
 std::string encode(const ustring& text, const detail::text_encoding& encoding) {
@@ -60,13 +40,11 @@ std::string encode(const ustring& text, const detail::text_encoding& encoding) {
   if (encoding.mark_count != 0) {
     result = encoding.marks[0].bytes;
   }
-  append(std::u16string_view(text), *encoding.to_bytes, result);
+  append(result, std::u16string_view(text), *encoding.to_bytes);
   return result;
 }
 
 }  // namespace
-
-unknown_encoding::~unknown_encoding() = default;
 
 ustring decode(std::string_view bytes, std::string_view encoding) {
   const detail::text_encoding found = detail::find_encoding(encoding);
@@ -79,7 +57,7 @@ ustring decode(std::string_view bytes, std::string_view encoding) {
     }
   }
   ustring result;
-  append(bytes, *converter, result);
+  append(result, bytes, *converter);
   return result;
 }
 

@@ -34,7 +34,7 @@ bool recoder::convert(char*& to, char* to_end, const char*& from, const char* fr
 std::uint64_t recoder::refused_position() const noexcept {
   std::uint64_t position = units_position_;
   for (const char16_t* unit = units_; unit != next_;) {
-    position += static_cast<std::uint64_t>(utf8_traits::width(take(unit, next_)));
+    position += static_cast<std::uint64_t>(utf8_traits::width(next_code_point(unit, next_)));
   }
   return position;
 }

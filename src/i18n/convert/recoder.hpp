@@ -17,7 +17,7 @@ class recoder {
   recoder(const std::string& from_encoding, const std::string& to_encoding, bool lenient)
       : decoder_(from_encoding, lenient), encoder_(to_encoding, lenient) {}
 
-  /// As `stream_converter::convert` tells. Returns whether the next call gives more output; throws `conversion_error`
+  /// As `stream_converter::convert`. Returns whether the next call gives more output; throws `conversion_error`
   /// as the strict converters do.
   bool convert(char*& to, char* to_end, const char*& from, const char* from_end, bool last);
 

@@ -21,15 +21,6 @@ std::size_t convert_text(detail::text_converter<Out, In>& state, const char* uni
 
 }  // namespace
 
-conversion_error::conversion_error(const std::string& text, std::uint64_t position)
-    : std::range_error(text), position_(position) {}
-
-conversion_error::conversion_error(const conversion_error& other) noexcept = default;
-
-conversion_error& conversion_error::operator=(const conversion_error& other) noexcept = default;
-
-conversion_error::~conversion_error() = default;
-
 stream_codecvt_string_to_ustring::stream_codecvt_string_to_ustring(const std::string& encoding, bool lenient)
     : state_(std::make_unique<detail::text_converter<char16_t, char>>(encoding, lenient)) {}
 

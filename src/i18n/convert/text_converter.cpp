@@ -5,8 +5,9 @@
 // area by itself.
 #include "convert/text_converter.hpp"
 
-#include <i18n/stream_converter.hpp>
+#include <i18n/errors.hpp>
 
+#include "codec/find_encoding.hpp"
 #include "codec/utf_step.hpp"
 
 #include <boost/throw_exception.hpp>
@@ -82,17 +83,16 @@ outcome text_converter<Out, In>::convert(Out*& to, Out* to_end, const In*& from,
       return outcome::done;
     }
   }
+  const passage here{from, from_end, to, to_end, last, to_begin};
   for (;;) {
-    if (at_start_ && !pass_mark(from, from_end, last)) {
+    if (at_start_ && !pass_mark(here)) {
       return outcome::done;
     }
-    if (!write_pending(to, to_end)) {
+    if (!write_pending(here)) {
       return outcome::full;
     }
-    const bool is_empty = to == to_begin;
-    const stop_reason why = held_count_ == 0 ? convert_piece(to, to_end, is_empty, from, from_end, last)
-                                             : convert_held(to, to_end, is_empty, from, from_end, last);
-    if (why == stop_reason::input_used && from == from_end) {
+    const stop_reason why = held_count_ == 0 ? convert_piece(here) : convert_held(here);
+    if (why == stop_reason::input_used && here.is_used()) {
       if (last) {
         start();
       }
@@ -107,18 +107,18 @@ outcome text_converter<Out, In>::convert(Out*& to, Out* to_end, const In*& from,
   }
 }
 
-/// Takes away or writes a mark at the start of the text. Returns false if that cannot be told yet.
+/// Removes or writes a mark at the start of the text. Returns false if too little of it has come to know which.
 template <class Out, class In>
-bool text_converter<Out, In>::pass_mark(const In*& from, const In* from_end, bool last) noexcept {
-  if (from == from_end && !last) {
+bool text_converter<Out, In>::pass_mark(const passage& here) noexcept {
+  if (here.is_used() && !here.last) {
     return false;
   }
   if constexpr (std::is_same_v<In, char>) {
     In window[most];
-    const std::string_view start(window, static_cast<std::size_t>(join(window, from, from_end) - window));
+    const std::string_view start(window, static_cast<std::size_t>(join(window, here) - window));
     for (const byte_order_mark& mark : encoding_) {
       if (start.substr(0, mark.bytes.size()) == mark.bytes) {
-        from += mark.bytes.size() - held_count_;
+        here.from += mark.bytes.size() - held_count_;
         held_count_ = 0;
         converted_ = mark.bytes.size();
         codec_ = mark.rest;
@@ -129,9 +129,9 @@ bool text_converter<Out, In>::pass_mark(const In*& from, const In* from_end, boo
     const auto begins_with_start = [start](const byte_order_mark& mark) {
       return mark.bytes.substr(0, start.size()) == start;
     };
-    if (!last && std::any_of(encoding_.begin(), encoding_.end(), begins_with_start)) {
+    if (!here.last && std::any_of(encoding_.begin(), encoding_.end(), begins_with_start)) {
       hold(start.data(), start.data() + start.size());
-      from = from_end;
+      here.from = here.from_end;
       return false;
     }
   } else {
@@ -143,35 +143,33 @@ bool text_converter<Out, In>::pass_mark(const In*& from, const In* from_end, boo
 
 /// Converts from the caller's piece.
 template <class Out, class In>
-stop_reason text_converter<Out, In>::convert_piece(Out*& to, Out* to_end, bool is_empty, const In*& from,
-                                                   const In* from_end, bool last) noexcept {
-  const In* const begin = from;
-  const stop_reason why = convert_some(to, to_end, is_empty, from, from_end, last);
-  converted_ += static_cast<std::size_t>(from - begin);
+stop_reason text_converter<Out, In>::convert_piece(const passage& here) noexcept {
+  const In* const begin = here.from;
+  const stop_reason why = convert_some(here);
+  converted_ += static_cast<std::size_t>(here.from - begin);
   if (why == stop_reason::input_used) {
-    hold(from, from_end);
-    from = from_end;
+    hold(here.from, here.from_end);
+    here.from = here.from_end;
   }
   return why;
 }
 
 /// Converts what is held, with what comes next, and perhaps more.
 template <class Out, class In>
-stop_reason text_converter<Out, In>::convert_held(Out*& to, Out* to_end, bool is_empty, const In*& from,
-                                                  const In* from_end, bool last) noexcept {
+stop_reason text_converter<Out, In>::convert_held(const passage& here) noexcept {
   In window[most];
-  const In* const end = join(window, from, from_end);
+  const In* const end = join(window, here);
   const std::size_t joined = static_cast<std::size_t>(end - window) - held_count_;
-  const bool is_all = joined == static_cast<std::size_t>(from_end - from);
+  const bool is_all = joined == static_cast<std::size_t>(here.from_end - here.from);
   const In* at = window;
-  const stop_reason why = convert_some(to, to_end, is_empty, at, end, last && is_all);
+  const stop_reason why = convert_some({at, end, here.to, here.to_end, here.last && is_all, here.to_begin});
   const auto consumed = static_cast<std::size_t>(at - window);
   converted_ += consumed;
   if (consumed >= held_count_) {
-    from += consumed - held_count_;
+    here.from += consumed - held_count_;
     held_count_ = 0;
   } else if (why == stop_reason::input_used) {
-    from += joined;
+    here.from += joined;
     hold(at, end);
   } else {
     hold(at, window + held_count_);
@@ -179,37 +177,36 @@ stop_reason text_converter<Out, In>::convert_held(Out*& to, Out* to_end, bool is
   return why;
 }
 
-/// Converts once, with a replacement for what is ill-formed. `is_empty`: nothing is in the area yet, so that one
-/// character has to be converted even if it does not fit.
+/// Converts once, with a replacement for what is ill-formed.
 template <class Out, class In>
-stop_reason text_converter<Out, In>::convert_some(Out*& to, Out* to_end, bool is_empty, const In*& from,
-                                                  const In* from_end, bool last) noexcept {
-  const Out* const to_begin = to;
-  const stopped stop = codec_->convert(from, from_end, to, to_end, last);
+stop_reason text_converter<Out, In>::convert_some(const passage& here) noexcept {
+  const stopped stop = codec_->convert(here.from, here.from_end, here.to, here.to_end, here.last);
   if (stop.why == stop_reason::ill_formed && !lenient_) {
+    const auto left = here.from_end - here.from;
     // With the second half of a pair, one can say which character is refused.
-    if (!last && from_end - from == 1 && is_first_half(*from)) {
+    if (!here.last && left == 1 && is_first_half(*here.from)) {
       return stop_reason::input_used;
     }
-    refused_[0] = *from;
-    refused_[1] = from_end - from > 1 ? from[1] : In();
-  } else if (stop.why == stop_reason::output_full && is_empty && to == to_begin) {
+    refused_[0] = *here.from;
+    refused_[1] = left > 1 ? here.from[1] : In();
+  } else if (stop.why == stop_reason::output_full && here.is_area_empty()) {
     Out* pending = pending_;
-    codec_->convert(from, from_end, pending, pending_ + most, last);
+    codec_->convert(here.from, here.from_end, pending, pending_ + most, here.last);
     pending_begin_ = 0;
     pending_end_ = static_cast<std::size_t>(pending - pending_);
   } else if (stop.why == stop_reason::ill_formed) {
     put_pending(codec_->replacement());
-    from += stop.ill_formed_length;
+    here.from += stop.ill_formed_length;
   }
   return stop.why;
 }
 
 /// Copies what is held and as much behind it as has room into the window, and returns the end of that.
 template <class Out, class In>
-In* text_converter<Out, In>::join(In (&window)[most], const In* from, const In* from_end) const noexcept {
+In* text_converter<Out, In>::join(In (&window)[most], const passage& here) const noexcept {
   In* const end = std::copy_n(held_, held_count_, window);
-  return std::copy_n(from, std::min(most - held_count_, static_cast<std::size_t>(from_end - from)), end);
+  const auto left = static_cast<std::size_t>(here.from_end - here.from);
+  return std::copy_n(here.from, std::min(most - held_count_, left), end);
 }
 
 /// Precondition: [from, end) is shorter than `most`.
@@ -226,9 +223,9 @@ void text_converter<Out, In>::put_pending(std::basic_string_view<Out> units) noe
 
 /// Returns whether all of it is written.
 template <class Out, class In>
-bool text_converter<Out, In>::write_pending(Out*& to, Out* to_end) noexcept {
-  while (has_pending() && to != to_end) {
-    *to++ = pending_[pending_begin_++];
+bool text_converter<Out, In>::write_pending(const passage& here) noexcept {
+  while (has_pending() && here.to != here.to_end) {
+    *here.to++ = pending_[pending_begin_++];
   }
   return !has_pending();
 }

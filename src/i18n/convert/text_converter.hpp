@@ -15,7 +15,7 @@ namespace fl::i18n::detail {
 
 /// How a piece ended.
 enum class outcome {
-  done,       ///< all is taken, and written but for the beginning of a character
+  done,       ///< all is used, and written but for the beginning of a character
   full,       ///< the next call gives more output
   ill_formed  ///< only if strict: all before it is written, `refuse` says what it is, and the next call stops here
               ///< again
@@ -30,7 +30,7 @@ class text_converter {
   text_converter(const text_converter&) = delete;
   text_converter& operator=(const text_converter&) = delete;
 
-  /// As `stream_converter::convert` tells, but for what is ill-formed.
+  /// As `stream_converter::convert`, but for what is ill-formed.
   outcome convert(Out*& to, Out* to_end, const In*& from, const In* from_end, bool last) noexcept;
 
   /// Whether the next unit, if it is US-ASCII, would be written at once, as the same number: nothing is held, nothing
@@ -48,20 +48,31 @@ class text_converter {
   static constexpr std::size_t most = text_codec::max_character;
   static_assert(most >= longest_mark);
 
+  /// From where to where one call of `convert` converts: the rest of the caller's piece and of the caller's area.
+  struct passage {
+    const In*& from;
+    const In* const from_end;
+    Out*& to;
+    Out* const to_end;
+    const bool last;            ///< the text ends at `from_end`
+    const Out* const to_begin;  ///< of the area
+
+    bool is_used() const noexcept { return from == from_end; }
+    /// Then one character has to be converted even if it does not fit.
+    bool is_area_empty() const noexcept { return to == to_begin; }
+  };
+
   bool is_between_characters() const noexcept { return !at_start_ && held_count_ == 0 && !has_pending(); }
   void start() noexcept;
-  bool pass_mark(const In*& from, const In* from_end, bool last) noexcept;
-  stop_reason convert_piece(Out*& to, Out* to_end, bool is_empty, const In*& from, const In* from_end,
-                            bool last) noexcept;
-  stop_reason convert_held(Out*& to, Out* to_end, bool is_empty, const In*& from, const In* from_end,
-                           bool last) noexcept;
-  stop_reason convert_some(Out*& to, Out* to_end, bool is_empty, const In*& from, const In* from_end,
-                           bool last) noexcept;
-  In* join(In (&window)[most], const In* from, const In* from_end) const noexcept;
+  bool pass_mark(const passage& here) noexcept;
+  stop_reason convert_piece(const passage& here) noexcept;
+  stop_reason convert_held(const passage& here) noexcept;
+  stop_reason convert_some(const passage& here) noexcept;
+  In* join(In (&window)[most], const passage& here) const noexcept;
   void hold(const In* from, const In* end) noexcept;
   bool has_pending() const noexcept { return pending_begin_ != pending_end_; }
   void put_pending(std::basic_string_view<Out> units) noexcept;
-  bool write_pending(Out*& to, Out* to_end) noexcept;
+  bool write_pending(const passage& here) noexcept;
 
   const std::string name_;  ///< of the encoding, as it was asked for
   const text_encoding encoding_;
@@ -71,7 +82,7 @@ class text_converter {
   const text_codec* codec_ = nullptr;  ///< not null; a mark at the start of a text chooses it anew
   bool at_start_ = false;              ///< of a text that may have a mark there, and nothing of it converted
   std::uint64_t converted_ = 0;        ///< see `converted`
-  In held_[most] = {};                 ///< input that is taken but not converted: the beginning of a character or mark
+  In held_[most] = {};                 ///< input that is used but not converted: the beginning of a character or mark
   std::size_t held_count_ = 0;         ///< units in use of `held_`, less than `most`
   Out pending_[most] = {};             ///< output for which the area was too small
   std::size_t pending_begin_ = 0;      ///< of `pending_`, what is not yet written

@@ -7,7 +7,7 @@
 
 namespace fl::filesystem::detail {
 
-/// The system takes names up to this length, in units with the zero at the end, unless they have its prefix.
+/// The system accepts names up to this length, in units with the zero at the end, unless they have its prefix.
 constexpr std::size_t native_path_limit = 260;
 
 /// Whether it begins with "\\?\", "\\.\" or "\??\": the system reads such a path as it stands, or nearly so.

@@ -1,11 +1,10 @@
 // The system's code pages. Thread safety: pure functions.
 //
-// Only the mapping of well-formed characters is taken from the system. Its treatment of ill-formed bytes differs from
+// Only the mapping of well-formed characters comes from the system. Its treatment of ill-formed bytes differs from
 // page to page: it guesses, drops bits or inserts a default character.
 #include "codec/code_page.hpp"
 
-#include <boost/system/system_error.hpp>
-#include <boost/throw_exception.hpp>
+#include <common/windows/system_error.hpp>
 
 #include <windows.h>
 
@@ -14,10 +13,7 @@ namespace {
 
 static_assert(sizeof(wchar_t) == sizeof(char16_t));
 
-[[noreturn]] void throw_system_error(DWORD code, const char* call, boost::source_location location) {
-  boost::throw_exception(boost::system::system_error(static_cast<int>(code), boost::system::system_category(), call),
-                         location);
-}
+using foundation::core::sysdep::windows::throw_system_error;
 
 /// Converts `count` characters of one unit each into `units`. Returns false if one of them is none.
 bool read_characters(unsigned page, const std::string& bytes, std::size_t count, char16_t* units) {
@@ -78,7 +74,7 @@ bool is_surrogate(std::size_t unit) {
   return unit >= 0xD800 && unit <= 0xDFFF;
 }
 
-/// All units but surrogates in the code page, each with a zero behind it, which tells how many bytes it has.
+/// All units but surrogates in the code page, each with a zero behind it, which shows how many bytes it has.
 std::string encode_all(unsigned page) {
   std::wstring units;
   for (std::size_t unit = 0; unit != code_page_table::unit_count; ++unit) {
@@ -98,7 +94,7 @@ std::string encode_all(unsigned page) {
 }
 
 /// The byte or both bytes at `from`, which a zero follows, as `code_page_table::codes` has them. Moves behind the zero.
-std::uint16_t take_code(const char*& from) {
+std::uint16_t next_code(const char*& from) {
   auto code = static_cast<std::uint16_t>(static_cast<unsigned char>(*from++));
   if (*from != '\0') {
     code = static_cast<std::uint16_t>(code << 8 | static_cast<unsigned char>(*from++));
@@ -115,7 +111,7 @@ void read_codes(unsigned page, const CPINFO& info, code_page_table& table) {
   const char* from = bytes.data();
   for (std::size_t unit = 0; unit != code_page_table::unit_count; ++unit) {
     if (!is_surrogate(unit)) {
-      table.codes[unit] = take_code(from);
+      table.codes[unit] = next_code(from);
     }
   }
 }

@@ -1,5 +1,5 @@
 // The file buffer. The standard library's own `open` for wide names calls `_wfopen`, which denies others nothing
-// (_SH_DENYNO): tests/windows/file_stream_test.cpp opens a file twice.
+// (_SH_DENYNO): tests/windows/io/uofstream_test.cpp opens a file twice.
 #include <i18n/filebuf.hpp>
 #include <i18n/path.hpp>
 
@@ -26,7 +26,7 @@ template <class Char, class Traits>
 basic_filebuf<Char, Traits>::~basic_filebuf() {
   try {
     this->close();
-  } catch (...) {  // nobody is left who could be told
+  } catch (...) {  // nobody is left who could be informed
   }
 }
 

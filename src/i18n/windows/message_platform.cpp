@@ -5,23 +5,20 @@
 #include <i18n/convert.hpp>
 #include <i18n/path.hpp>
 
-#include "catalog/catalog_file.hpp"
+#include "catalog/bad_catalog.hpp"
 
 #include <boost/system/error_code.hpp>
+#include <common/windows/handle_closer.hpp>
 
 #include <windows.h>
 
 #include <algorithm>
-#include <memory>
 #include <new>
 
 namespace fl::i18n::detail {
 namespace {
 
-struct close_handle {
-  void operator()(HANDLE handle) const noexcept { CloseHandle(handle); }
-};
-using file_handle = std::unique_ptr<void, close_handle>;
+using foundation::core::sysdep::windows::HandleCloser;
 
 /// Whether the code says that the way to the file leads nowhere, rather than something about the file.
 bool is_unreachable(DWORD code) {
@@ -61,12 +58,12 @@ bool is_unreachable(DWORD code) {
 }
 
 /// Null if there is no such file.
-file_handle open(const ustring& path) {
+HANDLE open(const ustring& path) {
   constexpr DWORD share = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
   const HANDLE file = CreateFileW(filesystem::path(path).native_access_form().c_str(), GENERIC_READ, share, nullptr,
                                   OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
   if (file != INVALID_HANDLE_VALUE) {
-    return file_handle(file);
+    return file;
   }
   const DWORD code = GetLastError();
   if (code != ERROR_FILE_NOT_FOUND && code != ERROR_PATH_NOT_FOUND) {
@@ -101,21 +98,22 @@ std::string display_language() {
 }
 
 std::optional<std::string> read_catalog_file(const ustring& path) {
-  const file_handle file = open(path);
-  if (!file) {
+  HANDLE file = open(path);
+  const HandleCloser closer(file);
+  if (file == nullptr) {
     return std::nullopt;
   }
   // A name such as NUL.json is a device's on many systems; reading from one may wait for ever.
-  if (GetFileType(file.get()) != FILE_TYPE_DISK) {
+  if (GetFileType(file) != FILE_TYPE_DISK) {
     throw_bad_catalog(path, "it is not a file on a disk");
   }
   std::string content;
   std::string part(65536, '\0');
-  for (DWORD taken = 0;; content.append(part, 0, taken)) {
-    if (ReadFile(file.get(), part.data(), static_cast<DWORD>(part.size()), &taken, nullptr) == FALSE) {
+  for (DWORD count = 0;; content.append(part, 0, count)) {
+    if (ReadFile(file, part.data(), static_cast<DWORD>(part.size()), &count, nullptr) == FALSE) {
       refuse(path, "ReadFile", GetLastError());
     }
-    if (taken == 0) {
+    if (count == 0) {
       return content;
     }
   }

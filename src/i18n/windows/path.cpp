@@ -1,4 +1,5 @@
-// The form of a path that the system is given: cleaned, and beyond its limit absolute and with its prefix.
+// The native access form of i18n/path.hpp, which the system is given: cleaned, and beyond its limit absolute and with
+// its prefix.
 #include <i18n/path.hpp>
 
 #include "path/path_cleanup.hpp"

@@ -147,7 +147,7 @@ TEST(CheckedLock, IsRefusedToTheThreadThatHoldsItAndToOneThatHasWaitedTooLong) {
   checked_lock lock(std::chrono::milliseconds(5));
   for (int tenure = 0; tenure < 2; ++tenure) {
     host_system().thread_id = 1;
-    ASSERT_EQ(lock.acquire(), checked_lock::outcome::taken);
+    ASSERT_EQ(lock.acquire(), checked_lock::outcome::acquired);
     EXPECT_EQ(lock.acquire(), checked_lock::outcome::interrupted);
     host_system().thread_id = 2;
     EXPECT_EQ(lock.acquire(), checked_lock::outcome::given_up);

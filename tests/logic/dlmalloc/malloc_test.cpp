@@ -19,8 +19,6 @@ using namespace foundation::core::mem::dlmalloc;
 using test_support::host_pages;
 using test_support::page_order;
 
-static_assert(checking);
-
 constexpr std::size_t kib = 1024;
 constexpr std::size_t mib = kib * kib;
 
@@ -368,7 +366,7 @@ const std::vector<damage> damages = {
        chunk::of(blocks.second)->next = reinterpret_cast<chunk*>(0x10);
        dlmalloc(100);
      },
-     "take_first_small"},
+     "remove_first_small"},
     {"previous link of a small chunk",
      [] {
        const neighbours blocks(100);
@@ -384,7 +382,7 @@ const std::vector<damage> damages = {
        static_cast<tree_chunk*>(chunk::of(blocks.second))->child[1] = reinterpret_cast<tree_chunk*>(0x10);
        dlmalloc(900);
      },
-     "take_leaf"},
+     "remove_leaf"},
     {"parent of a tree chunk",
      [] {
        const neighbours blocks(1000);
@@ -394,7 +392,7 @@ const std::vector<damage> damages = {
      },
      "replace_node"},
     {"overrun into a free neighbour", [] { overrun(1000); }, "find_in_index"},
-    {"overrun into a larger free neighbour", [] { overrun(5000); }, "take_of_size"},
+    {"overrun into a larger free neighbour", [] { overrun(5000); }, "remove_of_size"},
 };
 
 TEST_F(Arena, DamageEndsInTheReportOfThePlaceThatFoundIt) {

@@ -1,6 +1,6 @@
 // Many threads on one arena. Natively also built with ThreadSanitizer.
 
-#include <dlmalloc/malloc.hpp>
+#include <dlmalloc/validator.hpp>
 
 #include <gtest/gtest.h>
 

@@ -4,7 +4,7 @@
 #include <fl/process/mock_process.hpp>
 #include <fl/process/open_mode.hpp>
 
-#include "host/pipe_handles.hpp"
+#include "host/pipe_calls.hpp"
 
 #include <boost/tuple/tuple.hpp>
 #include <gtest/gtest.h>

@@ -33,10 +33,10 @@ namespace {
 
 using namespace foundation::core::system::windows;
 using test_support::cpu_set_record;
+using test_support::drain_complaints;
 using test_support::put;
 using test_support::put_cpu_set;
 using test_support::record_buffer;
-using test_support::take_tier_complaints;
 using complaints = std::vector<std::string>;
 using entries = std::vector<CpuSetEntry>;
 
@@ -96,16 +96,16 @@ TEST(PECores, TakesTheHighestClassForPerformanceCores) {
   EXPECT_EQ(classifyCores(8, {}), unknown);
   EXPECT_EQ(classifyCores(8, cores_of_classes({3, 3, 3, 3, 3, 3, 3, 3}, 8)), unknown);
   EXPECT_EQ(classifyCores(7, cores_of_classes({1, 1}, 2)), unknown) << "one class is no reason to complain";
-  EXPECT_EQ(take_tier_complaints(), complaints());
+  EXPECT_EQ(drain_complaints(), complaints());
 }
 
 TEST(PECores, KnowsNothingFromEntriesThatContradict) {
   EXPECT_EQ(classifyCores(2, entries{{5, 1}, {6, 0}, {5, 0}, {6, 1}}), unknown);
-  EXPECT_EQ(take_tier_complaints(), complaints{"Windows CPU-set probe: SMT siblings disagree on EfficiencyClass for "
-                                               "coreId=5 (saw 1 and 0)"});
+  EXPECT_EQ(drain_complaints(), complaints{"Windows CPU-set probe: SMT siblings disagree on EfficiencyClass for "
+                                           "coreId=5 (saw 1 and 0)"});
   EXPECT_EQ(classifyCores(4, cores_of_classes({1, 0, 0}, 1)), unknown);
-  EXPECT_EQ(take_tier_complaints(), complaints{"Windows CPU-set probe: tier sum disagrees with numPhysical "
-                                               "(pPhysical=1, ePhysical=2, numPhysical=4)"});
+  EXPECT_EQ(drain_complaints(), complaints{"Windows CPU-set probe: tier sum disagrees with numPhysical "
+                                           "(pPhysical=1, ePhysical=2, numPhysical=4)"});
 }
 
 TEST(PECores, InfersWhatTwoThreadsOnPerformanceCoresLeave) {
@@ -131,10 +131,10 @@ TEST(PECores, PrefersCpuSetsToCounts) {
   EXPECT_EQ(computePECores(8, 12, scripted_cpu_set(cores_of_classes({1, 1, 1, 1, 1, 1, 1, 1}))), cores(4, 4));
   EXPECT_EQ(computePECores(8, 16, scripted_cpu_set({})), unknown);
   EXPECT_EQ(computePECores(8, 8, scripted_cpu_set({})), unknown);
-  EXPECT_EQ(take_tier_complaints(), complaints());
+  EXPECT_EQ(drain_complaints(), complaints());
   EXPECT_EQ(computePECores(8, 12, scripted_cpu_set({{0, 1}, {0, 0}})), cores(4, 4));
   EXPECT_EQ(computePECores(9, 12, scripted_cpu_set(hybrid)), cores(3, 6));
-  EXPECT_EQ(take_tier_complaints().size(), 2u);
+  EXPECT_EQ(drain_complaints().size(), 2u);
 }
 
 TEST(PECores, GoesByTheCountsIfTheSourceFails) {
@@ -146,7 +146,7 @@ TEST(PECores, GoesByTheCountsIfTheSourceFails) {
   } const failing_oddly;
   EXPECT_EQ(computePECores(8, 12, failing), cores(4, 4));
   EXPECT_EQ(computePECores(8, 12, failing_oddly), cores(4, 4));
-  EXPECT_EQ(take_tier_complaints(),
+  EXPECT_EQ(drain_complaints(),
             (complaints{"no entries today", "Windows CPU-set probe: the source of the CPU sets failed"}));
 }
 
@@ -166,7 +166,7 @@ TEST(PECores, GoesByTheCountsWithoutMemory) {
       expected.push_back(expected.empty() ? std::bad_alloc().what() : "Windows CPU-set probe: no memory");
     }
     EXPECT_GT(expected.size(), 8u);
-    EXPECT_EQ(take_tier_complaints(), comes_back ? expected : complaints());
+    EXPECT_EQ(drain_complaints(), comes_back ? expected : complaints());
   }
 }
 
@@ -181,7 +181,7 @@ TEST(PECores, ReadsTheRecordsOfTheSystem) {
   EXPECT_EQ(parseCpuSets(records), (entries{{3, 9}, {0xFFFF00FF, 255}, {0x10003, 9}}))
       << "cores of different groups are different";
   EXPECT_EQ(parseCpuSets({}), entries());
-  EXPECT_EQ(take_tier_complaints(), complaints());
+  EXPECT_EQ(drain_complaints(), complaints());
 }
 
 TEST(PECores, KeepsWhatStandsBeforeADamagedRecord) {
@@ -217,10 +217,10 @@ TEST(PECores, KeepsWhatStandsBeforeADamagedRecord) {
     records[32] = std::byte{size};
     records.resize(total);
     EXPECT_EQ(parseCpuSets(records), kept) << complaint;
-    EXPECT_EQ(take_tier_complaints(), complaints{source + complaint});
+    EXPECT_EQ(drain_complaints(), complaints{source + complaint});
   }
   EXPECT_EQ(parseCpuSets({static_cast<const std::byte*>(nullptr), 32}), entries());
-  EXPECT_EQ(take_tier_complaints(),
+  EXPECT_EQ(drain_complaints(),
             complaints{source + "produced a null record pointer at offset 0 of 32; aborting parse"});
 }
 

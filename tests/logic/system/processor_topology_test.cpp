@@ -30,6 +30,7 @@ namespace {
 
 using namespace foundation::core::system;
 using test_support::core_record;
+using test_support::drain_complaints;
 using test_support::group_info;
 using test_support::group_record_head;
 using test_support::processor_records;
@@ -37,7 +38,6 @@ using test_support::put;
 using test_support::put_core;
 using test_support::put_groups;
 using test_support::record_buffer;
-using test_support::take_topology_complaints;
 using complaints = std::vector<std::string>;
 
 constexpr std::uint64_t all = ~std::uint64_t{0};
@@ -79,7 +79,7 @@ TEST(ProcessorTopology, CountsHybridProcessorsAndPassesOtherRecordsBy) {
   put_groups(records, {6, 0});
   EXPECT_EQ(countCores(records, anywhere), (core_counts{5, 6, 4, 6}));
   EXPECT_EQ(countCores({}, anywhere), core_counts());
-  EXPECT_EQ(take_topology_complaints(), complaints());
+  EXPECT_EQ(drain_complaints(), complaints());
 }
 
 TEST(ProcessorTopology, EndsAtADamagedRecordAndSaysWhere) {
@@ -120,11 +120,10 @@ TEST(ProcessorTopology, EndsAtADamagedRecordAndSaysWhere) {
     record_buffer records = sound;
     records[offset] = std::byte{value};
     EXPECT_EQ(countCores(records, anywhere), counts) << complaint;
-    EXPECT_EQ(take_topology_complaints(), complaints{source + complaint});
+    EXPECT_EQ(drain_complaints(), complaints{source + complaint});
   }
   EXPECT_EQ(countCores({static_cast<const std::byte*>(nullptr), 8}, anywhere), core_counts());
-  EXPECT_EQ(take_topology_complaints(),
-            complaints{source + "produced a null record pointer at offset 0 of 8; aborting parse"});
+  EXPECT_EQ(drain_complaints(), complaints{source + "produced a null record pointer at offset 0 of 8; aborting parse"});
 }
 
 /// The rule once more, in one loop over bytes.
@@ -194,7 +193,7 @@ TEST(ProcessorTopology, ReadsNothingOutsideDamagedBuffers) {
     const process_affinity affinity = {
         random.chance(50) ? all : random.bits(), random.chance(50) ? std::uint16_t{1} : std::uint16_t{2}, {0}};
     ASSERT_EQ(countCores(exact, affinity), count_slowly(exact, affinity)) << "round " << round;
-    complained += take_topology_complaints().size() == 1;
+    complained += drain_complaints().size() == 1;
   }
   EXPECT_GT(complained, 20'000);
 }

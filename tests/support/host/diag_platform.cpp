@@ -5,6 +5,7 @@
 #include <fl/diag/thread_name.hpp>
 
 #include "diag/register_block.hpp"
+#include "diag/stack_pointer.hpp"
 #include "util/thread_id.hpp"
 
 #include <algorithm>
@@ -60,6 +61,10 @@ bool getCurrentThreadName(char* buffer, std::size_t size) {
   }
   buffer[name.copy(buffer, size - 1)] = '\0';
   return true;
+}
+
+const void* stack_pointer_of(const thread_context&) noexcept {
+  return nullptr;
 }
 
 bool windows::context_base::capture_data(const void*) noexcept {

@@ -7,9 +7,9 @@
 
 namespace {
 
-std::vector<std::string> topology, tiers;
+std::vector<std::string> complaints;
 
-void keep(std::vector<std::string>& complaints, std::string_view text) noexcept {
+void keep(std::string_view text) noexcept {
   try {
     complaints.emplace_back(text);
   } catch (const std::bad_alloc&) {
@@ -19,22 +19,18 @@ void keep(std::vector<std::string>& complaints, std::string_view text) noexcept 
 
 }  // namespace
 
-std::vector<std::string> test_support::take_topology_complaints() {
-  return std::exchange(topology, {});
-}
-
-std::vector<std::string> test_support::take_tier_complaints() {
-  return std::exchange(tiers, {});
+std::vector<std::string> test_support::drain_complaints() {
+  return std::exchange(complaints, {});
 }
 
 namespace foundation::core::system {
 
 void complainAboutTopology(std::string_view text) noexcept {
-  keep(topology, text);
+  keep(text);
 }
 
 void complainAboutTiers(std::string_view text) noexcept {
-  keep(tiers, text);
+  keep(text);
 }
 
 }  // namespace foundation::core::system

@@ -7,7 +7,6 @@
 namespace test_support {
 
 /// The complaints since this was last called, in their order.
-std::vector<std::string> take_topology_complaints();
-std::vector<std::string> take_tier_complaints();
+std::vector<std::string> drain_complaints();
 
 }  // namespace test_support

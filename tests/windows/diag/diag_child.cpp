@@ -106,26 +106,6 @@ void overflow() {
   diag::terminate(name != nullptr ? name : "no exception", "diag_child.cpp", 1, "terminate handler");
 }
 
-/// The compiler is not to see that this never returns: it would leave the handler away, and then nothing is unwound.
-[[gnu::noipa]] void end_while_unwinding() {
-  if (zero == 0) {
-    diag::terminate("real", "diag_child.cpp", 2, "unwinding");
-  }
-}
-
-struct unwinding {
-  ~unwinding() { end_while_unwinding(); }
-};
-
-void terminate_in_flight() {
-  const foundation::core::test::terminate_handler handler;
-  try {
-    const unwinding object;
-    throw 1;
-  } catch (...) {
-  }
-}
-
 // The modes below replace the final stage, to look at the process before it ends.
 
 std::atomic<import_patch::any_function> original{nullptr}, find_symbol{nullptr};
@@ -284,23 +264,8 @@ const struct {
     {"std::terminate", []() noexcept { throw_error(); }},
     {"mock process throws", [] { mock_process([]() -> int { throw std::runtime_error("nobody"); }).join(); }},
     {"mock process is left", [] { mock_process([] { return 0; }); }},
-    {"observer throws",
-     [] {
-       const diag::termination_observer observer([](const char* message, const char* file, int, const char* function) {
-         const bool as_given = file == nullptr && function == nullptr;
-         diag::terminate_log(as_given ? message : "not null", diag::thread_context());
-         throw 1;
-       });
-       {
-         const diag::termination_observer inner(nullptr);
-       }
-       diag::terminate("as given", nullptr, 0, nullptr);
-     }},
     {"report faults", [] { terminate_interrupted_by(fault_here); }},
     {"report overflows", [] { terminate_interrupted_by(overflow); }},
-    {"report in report", [] { terminate_interrupted_by([] { diag::terminate_log("m", diag::thread_context()); }); }},
-    {"log in report", [] { terminate_interrupted_by([] { diag::terminate_log(); }); }},
-    {"question in report", [] { terminate_interrupted_by([] { diag::terminate_called(); }); }},
     {"suspended in report", terminate_beside_suspended_thread},
     {"observer in report", observe_within_report},
     {"print overflows",
@@ -310,14 +275,12 @@ const struct {
        diag::stacktrace<8>().format(nowhere, nullptr);
      }},
     {"assert", [] { diag::terminate("it broke", "solve.cpp", 17, "int solve()"); }},
-    {"unknown place", [] { diag::terminate("it broke", nullptr, 0, ""); }},
     // The final stage has room for 4,095 units of message and function and 260 of the path.
     {"longest", [] { diag::terminate(std::string(4082, 'x'), std::string(260, 'f').c_str(), 1, "g"); }},
     {"path too long", [] { diag::terminate("x", std::string(261, 'f').c_str(), 1, "g"); }},
     {"text too long", [] { diag::terminate(std::string(4083, 'x'), "f", 1, "g"); }},
     {"cut", [] { terminate_observed(std::string(65537, 'x')); }},
     {"observer reports", [] { terminate_observed("it broke"); }},
-    {"in flight", terminate_in_flight},
     {"threads", terminate_in_threads},
     {"dialog", count_dialog_switches},
     {"nested handlers", [] { const foundation::core::test::terminate_handler outer, inner; }},

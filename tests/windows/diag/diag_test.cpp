@@ -1,10 +1,9 @@
-// Contexts, stacks, symbols and terminations within a living process. How processes end is seen by crash_test.
+// Contexts, stacks and symbols within a living process. How processes end is seen by terminate_crash_test.
 
 #include <fl/diag.hpp>
 
 #include "import_patch.hpp"
 
-#include <boost/format.hpp>
 #include <gtest/gtest.h>
 
 #include <windows.h>
@@ -13,8 +12,6 @@
 #include <algorithm>
 #include <atomic>
 #include <cstring>
-#include <functional>
-#include <new>
 #include <regex>
 #include <sstream>
 #include <stdexcept>
@@ -30,9 +27,6 @@ const char* diag_test_relative_path = "bin/diag_test";
 namespace {
 
 using namespace foundation::core::diag;
-using foundation::core::ustring;
-using foundation::core::test::terminate_handled;
-using foundation::core::test::terminate_handler;
 using test_support::injected;
 
 std::string symbolic_form(const stacktrace_base& stack, const void* start = nullptr) {
@@ -249,97 +243,6 @@ TEST(Demangle, GivesReadableNamesAndIsStrictOnlyWhenAsked) {
       EXPECT_STREQ(error.what(), text);
     }
   }
-}
-
-/// The message of the termination that `end` runs into, under a handler.
-void expect_terminated(const std::function<void()>& end, const std::string& message) {
-  const terminate_handler handler;
-  try {
-    end();
-    ADD_FAILURE() << message;
-  } catch (...) {
-    EXPECT_TRUE(terminate_handled(message)) << message;
-  }
-}
-
-TEST(Terminate, BringsEveryFormOfMessageToATest) {
-  std::ostringstream written;
-  written << "written";
-  std::stringstream both("both");
-  both.get();
-  expect_terminated([] { terminate("plain", "f", 1, "g"); }, "plain");
-  expect_terminated([] { terminate(static_cast<const char*>(nullptr), nullptr, 0, nullptr); }, "");
-  expect_terminated([] { terminate(std::string("string"), "f", 1, "g"); }, "string");
-  expect_terminated([] { terminate(boost::format("%1% of %2%") % 1 % "two", "f", 1, "g"); }, "1 of two");
-  expect_terminated([&] { terminate(written, "f", 1, "g"); }, "written");
-  expect_terminated([&] { terminate(both, "f", 1, "g"); }, "both");
-  EXPECT_EQ(both.tellg(), 1);
-  expect_terminated([] { terminate(ustring(u"\u00E9"), "f", 1, "g"); }, "\\u00E9");
-  expect_terminated([] { terminate(u"wide", "f", 1, "g"); }, "wide");
-  expect_terminated([] { terminate(static_cast<const char16_t*>(nullptr), "f", 1, "g"); }, "");
-  const auto lacking = [] { terminate(boost::format("%1% of %2%") % 1, "f", 1, "g"); };
-  EXPECT_THROW(lacking(), boost::io::too_few_args);
-  EXPECT_FALSE(terminate_called());
-}
-
-TEST(TerminateHandled, PassesOnWhatIsNoTerminationAndComparesTheMessage) {
-  const terminate_handler handler;
-  std::thread([] { const terminate_handler of_another_thread; }).join();
-  try {
-    terminate("b", "f", 1, "g");
-  } catch (...) {
-    EXPECT_FALSE(terminate_handled("a"));
-    EXPECT_TRUE(terminate_handled());
-  }
-  const auto other = [] {
-    try {
-      throw std::runtime_error("x");
-    } catch (...) {
-      terminate_handled("x");
-    }
-  };
-  EXPECT_THROW(other(), std::runtime_error);
-}
-
-const std::string report_pattern =
-    R"(\nAbnormal termination:\n%\n\nCurrent Thread: 'tester' id \d+\n\nRegister State \((from fault|captured)\):\n)"
-    R"((  R.X = [0-9a-f]{16}  R.X = [0-9a-f]{16}\n){2}  RSP = [0-9a-f]{16}  RBP = [0-9a-f]{16}\n)"
-    R"(  RSI = [0-9a-f]{16}  RDI = [0-9a-f]{16}\n \n)"
-    R"(   R8 = [0-9a-f]{16}   R9 = [0-9a-f]{16}\n(  R1[024] = [0-9a-f]{16}  R1[135] = [0-9a-f]{16}\n){3} \n)"
-    R"(  RIP = [0-9a-f]{16}  EFL = [0-9a-f]{8}\n \n   CS = 0033   FS = [0-9a-f]{4}   GS = [0-9a-f]{4}\n\n)"
-    R"(Stack Trace \(\1\):\n(\[ *\d+\] 0x[0-9a-f]{16} +\S+\+\d{8}( .+\+\d{8})?\n)+\n)";
-
-std::string pattern_for(const std::string& message) {
-  return std::regex_replace(report_pattern, std::regex("%"), message);
-}
-
-TEST(TerminateLog, GrowsReportByReportUntilItIsFullAndIsWipedWithAnObserver) {
-  setCurrentThreadName("tester");
-  EXPECT_STREQ(terminate_log(), "");
-  const char* const log = terminate_log(nullptr, thread_context());
-  EXPECT_TRUE(std::regex_match(log, std::regex(pattern_for("")))) << log;
-  EXPECT_EQ(terminate_log("again", static_cast<const _EXCEPTION_POINTERS*>(nullptr)), log);
-  const std::string both = log;
-  EXPECT_TRUE(std::regex_match(both.substr(both.rfind("\nAbnormal")), std::regex(pattern_for("again")))) << both;
-  EXPECT_TRUE(begins_with(both, "\nAbnormal termination:\n\n\n"));
-  EXPECT_NE(both.find("Register State (from fault)"), std::string::npos);
-  EXPECT_NE(both.find("Register State (captured)"), std::string::npos);
-  {
-    const termination_observer observer(nullptr);
-    EXPECT_STREQ(log, "");
-    EXPECT_EQ(terminate_log("in its scope", thread_context()), log);
-    EXPECT_TRUE(begins_with(log, "\nAbnormal termination:\nin its scope\n"));
-  }
-  EXPECT_STREQ(log, "");
-  const std::string large(30000, 'x');
-  for (int report = 0; report < 3; ++report) {
-    terminate_log(large.c_str(), thread_context(false));
-  }
-  EXPECT_EQ(std::strlen(log), 65536u);
-  const std::string full = log;
-  EXPECT_EQ(terminate_log("no more", thread_context()), log);
-  EXPECT_EQ(log, full);
-  EXPECT_FALSE(terminate_called());
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 // The arena on the system's own pages. Failures of system calls are injected.
 
-#include <dlmalloc/malloc.hpp>
+#include <dlmalloc/validator.hpp>
 #include <fl/diag/terminate_handler.hpp>
 
 #include "import_patch.hpp"

@@ -1,5 +1,5 @@
-// The memory manager as a process has it: options, start-up log, environment, heap, new handler and plug-in. A process
-// makes one manager, so nearly all of this happens in children.
+// The memory manager as a process has it: environment, heap, new handler and plug-in. A process makes one manager, so
+// nearly all of this happens in children. What needs no system is tested natively.
 
 #include "run_child.hpp"
 #include "support.hpp"
@@ -12,8 +12,6 @@
 #include <regex>
 #include <string>
 #include <string_view>
-#include <utility>
-#include <vector>
 
 namespace {
 
@@ -37,64 +35,10 @@ std::string log_line(const std::string& text) {
   return "MEMORY MANAGEMENT: " + text + "\n";
 }
 
-TEST(Manager, ReadsItsOptionsAndTellsWhatTheyChange) {
-  const scoped_variable plugin("MEM_CHILD_PLUGIN", "plugin_agreeing");
-  const struct {
-    std::string options;
-    std::vector<const char*> lines;  ///< Behind the one with the options.
-    std::string features;
-  } cases[] = {
-      {"release", {}, "000010"},
-      {"default", {}, "000010"},
-      {"off", {"pooling is DISABLED"}, "000000"},
-      {"debug",
-       {"alignment_checking is ENABLED", "integrity_checking is ENABLED", "new_handler is ENABLED",
-        "observation is ENABLED", "pooling is DISABLED"},
-       "111100"},
-      {"aligncheck", {"alignment_checking is ENABLED", "pooling is DISABLED"}, "100000"},
-      {"integcheck", {"integrity_checking is ENABLED", "pooling is DISABLED"}, "010000"},
-      {"newhandler", {"new_handler is ENABLED", "pooling is DISABLED"}, "001000"},
-      {"observation", {"observation is ENABLED", "pooling is DISABLED"}, "000100"},
-      {"pooling", {}, "000010"},
-      {"leaksanitizer", {"pooling is DISABLED", "leak_sanitizer is ENABLED"}, "000001"},
-      {"nopooling", {"pooling is DISABLED"}, "000000"},
-      {"debug,noaligncheck,nointegcheck,nonewhandler,noobservation,pooling,noleaksanitizer", {}, "000010"},
-      {",bogus,,debug,leaksanitizer",
-       {"unrecognized option 'bogus'", "option 'debug' must be listed first", "leak_sanitizer is ENABLED"},
-       "000011"},
-  };
-  for (const auto& [options, lines, features] : cases) {
-    std::string expected = log_line("using options '" + options + "'");
-    for (const char* const line : lines) {
-      expected += log_line(line);
-    }
-    EXPECT_EQ(output("show", options), expected + features + "\n");
-  }
-  for (const value nothing : {value(), value("")}) {
-    EXPECT_EQ(output("show", nothing), "000010\n");
-  }
-}
-
-TEST(Manager, TellsAnUnusualAlignmentAndItsLogAsOftenAsAsked) {
-  const std::pair<const char*, std::string> cases[] = {{"16", log_line("aligned_heap alignment is 16 bytes")},
-                                                       {"4096", log_line("aligned_heap alignment is 4096 bytes")},
-                                                       {"48", ""},
-                                                       {"dlmalloc", ""}};
-  for (const auto& [alignment, line] : cases) {
-    const scoped_variable variable("QX_ALIGNED_HEAP_ALIGNMENT", alignment);
-    const std::string once = log_line("using options 'release'") + line + "000010\n";
-    EXPECT_EQ(output("show twice", "release"), once + once);
-  }
-}
-
 TEST(Manager, MovesItsOptionsToWhereNoChildTakesThemForItsOwn) {
   EXPECT_EQ(output("environment", "off"), "off off\n- -\n- -\noff off\n000010\n");
   const scoped_variable stale("TESSEL_MEM_MGR_VALUE", "stale");
   EXPECT_EQ(output("environment", std::nullopt), "- -\nstale stale\n- -\n- -\n000010\n");
-}
-
-TEST(Manager, IsMadeOnceByEightThreads) {
-  EXPECT_EQ(output("threads", "observation"), "2111\n");
 }
 
 TEST(Manager, IsMadeAgainAfterAFailureFromTheOptionsThatWereRead) {
@@ -104,9 +48,6 @@ TEST(Manager, IsMadeAgainAfterAFailureFromTheOptionsThatWereRead) {
   EXPECT_EQ(output("again", "release,observation"),
             failures + log_line("using options 'release,observation'") + log_line("observation is ENABLED") +
                 log_line("aligned_heap alignment is 64 bytes") + "000110\nstd::bad_alloc 1\n");
-  EXPECT_EQ(output("again", "release,newhandler"),
-            failures + log_line("using options 'release,newhandler'") + log_line("new_handler is ENABLED") +
-                log_line("aligned_heap alignment is 64 bytes") + "001010\nexcept::bad_alloc bad allocation 0\n");
 }
 
 TEST(Manager, TunesTheHeapOfTheRunTime) {
@@ -115,21 +56,6 @@ TEST(Manager, TunesTheHeapOfTheRunTime) {
   EXPECT_EQ(output("tune 0", "integcheck"), query + select + end_if_corrupt);
   EXPECT_EQ(output("tune 2", "integcheck"), query + end_if_corrupt);
   EXPECT_EQ(output("tune unknown", "release"), query);
-}
-
-TEST(Manager, ChoosesTheKindOfThePools) {
-  EXPECT_EQ(output("pools", "pooling"), "101");
-  EXPECT_EQ(output("pools", "nopooling"), "001");
-}
-
-TEST(Manager, EndsTheProcessForAChunkThatComesBackTwiceIfItChecksMemory) {
-  for (const char* const options : {"pooling,aligncheck", "pooling,integcheck"}) {
-    const scoped_variable variable("TESSEL_MEM_MGR", options);
-    const auto child = run_child("mem_child", "free twice");
-    EXPECT_EQ(child.exit_code, 3u);
-    EXPECT_EQ(child.out, "1");
-    EXPECT_NE(child.err.find("A chunk that is not handed out was given back"), std::string::npos) << child.err;
-  }
 }
 
 TEST(Manager, HasItsWholeLogOrIsNotMadeWhenMemoryEnds) {
@@ -146,11 +72,6 @@ TEST(Manager, ItsArenaOutlivesTheThreadThatTheEndOfTheProcessStoppedInside) {
   EXPECT_EQ(output("end inside the arena", "observation"), "freed\n");
 }
 
-TEST(NewHandler, ThrowsOrLeavesItToTheHandlerBefore) {
-  EXPECT_EQ(output("out of memory", "newhandler"), "except::bad_alloc bad allocation, 0 calls\n0\n");
-  EXPECT_EQ(output("out of memory", "nonewhandler"), "block, 2 calls\n1\n");
-}
-
 TEST(NewHandler, EndsTheProcessForAThreadThatWantsIt) {
   const scoped_variable variable("TESSEL_MEM_MGR", std::nullopt);
   const auto child = run_child("mem_child", "terminate per thread");
@@ -160,30 +81,6 @@ TEST(NewHandler, EndsTheProcessForAThreadThatWantsIt) {
   EXPECT_NE(err.find("Assertion failed: Out of memory"), std::string::npos) << err;
   EXPECT_NE(err.find("1 refused\n"), std::string::npos) << err;
   EXPECT_NE(err.find("Out of memory\n\nCurrent Thread: "), std::string::npos) << err;
-}
-
-TEST(NewHandler, IsPutBackAndItsLossReportedAsTheLogSays) {
-  const std::regex addresses("1(  expected=0x[0-9a-f]+  actual=0x[0-9a-f]+)\n");
-  for (const value level :
-       {value(), value("foundation::core::mem::manager=all"), value("foundation::core::mem::manager=:error")}) {
-    const scoped_variable log("QX_LOG", level);
-    const auto child = run_child("mem_child", "reinit");
-    const std::string out = without_carriage_returns(child.out);
-    std::smatch found;
-    ASSERT_TRUE(std::regex_match(out, found, addresses)) << out;
-    const std::string text = "NEW HANDLER CLOBBERED:" + found.str(1).substr(1) + "\\n( Event generated in ";
-    const bool wanted = level && level->ends_with("error");
-    EXPECT_EQ(child.err.find(text) != std::string::npos, wanted) << child.err;
-    if (wanted) {
-      EXPECT_TRUE(std::regex_search(
-          child.err,
-          std::regex(
-              R"(^\S+ \S+ \S+ \[foundation::core::mem::manager\] error: NEW [^\n]+reinit_new_handler_impl\(\) const at line \d+ from src/fl/mem/mem_manager \)\r?\n$)")))
-          << child.err;
-    } else {
-      EXPECT_EQ(child.err, "");
-    }
-  }
 }
 
 TEST(NewHandler, ALostOneEndsTheProcessIfTheLogSaysSo) {

@@ -22,7 +22,6 @@
 #include <cstring>
 #include <iostream>
 #include <new>
-#include <set>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -45,11 +44,6 @@ void show() {
   std::cout << "\n";
 }
 
-void show_twice() {
-  show();
-  show();
-}
-
 /// As the run-time and as the system have it.
 void print_environment() {
   for (const char* const name : {"TESSEL_MEM_MGR", "TESSEL_MEM_MGR_VALUE"}) {
@@ -69,37 +63,13 @@ void environment() {
   _spawnl(_P_WAIT, test_support::child_path("mem_child").c_str(), "mem_child", "show", nullptr);
 }
 
-/// Makes the manager from eight threads at once and says how often its steps were made.
-void make_in_threads() {
-  injected<int (*)(const char*, const char*)> put(library, "_putenv_s");
-  injected<decltype(&HeapQueryInformation)> tune(library, "HeapQueryInformation");
-  injected<decltype(&LoadLibraryA)> load(library, "LoadLibraryA");
-  std::atomic<int> waiting = 8;
-  std::vector<const void*> found(8);
-  std::vector<std::thread> threads;
-  for (auto& feature : found) {
-    threads.emplace_back([&] {
-      for (--waiting; waiting != 0;) {
-        std::this_thread::yield();
-      }
-      feature = &manager::get_feature(manager::feature::pooling);
-    });
-  }
-  for (auto& thread : threads) {
-    thread.join();
-  }
-  std::cout << put.calls() << tune.calls() << load.calls() << std::set(found.begin(), found.end()).size() << "\n";
-}
-
-/// Lets allocations of one size by the C++ run-time fail, so many times; all others succeed.
+/// Lets allocations of one size by the C++ run-time fail; all others succeed.
 class failing_malloc {
  public:
   static constexpr std::size_t size = 7654321;
 
-  explicit failing_malloc(int failures = 1 << 30) : malloc_("libstdc++-6.dll", "malloc") {
-    malloc_.handle_with([left = failures](auto original, std::size_t wanted) mutable {
-      return wanted == size && left-- > 0 ? nullptr : original(wanted);
-    });
+  failing_malloc() : malloc_("libstdc++-6.dll", "malloc") {
+    malloc_.handle_with([](auto original, std::size_t wanted) { return wanted == size ? nullptr : original(wanted); });
   }
 
  private:
@@ -116,22 +86,6 @@ std::string outcome_of_new() {
   } catch (const std::bad_alloc& error) {
     return typeid(error) == typeid(std::bad_alloc) ? "std::bad_alloc" : typeid(error).name();
   }
-}
-
-int handler_calls = 0;
-void returning_handler() {
-  ++handler_calls;
-}
-
-void run_out_of_memory() {
-  std::set_new_handler(returning_handler);
-  manager::initialize();
-  {
-    const failing_malloc twice(2);
-    std::cout << outcome_of_new() << ", " << handler_calls << " calls\n";
-  }
-  const failing_malloc once(1);
-  std::cout << (operator new(failing_malloc::size, std::nothrow) != nullptr) << "\n";
 }
 
 /// The construction fails behind the new handler's installation. The next attempt must not take the manager's own
@@ -177,11 +131,8 @@ void terminate_per_thread() {
 
 void reinit() {
   manager::initialize();
-  const std::new_handler expected = std::set_new_handler(returning_handler);
+  std::set_new_handler([] {});
   manager::reinit_new_handler();
-  manager::reinit_new_handler();  // Finds nothing wrong.
-  std::cout << (std::get_new_handler() == expected) << "  expected=" << reinterpret_cast<void*>(expected)
-            << "  actual=" << reinterpret_cast<void*>(returning_handler) << "\n";
 }
 
 /// Makes the manager with a heap of a kind, or -1 for one that does not tell, and prints what it is asked to set.
@@ -221,29 +172,6 @@ void allocate() {
   for (void* const block : {blocks[1], zeros, grown}) {
     std::free(block);
   }
-}
-
-/// Whether pools have something to release, and how often the new handler is called before a pool gives up.
-void pools() {
-  std::set_new_handler([] {
-    ++handler_calls;
-    throw std::bad_alloc();
-  });
-  using foundation::core::mem::create_managed_pool;
-  const auto pool = create_managed_pool(12, 4);
-  pool->deallocate(pool->allocate());
-  std::cout << pool->release_free_memory() << (create_managed_pool(std::size_t{1} << 62, 1)->allocate() != nullptr)
-            << handler_calls;
-}
-
-/// A chunk that comes back twice.
-void free_twice() {
-  const auto pool = foundation::core::mem::create_managed_pool(12, 4);
-  void* const chunk = pool->allocate();
-  pool->deallocate(nullptr);
-  pool->deallocate(chunk);
-  std::cout << pool->release_free_memory() << std::flush;
-  pool->deallocate(chunk);
 }
 
 /// Makes the manager while one allocation after the other fails, until it needs no more of them.
@@ -289,10 +217,7 @@ const struct {
   void (*run)();
 } modes[] = {
     {"show", show},
-    {"show twice", show_twice},
     {"environment", environment},
-    {"threads", make_in_threads},
-    {"out of memory", run_out_of_memory},
     {"again", make_again},
     {"terminate per thread", terminate_per_thread},
     {"reinit", reinit},
@@ -300,8 +225,6 @@ const struct {
     {"tune 2", [] { tune(2); }},
     {"tune unknown", [] { tune(-1); }},
     {"allocate", allocate},
-    {"pools", pools},
-    {"free twice", free_twice},
     {"little memory", make_with_little_memory},
     {"end inside the arena", end_inside_the_arena},
 };

@@ -1,11 +1,10 @@
-// A system that does not tell the processor's frequency. It is asked once in a process, so these tests have a program
-// of their own.
+// A system that does not tell the processor's frequency. It is asked once in a process, so this has a program of its
+// own.
 
 #include <fl/except/iexception.hpp>
 #include <fl/system.hpp>
 
 #include "scripted_processors.hpp"
-#include "support.hpp"
 
 #include <boost/system/system_error.hpp>
 #include <gtest/gtest.h>
@@ -18,10 +17,6 @@ namespace {
 
 using namespace foundation::core::system;
 using outcome = foundation::core::util::Expected<unsigned long long>;
-
-const test_support::temp_dir log_folder;
-const test_support::scoped_variable log_file("QX_LOG_FILE", log_folder.file("log")),
-    log_level("QX_LOG", "foundation::core::system::CpuInfo=complaint");
 
 TEST(ProcessorFrequency, IsAFailureForEverIfTheFirstQuestionFails) {
   scripted_processors machine({8}, 2);
@@ -54,20 +49,6 @@ TEST(ProcessorFrequency, IsAFailureForEverIfTheFirstQuestionFails) {
               0u);
     EXPECT_NE(dynamic_cast<const foundation::core::except::IInternalException*>(&failure), nullptr);
   }
-}
-
-TEST(ProcessorFrequency, IsNotNeededForARefresh) {
-  scripted_processors machine({8}, 2);
-  machine.power.fail_always(-1, ERROR_ACCESS_DENIED);  // should this test run alone
-  CpuInfo info;
-  info.refresh();
-  EXPECT_TRUE(info.detailsValid());
-  EXPECT_EQ(info.lCores(), 8u);
-  EXPECT_FALSE(info.frequencyAvailable());
-  EXPECT_EQ(info.frequency(), 0u);
-  const std::string log = test_support::read_file(log_folder.file("log"));
-  EXPECT_NE(log.find("] complaint: Exception caught: "), std::string::npos);
-  EXPECT_NE(log.find("getMaximumProcessorFrequencyImpl"), std::string::npos) << log;
 }
 
 }  // namespace

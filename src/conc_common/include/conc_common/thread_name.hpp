@@ -12,7 +12,7 @@
 namespace foundation::concurrent::common {
 
 /// Names the calling thread. `name` is UTF-8 and ends at its first zero; what is ill-formed in it becomes U+FFFD. The
-/// system is told as well where it keeps such names (Windows 10 and later), so that debuggers show it; that the system
+/// system gets it as well where it keeps such names (Windows 10 and later), so that debuggers show it; that the system
 /// refuses is no failure. An empty name is a name like others; none takes a thread back to having no name.
 ///
 /// Throws `std::bad_alloc`; the former name then stays.

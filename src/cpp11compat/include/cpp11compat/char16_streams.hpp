@@ -30,6 +30,9 @@
 //    these, or over what another locale has in their place. Integers and doubles are written by a shorter road.
 // Money, times, collation and file buffers of `char16_t` are not here.
 //
+// Implemented by what it is about: ctype.cpp, numpunct.cpp, number_output.cpp, buffer_output.cpp, string_output.cpp,
+// string_input.cpp; instantiations.cpp, string_streams.cpp and string_streams_cxx17.cpp hold the rest.
+//
 // Thread safety: facets are immutable; for the streams, one thread at a time per stream.
 #pragma once
 
@@ -118,7 +121,7 @@ basic_ostream<char16_t>& operator<<(basic_ostream<char16_t>& out, const u16strin
 template <>
 basic_ostream<char16_t>& operator<<(basic_ostream<char16_t>& out, const char16_t* text);
 
-/// Both take from the stream's buffer in blocks.
+/// Both read from the stream's buffer in blocks.
 template <>
 basic_istream<char16_t>& operator>>(basic_istream<char16_t>& in, u16string& word);
 template <>

@@ -1,7 +1,6 @@
 #include <fl/diag/context_base.hpp>
 
 #include "diag/register_block.hpp"
-#include "diag/stack_pointer.hpp"
 #include "diag/windows/unwind.hpp"
 
 #include <windows.h>
@@ -56,7 +55,3 @@ std::ostream& context_base::format_data(std::ostream& os) const {
 }
 
 }  // namespace foundation::core::diag::windows
-
-const void* foundation::core::diag::stack_pointer_of(const thread_context& context) noexcept {
-  return context ? reinterpret_cast<const void*>(context.get_data()->Rsp) : nullptr;
-}

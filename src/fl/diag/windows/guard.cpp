@@ -1,9 +1,9 @@
 // Code that survives a hardware fault. The compiler has no words for the system's structured exceptions, so the two
 // functions that contain one are written in assembly, each with a scope table for __C_specific_handler whose filter, 1,
-// takes every exception. What they call must not throw: a C++ exception would end here too, and never be released.
+// handles every exception. What they call must not throw: a C++ exception would end here too, and never be released.
 //
 // They are naked functions and not an assembler's file, because so the debug information names them. This file is
-// compiled without the compiler's own unwind tables, whose place theirs take.
+// compiled without the compiler's own unwind tables, which theirs stand in for.
 #include "diag/windows/guard.hpp"
 
 #include <fl/diag/stacktrace.hpp>

@@ -6,7 +6,7 @@
 
 /// The compiler's own demangler in the form that hands its text over piece by piece. It is in the static library of the
 /// C++ run-time, but not among what the DLL exports. 0: all of the name was understood.
-extern "C" int __gcclibcxx_demangle_callback(const char* mangled, void (*take)(const char*, std::size_t, void*),
+extern "C" int __gcclibcxx_demangle_callback(const char* mangled, void (*append)(const char*, std::size_t, void*),
                                              void* object);
 
 namespace foundation::core::diag {
@@ -27,7 +27,7 @@ struct output {
   }
 };
 
-void take(const char* text, std::size_t size, void* object) {
+void append(const char* text, std::size_t size, void* object) {
   static_cast<output*>(object)->put({text, size});
 }
 
@@ -37,7 +37,7 @@ bool demangled(const char* symbol, output& to) noexcept {
   if (!name.starts_with("_Z") || name.size() > longest_demangled) {
     return false;
   }
-  return __gcclibcxx_demangle_callback(symbol, take, &to) == 0;
+  return __gcclibcxx_demangle_callback(symbol, append, &to) == 0;
 }
 
 }  // namespace

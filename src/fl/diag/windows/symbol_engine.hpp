@@ -23,7 +23,7 @@ class symbol_engine {
 
   /// Adds a holder, and starts the service unless it runs. If it does not start, the next holder tries again.
   void acquire() noexcept;
-  /// Takes a holder away, and stops the service with the last one.
+  /// Removes a holder, and stops the service with the last one.
   void release() noexcept;
   /// Whether the service runs.
   bool initialised() const noexcept { return initialised_; }

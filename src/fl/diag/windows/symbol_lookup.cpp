@@ -17,7 +17,7 @@ namespace {
 template <class Work>
 bool with_service(Work work) noexcept {
   symbol_engine& engine = symbol_engine::instance();
-  if (engine.lock().acquire() != util::checked_lock::outcome::taken) {
+  if (engine.lock().acquire() != util::checked_lock::outcome::acquired) {
     return false;
   }
   work(engine);

@@ -1,5 +1,8 @@
 #include <fl/diag/symbols.hpp>
 
+#include "common/windows/handle_closer.hpp"
+#include "common/windows/procedure.hpp"
+
 #include <windows.h>
 
 namespace foundation::core::diag::symbols {
@@ -12,14 +15,13 @@ const void* getModuleAddress(const void* address) noexcept {
 
 const void* getSymbolAddress(const void* moduleAddress, const char* name) {
   HMODULE module = nullptr;
-  // The system would take null for the program.
+  // For the system null would be the program.
   if (moduleAddress == nullptr ||
       !GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS, static_cast<const char*>(moduleAddress), &module)) {
     return nullptr;
   }
-  const void* const symbol = reinterpret_cast<const void*>(GetProcAddress(module, name));
-  FreeLibrary(module);
-  return symbol;
+  const sysdep::windows::HandleCloser<HMODULE> held(module, [](HMODULE& loaded) { FreeLibrary(loaded); });
+  return sysdep::windows::find_procedure<const void*>(module, name);
 }
 
 }  // namespace foundation::core::diag::symbols

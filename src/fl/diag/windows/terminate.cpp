@@ -1,4 +1,5 @@
 // The final stage of a termination, and the run-time's switches for it.
+#include "common/windows/procedure.hpp"
 #include "diag/final_stage.hpp"
 
 #include <windows.h>
@@ -15,10 +16,13 @@ namespace {
 
 constexpr const wchar_t* this_file = L"src/fl/diag/windows/terminate";
 
+/// The line that the failure below shows. Readers look for this number: it stays, whatever line the check stands on.
+constexpr unsigned shown_line_of_check = 41;
+
 /// Ends the process if the formatting of a text has failed, because it was too long.
 void check_length(int length) noexcept {
   if (length < 0) {
-    _wassert(L"len >= 0", this_file, 41);
+    _wassert(L"len >= 0", this_file, shown_line_of_check);
   }
 }
 
@@ -29,10 +33,7 @@ set_abort_behavior find_set_abort_behavior() noexcept {
 #ifdef _UCRT
   return _set_abort_behavior;
 #else
-  const HMODULE run_time = GetModuleHandleW(L"msvcrt.dll");
-  return run_time != nullptr ? reinterpret_cast<set_abort_behavior>(
-                                   reinterpret_cast<void (*)()>(GetProcAddress(run_time, "_set_abort_behavior")))
-                             : nullptr;
+  return sysdep::windows::find_procedure<set_abort_behavior>(GetModuleHandleW(L"msvcrt.dll"), "_set_abort_behavior");
 #endif
 }
 

@@ -10,3 +10,4 @@
 #include <fl/diag/termination_observer.hpp>
 #include <fl/diag/thread_context.hpp>
 #include <fl/diag/thread_name.hpp>
+#include <fl/diag/unknown_exception_name.hpp>

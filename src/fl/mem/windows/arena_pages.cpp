@@ -9,7 +9,7 @@ namespace foundation::core::mem::dlmalloc::pages {
 namespace {
 
 /// The end of the mapping that begins at `start`, all of it committed; null if there is none, or it reaches beyond
-/// `limit`. The system tells of it in several regions where a client has changed the protection of its pages.
+/// `limit`. The system describes it in several regions where a client has changed the protection of its pages.
 char* end_of_mapping(char* start, const char* limit) noexcept {
   char* end = start;
   MEMORY_BASIC_INFORMATION region;

@@ -1,4 +1,4 @@
-#include "mem/windows/crt_heap_tuning.hpp"
+#include "mem/crt_heap_tuning.hpp"
 
 #include <windows.h>
 #include <malloc.h>

@@ -1,4 +1,4 @@
-#include "mem/windows/option_string.hpp"
+#include "mem/option_string.hpp"
 
 #include <cstdlib>
 

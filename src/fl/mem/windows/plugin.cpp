@@ -1,5 +1,6 @@
-#include "mem/windows/plugin.hpp"
+#include "mem/plugin.hpp"
 
+#include "common/windows/procedure.hpp"
 #include "loggers.hpp"
 
 #include <windows.h>
@@ -24,7 +25,7 @@ int run_plugin(bool enabled) {
     note("Failed to load Plugin '", file_name, "'");
     return 0;
   }
-  const auto init = reinterpret_cast<init_function>(reinterpret_cast<void (*)()>(GetProcAddress(plugin, symbol)));
+  const auto init = find_procedure<init_function>(plugin, symbol);
   if (init == nullptr) {
     note("Failed to find symbol '", symbol, "'");
     return 0;

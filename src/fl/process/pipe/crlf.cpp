@@ -2,7 +2,7 @@
 // all blocks of a text hold one line end or none. For these no branch asks whether or where: the block is loaded twice,
 // from its first and from its second byte on, and the result is the first of these up to the removed carriage return
 // and the second one behind it. (With lines of varying length, a branch on the line end is mispredicted once a line,
-// and that costs more than all the rest.) Two line ends take a third load in the same way; blocks with more are closed
+// and that costs more than all the rest.) Two line ends need a third load in the same way; blocks with more are closed
 // up by shifting, in a time that does not depend on how many they are.
 //
 // In place is safe because text only moves down: a store ends at most where its block does, and what comes behind the
@@ -55,8 +55,8 @@ void move_down(__m128i& bytes, __m128i& distances) noexcept {
   distances = choose(arrives, _mm_srli_si128(distances, step), _mm_andnot_si128(moves, distances));
 }
 
-// Closes up a block in which the bytes marked in `dropped` (all bits set) go away, and tells how many these are. Every
-// other byte moves down by the number of dropped ones before it, in the power-of-two steps of that number.
+// Closes up a block in which the bytes marked in `dropped` (all bits set) go away, and returns how many these are.
+// Every other byte moves down by the number of dropped ones before it, in the power-of-two steps of that number.
 unsigned close_up(__m128i& bytes, __m128i dropped) noexcept {
   __m128i counts = _mm_sub_epi8(_mm_setzero_si128(), dropped);
   counts = _mm_add_epi8(counts, _mm_slli_si128(counts, 1));

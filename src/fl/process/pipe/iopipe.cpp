@@ -1,5 +1,5 @@
 // The stream over a pipe. Its rules of its own are that closing flushes, whatever state the stream is in, and that
-// output counts as written when the system has taken all of it.
+// output counts as written when the system has accepted all of it.
 #include <fl/process/iopipe.hpp>
 
 #include <algorithm>
@@ -15,18 +15,18 @@ iopipe_buffer::~iopipe_buffer() {
   setp(nullptr, nullptr);  // The base would try once more.
 }
 
-// Offers what is left again for as long as the system takes some of it. That moves to the front, where the base has the
-// beginning of its buffer and expects that of the output, too.
+// Offers what is left again for as long as the system accepts some of it. That moves to the front, where the base has
+// the beginning of its buffer and expects that of the output, too.
 bool iopipe_buffer::write_out() {
   while (pptr() != pbase()) {
     const std::streamsize length = pptr() - pbase();
-    const std::streamsize taken = (*this)->write(pbase(), length);
-    if (taken == 0) {
+    const std::streamsize written = (*this)->write(pbase(), length);
+    if (written == 0) {
       return false;
     }
-    std::copy(pbase() + taken, pptr(), pbase());
+    std::copy(pbase() + written, pptr(), pbase());
     setp(pbase(), epptr());
-    pbump(static_cast<int>(length - taken));
+    pbump(static_cast<int>(length - written));
   }
   return true;
 }

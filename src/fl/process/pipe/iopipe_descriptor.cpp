@@ -1,9 +1,9 @@
-// Printing and parsing of descriptors. No state; the stream's own rules for numbers decide what is malformed.
+// The printing and parsing of descriptors begins here, with the handles; iopipe_descriptor_impl adds the rest. No
+// state; the stream's own rules for numbers decide what is malformed.
 #include <fl/process/iopipe_descriptor.hpp>
 
 #include "process/pipe/iopipe_descriptor_impl.hpp"
 
-#include <boost/numeric/conversion/cast.hpp>
 #include <boost/smart_ptr/make_shared.hpp>
 
 #include <cstdint>
@@ -13,7 +13,7 @@
 #include <sstream>
 #include <stdexcept>
 
-namespace foundation::core {
+namespace foundation::core::process {
 namespace {
 
 static_assert(sizeof(void*) == sizeof(std::uint64_t));
@@ -41,7 +41,7 @@ void* parse_file_handle(std::istream& in) {
 
 }  // namespace
 
-namespace process::detail {
+namespace detail {
 
 void iopipe_descriptor_impl_base::serialize(std::ostream& out) const {
   out << number_of(handles_.read_handle()) << ' ' << number_of(handles_.write_handle());
@@ -53,40 +53,7 @@ void iopipe_descriptor_impl_base::parse(std::istream& in) {
   handles_ = {read, write};
 }
 
-}  // namespace process::detail
-
-namespace sysdep::windows {
-
-iopipe_descriptor_impl::iopipe_descriptor_impl(const process::iopipe_handles& handles, bool text_mode,
-                                               bool has_pending_char, char pending_char, bool overlapped) noexcept
-    : iopipe_descriptor_impl_base(handles),
-      text_mode_(text_mode),
-      has_pending_char_(has_pending_char),
-      pending_char_(pending_char),
-      overlapped_(overlapped) {}
-
-iopipe_descriptor_impl::iopipe_descriptor_impl(const std::string& text) {
-  std::istringstream in(text);
-  in.imbue(std::locale::classic());
-  parse(in);
-}
-
-void iopipe_descriptor_impl::serialize(std::ostream& out) const {
-  iopipe_descriptor_impl_base::serialize(out);
-  const int pending = static_cast<signed char>(pending_char_);  // NOLINT(bugprone-signed-char-misuse): -128 to 127
-  out << ' ' << text_mode_ << ' ' << has_pending_char_ << ' ' << pending << ' ' << overlapped_;
-}
-
-void iopipe_descriptor_impl::parse(std::istream& in) {
-  iopipe_descriptor_impl_base::parse(in);
-  int pending = 0;
-  in >> text_mode_ >> has_pending_char_ >> pending >> overlapped_;
-  pending_char_ = static_cast<char>(boost::numeric_cast<signed char>(pending));
-}
-
-}  // namespace sysdep::windows
-
-namespace process {
+}  // namespace detail
 
 using sysdep::windows::iopipe_descriptor_impl;
 
@@ -121,5 +88,4 @@ const iopipe_descriptor_impl& iopipe_descriptor::impl() const noexcept {
   return *impl_;
 }
 
-}  // namespace process
-}  // namespace foundation::core
+}  // namespace foundation::core::process

@@ -1,7 +1,7 @@
-// The content of an `iopipe_descriptor` on Windows. Immutable, hence usable on any thread; owns no handle.
+// The content of an `iopipe_descriptor`. Immutable, hence usable on any thread; owns no handle. Not exported: clients
+// know only its name, from the public header.
 #pragma once
 
-#include <fl/export.hpp>
 #include <fl/process/iopipe_descriptor.hpp>
 
 #include <iosfwd>
@@ -10,7 +10,7 @@
 namespace foundation::core::sysdep::windows {
 
 /// The six fields of a descriptor.
-class FL_API iopipe_descriptor_impl : public process::detail::iopipe_descriptor_impl_base {
+class iopipe_descriptor_impl : public process::detail::iopipe_descriptor_impl_base {
  public:
   /// Null handles and zeros.
   iopipe_descriptor_impl() noexcept = default;

@@ -1,7 +1,7 @@
 // Reading and writing a pipe: the text behaviour and the pending character. Not synchronised; see the header.
 //
 // A character is pending when it has left the pipe but not reached the caller: a carriage return whose successor has
-// not arrived, or the second byte of a one-byte read (which takes two, as one byte alone could not tell a line end).
+// not arrived, or the second byte of a one-byte read (which needs two, as one byte alone could not show a line end).
 // Every read begins with it, and it leaves the state only once that read cannot fail any more.
 #include "process/pipe/iopipe_device_impl.hpp"
 
@@ -10,7 +10,7 @@
 
 #include "process/pipe/crlf.hpp"
 #include "process/pipe/iopipe_descriptor_impl.hpp"
-#include "process/pipe/pipe_handles.hpp"
+#include "process/pipe/pipe_calls.hpp"
 
 #include <boost/numeric/conversion/cast.hpp>
 #include <boost/smart_ptr/make_shared.hpp>
@@ -161,14 +161,14 @@ std::uint32_t iopipe_device_impl::write_bytes(const char* s, std::uint32_t n) {
   return put.bytes;
 }
 
-// What the system takes in parts is offered again until it takes nothing: a count of the caller's characters could not
-// tell where a line end was cut.
+// What the system accepts in parts is offered again until it accepts nothing: a count of the caller's characters could
+// not show where a line end was cut.
 std::uint32_t iopipe_device_impl::write_piece(const char* s, std::uint32_t n) {
   std::uint32_t total = 0;
   for (;;) {
-    const std::uint32_t taken = write_bytes(s + total, n - total);
-    total += taken;
-    if (taken == 0 || total == n) {
+    const std::uint32_t written = write_bytes(s + total, n - total);
+    total += written;
+    if (written == 0 || total == n) {
       return total;
     }
   }
@@ -190,12 +190,12 @@ std::streamsize iopipe_device_impl::write_text(const char* s, std::streamsize n)
   std::streamsize total = 0;
   for (;;) {
     const char* const found = s < end ? std::find(s, end, line_feed) : end;
-    const std::uint32_t taken = write_piece(s, call_size(found - s));
-    total += taken;
-    if (taken != 0) {
+    const std::uint32_t written = write_piece(s, call_size(found - s));
+    total += written;
+    if (written != 0) {
       half_line_end_ = false;
     }
-    if (found == end || taken != found - s || !write_line_end()) {
+    if (found == end || written != found - s || !write_line_end()) {
       return total;
     }
     ++total;

@@ -34,6 +34,20 @@ int order(const boost::optional<context::User>& left, const boost::optional<cont
   return names != 0 ? names : order(left->password, right->password);
 }
 
+// Whether `decides` returns true for the values of a field on both sides. Asks field by field, in the order in which
+// they decide, and stops at the first that does.
+template <class Decision>
+bool any_field(const context& left, const context& right, Decision decides) {
+  return decides(left.environment(), right.environment()) || decides(left.std_in(), right.std_in()) ||
+         decides(left.std_out(), right.std_out()) || decides(left.std_err(), right.std_err()) ||
+         decides(left.directory(), right.directory()) || decides(left.user(), right.user()) ||
+         decides(left.inherited_handles(), right.inherited_handles()) ||
+         decides(left.detached_process(), right.detached_process()) ||
+         decides(left.explicitlyInheritHandles(), right.explicitlyInheritHandles()) ||
+         decides(left.create_no_window(), right.create_no_window()) ||
+         decides(left.hide_windows(), right.hide_windows()) || decides(left.elevationLevel(), right.elevationLevel());
+}
+
 }  // namespace
 
 bool operator==(const context::User& left, const context::User& right) {
@@ -41,48 +55,16 @@ bool operator==(const context::User& left, const context::User& right) {
 }
 
 bool operator==(const context& left, const context& right) {
-  return left.environment() == right.environment() && left.std_in() == right.std_in() &&
-         left.std_out() == right.std_out() && left.std_err() == right.std_err() &&
-         left.directory() == right.directory() && left.user() == right.user() &&
-         left.inherited_handles() == right.inherited_handles() && left.detached_process() == right.detached_process() &&
-         left.explicitlyInheritHandles() == right.explicitlyInheritHandles() &&
-         left.create_no_window() == right.create_no_window() && left.hide_windows() == right.hide_windows() &&
-         left.elevationLevel() == right.elevationLevel();
+  return !any_field(left, right, [](const auto& one, const auto& other) { return !(one == other); });
 }
 
 bool operator<(const context& left, const context& right) {
-  int decided = order(left.environment(), right.environment());
-  if (decided == 0) {
-    decided = order(left.std_in(), right.std_in());
-  }
-  if (decided == 0) {
-    decided = order(left.std_out(), right.std_out());
-  }
-  if (decided == 0) {
-    decided = order(left.std_err(), right.std_err());
-  }
-  if (decided == 0) {
-    decided = order(left.directory(), right.directory());
-  }
-  if (decided == 0) {
-    decided = order(left.user(), right.user());
-  }
-  if (decided == 0) {
-    decided = order(left.inherited_handles(), right.inherited_handles());
-  }
-  if (decided == 0) {
-    decided = order(left.detached_process(), right.detached_process());
-  }
-  if (decided == 0) {
-    decided = order(left.explicitlyInheritHandles(), right.explicitlyInheritHandles());
-  }
-  if (decided == 0) {
-    decided = order(left.create_no_window(), right.create_no_window());
-  }
-  if (decided == 0) {
-    decided = order(left.hide_windows(), right.hide_windows());
-  }
-  return decided != 0 ? decided < 0 : left.elevationLevel() < right.elevationLevel();
+  int decided = 0;
+  any_field(left, right, [&](const auto& one, const auto& other) {
+    decided = order(one, other);
+    return decided != 0;
+  });
+  return decided < 0;
 }
 
 }  // namespace foundation::core::process

@@ -1,5 +1,6 @@
 #include "process/windows/last_error.hpp"
 
+#include "common/windows/system_error.hpp"
 #include "loggers.hpp"
 
 #include <boost/exception/diagnostic_information.hpp>
@@ -7,24 +8,12 @@
 
 namespace foundation::core::sysdep::windows {
 
-namespace {
-
-boost::system::system_error system_failure(unsigned long code, const char* text) {
-  return {static_cast<int>(code), boost::system::system_category(), text};
-}
-
-}  // namespace
-
-void throw_last_error(unsigned long code, const char* text) {
-  const boost::system::system_error error = system_failure(code, text);
+void throw_last_error(unsigned long code, const char* text, const boost::source_location& location) {
   if (loggers::process_impl.enabled(log::severity::error)) {
+    const boost::system::system_error error(static_cast<int>(code), boost::system::system_category(), text);
     loggers::process_impl.log(log::severity::error, boost::diagnostic_information(error, true));
   }
-  throw error;
-}
-
-void throw_unlogged_error(unsigned long code, const char* text) {
-  throw system_failure(code, text);
+  throw_system_error(code, text, location);
 }
 
 }  // namespace foundation::core::sysdep::windows

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cwctype>
+#include <stdexcept>
 
 namespace foundation::core::sysdep::windows {
 
@@ -21,11 +22,20 @@ bool code_page_is_utf8() {
   return ::GetACP() == CP_UTF8;
 }
 
-// Writes `text` into `units`, which has a unit for each byte: no encoding needs more. Returns how many came of it, 0 if
-// the text is not valid under `flags`.
-std::size_t convert(UINT code_page, DWORD flags, std::string_view text, std::wstring& units) {
+// Puts `text` into `units`, of which no copy is left elsewhere. False if `text` is not valid under `flags`.
+bool convert(UINT code_page, DWORD flags, std::string_view text, std::wstring& units) {
+  units.assign(text.size(), L'\0');  // a unit for each byte: no encoding needs more
+  if (text.empty()) {
+    return true;
+  }
   const int size = boost::numeric_cast<int>(text.size());
-  return static_cast<std::size_t>(::MultiByteToWideChar(code_page, flags, text.data(), size, units.data(), size));
+  const int count = ::MultiByteToWideChar(code_page, flags, text.data(), size, units.data(), size);
+  units.resize(static_cast<std::size_t>(count));
+  return count != 0;
+}
+
+bool convert_utf8(std::string_view text, std::wstring& units) {
+  return convert(CP_UTF8, MB_ERR_INVALID_CHARS, text, units);
 }
 
 }  // namespace
@@ -41,20 +51,23 @@ bool fits_narrow_calls(const process::environment_map& environment) {
 }
 
 std::wstring to_native(std::string_view text) {
-  std::wstring units(text.size(), L'\0');
-  if (text.empty()) {
-    return units;
+  std::wstring units;
+  if (!convert_utf8(text, units)) {
+    convert(CP_ACP, 0, text, units);
   }
-  std::size_t count = convert(CP_UTF8, MB_ERR_INVALID_CHARS, text, units);
-  if (count == 0) {
-    count = convert(CP_ACP, 0, text, units);
+  return units;
+}
+
+std::wstring utf8_to_native(std::string_view text) {
+  std::wstring units;
+  if (!convert_utf8(text, units)) {
+    throw std::range_error("bad conversion");
   }
-  units.resize(count);
   return units;
 }
 
 std::string from_native(std::wstring_view text) {
-  return fl::i18n::ustring_to_utf8(ustring(text.begin(), text.end()));
+  return fl::i18n::ustring_to_utf8(fl::ustring(text.begin(), text.end()));
 }
 
 std::u16string to_utf16(std::string_view text) {

@@ -1,10 +1,10 @@
 // Text of the process interface on its way to the system and back. It is UTF-8 there, whatever the active code page is;
-// the system's narrow calls take that code page. Which form of a call a text goes to is decided here, and only here.
-// Text that is not valid UTF-8 is taken in the active code page, as the narrow calls would: programs that pass on such
-// text, from the C run-time for instance, go on working. Pure functions.
+// the system's narrow calls read that code page. Which form of a call a text goes to is decided here, and only here.
+// Text that is not valid UTF-8 is read in the active code page, as the narrow calls would: programs that pass on such
+// text, from the C run-time for instance, go on working. Only what a creating call needs must be UTF-8. Pure functions.
 #pragma once
 
-#include <fl/process/context.hpp>
+#include <fl/process/environment_map.hpp>
 
 #include <initializer_list>
 #include <string>
@@ -12,7 +12,7 @@
 
 namespace foundation::core::sysdep::windows {
 
-/// Whether the narrow calls of the system take each of these texts for what it says, byte for byte: all is ASCII, or
+/// Whether the narrow calls of the system read each of these texts as what it says, byte for byte: all is ASCII, or
 /// the active code page is UTF-8. Otherwise the wide ones are to be called, with `to_native`.
 bool fits_narrow_calls(std::initializer_list<std::string_view> texts);
 
@@ -22,6 +22,9 @@ bool fits_narrow_calls(const process::environment_map& environment);
 /// The text in the system's UTF-16. No copy is left behind, so that who passes a secret can wipe it. Throws
 /// boost::numeric::bad_numeric_cast for more than 2 GB.
 std::wstring to_native(std::string_view text);
+
+/// The same for text that must be UTF-8. Throws std::range_error "bad conversion" if it is not.
+std::wstring utf8_to_native(std::string_view text);
 
 /// The system's text in UTF-8. A lone surrogate, which a file's name may hold, becomes U+FFFD.
 std::string from_native(std::wstring_view text);

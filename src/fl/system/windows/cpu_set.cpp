@@ -1,4 +1,5 @@
-#include "system/pe_cores.hpp"
+#include "system/cpu_set.hpp"
+
 #include "system/probe_log.hpp"
 
 #include <windows.h>
@@ -35,10 +36,6 @@ std::vector<CpuSetEntry> WindowsCpuSetActual::query() const {
     return {};
   }
   return parseCpuSets(byte_range(buffer).first(std::min(filled, length)));
-}
-
-PECores computePECores(unsigned long long numPhysical, unsigned long long numLogical) noexcept {
-  return computePECores(numPhysical, numLogical, WindowsCpuSetActual());
 }
 
 }  // namespace foundation::core::system::windows

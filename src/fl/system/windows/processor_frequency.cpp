@@ -1,7 +1,6 @@
-#include "system/windows/processor_frequency.hpp"
+#include "system/processor_frequency.hpp"
 
 #include <fl/except/anonymous_internal_exception.hpp>
-#include <fl/system/processor_frequency.hpp>
 
 #include <boost/numeric/conversion/cast.hpp>
 #include <boost/system/system_error.hpp>
@@ -11,9 +10,7 @@
 
 #include <vector>
 
-namespace foundation::core::system {
-
-namespace windows {
+namespace foundation::core::system::windows {
 
 namespace {
 
@@ -46,23 +43,4 @@ unsigned long long getMaximumProcessorFrequencyImpl() {
   return boost::numeric_cast<unsigned long long>(processors[0].MaxMhz * hertz_per_megahertz);
 }
 
-}  // namespace windows
-
-namespace {
-
-util::Expected<unsigned long long> ask() noexcept {
-  try {
-    return windows::getMaximumProcessorFrequencyImpl();
-  } catch (...) {
-    return std::current_exception();
-  }
-}
-
-}  // namespace
-
-util::Expected<unsigned long long> getMaximumProcessorFrequency() noexcept {
-  static const util::Expected<unsigned long long> outcome = ask();
-  return outcome;
-}
-
-}  // namespace foundation::core::system
+}  // namespace foundation::core::system::windows

@@ -1,5 +1,7 @@
 #include "util/thread_id.hpp"
 
+#include "common/windows/handle_closer.hpp"
+
 #include <windows.h>
 
 namespace foundation::core::util {
@@ -19,19 +21,19 @@ unsigned long current_thread_id() noexcept {
 }
 
 bool is_stopped(unsigned long thread) noexcept {
-  const HANDLE handle = OpenThread(SYNCHRONIZE | THREAD_SUSPEND_RESUME, FALSE, thread);
+  HANDLE handle = OpenThread(SYNCHRONIZE | THREAD_SUSPEND_RESUME, FALSE, thread);
   if (handle == nullptr) {
     return GetLastError() == ERROR_INVALID_PARAMETER;
   }
+  const sysdep::windows::HandleCloser<HANDLE> closing(handle);
   const bool ended = WaitForSingleObject(handle, 0) == WAIT_OBJECT_0;
-  // The system tells how often a thread is suspended only to who suspends it once more. Between the two calls there is
+  // The system shows how often a thread is suspended only to who suspends it once more. Between the two calls there is
   // nothing that could need what the thread holds.
   constexpr DWORD failed = static_cast<DWORD>(-1);
   const DWORD before = SuspendThread(handle);
   if (before != failed) {
     ResumeThread(handle);
   }
-  CloseHandle(handle);
   return ended || (before != failed && before > 0);
 }
 

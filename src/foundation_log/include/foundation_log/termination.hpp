@@ -1,13 +1,14 @@
-// The fatal path of the log, the indent of scope traces and the text of the exception in flight.
+// The fatal path of the log.
 //
-// Thread safety: all of it may be called from every thread; the indent belongs to the calling thread.
+// Thread safety: all of it may be called from every thread.
 // Not here: any report about the process. Whoever wants one registers a handler that writes it.
 #pragma once
 
+#include <foundation_log/exception_chain.hpp>
 #include <foundation_log/export.hpp>
+#include <foundation_log/indent_attribute.hpp>
 
 #include <sstream>
-#include <string>
 
 namespace foundation::log::detail {
 
@@ -34,19 +35,5 @@ class FOUNDATION_LOG_API termination_handler {
 /// the text to the standard error stream and aborts. `file` and `function` may be null.
 [[noreturn]] FOUNDATION_LOG_API void terminate(const std::ostringstream& text, const char* file, int line,
                                                const char* function);
-
-/// How deep the calling thread stands in active scope traces. Records are indented by two blanks a level.
-struct indent_attribute {
-  FOUNDATION_LOG_API static void increase() noexcept;
-  /// Does nothing at depth 0.
-  FOUNDATION_LOG_API static void decrease() noexcept;
-  FOUNDATION_LOG_API static unsigned current() noexcept;
-};
-
-/// The exception being handled in this thread, then the exceptions nested in it (`std::nested_exception`), one line
-/// each, with no line end behind the last. A line is the type's readable name, ": " and `what()`, or for an exception
-/// with `boost::exception` its diagnostic information with the line ends replaced by "; ". Empty if no exception is
-/// being handled. Never throws; without memory it returns "(no memory)".
-FOUNDATION_LOG_API std::string current_exception_chain_as_string() noexcept;
 
 }  // namespace foundation::log::detail

@@ -9,6 +9,7 @@
 //
 // Thread safety: pure functions. They throw only `std::bad_alloc` and `std::length_error`, except `to_string`.
 // Not here: text that arrives in pieces (see stream_converter.hpp), and encodings by name (see encoding.hpp).
+// `to_string` is implemented in convert/encoding.cpp, the others in convert/convert.cpp.
 #pragma once
 
 #include <i18n/export.hpp>

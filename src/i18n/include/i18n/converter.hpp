@@ -6,7 +6,7 @@
 
 namespace fl::i18n {
 
-/// Converts strings of `In` to strings of `Out`. What becomes of ill-formed input is told by the class that implements
+/// Converts strings of `In` to strings of `Out`. What becomes of ill-formed input is said by the class that implements
 /// it.
 template <class Out, class In>
 class converter {

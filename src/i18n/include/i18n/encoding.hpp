@@ -5,7 +5,7 @@
 // - UTF-8: a byte order mark at the start is an ordinary character, U+FEFF, and stays in the text;
 // - UTF-8-BOM (utf-8-sig): decoding removes one byte order mark at the start if there is one, encoding writes one;
 // - UTF-16LE, UTF-16BE, UTF-32LE, UTF-32BE: a byte order mark is an ordinary character;
-// - UTF-16, UTF-32: decoding takes the byte order from the mark and removes it, and without a mark reads big-endian;
+// - UTF-16, UTF-32: decoding reads the byte order from the mark and removes it, and without a mark reads big-endian;
 //   encoding writes a mark and little-endian units;
 // - US-ASCII, and all parts of ISO-8859 as they stand in the standard (-7 in its edition of 2003), -8-E and -8-I with
 //   the bytes of -8;
@@ -28,29 +28,22 @@
 // Thread safety: any number of threads may convert at once.
 #pragma once
 
+#include <i18n/errors.hpp>
 #include <i18n/export.hpp>
 #include <i18n/ustring.hpp>
 
-#include <stdexcept>
 #include <string>
 #include <string_view>
 
 namespace fl::i18n {
 
-/// The name of an encoding is not known, or the system has no code page for it. `what()` says the name.
-class I18N_API unknown_encoding : public std::invalid_argument {
- public:
-  using std::invalid_argument::invalid_argument;
-  ~unknown_encoding() override;
-};
-
 /// `bytes`, which are in `encoding`, as UTF-16. The result is always well-formed.
 ///
-/// Ill-formed input becomes U+FFFD: in UTF-8 and UTF-16 as i18n/convert.hpp tells, in UTF-32 one for each four bytes
+/// Ill-formed input becomes U+FFFD: in UTF-8 and UTF-16 as in i18n/convert.hpp, in UTF-32 one for each four bytes
 /// that are no code point, and one for an incomplete unit at the end. In other encodings each byte that begins no
 /// character gives one, and reading goes on at the next byte.
 ///
-/// Throws `unknown_encoding`, and `boost::system::system_error` if the system refuses to tell what a code page
+/// Throws `unknown_encoding`, and `boost::system::system_error` if the system refuses to say what a code page
 /// contains.
 I18N_API ustring decode(std::string_view bytes, std::string_view encoding);
 

@@ -28,39 +28,14 @@
 // reads.
 #pragma once
 
+#include <i18n/errors.hpp>
 #include <i18n/export.hpp>
 #include <i18n/ustring.hpp>
 #include <resource_core/msg_id.hpp>
 
-#include <memory>
-#include <stdexcept>
 #include <string>
 
 namespace fl::i18n {
-
-/// No catalog that was looked at has the message. `what()` says, in UTF-8, catalog and mnemonic, and the languages and
-/// directories that were tried.
-class I18N_API missing_message : public std::runtime_error {
- public:
-  missing_message(const std::string& text, const resource_core::BaseMsgID& id);
-  missing_message(const missing_message& other) noexcept;
-  missing_message& operator=(const missing_message& other) noexcept;
-  ~missing_message() override;
-
-  const std::string& catalog() const noexcept { return id_->catalog(); }
-  const std::string& mnemonic() const noexcept { return id_->mnemonic(); }
-
- private:
-  std::shared_ptr<const resource_core::BaseMsgID> id_;  ///< not null; shared by all copies
-};
-
-/// A catalog file is there but cannot be read, or is not one object from mnemonics to texts, each mnemonic once.
-/// `what()` says, in UTF-8, the file and the reason, with line and column where the content is at fault.
-class I18N_API bad_catalog : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-  ~bad_catalog() override;
-};
 
 /// The catalogs of this process.
 class I18N_API MessageCatalog {

@@ -4,6 +4,7 @@
 // a file is opened (`native_access_form`).
 //
 // Thread safety: a plain value.
+// Templates, and one function that is implemented in windows/path.cpp, by the rules of path/path_cleanup.cpp.
 #pragma once
 
 #include <i18n/export.hpp>
@@ -20,7 +21,7 @@ namespace detail {
 
 /// The path as the system accepts it:
 /// - both slashes separate; runs of separators become one backslash, and a trailing one is kept;
-/// - "." goes, and ".." takes the part before it along, but never a drive or a network share, and at the start of a
+/// - "." goes, and ".." goes with the part before it, but never a drive or a network share, and at the start of a
 ///   relative path it stays; what becomes empty by that is ".";
 /// - what would be 260 units or longer with the current directory before it is made absolute and gets the prefix that
 ///   lifts the system's limit ("\\?\" or "\\?\UNC\");

@@ -20,35 +20,14 @@
 // Thread safety: none; one thread at a time.
 #pragma once
 
-#include <i18n/encoding.hpp>
+#include <i18n/errors.hpp>
 #include <i18n/export.hpp>
-#include <i18n/ustring.hpp>
 
 #include <cstddef>
-#include <cstdint>
 #include <memory>
-#include <stdexcept>
 #include <string>
 
 namespace fl::i18n {
-
-/// A strict converter met input that stands for no character, or a character that the target encoding lacks. `what()`
-/// says what, in which encoding and where.
-class I18N_API conversion_error : public std::range_error {
- public:
-  /// `position`: see below.
-  conversion_error(const std::string& text, std::uint64_t position);
-  conversion_error(const conversion_error& other) noexcept;
-  conversion_error& operator=(const conversion_error& other) noexcept;
-  ~conversion_error() override;
-
-  /// How many bytes or UTF-16 units of the text, counted from its beginning over all pieces, stand before the
-  /// offending ones.
-  std::uint64_t position() const noexcept { return position_; }
-
- private:
-  std::uint64_t position_;  ///< in units of the input
-};
 
 /// Converts a text of `In` units to one of `Out` units, piece by piece.
 template <class Out, class In>
@@ -58,16 +37,16 @@ class stream_converter {
   stream_converter& operator=(const stream_converter&) = delete;
   virtual ~stream_converter() = default;
 
-  /// Converts [*from, from_end) into [*to, to_end) and moves `*from` and `*to` behind what was taken and written.
+  /// Converts [*from, from_end) into [*to, to_end) and moves `*from` and `*to` behind what was used and written.
   ///
   /// `last`: the text ends at `from_end`. What is kept of an incomplete character then counts as ill-formed, and
-  /// afterwards the converter is ready for another text. Without it an incomplete end is taken and kept.
+  /// afterwards the converter is ready for another text. Without it an incomplete end is kept.
   ///
-  /// Returns 0 if all of the input is taken and converted, and otherwise a number that is not 0: it has stopped only
+  /// Returns 0 if all of the input is used and converted, and otherwise a number that is not 0: it has stopped only
   /// because the output area is full, which need not be to its last unit, and is to be called again with the rest,
   /// which gives more output. An area of any size but 0 gets on.
   ///
-  /// Throws as the class that implements it tells. Allocates no memory unless it throws.
+  /// Throws as the class that implements it says. Allocates no memory unless it throws.
   virtual std::size_t convert(Out** to, Out* to_end, const In** from, const In* from_end, bool last) const = 0;
 
   /// Whether `convert` would now make of each US-ASCII unit the unit with the same number, and nothing else: then one
@@ -90,7 +69,7 @@ class recoder;
 }  // namespace detail
 
 /// From bytes in an encoding to UTF-16. A strict one throws `conversion_error`, with everything before the offending
-/// bytes written and `*from` behind what was taken; the text cannot be gone on with.
+/// bytes written and `*from` behind what was used; the text cannot be gone on with.
 class I18N_API stream_codecvt_string_to_ustring : public stream_converter<char16_t, char> {
  public:
   /// `encoding`: a name of i18n/encoding.hpp. Throws as `decode` does.

@@ -2,7 +2,7 @@
 // out.
 #include <fl/process/iopipe.hpp>
 
-#include "host/pipe_handles.hpp"
+#include "host/pipe_calls.hpp"
 
 #include <boost/numeric/conversion/cast.hpp>
 #include <boost/system/system_error.hpp>

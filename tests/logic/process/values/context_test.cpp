@@ -1,7 +1,7 @@
 #include <fl/process/context.hpp>
 #include <fl/process/iopipe.hpp>
 
-#include "host/pipe_handles.hpp"
+#include "host/pipe_calls.hpp"
 
 #include <boost/optional/optional_io.hpp>
 #include <boost/type_traits/is_detected.hpp>

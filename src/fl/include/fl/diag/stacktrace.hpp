@@ -87,7 +87,7 @@ class FL_API stacktrace_base {
  protected:
   /// For a derived copy constructor, which fills the `size` frames itself.
   stacktrace_base(std::size_t capacity, std::size_t size) noexcept;
-  /// Empty, or the calling thread's stack, as `capture(skip)` takes it.
+  /// Empty, or the calling thread's stack, as `capture(skip)` gives it.
   stacktrace_base(std::size_t capacity, std::size_t skip, bool capture) noexcept;
   /// The stack that `context` describes; throws as `capture(context, skip)` does.
   stacktrace_base(const thread_context& context, std::size_t capacity, std::size_t skip);

@@ -29,12 +29,13 @@
 // Thread safety: any thread, at any time, also while another one is terminating: reports do not mix, and a thread that
 // ends the process lets those go first that wait to write theirs. However slow a report is, the others wait for its
 // end. A thread that is stopped in the middle of one, suspended or by a fault that another thread reports, is waited
-// for ten seconds; then a report cannot be had any more, and what reads the log takes it as it is. Names of functions
+// for ten seconds; then a report cannot be had any more, and what reads the log gets it as it is. Names of functions
 // come from a service that is one for the whole process: if a thread does not leave it for 20 seconds, stacks have
 // numbers only.
 #pragma once
 
 #include <fl/diag/thread_context.hpp>
+#include <fl/diag/unknown_exception_name.hpp>
 #include <fl/export.hpp>
 #include <fl/util/ustring.hpp>
 
@@ -78,10 +79,6 @@ FL_API bool terminate_called() noexcept;
 
 /// From now on a fatal error is written to standard error instead of being shown in a dialog.
 FL_API void disable_terminate_dialog() noexcept;
-
-/// For a catch-all handler: the run-time type name of the exception being handled, as `std::type_info::name` gives it
-/// (`detail::demangle_typeid_name` makes it readable). Null if no exception is being handled, or it is none of C++.
-FL_API const char* unknown_exception_name() noexcept;
 
 }  // namespace foundation::core::diag
 

@@ -53,9 +53,9 @@ class FL_API thread_context : public windows::context_base {
   template <class Scalar, std::enable_if_t<is_mistaken<Scalar>, int> = 0>
   thread_context(Scalar) = delete;  // NOLINT(google-explicit-constructor)
 
-  /// Takes the state of the calling function, as the constructor does.
+  /// Captures the state of the calling function, as the constructor does.
   void capture() noexcept;
-  /// Takes the state in which the fault occurred; empty if `pointers` or its record is null.
+  /// Copies the state in which the fault occurred; empty if `pointers` or its record is null.
   void reset(const _EXCEPTION_POINTERS* pointers) noexcept;
 
   /// Two empty contexts are equal, an empty and a real one are not, two real ones are if their whole records are.

@@ -42,7 +42,7 @@ class Exception : public Kind, public Base {
   const char* what() const noexcept override;
 };
 
-/// An internal error that is also a `Base`, whose text, taken as UTF-8, is its own; "Unknown exception" if `Base` has
+/// An internal error that is also a `Base`, whose text, read as UTF-8, is its own; "Unknown exception" if `Base` has
 /// none.
 template <class Base>
 class Exception<IInternalException, Base, void>

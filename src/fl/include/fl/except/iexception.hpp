@@ -24,7 +24,7 @@
 //       resource_core::BaseMsgID id_;
 //     };
 //
-// Take an exception to another thread with `boost::current_exception()` and `boost::rethrow_exception`, or without
+// Carry an exception to another thread with `boost::current_exception()` and `boost::rethrow_exception`, or without
 // throwing it first with `boost::copy_exception(e)`, which in newer versions of Boost needs C++20 for this family: the
 // class stays what it is. Attach facts with `e << info`, where the info is Boost's, and get all of them with
 // `boost::diagnostic_information(e)`.
@@ -40,6 +40,7 @@
 // all that share its facts, to themselves.
 #pragma once
 
+#include <fl/except/shared_error_info.hpp>
 #include <fl/export.hpp>
 #include <fl/util/ustring.hpp>
 
@@ -53,7 +54,7 @@
 namespace foundation::core::except {
 
 /// Root of both kinds. Only `IInternalException` and `IUserException` derive from it; concrete classes supply `clone`
-/// and `rethrow`, which transport needs. No operation of the family takes anything away from its source: moving is
+/// and `rethrow`, which transport needs. No operation of the family removes anything from its source: moving is
 /// copying, and copying and assigning share the attached facts.
 class FL_API IException : public boost::exception_detail::clone_base, public boost::exception {
  public:
@@ -117,13 +118,6 @@ class FL_API IUserException : public IException {
 };
 
 namespace detail {
-
-/// Gives `error` a container whose owners are counted atomically, unless it has a container already; Boost's own counts
-/// without protection. Boost's functions use it like theirs. Throws `std::bad_alloc` and leaves `error` as it was.
-///
-/// Not synchronised with other writers. A thread that copies `error` meanwhile gets either no container or the new one,
-/// complete and owned.
-FL_API void ensure_shared_error_info(const boost::exception& error);
 
 template <class Error>
 inline constexpr bool is_of_family = std::is_base_of_v<IException, std::remove_reference_t<Error>>;

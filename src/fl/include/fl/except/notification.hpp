@@ -1,4 +1,4 @@
-// What a routine has to tell its user without stopping.
+// What a routine reports to its user without stopping.
 //
 // It collects messages by their ids; its caller looks them over, prints them or throws them away. The texts are made
 // when they are asked for, in the language in force at that moment:

@@ -8,14 +8,14 @@
 //
 // What holds for all of them:
 //  - `encoding` is a name of i18n/encoding.hpp; the factories throw `fl::i18n::unknown_encoding` for one that nobody
-//    knows or the system lacks. Ill-formed input, and characters that the target lacks, are replaced as told there.
+//    knows or the system lacks. Ill-formed input, and characters that the target lacks, are replaced as said there.
 //  - A write goes through at once; nothing is held back but the beginning of a character that the next write goes on
 //    with. If the buffer beneath refuses a part, the whole write counts as failed, though some of it may have gone
 //    through; nothing is offered a second time.
 //  - Reading takes what the buffer beneath has ready, up to 1,024 units at a time, and waits for more only if that is
 //    not a whole character. So a line is read when it has arrived, as the dialogue with a child needs it. But a buffer
-//    without a get area, such as that of `std::cin` while it is synchronised with C streams, does not tell what is
-//    ready and is asked for all 1,024 at once: there take each line by `std::getline` of bytes, and `fl::i18n::decode`
+//    without a get area, such as that of `std::cin` while it is synchronised with C streams, does not say what is
+//    ready and is asked for all 1,024 at once: there read each line by `std::getline` of bytes, and `fl::i18n::decode`
 //    it.
 //  - What stands in the middle of a character at the end of everything is dropped. If a buffer that was asked for more
 //    gives such a beginning only, that reads as the end.

@@ -36,7 +36,7 @@ class FL_API uifstream : public std::basic_istream<char16_t> {
   uifstream(const fl::filesystem::path& path);
   uifstream(const fl::filesystem::path& path, int mode, const std::string& encoding);
   uifstream(const ustring& path);
-  /// `mode`: of `std::ios_base`, handed to the run-time as it is. A file that cannot be opened is told by `is_open`,
+  /// `mode`: of `std::ios_base`, handed to the run-time as it is. A file that cannot be opened shows in `is_open`,
   /// and by the end of file at the first read. Throws what `make_ustreambuf_adaptor` throws for the encoding.
   uifstream(const ustring& path, int mode, const std::string& encoding);
   /// Closes the file.

@@ -34,7 +34,7 @@ class FL_API uofstream : public std::basic_ostream<char16_t> {
   uofstream(const fl::filesystem::path& path);
   uofstream(const fl::filesystem::path& path, int mode, const std::string& encoding);
   uofstream(const ustring& path);
-  /// `mode`: of `std::ios_base`, handed to the run-time as it is. A file that cannot be opened is told by `is_open`,
+  /// `mode`: of `std::ios_base`, handed to the run-time as it is. A file that cannot be opened shows in `is_open`,
   /// and by `badbit` after the first write. Throws what `make_ustreambuf_adaptor` throws for the encoding.
   uofstream(const ustring& path, int mode, const std::string& encoding);
   /// Closes the file.

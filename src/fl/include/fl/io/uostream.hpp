@@ -29,9 +29,9 @@ class FL_API uostream : public std::basic_ostream<char16_t> {
   /// Flushes nothing: what the buffer does when its last holder goes is the buffer's affair.
   ~uostream() override;
 
-  /// Exchanges the state, the format and the locale, takes the share in the other one's buffer and leaves that without
-  /// one, and gives up its own. `rdbuf` of both stays as it was: before anything else is done with this stream it must
-  /// be given its buffer, as by `rdbuf(getbuf().get())`.
+  /// Exchanges the state, the format and the locale, takes over the share in the other one's buffer and leaves that
+  /// without one, and gives up its own. `rdbuf` of both stays as it was: before anything else is done with this stream
+  /// it must be given its buffer, as by `rdbuf(getbuf().get())`.
   uostream& operator=(uostream&& other);
 
   /// The buffer that the stream holds; null if it has none.

@@ -1,4 +1,5 @@
-// Memory that starts on a fixed boundary, 32 bytes unless QX_ALIGNED_HEAP_ALIGNMENT says otherwise:
+// Memory that starts on a fixed boundary, 32 bytes unless QX_ALIGNED_HEAP_ALIGNMENT says otherwise. Implemented in
+// src/fl/mem/alignment.cpp and the heaps that it chooses from.
 //
 //     float* const lanes = static_cast<float*>(foundation::core::mem::vector_malloc(1024 * sizeof(float)));
 //     if (lanes == nullptr) …
@@ -75,13 +76,13 @@ inline void* vector_malloc(std::size_t size) {
 
 /// A block of zeros for `count` elements of `size` bytes. A product beyond the largest number gives null with the
 /// alignment 16 and from the arena. The heaps with headers do not test it: there the block has what is left of the
-/// product, far too little, so that who takes the count from outside tests it before.
+/// product, far too little: test a count that comes from outside before.
 inline void* vector_calloc(std::size_t count, std::size_t size) {
   return aligned_heap_access::heap().calloc(count, size);
 }
 
 /// Gives the block another size, perhaps in another place, and keeps its content up to the smaller of both. On failure
-/// the old block stays as it is. `p` is a block of this heap: not null, which only some of the heaps would take.
+/// the old block stays as it is. `p` is a block of this heap: not null, which only some of the heaps would accept.
 inline void* vector_realloc(void* p, std::size_t size) {
   return aligned_heap_access::heap().realloc(p, size);
 }

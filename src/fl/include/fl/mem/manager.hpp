@@ -1,4 +1,5 @@
-// How memory behaves in this process, settled once by an option string in the environment:
+// How memory behaves in this process, settled once by an option string in the environment. Implemented in
+// src/fl/mem/mem_manager.cpp; the features, in feature_set.cpp and option_words.cpp beside it.
 //
 //     set TESSEL_MEM_MGR=release,aligncheck
 //

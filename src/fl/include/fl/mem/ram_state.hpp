@@ -1,4 +1,4 @@
-// How much physical memory there is, and advice on how much of it to take:
+// How much physical memory there is, and advice on how much of it to use:
 //
 //     const foundation::core::mem::RamState ram;
 //     const std::size_t cache = ram.get_max_advised_allocation(50);  // leaves a pressure of at most 50
@@ -29,8 +29,8 @@ class FL_API RamState {
   std::size_t get_available_ram() const;
   /// 4 to 100, rounded down.
   int get_memory_pressure() const;
-  /// How many bytes may be taken so that the pressure afterwards is at most `pressure`: 1 to 100, and what lies outside
-  /// counts as the nearer end. 0 if the pressure is higher already.
+  /// How many bytes may be allocated so that the pressure afterwards is at most `pressure`: 1 to 100, and what lies
+  /// outside counts as the nearer end. 0 if the pressure is higher already.
   std::size_t get_max_advised_allocation(int pressure) const;
 
  private:

@@ -17,7 +17,7 @@ class FL_API stats {
   /// In bytes.
   unsigned long long GetAlloced() const;
 
-  /// The present figure; 0 if the system does not tell.
+  /// The present figure; 0 if the system gives none.
   static stats GetStats();
   /// Whether this platform has a figure at all.
   static bool IsSupported();

@@ -2,7 +2,7 @@
 // looked up or checked here, and nothing is quoted. One object belongs to one thread at a time; concurrent reads are
 // safe.
 //
-// Batch files (.bat, .cmd) are run by the command interpreter, which takes their arguments apart once more and could
+// Batch files (.bat, .cmd) are run by the command interpreter, which splits their arguments once more and could
 // find another command in one. A launch refuses a batch file whose name or one of whose arguments holds a quote, one of
 // % ! ^ & | < > or a control character, and a name that the interpreter would cut: one that has no blank, and holds one
 // of , ; = or begins with @ or a bracket. An argument with one of , ; = is let through; the file may see it cut.
@@ -45,7 +45,7 @@ class FL_API command {
 FL_API bool operator==(const command& left, const command& right);
 FL_API bool operator<(const command& left, const command& right);
 
-/// Prints the name and each argument behind one blank. No quoting: not a command line that a shell could take.
+/// Prints the name and each argument behind one blank. No quoting: not a command line for a shell.
 FL_API std::ostream& operator<<(std::ostream& stream, const command& value);
 
 namespace detail {
@@ -55,7 +55,7 @@ FL_API const std::string& unspecified() noexcept;
 
 }  // namespace detail
 
-/// A command with `arg1` and those that follow it, up to the first that is left out (told by the address of
+/// A command with `arg1` and those that follow it, up to the first that is left out (known by the address of
 /// `detail::unspecified()`, not by its text: an empty string is an argument). `arg1` always counts.
 FL_API command
 make_command(const std::string& name, const std::string& arg1, const std::string& arg2 = detail::unspecified(),

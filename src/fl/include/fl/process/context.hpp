@@ -1,24 +1,24 @@
 // How to run a command: environment, standard streams, directory, user, what is inherited. A plain value that can be
-// copied, compared, ordered and printed; it touches the system only to take its snapshot of the environment, and
+// copied, compared, ordered and printed; it touches the system only for its snapshot of the environment, and
 // nothing is checked before a launch. One object belongs to one thread at a time; concurrent reads are safe.
 //
 // All narrow text is UTF-8 and reaches the child and the system as that text, whatever the active code page is. Names
-// of files, users and variables, values and passwords that are not valid UTF-8 are taken in that code page.
+// of files, users and variables, values and passwords that are not valid UTF-8 are read in that code page.
 //
 // Who starts children side by side calls `explicitlyInheritHandles(true)`. Without it a child that inherits anything
 // gets every inheritable handle of this process, the ends of pipes included that are at this moment meant for another
 // child: such a pipe ends only when both children have ended. A launch closes the child's ends in this process, but
-// cannot take them from a sibling.
+// cannot remove them from a sibling.
 #pragma once
 
 #include <fl/export.hpp>
 #include <fl/process/elevation_level.hpp>
+#include <fl/process/environment_map.hpp>
 #include <fl/process/inherited_handles.hpp>
 #include <fl/process/iopipe_descriptor.hpp>
 #include <fl/process/iopipe_device.hpp>
 #include <fl/process/open_mode.hpp>
 #include <fl/process/redirection.hpp>
-#include <fl/util/lexicographical_iless.hpp>
 #include <fl/util/ustring.hpp>
 
 #include <boost/optional/optional.hpp>
@@ -30,9 +30,6 @@
 
 namespace foundation::core::process {
 
-/// Variables by name. Names that differ only in case are one variable.
-using environment_map = std::map<std::string, std::string, util::lexicographical_iless>;
-
 /// How to run a command. A copy shares pipes with its source, and nothing else.
 class FL_API context {
  public:
@@ -43,7 +40,7 @@ class FL_API context {
   };
 
   /// The environment of this process, and no request of any kind. Of variables whose names differ only in case the
-  /// first stays. Throws what taking the snapshot throws.
+  /// first stays. Throws what making the snapshot throws.
   context();
   context(const context& other);
   /// Leaves this object as it was if the copy fails.
@@ -97,7 +94,7 @@ class FL_API context {
   void explicitlyInheritHandles(const boost::optional<bool>& value);
   boost::optional<bool> explicitlyInheritHandles() const;
 
-  /// `NonElevated` takes elevation from the child of an elevated process, and `user()` is ignored then; in any other
+  /// `NonElevated` removes elevation from the child of an elevated process, and `user()` is ignored then; in any other
   /// process it changes nothing. `Elevated` asks the system's shell to start the child, which may ask the user; it
   /// changes nothing where `user()` is set. Of a child that is started so the id is not known, its window is hidden,
   /// and it gets neither the environment nor any handle of this context. Where the shell starts no new process the
@@ -118,7 +115,7 @@ class FL_API context {
   const std::map<iopipe_device, int>& inherited_pipes() const;
   /// Lets the child have the ends of `pipe` that `mode` names, and returns what the child needs to open them. Flushes
   /// the output side of `pipe` first, whatever state the stream is in; what cannot be written sets its badbit. A mode
-  /// that names no end takes the pipe off the list and returns an empty descriptor.
+  /// that names no end removes the pipe from the list and returns an empty descriptor.
   iopipe_descriptor inherit_pipe(iopipe& pipe, int mode);
   template <class Mode, detail::standard_open_mode<Mode> = 0>
   iopipe_descriptor inherit_pipe(iopipe& pipe, Mode mode) = delete;

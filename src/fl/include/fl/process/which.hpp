@@ -1,4 +1,5 @@
-// What a bare command name stands for: the program file that it would run.
+// What a bare command name stands for: the program file that it would run. Implemented in
+// src/fl/process/windows/lookup/which_impl.cpp.
 //
 //   if (const auto program = which("cmd"))
 //     process child(command(*program));
@@ -10,17 +11,17 @@
 //
 // Where it is looked for, in this order, the first hit being the answer:
 // 1. the name as it stands, absolute or relative to the current directory;
-// 2. the name in each directory of PATH. An empty entry of PATH is the current directory, and entries are taken
+// 2. the name in each directory of PATH. An empty entry of PATH is the current directory, and entries are read
 //    literally, quotes and blanks included;
 // 3. for each extension of PATHEXT in turn, the name with the extension behind it, as in 1 and 2, even if the name has
 //    an extension already.
 //
-// PATH is read at each lookup, and taken apart only when it has changed. PATHEXT is read at the first lookup of the
+// PATH is read at each lookup, and split only when it has changed. PATHEXT is read at the first lookup of the
 // process and then kept; without it no extension is tried. Both are those of the C run-time (`_wgetenv`), which a
 // change by `_putenv` reaches, but not one by the system's SetEnvironmentVariable alone.
 //
-// Text is UTF-8, as everywhere in the process interface; `command` takes what is found as it is. A name that is not
-// valid UTF-8 is taken in the active code page.
+// Text is UTF-8, as everywhere in the process interface; `command` accepts what is found as it is. A name that is
+// not valid UTF-8 is read in the active code page.
 //
 // The channel "fl::process::which" of the log shows every step of a search.
 #pragma once

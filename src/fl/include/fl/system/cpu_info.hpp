@@ -39,12 +39,12 @@ class CpuInfo {
   /// `std::bad_alloc`.
   CpuInfo() = default;
 
-  /// Asks the system. If it refuses to tell the cores, throws `boost::system::system_error`, which is also an
+  /// Asks the system. If it refuses to list the cores, throws `boost::system::system_error`, which is also an
   /// `except::IInternalException`, or `std::bad_alloc`; the object then keeps what it had, but is no longer valid. A
   /// frequency or tiers that cannot be found out are no failure.
   FL_API void refresh();
   /// The same, but if it fails, all three counts become `std::thread::hardware_concurrency()` (which may be 0), the
-  /// tiers and the frequency are unknown, and `detailsValid` is false. `getMaximumProcessorFrequency` tells the
+  /// tiers and the frequency are unknown, and `detailsValid` is false. `getMaximumProcessorFrequency` gives the
   /// frequency also then.
   FL_API void refresh(const std::nothrow_t&) noexcept;
 
@@ -63,9 +63,9 @@ class CpuInfo {
   int efficiencyCores() const noexcept { return details_.efficiencyCores; }
   /// There are not as many logical processors as cores.
   bool hyperthreaded() const noexcept { return details_.hyperthreaded; }
-  /// `frequency` was told by the system.
+  /// `frequency` came from the system.
   bool frequencyAvailable() const noexcept { return details_.frequencyAvailable; }
-  /// The last refresh was told everything by the system: nothing above is a fallback or left over.
+  /// The last refresh got everything from the system: nothing above is a fallback or left over.
   bool detailsValid() const noexcept { return detailsValid_; }
 
  private:
@@ -77,7 +77,7 @@ class CpuInfo {
   bool assumed_ = false;  ///< The counts are those of a fallback.
 };
 
-/// Whether both tell the same frequency, cores and hyper-threading. The instruction set, the tiers and whether the
+/// Whether both have the same frequency, cores and hyper-threading. The instruction set, the tiers and whether the
 /// details are valid do not count.
 FL_API bool operator==(const CpuInfo& left, const CpuInfo& right) noexcept;
 FL_API bool operator!=(const CpuInfo& left, const CpuInfo& right) noexcept;

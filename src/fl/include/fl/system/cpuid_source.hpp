@@ -21,9 +21,9 @@ class ICpuidSource {
  public:
   virtual ~ICpuidSource() = default;
   /// CPUID with `leaf` in EAX and `subleaf` in ECX. Is asked for 0 and 0x80000000, and apart from these only for leaves
-  /// that they tell to exist.
+  /// that they report.
   virtual CpuidRegisters cpuid(std::uint32_t leaf, std::uint32_t subleaf) const = 0;
-  /// XGETBV: the extended control register `index`. Is asked only if CPUID tells that the instruction is enabled.
+  /// XGETBV: the extended control register `index`. Is asked only if CPUID shows that the instruction is enabled.
   virtual std::uint64_t xgetbv(std::uint32_t index) const = 0;
 
  protected:

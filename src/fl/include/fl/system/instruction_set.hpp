@@ -1,10 +1,11 @@
-// Which instructions the processor has, for logs and reports:
+// Which instructions the processor has, for logs and reports. Implemented in src/fl/system/instruction_set.cpp; the
+// names of the features stand in feature_string.cpp beside it.
 //
 //     const foundation::core::system::x86_64::InstructionSet instructions;
 //     log << instructions.brand() << ":" << instructions.getFeatureString();
 //
-// Not a switch for code paths: some features are told of one vendor only. Instructions on vector registers are told
-// only if the operating system saves these registers; FMA and F16C are the exceptions.
+// Not a switch for code paths: some features are reported of one vendor only. Instructions on vector registers are
+// reported only if the operating system saves these registers; FMA and F16C are the exceptions.
 //
 // Thread safety: a plain value.
 #pragma once
@@ -17,7 +18,7 @@
 
 namespace foundation::core::system::x86_64 {
 
-/// The identification of a processor, read once, at construction. What a processor does not tell is 0 or empty.
+/// The identification of a processor, read once, at construction. What a processor does not report is 0 or empty.
 class InstructionSet {
  public:
   /// Asks the processor on which the thread happens to run. Throws `std::bad_alloc`.

@@ -1,15 +1,15 @@
-// Everything one launch prepares before the child is created. The members are declared in the order in which they are
-// made; on every way out they are let go of in reverse: the attribute list, the handles it refers to, the environment,
-// then the parent's copies of the child's ends.
+// Everything one launch prepares before the child is created, in stages that need each other. On every way out they are
+// released in reverse: the attribute list, the handles it refers to, the environment, then the parent's copies of the
+// child's ends.
 #pragma once
 
 #include <fl/sysdep/windows/process_impl.hpp>
 
+#include "common/windows/handle_closer.hpp"
 #include "process/windows/launch/std_handle_guard.hpp"
 
 #include <windows.h>
 
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -33,29 +33,37 @@ class process_impl::child_setup {
   PROCESS_INFORMATION& info() { return proc_info_; }
 
  private:
-  // Deletes the attribute list, if one was made, at the end of the launch.
-  class attribute_list_guard {
-   public:
-    explicit attribute_list_guard(STARTUPINFOEXW& startup) : startup_(startup) {}
-    attribute_list_guard(const attribute_list_guard&) = delete;
-    attribute_list_guard& operator=(const attribute_list_guard&) = delete;
-    ~attribute_list_guard();
+  // The settings of the standard streams, as they stand in the startup data.
+  struct standard_streams {
+    standard_streams(STARTUPINFOW& startup, const process::context& ctx);
+    bool change_handles() const;
 
-   private:
-    STARTUPINFOEXW& startup_;
+    StdHandleGuard<process::std_in_type> in;
+    StdHandleGuard<process::std_out_type> out;
+    StdHandleGuard<process::std_err_type> err;  // behind `out`, whose handle it may share
   };
 
-  // What the creating calls take as UTF-16.
+  // Which handles the child inherits. With a list, the startup data refer to it, and it refers to `handles`.
+  struct inheritance {
+    inheritance(STARTUPINFOEXW& startup, const process::context& ctx, const standard_streams& streams);
+    bool has_list() const { return list_closer.handle != nullptr; }
+
+    std::vector<void*> handles;                                    // those of the list, if there is one
+    const HandleCloser<LPPROC_THREAD_ATTRIBUTE_LIST> list_closer;  // behind `handles`
+    bool any_inherited = false;
+  };
+
+  // What the creating calls want in UTF-16.
   struct wide_texts {
     std::wstring directory;
     std::wstring command_line;
     std::wstring program;
   };
 
-  // The environment of the context as a block that a creating call takes, in one of two forms.
+  // The environment of the context as a block for a creating call, in one of two forms.
   struct environment_block {
     std::vector<char> narrow;    // used if `wide` is empty
-    std::vector<char16_t> wide;  // the call must be told that it gets this one
+    std::vector<char16_t> wide;  // needs `creation_flag`
 
     void* data() { return wide.empty() ? static_cast<void*>(narrow.data()) : wide.data(); }
     DWORD creation_flag() const { return wide.empty() ? 0 : CREATE_UNICODE_ENVIRONMENT; }
@@ -63,22 +71,20 @@ class process_impl::child_setup {
 
   static STARTUPINFOEXW make_startup_info(const process::context& ctx);
   static environment_block make_environment_block(const process::environment_map& environment);
+  static DWORD make_creation_flags(const process::context& ctx, const inheritance& inherited);
   wide_texts texts_for(const std::string& name) const;
   void create_as_user(HANDLE token, const std::string& name, DWORD creation_flags, void* environment);
 
-  const process::context& ctx_;
+  // Stage by stage: each member needs some of those above it, and is released before them. The constructor lists all of
+  // them, so that the compiler refuses another order.
   STARTUPINFOEXW startup_info_;
-  PROCESS_INFORMATION proc_info_ = {};
-  std::string command_line_;  // UTF-8, quoted
-  const char* directory_;     // UTF-8, borrowed from the context; never null
-  StdHandleGuard<process::std_in_type> std_in_;
-  StdHandleGuard<process::std_out_type> std_out_;
-  StdHandleGuard<process::std_err_type> std_err_;
-  environment_block env_block_;
-  bool inherit_handles_;
-  std::vector<void*> handles_;  // what the attribute list refers to
-  attribute_list_guard attribute_list_guard_{startup_info_};
-  DWORD creation_flags_;
+  const std::string command_line_;  // UTF-8, quoted
+  const char* const directory_;     // UTF-8, borrowed from the context; never null
+  const standard_streams streams_;
+  environment_block environment_;
+  const inheritance inheritance_;
+  const DWORD creation_flags_;
+  PROCESS_INFORMATION proc_info_;  // all zero before the child is created
 };
 
 }  // namespace foundation::core::sysdep::windows

@@ -3,8 +3,8 @@
 #include <fl/sysdep/windows/process_impl.hpp>
 
 #include "loggers.hpp"
-#include "process/launch/quoting.hpp"
-#include "process/values/user_string.hpp"
+#include "process/launch_text/argument_quoting.hpp"
+#include "process/launch_text/user_string.hpp"
 
 namespace foundation::core::sysdep::windows {
 

@@ -6,12 +6,12 @@
 
 #include "common/windows/handle_closer.hpp"
 #include "loggers.hpp"
-#include "process/launch/batch_file.hpp"
-#include "process/launch/quoting.hpp"
+#include "process/launch_text/argument_quoting.hpp"
+#include "process/launch_text/batch_file.hpp"
+#include "process/launch_text/without_nul.hpp"
 #include "process/windows/last_error.hpp"
 #include "process/windows/launch/child_setup.hpp"
 #include "process/windows/native_text.hpp"
-#include "process/windows/text.hpp"
 #include "process/windows/token/non_elevated_token.hpp"
 #include "process/windows/token/profile_cleanup.hpp"
 
@@ -54,7 +54,7 @@ namespace {
 
 enum class launch_way { de_elevated, under_user, elevated, plain };
 
-// A request for elevation gives way to a user; one against it gives way only where there is nothing to take away.
+// A request for elevation gives way to a user; one against it gives way only where there is no elevation to remove.
 launch_way choose_way(const context& ctx) {
   if (ctx.elevationLevel() == process::ElevationLevel::NonElevated && IsTokenElevated(nullptr) != 0) {
     return launch_way::de_elevated;
@@ -89,7 +89,7 @@ void process_impl::launch_under_user(child_setup& setup, const command& cmd, con
 namespace {
 
 // Lets the system's shell start a file, elevated and without a window, and returns the process. `Request` is the narrow
-// or the wide form of what the call takes; the texts are of that form. The text of a failure is the same for both.
+// or the wide form of what the call wants; the texts are of that form. The text of a failure is the same for both.
 template <class Request, class Text>
 HANDLE run_elevated(BOOL(WINAPI* execute)(Request*), const Text& verb, const Text& file, const Text& parameters,
                     const Text& directory) {
@@ -104,7 +104,7 @@ HANDLE run_elevated(BOOL(WINAPI* execute)(Request*), const Text& verb, const Tex
   if (!execute(&request)) {
     throw_last_error(::GetLastError(), "::ShellExecuteExW");
   }
-  // As when a running program takes the file over.
+  // As when a running program opens the file.
   if (!request.hProcess) {
     throw std::runtime_error("the system's shell started no process of its own, so there is nothing to follow");
   }
@@ -115,9 +115,9 @@ HANDLE run_elevated(BOOL(WINAPI* execute)(Request*), const Text& verb, const Tex
 
 void process_impl::launch_elevated_helper(const command& cmd, const char* const& directory,
                                           PROCESS_INFORMATION& proc_info) {
-  const std::string& file = without_nul(cmd.name(), "program name");
+  const std::string& file = process::without_nul(cmd.name(), "program name");
   const std::string parameters = process::join_arguments(cmd.args(), &process_impl::escape_copy);
-  without_nul(parameters, "command line");
+  process::without_nul(parameters, "command line");
   const std::string verb = "runas";
   proc_info.hProcess = fits_narrow_calls({file, parameters, directory})
                            ? run_elevated(&::ShellExecuteExA, verb, file, parameters, std::string(directory))

@@ -1,12 +1,14 @@
-// The three standard handles of a child: where each setting takes its handle from.
+// The three standard handles of a child: where each setting gets its handle from.
 
 #include <fl/sysdep/windows/process_impl.hpp>
 
+#include "common/windows/handle_closer.hpp"
+#include "common/windows/system_error.hpp"
 #include "loggers.hpp"
+#include "process/launch_text/without_nul.hpp"
 #include "process/windows/last_error.hpp"
-#include "process/windows/launch/handle_flags.hpp"
+#include "process/windows/launch/mark_inheritable.hpp"
 #include "process/windows/native_text.hpp"
-#include "process/windows/text.hpp"
 
 #include <windows.h>
 #include <io.h>
@@ -45,12 +47,12 @@ HANDLE duplicate_alike(HANDLE source) {
   }
   DWORD flags = 0;
   if (!::GetHandleInformation(source, &flags)) {
-    throw_unlogged_error(::GetLastError(), "GetHandleInformation");
+    throw_system_error(::GetLastError(), "GetHandleInformation", BOOST_CURRENT_LOCATION);
   }
   HANDLE duplicate = nullptr;
   if (!::DuplicateHandle(::GetCurrentProcess(), source, ::GetCurrentProcess(), &duplicate, 0,
                          (flags & HANDLE_FLAG_INHERIT) != 0, DUPLICATE_SAME_ACCESS)) {
-    throw_unlogged_error(::GetLastError(), "DuplicateHandle");
+    throw_system_error(::GetLastError(), "DuplicateHandle", BOOST_CURRENT_LOCATION);
   }
   return duplicate;
 }
@@ -131,41 +133,33 @@ void go_to_end(HANDLE file) {
 
 void process_impl::open_file_handle(STARTUPINFOW* startup, unsigned long key, const std::string& file,
                                     unsigned long access, open_action_type action) {
-  const HANDLE handle = open_or_make(without_nul(file, "file name"), access);
+  HANDLE handle = open_or_make(process::without_nul(file, "file name"), access);
   if (handle == INVALID_HANDLE_VALUE) {
     throw_last_error(::GetLastError(), "OpenFile (open_file_handle)");
   }
-  try {
-    switch (action) {
-      case open_as_is:
-        break;
-      case truncate:
-        cut_off(handle);
-        break;
-      case seek_to_end:
-        go_to_end(handle);
-        break;
-      default:
-        throw std::invalid_argument("bad open_action (open_file_handle)");
-    }
-    set_handle(startup, key, handle);
-  } catch (...) {
-    ::CloseHandle(handle);
-    throw;
+  HandleCloser<HANDLE> closer(handle);
+  switch (action) {
+    case open_as_is:
+      break;
+    case truncate:
+      cut_off(handle);
+      break;
+    case seek_to_end:
+      go_to_end(handle);
+      break;
+    default:
+      throw std::invalid_argument("bad open_action (open_file_handle)");
   }
+  set_handle(startup, key, handle);
+  closer.mode = CloseOnDestruction::leave;
 }
 
 void process_impl::share_std_handle(STARTUPINFOW* startup, unsigned long destination, unsigned long source) {
-  const HANDLE duplicate = duplicate_alike(get_handle(startup, source));
-  try {
-    mark_inheritable(duplicate);
-    set_handle(startup, destination, duplicate);
-  } catch (...) {
-    if (duplicate) {
-      ::CloseHandle(duplicate);
-    }
-    throw;
-  }
+  HANDLE duplicate = duplicate_alike(get_handle(startup, source));
+  HandleCloser<HANDLE> closer(duplicate);
+  mark_inheritable(duplicate);
+  set_handle(startup, destination, duplicate);
+  closer.mode = CloseOnDestruction::leave;
 }
 
 void process_impl::close_handle(STARTUPINFOW* startup, unsigned long key) {

@@ -1,9 +1,11 @@
-// Applies the setting of one standard stream to the startup data and afterwards takes back what the parent must not
+// Applies the setting of one standard stream to the startup data and afterwards closes what the parent must not
 // keep: a duplicate, a file, the child's end of a pipe. One object per stream and launch, on the launching thread's
 // stack.
 #pragma once
 
 #include <fl/sysdep/windows/process_impl.hpp>
+
+#include "common/windows/handle_closer.hpp"
 
 #include <boost/variant/apply_visitor.hpp>
 #include <boost/variant/static_visitor.hpp>
@@ -80,9 +82,8 @@ class process_impl::StdHandleGuard {
     closer(STARTUPINFOW* s, DWORD k) : startup(s), key(k) {}
     // The input handle is the parent's own; the output handles are duplicates made for the child.
     void operator()(const process::inherit_from_parent&) const {
-      const HANDLE handle = get_handle(startup, key);
-      if (key != STD_INPUT_HANDLE && handle) {
-        ::CloseHandle(handle);
+      if (key != STD_INPUT_HANDLE) {
+        const HandleCloser<HANDLE> duplicate(get_handle(startup, key));
       }
     }
     void operator()(const process::pipe_from& pipe) const { close_for_read(pipe.device()); }

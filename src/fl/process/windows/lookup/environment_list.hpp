@@ -1,6 +1,6 @@
 // Environment variables that hold a list, such as PATH, as the C run-time has them. They are read wide: the narrow copy
 // of the run-time has other letters, or question marks, in the place of what the active code page lacks, and nothing in
-// it tells which. Reading is as safe among threads as `getenv` is: nobody may change the environment meanwhile.
+// it shows which. Reading is as safe among threads as `getenv` is: nobody may change the environment meanwhile.
 #pragma once
 
 #include <boost/algorithm/string/classification.hpp>
@@ -19,7 +19,7 @@ inline const wchar_t* read_variable(const wchar_t* name) {
   return value ? value : L"";
 }
 
-/// The entries between the semicolons, taken literally: empty ones count, and quotes and blanks are part of an entry.
+/// The entries between the semicolons, read literally: empty ones count, and quotes and blanks are part of an entry.
 template <class Entry>
 std::vector<Entry> split_list(const std::wstring& value) {
   std::vector<Entry> entries;

@@ -1,4 +1,4 @@
-// The directories of PATH, kept from one lookup to the next and taken apart again only when PATH has changed.
+// The directories of PATH, kept from one lookup to the next and split again only when PATH has changed.
 #pragma once
 
 #include <boost/filesystem/path.hpp>
@@ -23,11 +23,11 @@ class search_path_cache {
   void rebuild(std::wstring value);
 
   std::mutex mutex_;                                // guards the two others
-  std::wstring value_;                              // PATH as it was taken apart last
+  std::wstring value_;                              // PATH as it was split last
   std::shared_ptr<const directories> directories_;  // null before the first lookup
 };
 
-/// The one list of the library. Built when it loads, without reading the environment.
+/// The one list of the library. Built when that loads (see load.cpp), without reading the environment.
 extern search_path_cache search_path;
 
 }  // namespace foundation::core::process::windows

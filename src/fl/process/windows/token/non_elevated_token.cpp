@@ -42,7 +42,7 @@ HANDLE medium_integrity_token() {
 }  // namespace
 
 void* token_without_elevation() {
-  // Both are asked in any case, so that the log tells both.
+  // Both are asked in any case, so that the log shows both.
   const int uac = IsUacEnabled();
   const ReplaceTokenRight right = CheckReplaceTokenPrivilege();
   if (uac == 1 && right == ReplaceTokenPresent) {

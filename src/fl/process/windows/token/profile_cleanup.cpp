@@ -7,12 +7,6 @@ namespace foundation::core::sysdep::windows {
 
 namespace severity = log::severity;
 
-ProfileCleanup::~ProfileCleanup() {
-  if (process_) {
-    ::CloseHandle(process_);
-  }
-}
-
 bool ProfileCleanup::duplicate_handle(HANDLE child) {
   if (::DuplicateHandle(::GetCurrentProcess(), child, ::GetCurrentProcess(), &process_, SYNCHRONIZE, FALSE, 0)) {
     return true;
@@ -48,7 +42,7 @@ void ProfileCleanup::on_child_ended(void* context, BOOLEAN) {
 }
 
 // The callback of a child that has ended already may come before the registration has stored the handle of the wait:
-// whoever is last takes the record down.
+// whoever is last destroys the record.
 void ProfileCleanup::let_go(ProfileCleanup* record) {
   if (--record->holders_ != 0) {
     return;

@@ -1,6 +1,7 @@
 // Ends a user's logon when the child that runs under it ends, whatever has become of the child's object by then.
 #pragma once
 
+#include "common/windows/handle_closer.hpp"
 #include "process/windows/token/user_logon.hpp"
 
 #include <windows.h>
@@ -16,7 +17,6 @@ class ProfileCleanup {
   explicit ProfileCleanup(std::unique_ptr<UserLogon> logon) : logon_(std::move(logon)) {}
   ProfileCleanup(const ProfileCleanup&) = delete;
   ProfileCleanup& operator=(const ProfileCleanup&) = delete;
-  ~ProfileCleanup();
 
   const UserLogon& logon() const { return *logon_; }
 
@@ -31,9 +31,10 @@ class ProfileCleanup {
   static void let_go(ProfileCleanup* record);
 
   std::unique_ptr<UserLogon> logon_;  // null once it has ended
-  HANDLE process_ = nullptr;          // owned; only good for waiting
-  HANDLE wait_ = nullptr;             // owned
-  std::atomic<int> holders_{2};       // the launch, until the wait is registered, and the callback
+  HANDLE process_ = nullptr;          // only good for waiting
+  const HandleCloser<HANDLE> process_closer_{process_};
+  HANDLE wait_ = nullptr;        // owned
+  std::atomic<int> holders_{2};  // the launch, until the wait is registered, and the callback
 };
 
 }  // namespace foundation::core::sysdep::windows

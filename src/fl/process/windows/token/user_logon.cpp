@@ -3,10 +3,10 @@
 #include <fl/process/errors.hpp>
 #include <fl/sysdep/windows/deelevate_utils.hpp>
 
-#include "process/launch/environment_block.hpp"
+#include "process/launch_text/environment_block.hpp"
+#include "process/launch_text/without_nul.hpp"
 #include "process/windows/last_error.hpp"
 #include "process/windows/native_text.hpp"
-#include "process/windows/text.hpp"
 
 #include <boost/system/error_code.hpp>
 
@@ -19,7 +19,7 @@ namespace foundation::core::sysdep::windows {
 
 namespace {
 
-// What the caller can put right is told apart from what the system refuses for reasons of its own.
+// What the caller can put right is raised apart from what the system refuses for reasons of its own.
 [[noreturn]] void throw_logon_failure(DWORD code) {
   if (code == ERROR_LOGON_FAILURE || code == ERROR_PASSWORD_EXPIRED || code == ERROR_ACCOUNT_DISABLED) {
     throw process::process_bad_user(boost::system::system_category().message(static_cast<int>(code)));
@@ -37,7 +37,7 @@ BOOL log_on_wide(const std::string& user, const std::string& domain, const std::
   return done;
 }
 
-// `Info` and `name` are of the form, narrow or wide, that `load` takes. Null if the system refuses.
+// `Info` and `name` are of the form, narrow or wide, that `load` wants. Null if the system refuses.
 template <class Info, class Text>
 HANDLE load_profile_of(BOOL(WINAPI* load)(HANDLE, Info*), HANDLE token, Text name) {
   Info info = {};
@@ -67,9 +67,9 @@ UserLogon::~UserLogon() {
 }
 
 void UserLogon::log_on(const std::string& password) {
-  without_nul(user_, "name of the user");
-  without_nul(domain_, "domain of the user");
-  without_nul(password, "password");
+  process::without_nul(user_, "name of the user");
+  process::without_nul(domain_, "domain of the user");
+  process::without_nul(password, "password");
   const BOOL done = fits_narrow_calls({user_, domain_, password})
                         ? ::LogonUserA(user_.c_str(), domain_.c_str(), password.c_str(), LOGON32_LOGON_INTERACTIVE,
                                        LOGON32_PROVIDER_DEFAULT, &token_)

@@ -1,7 +1,7 @@
 // Another user's logon in this process, with the user's profile loaded. Used by one thread at a time.
 #pragma once
 
-#include <fl/process/context.hpp>
+#include <fl/process/environment_map.hpp>
 
 #include "common/windows/handle_closer.hpp"
 
@@ -40,7 +40,7 @@ class UserLogon {
   std::string domain_;  // "." for the accounts of this machine
   HANDLE token_ = nullptr;
   const HandleCloser<HANDLE> token_closer_{token_};
-  HANDLE profile_ = nullptr;
+  HANDLE profile_ = nullptr;  // unloaded before the token is closed
 };
 
 }  // namespace foundation::core::sysdep::windows

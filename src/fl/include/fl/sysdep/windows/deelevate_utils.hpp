@@ -1,6 +1,7 @@
 // Elevation: whether a token has it, tokens without it for the child of an elevated process, and privileges. The system
 // has no call that takes elevation away; what comes nearest is the token of the user's own shell, explorer.exe, and
-// after that a restricted token of medium integrity.
+// after that a restricted token of medium integrity. Implemented in src/fl/process/windows/token, what asks the shell
+// in deelevate_utils_explorer.cpp.
 //
 // Nothing here keeps state; any thread may call anything. Tokens are system handles; the caller closes those that are
 // returned. Failures throw boost::system::system_error with the system's code.

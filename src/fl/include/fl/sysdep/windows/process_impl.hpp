@@ -6,7 +6,7 @@
 //
 // Implemented in src/fl/process/windows: the record in child/process_impl.cpp, and of the launch the steps in
 // launch/launch.cpp, the command line and the user in launch/command_text.cpp, the standard handles in
-// launch/standard_handles.cpp and the inheritance in launch/inheritance.cpp.
+// launch/standard_handles.cpp and the inheritance in launch/handle_inheritance.cpp.
 #pragma once
 
 #include <fl/export.hpp>

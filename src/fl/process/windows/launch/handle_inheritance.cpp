@@ -1,0 +1,112 @@
+// What a child inherits beside its standard handles, and the explicit list that keeps everything else from it.
+
+#include <fl/process/open_mode.hpp>
+#include <fl/sysdep/windows/process_impl.hpp>
+
+#include "common/windows/handle_closer.hpp"
+#include "process/windows/launch/attribute_list.hpp"
+#include "process/windows/launch/mark_inheritable.hpp"
+
+#include <windows.h>
+
+#include <algorithm>
+#include <stdexcept>
+
+namespace foundation::core::sysdep::windows {
+
+using process::context;
+using process::iopipe_device;
+namespace open_mode = process::open_mode;
+
+void process_impl::allow_pipe_to_be_inherited(const std::pair<iopipe_device, int>& pipe) {
+  if (pipe.second & open_mode::read) {
+    mark_inheritable(pipe.first.handles().read_handle());
+  }
+  if (pipe.second & open_mode::write) {
+    mark_inheritable(pipe.first.handles().write_handle());
+  }
+}
+
+void process_impl::allow_pipes_to_be_inherited(const std::map<iopipe_device, int>& pipes) {
+  for (const auto& pipe : pipes) {
+    allow_pipe_to_be_inherited(pipe);
+  }
+}
+
+void process_impl::close_inherited_pipe(const std::pair<iopipe_device, int>& pipe) {
+  if (pipe.second & open_mode::read) {
+    close_for_read(pipe.first);
+  }
+  if (pipe.second & open_mode::write) {
+    close_for_write(pipe.first);
+  }
+}
+
+void process_impl::close_inherited_pipes(const std::map<iopipe_device, int>& pipes) {
+  for (const auto& pipe : pipes) {
+    close_inherited_pipe(pipe);
+  }
+}
+
+namespace {
+
+// The parent's own input is passed on as it is, and may be a number that stands for nothing: a process that was started
+// without inheriting anything has such a one.
+bool is_dead_input(void* handle) {
+  DWORD flags = 0;
+  return handle == ::GetStdHandle(STD_INPUT_HANDLE) &&
+         (handle == INVALID_HANDLE_VALUE || !::GetHandleInformation(handle, &flags));
+}
+
+// Those that the child can have.
+std::vector<void*> standard_handles(const STARTUPINFOW& startup) {
+  std::vector<void*> handles = {startup.hStdInput, startup.hStdOutput, startup.hStdError};
+  handles.erase(
+      std::remove_if(handles.begin(), handles.end(), [](void* handle) { return !handle || is_dead_input(handle); }),
+      handles.end());
+  return handles;
+}
+
+// Everything the child is to have, once each: the system refuses a list that names a handle twice.
+void collect(const context& ctx, const std::vector<void*>& standard, std::vector<void*>& handles) {
+  handles.assign(ctx.inherited_handles().begin(), ctx.inherited_handles().end());
+  for (const auto& [device, mode] : ctx.inherited_pipes()) {
+    if (mode & open_mode::read) {
+      handles.push_back(device.handles().read_handle());
+    }
+    if (mode & open_mode::write) {
+      handles.push_back(device.handles().write_handle());
+    }
+  }
+  handles.insert(handles.end(), standard.begin(), standard.end());
+  std::sort(handles.begin(), handles.end());
+  handles.erase(std::unique(handles.begin(), handles.end()), handles.end());
+}
+
+}  // namespace
+
+void process_impl::explicitly_inherit_handles(const context& ctx, STARTUPINFOEXW& startup,
+                                              std::vector<void*>& handles) {
+  if (!ctx.explicitlyInheritHandles().value_or(false)) {
+    return;
+  }
+  const std::vector<void*> standard = standard_handles(startup.StartupInfo);
+  const std::size_t count = standard.size() + ctx.inherited_pipes().size() + ctx.inherited_handles().size();
+  if (count == 0) {
+    return;
+  }
+  handles.reserve(count);
+  collect(ctx, standard, handles);
+  // The system refuses a list that names a handle which is not inheritable.
+  std::for_each(handles.begin(), handles.end(), &mark_inheritable);
+  LPPROC_THREAD_ATTRIBUTE_LIST list = make_attribute_list();
+  HandleCloser<LPPROC_THREAD_ATTRIBUTE_LIST> closer(list, &delete_attribute_list);
+  if (!::UpdateProcThreadAttribute(list, 0, PROC_THREAD_ATTRIBUTE_HANDLE_LIST, handles.data(),
+                                   handles.size() * sizeof(void*), nullptr, nullptr)) {
+    throw std::logic_error("UpdateProcThreadAttribute failed");
+  }
+  startup.lpAttributeList = list;
+  closer.mode = CloseOnDestruction::leave;
+}
+
+}  // namespace foundation::core::sysdep::windows

@@ -1,0 +1,238 @@
+// The way of a termination from its call to the final stage. The system is scripted; what comes to the final stage
+// stands still there. The tests stand in the order of what stays: terminations are called, and a full log is full.
+
+#include <fl/diag/terminate.hpp>
+#include <fl/diag/terminate_handler.hpp>
+
+#include "diag/report.hpp"
+#include "diag/terminate_engine.hpp"
+#include "host/diag_platform.hpp"
+#include "host/final_stage.hpp"
+
+#include <boost/format.hpp>
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <latch>
+#include <memory>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using namespace foundation::core::diag;
+using foundation::core::test::terminate_handled;
+using foundation::core::test::terminate_handler;
+using test_support::host_system;
+using test_support::last_words;
+using test_support::run_to_final_stage;
+
+/// A system with one frame on the stack.
+struct Termination : testing::Test {
+  Termination() { host_system().stack = {reinterpret_cast<const void*>(0x2bULL)}; }
+  ~Termination() override { test_support::reset_host_system(); }
+};
+
+std::string without_thread_id(std::string text) {
+  const std::string mark = "' id ";
+  for (auto id = text.find(mark); id != std::string::npos; id = text.find(mark, id)) {
+    id += mark.size();
+    text.erase(id, text.find('\n', id) - id);
+  }
+  return text;
+}
+
+std::string report_of(const report_event& event, const thread_context& context = false) {
+  std::ostringstream os;
+  write_report(os, event, context);
+  return without_thread_id(os.str());
+}
+
+void expect_words(const last_words& words, const std::string& message, const std::string& place) {
+  EXPECT_EQ(words.message, message);
+  EXPECT_EQ(words.function + " " + words.file + " " + std::to_string(words.line), place);
+}
+
+constexpr int thread_count = 8;
+
+TEST_F(Termination, ThreadsThatReportReadAndObserveAtOnceBuildTheEngineOnceAndMeetInNothing) {
+  std::latch start(thread_count);
+  std::vector<std::thread> threads;
+  for (int number = 0; number < thread_count; ++number) {
+    threads.emplace_back([&start] {
+      start.arrive_and_wait();
+      for (int round = 0; round < 50; ++round) {
+        EXPECT_FALSE(terminate_called());
+        terminate_log("message", thread_context());
+        const termination_observer observer(round % 2 == 0 ? default_termination_observer : nullptr);
+      }
+    });
+  }
+  for (auto& thread : threads) {
+    thread.join();
+  }
+  EXPECT_STREQ(terminate_log(), "");
+}
+
+/// The message of the termination that `end` runs into, under a handler.
+template <class End>
+void expect_terminated(End end, const std::string& message) {
+  const terminate_handler handler;
+  try {
+    end();
+    ADD_FAILURE() << message;
+  } catch (...) {
+    EXPECT_TRUE(terminate_handled(message)) << message;
+  }
+}
+
+TEST_F(Termination, BringsEveryFormOfMessageToATest) {
+  std::ostringstream written;
+  written << "written";
+  std::stringstream both("both");
+  both.get();
+  expect_terminated([] { terminate("plain", "f", 1, "g"); }, "plain");
+  expect_terminated([] { terminate(static_cast<const char*>(nullptr), nullptr, 0, nullptr); }, "");
+  expect_terminated([] { terminate(std::string("string"), "f", 1, "g"); }, "string");
+  expect_terminated([] { terminate(boost::format("%1% of %2%") % 1 % "two", "f", 1, "g"); }, "1 of two");
+  expect_terminated([&] { terminate(written, "f", 1, "g"); }, "written");
+  expect_terminated([&] { terminate(both, "f", 1, "g"); }, "both");
+  EXPECT_EQ(both.tellg(), 1);
+  expect_terminated([] { terminate(foundation::core::ustring(u"\u00E9"), "f", 1, "g"); }, "\\u00E9");
+  expect_terminated([] { terminate(u"wide", "f", 1, "g"); }, "wide");
+  expect_terminated([] { terminate(static_cast<const char16_t*>(nullptr), "f", 1, "g"); }, "");
+  const auto lacking = [] { terminate(boost::format("%1% of %2%") % 1, "f", 1, "g"); };
+  EXPECT_THROW(lacking(), boost::io::too_few_args);
+  EXPECT_FALSE(terminate_called());
+}
+
+TEST_F(Termination, IsHandledOnTheThreadOfItsHandlerAndByItsMessage) {
+  const terminate_handler handler;
+  std::thread([] { const terminate_handler of_another_thread; }).join();
+  try {
+    terminate("b", "f", 1, "g");
+  } catch (...) {
+    EXPECT_FALSE(terminate_handled("a"));
+    EXPECT_TRUE(terminate_handled());
+  }
+  const auto other = [] {
+    try {
+      throw std::runtime_error("x");
+    } catch (...) {
+      terminate_handled("x");
+    }
+  };
+  EXPECT_THROW(other(), std::runtime_error);
+}
+
+/// What a report of its own thread is interrupted by ends the process, with the line of the function.
+TEST_F(Termination, OfAReportWithinAReportShowsWhichFunctionCouldNotDoItsWork) {
+  using engine = std::shared_ptr<terminate_impl>;
+  const struct {
+    void (*interrupt)(terminate_impl&);
+    const char* function;
+    int line;
+  } cases[] = {
+      {[](terminate_impl& self) { self.log("m", thread_context()); },
+       "log(const char*, const foundation::core::diag::thread_context&)", 252},
+      {[](terminate_impl& self) { self.log("m", nullptr); }, "log(const char*, const _EXCEPTION_POINTERS*)", 266},
+      {[](terminate_impl& self) { self.log(); }, "log()", 279},
+      {[](terminate_impl& self) { self.called(); }, "called()", 292},
+  };
+  for (const auto& each : cases) {
+    const engine self = std::make_shared<terminate_impl>();
+    host_system().describe = [&](const void*, frame_description&) { each.interrupt(*self); };
+    const auto words =
+        run_to_final_stage([self] { self->append({true, "message", nullptr, 0, nullptr}, false); }).get();
+    EXPECT_EQ(words.message, "exception during abnormal termination");
+    EXPECT_EQ(words.file + " " + std::to_string(words.line), "src/fl/diag/terminate " + std::to_string(each.line));
+    EXPECT_TRUE(words.function.ends_with(std::string("::terminate_impl::") + each.function)) << words.function;
+  }
+}
+
+void throw_what_is_given(const char* message, const char* file, int line, const char* function) {
+  const bool as_given = file == nullptr && function == nullptr && line == 0;
+  terminate_log(as_given ? message : "not null", thread_context(false));
+  throw 1;
+}
+
+struct unwinding {
+  /// The compiler is not to see that this never returns: it would leave the handler away, and then nothing is unwound.
+  [[gnu::noipa]] ~unwinding() { terminate("real", "f", 2, "unwinding"); }
+};
+
+TEST_F(Termination, GoesOnWhateverItsObserverThrowsAndIsRealWhileAnExceptionIsInFlight) {
+  {
+    const termination_observer observer(throw_what_is_given);
+    {
+      const termination_observer inner(nullptr);
+    }
+    expect_words(run_to_final_stage([] { terminate("as given", nullptr, 0, nullptr); }).get(), "as given",
+                 "<unknown> <unknown> 0");
+    EXPECT_EQ(without_thread_id(terminate_log()), report_of({false, "as given", nullptr, 0, nullptr}));
+    EXPECT_FALSE(terminate_called());
+  }
+  const auto while_unwinding = [] {
+    const terminate_handler handler;
+    try {
+      const unwinding object;
+      throw 1;
+    } catch (...) {
+    }
+  };
+  expect_words(run_to_final_stage(while_unwinding).get(), "real", "unwinding f 2");
+  EXPECT_EQ(without_thread_id(terminate_log()), report_of({true, "real", "f", 2, "unwinding"}));
+  EXPECT_TRUE(terminate_called());
+  expect_words(run_to_final_stage([] { terminate("real", "", 3, ""); }).get(), "real", "<unknown> <unknown> 3");
+}
+
+TEST_F(Termination, OfSeveralThreadsAtOnceLeavesAWholeReportOfEach) {
+  const termination_observer wiping(nullptr);
+  host_system().describe = [](const void*, frame_description&) { std::this_thread::yield(); };
+  std::vector<std::future<last_words>> ends;
+  for (char16_t digit = u'0'; digit < u'0' + thread_count; ++digit) {
+    ends.push_back(run_to_final_stage([digit] { terminate(std::u16string{u'n', digit}, "f", digit - u'0', "g"); }));
+  }
+  for (int number = 0; number < thread_count; ++number) {
+    expect_words(ends[static_cast<std::size_t>(number)].get(), "n" + std::to_string(number),
+                 "g f " + std::to_string(number));
+  }
+  std::string log = without_thread_id(terminate_log());
+  for (int number = 0; number < thread_count; ++number) {
+    const std::string report = report_of({true, ("n" + std::to_string(number)).c_str(), "f", number, "g"});
+    ASSERT_NE(log.find(report), std::string::npos) << log;
+    log.erase(log.find(report), report.size());
+  }
+  EXPECT_EQ(log, "");
+}
+
+TEST_F(Termination, LogGrowsReportByReportUntilItIsFullAndIsWipedWithAnObserver) {
+  const auto fault = static_cast<const _EXCEPTION_POINTERS*>(test_support::make_fault(0x63));
+  const std::string first = report_of({false, "", nullptr, 0, nullptr});
+  const std::string second = report_of({false, "again", nullptr, 0, nullptr}, fault);
+  EXPECT_STREQ(terminate_log(), "");
+  const char* const log = terminate_log(nullptr, thread_context(false));
+  EXPECT_EQ(without_thread_id(log), first);
+  EXPECT_EQ(terminate_log("again", fault), log);
+  EXPECT_EQ(without_thread_id(log), first + second);
+  {
+    const termination_observer observer(nullptr);
+    EXPECT_STREQ(log, "");
+    EXPECT_EQ(terminate_log("again", fault), log);
+    EXPECT_EQ(without_thread_id(log), second);
+  }
+  EXPECT_STREQ(log, "");
+  const std::string large(30000, 'x');
+  for (int report = 0; report < 3; ++report) {
+    terminate_log(large.c_str(), thread_context(false));
+  }
+  EXPECT_EQ(std::strlen(log), 65536u);
+  const std::string full = log;
+  EXPECT_EQ(terminate_log("no more", thread_context()), log);
+  EXPECT_EQ(log, full);
+}
+
+}  // namespace

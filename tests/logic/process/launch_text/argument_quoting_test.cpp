@@ -1,0 +1,114 @@
+#include "process/launch_text/argument_quoting.hpp"
+
+#include "seeded_random.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using namespace foundation::core::process;
+using arguments = std::vector<std::string>;
+
+// The rule as insertions into the string, from its end to its start; quadratic in time.
+std::string slowly_quoted(std::string s) {
+  const bool outer_quotes = std::strcspn(s.c_str(), " \r\n\t") != s.size();
+  bool pending = outer_quotes;
+  std::size_t count = 0;
+  for (std::size_t i = s.size(); i > 0; --i) {
+    const char c = s[i - 1];
+    if (c == '"') {
+      if (pending) {
+        s.insert(i, count, '\\');
+      }
+      pending = true;
+      count = 1;
+    } else if (pending && c == '\\') {
+      ++count;
+    } else if (pending) {
+      s.insert(i, count, '\\');
+      pending = false;
+    }
+  }
+  if (pending) {
+    s.insert(0, count, '\\');
+  }
+  return outer_quotes ? '"' + s + '"' : s;
+}
+
+// Calls `check` with every text of 1 to `longest` characters of `alphabet`.
+template <class Check>
+void for_each_text(const std::string& alphabet, std::size_t longest, Check check, const std::string& start = {}) {
+  for (const char c : alphabet) {
+    check(start + c);
+    if (start.size() + 1 != longest) {
+      for_each_text(alphabet, longest, check, start + c);
+    }
+  }
+}
+
+TEST(ArgumentQuoting, GivesTheKnownForms) {
+  const std::pair<std::string, std::string> cases[] = {{"", ""},
+                                                       {"abc", "abc"},
+                                                       {"a b", R"("a b")"},
+                                                       {"a b\\", R"("a b\\")"},
+                                                       {"\\", "\\"},
+                                                       {"a\\b\\\\", "a\\b\\\\"},
+                                                       {"a\"b", R"(a\"b)"},
+                                                       {"a\\\"b", R"(a\\\"b)"},
+                                                       {"a b\"", R"("a b\"")"},
+                                                       {"\"", R"(\")"},
+                                                       {" ", R"(" ")"},
+                                                       {"\t", "\"\t\""},
+                                                       {"\r", "\"\r\""},
+                                                       {"\n", "\"\n\""},
+                                                       {"\v\f", "\v\f"},
+                                                       {"\xe4\xa0", "\xe4\xa0"},
+                                                       {std::string(1, '\0'), std::string("\"\0\"", 3)},
+                                                       {std::string("\\\0\\", 3), std::string("\"\\\0\\\\\"", 6)}};
+  for (const auto& [argument, expected] : cases) {
+    EXPECT_EQ(quote_argument(argument), expected) << argument;
+    EXPECT_EQ(slowly_quoted(argument), expected) << "the reference, of " << argument;
+  }
+}
+
+TEST(ArgumentQuoting, AgreesWithTheRuleForAllShortArguments) {
+  for_each_text("a \t\"\\", 6, [](const std::string& argument) {
+    ASSERT_EQ(quote_argument(argument), slowly_quoted(argument)) << argument;
+  });
+}
+
+TEST(ArgumentQuoting, AgreesWithTheRuleForLongArguments) {
+  test_support::seeded_random random;
+  for (const std::string alphabet :
+       {"\"", "\\", " ", "\"\\", "\\\\\\\\\\\\\"", "ab\\\" ", "abcdefgh\"\\", "\r\n\\\""}) {
+    for (const std::size_t length : {100u, 1000u, 30'000u}) {
+      const std::string argument = random.text(length, alphabet);
+      ASSERT_EQ(quote_argument(argument), slowly_quoted(argument)) << "from " << alphabet;
+    }
+  }
+}
+
+TEST(CommandLine, HasABlankBehindEachArgumentAndNoneBehindANameAlone) {
+  const struct {
+    std::string name;
+    arguments args;
+    std::string line;
+  } cases[] = {
+      {"prog", {}, "prog"},
+      {"prog", {"a", "b c"}, "prog a \"b c\" "},
+      {"C:\\Program Files\\x\\", {""}, R"("C:\Program Files\x\\"  )"},
+      {"p", {"a", "", "b"}, "p a  b "},
+  };
+  for (const auto& [name, args, line] : cases) {
+    command value(name);
+    value.args() = args;
+    EXPECT_EQ(join_command_line(value), line);
+  }
+}
+
+}  // namespace

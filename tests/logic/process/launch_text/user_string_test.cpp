@@ -1,0 +1,36 @@
+#include "process/launch_text/user_string.hpp"
+
+#include <fl/process/errors.hpp>
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace {
+
+using namespace foundation::core::process;
+
+TEST(UserString, GivesUserAndDomain) {
+  const char* const cases[][3] = {{"x", "x", "."},        {"d\\u", "u", "d"},     {"u@d", "u", "d"},
+                                  {"A\\b@c", "b@c", "A"}, {"a@b\\c", "c", "a@b"}, {"a\\b\\c", "b\\c", "a"},
+                                  {"a@b@c", "a", "b@c"},  {" ", " ", "."}};
+  for (const auto& [text, user, domain] : cases) {
+    const auto parts = parse_user(text);
+    EXPECT_EQ(parts.get<0>(), user) << text;
+    EXPECT_EQ(parts.get<1>(), domain) << text;
+  }
+}
+
+TEST(UserString, RefusesAnEmptyPartAndQuotesTheText) {
+  for (const std::string text : {"", "x@", "@x", "x\\", "\\x", "\\", "@", "\\a@b"}) {
+    try {
+      parse_user(text);
+      ADD_FAILURE() << text;
+    } catch (const process_bad_user& error) {
+      EXPECT_EQ(error.what(), "Failed to parse user string \"" + text +
+                                  "\". User must be specified as either USER@DOMAIN, DOMAIN\\USER or USER.");
+    }
+  }
+}
+
+}  // namespace

@@ -1,0 +1,108 @@
+// Snapshots of scripted processors.
+
+#include <fl/system.hpp>
+#include <foundation_log/control.hpp>
+
+#include "host/log_records.hpp"
+#include "host/processors.hpp"
+
+#include <gtest/gtest.h>
+
+#include <new>
+#include <stdexcept>
+#include <string>
+#include <thread>
+
+namespace {
+unsigned known_threads = 6;  ///< what the C++ library says of the machine
+}
+
+unsigned std::thread::hardware_concurrency() noexcept {
+  return known_threads;
+}
+
+namespace {
+
+using namespace foundation::core::system;
+using test_support::processors;
+
+CpuInfo refreshed() {
+  CpuInfo info;
+  info.refresh();
+  return info;
+}
+
+class CpuInfoTest : public testing::Test {
+ protected:
+  CpuInfoTest() {
+    processors() = {};
+    processors().records = test_support::processor_records({16}, 2);
+  }
+};
+
+TEST_F(CpuInfoTest, TellsAPartOfAMachineAndItsTiers) {
+  const CpuInfo whole = refreshed();
+  EXPECT_TRUE(whole.hyperthreaded() && whole.detailsValid());
+  EXPECT_EQ(getAvailableConcurrency(whole, false), 8u);
+  EXPECT_EQ(getAvailableConcurrency(whole, true), 16u);
+  processors().affinity.mask = 0b1111;
+  CpuInfo part = whole;
+  part.refresh();
+  EXPECT_EQ(getAvailableConcurrency(part, false), 4u);
+  EXPECT_EQ(getAvailableConcurrency(part, true), 4u);
+  EXPECT_TRUE(part != whole);
+
+  processors().affinity.mask = 0;
+  for (const std::uint32_t core : {0, 1, 2, 3, 4, 5, 6, 7}) {
+    processors().cpu_sets.push_back({core, core < 2});
+  }
+  const CpuInfo told = refreshed();
+  EXPECT_EQ(told.performanceCores(), 2);
+  EXPECT_EQ(told.efficiencyCores(), 6);
+  EXPECT_TRUE(told == whole) << "tiers do not count";
+}
+
+TEST_F(CpuInfoTest, NeedsNoFrequency) {
+  foundation::log::set_level("foundation::core::system::CpuInfo", foundation::log::severity::complaint);
+  const CpuInfo info = refreshed();
+  EXPECT_TRUE(info.detailsValid() && !info.frequencyAvailable());
+  EXPECT_EQ(test_support::drain_log_records().at(0).text, "Exception caught: std::runtime_error: no frequency here");
+}
+
+/// Cores as a fallback gives them.
+void expect_fallback(const CpuInfo& info, unsigned long long count) {
+  EXPECT_EQ(info.pCores(), count);
+  EXPECT_EQ(info.performanceCores(), -1);
+  EXPECT_EQ(info.efficiencyCores(), -1);
+  EXPECT_FALSE(info.hyperthreaded() || info.frequencyAvailable() || info.detailsValid());
+  EXPECT_EQ(info.frequency(), 0u);
+  EXPECT_EQ(getAvailableConcurrency(info, false), count);
+  EXPECT_EQ(getAvailableConcurrency(info, true), count);
+}
+
+TEST_F(CpuInfoTest, KeepsWhatItHadOrFallsBackIfTheSystemRefuses) {
+  foundation::log::set_level("foundation::core::system::CpuInfo", foundation::log::severity::error);
+  const CpuInfo before = refreshed();
+  for (const auto& failure :
+       {std::make_exception_ptr(std::bad_alloc()), std::make_exception_ptr(std::runtime_error("refused"))}) {
+    processors().failure = failure;
+    CpuInfo fresh;
+    EXPECT_ANY_THROW(fresh.refresh());
+    EXPECT_EQ(fresh.aCores(), 0u);
+    EXPECT_EQ(getAvailableConcurrency(fresh, true), 1u);
+    CpuInfo info = before;
+    EXPECT_ANY_THROW(info.refresh());
+    EXPECT_TRUE(info == before) << "only its validity is lost";
+    EXPECT_FALSE(info.detailsValid());
+    EXPECT_TRUE(test_support::drain_log_records().empty());
+    for (const unsigned count : {6u, 0u}) {
+      known_threads = count;
+      info.refresh(std::nothrow);
+      expect_fallback(info, count);
+      ASSERT_EQ(test_support::drain_log_records().at(0).text,
+                "CPU details invariants are broken; assuming fallback values");
+    }
+  }
+}
+
+}  // namespace

@@ -1,0 +1,24 @@
+#include "util/thread_slot.hpp"
+
+#include <atomic>
+
+namespace foundation::core::util {
+
+namespace {
+
+std::atomic<unsigned long> slots = 0;
+thread_local void* values[8] = {};
+
+}  // namespace
+
+thread_slot::thread_slot() noexcept : index_(slots++) {}
+
+void* thread_slot::get() const noexcept {
+  return values[index_];
+}
+
+void thread_slot::set(void* value) {
+  values[index_] = value;
+}
+
+}  // namespace foundation::core::util

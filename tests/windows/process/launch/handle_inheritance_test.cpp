@@ -1,0 +1,166 @@
+// What a child inherits: with an explicit list exactly what its context names, whatever else this process has open.
+
+#include "children.hpp"
+#include "children/pattern.hpp"
+#include "import_patch.hpp"
+
+#include <gtest/gtest.h>
+
+#include <windows.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <future>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace process = foundation::core::process;
+using children::read_all;
+using test_support::injected;
+namespace open_mode = process::open_mode;
+
+namespace {
+
+constexpr const char* library = "libqxfl.dll";
+
+// An event that every child inherits which is not kept from it. A child that has it can set it, which is seen here:
+// proof against chance, since the number of a handle may stand for something else in a child.
+struct inheritable_event {
+  SECURITY_ATTRIBUTES inheritable = {sizeof inheritable, nullptr, TRUE};
+  const HANDLE handle = CreateEventW(&inheritable, TRUE, FALSE, nullptr);
+
+  ~inheritable_event() { CloseHandle(handle); }
+  bool is_set() const { return WaitForSingleObject(handle, 0) == WAIT_OBJECT_0; }
+  std::string number() const { return std::to_string(reinterpret_cast<std::uintptr_t>(handle)); }
+};
+
+}  // namespace
+
+TEST(HandleInheritance, WithAListOnlyWhatIsListedIsUsableThoughManyThreadsLaunch) {
+  constexpr int threads = 8;
+  constexpr int launches = 4;
+  const std::vector<inheritable_event> decoys(64);
+  process::command setter = children::command("child_handles");
+  for (const inheritable_event& each : decoys) {
+    setter.args().push_back(each.number());
+  }
+  std::atomic<int> listed_set{0};
+  std::atomic<int> answered{0};
+  std::vector<std::thread> launching;
+  for (int thread = 0; thread != threads; ++thread) {
+    launching.emplace_back([&] {
+      for (int launch = 0; launch != launches; ++launch) {
+        const inheritable_event listed;
+        process::command what = setter;
+        what.args().push_back(listed.number());
+        process::iopipe output;
+        process::context how = children::output_to(output);
+        how.explicitlyInheritHandles(true);
+        how.inherited_handles().insert(listed.handle);
+        process::process child(what, how);
+        answered += read_all(output.device()).find(listed.number() + " 1\n") != std::string::npos;
+        listed_set += child.exit_status() == 0 && listed.is_set();
+      }
+    });
+  }
+  for (std::thread& each : launching) {
+    each.join();
+  }
+  EXPECT_TRUE(std::none_of(decoys.begin(), decoys.end(), [](const auto& each) { return each.is_set(); }));
+  EXPECT_EQ(listed_set, threads * launches);
+  EXPECT_EQ(answered, threads * launches);
+}
+
+TEST(HandleInheritance, APipeReachesTheChildByItsDescriptorAndEndsWithIt) {
+  const std::string sent = child_pattern::bytes(3000, 3);
+  for (const bool explicitly : {false, true}) {
+    const test_support::temp_file input(sent);
+    process::iopipe from_child;
+    process::context how;
+    how.explicitlyInheritHandles(explicitly);
+    how.std_in(process::read_from_file(input.path()));
+    process::process writer(children::command("child_pipe", {how.inherit_pipe(from_child, open_mode::write)}), how);
+    EXPECT_FALSE(from_child.is_open_for_write());
+    EXPECT_TRUE(read_all(from_child.device()) == sent) << "the end belongs to the child alone, which closes it";
+    EXPECT_EQ(writer.exit_status(), 0u);
+  }
+}
+
+TEST(HandleInheritance, TheListNamesEachHandleOnceInOrderAndTheyAreAllInheritable) {
+  process::iopipe output, extra;
+  const inheritable_event event;
+  SetHandleInformation(event.handle, HANDLE_FLAG_INHERIT, 0);
+  process::context how;
+  how.explicitlyInheritHandles(true);
+  how.std_in(process::read_from_file("NUL"));
+  how.std_out(process::pipe_to(output));
+  how.std_err(process::discard());
+  const HANDLE standard = output.device().handles().write_handle();
+  const process::iopipe_handles ends = extra.device().handles();
+  how.inherited_handles() = {event.handle, standard};
+  how.inherit_pipe(output, open_mode::write);
+  how.inherit_pipe(extra, open_mode::read | open_mode::write);
+  std::vector<HANDLE> list;
+  injected<decltype(&UpdateProcThreadAttribute)> update(library, "UpdateProcThreadAttribute");
+  update.handle_with(
+      [&](auto original, auto target, auto flags, DWORD_PTR attribute, PVOID value, SIZE_T size, auto... rest) {
+        EXPECT_EQ(attribute, DWORD_PTR{0x00020002});
+        list.assign(static_cast<HANDLE*>(value), static_cast<HANDLE*>(value) + size / sizeof(HANDLE));
+        for (const HANDLE each : list) {
+          DWORD handle_flags = 0;
+          EXPECT_TRUE(GetHandleInformation(each, &handle_flags) && (handle_flags & HANDLE_FLAG_INHERIT));
+        }
+        return original(target, flags, attribute, value, size, rest...);
+      });
+  EXPECT_EQ(process::process(children::command("child_exit", {"0"}), how).exit_status(), 0u);
+  EXPECT_EQ(update.calls(), 1u);
+  EXPECT_EQ(list.size(), 6u) << "input, output, error, the event and two ends";
+  EXPECT_EQ(std::adjacent_find(list.begin(), list.end(), std::greater_equal<>()), list.end()) << "strictly ascending";
+  for (const HANDLE expected : {event.handle, standard, ends.read_handle(), ends.write_handle()}) {
+    EXPECT_EQ(std::count(list.begin(), list.end(), expected), 1);
+  }
+
+  // The parent's own input may be of any kind, even a number that stands for nothing.
+  SetHandleInformation(event.handle, HANDLE_FLAG_INHERIT, 0);
+  const HANDLE former = GetStdHandle(STD_INPUT_HANDLE);
+  process::context plain;
+  plain.explicitlyInheritHandles(true);
+  for (const HANDLE input : {event.handle, INVALID_HANDLE_VALUE, reinterpret_cast<HANDLE>(0x7ffc)}) {
+    SetStdHandle(STD_INPUT_HANDLE, input);
+    EXPECT_EQ(process::process(children::command("child_exit", {"5"}), plain).exit_status(), 5u);
+    EXPECT_EQ(std::count(list.begin(), list.end(), input), input == event.handle ? 1 : 0);
+  }
+  SetStdHandle(STD_INPUT_HANDLE, former);
+}
+
+// The sibling starts at the very moment at which the other child's end of its pipe is open and inheritable here.
+TEST(HandleInheritance, APipeEndsWithItsOwnChildWhileASiblingLivesOn) {
+  process::iopipe output;
+  process::context how = children::output_to(output);
+  how.explicitlyInheritHandles(true);
+  std::unique_ptr<children::waiting_child> sibling;
+  std::unique_ptr<process::process> child;
+  {
+    injected<decltype(&CreateProcessW)> creation(library, "CreateProcessW");
+    std::atomic<bool> first{true};
+    creation.handle_with([&](auto original, auto... arguments) {
+      if (first.exchange(false)) {
+        sibling = std::make_unique<children::waiting_child>();
+      }
+      return original(arguments...);
+    });
+    child = std::make_unique<process::process>(children::command("child_write", {"--lines", "2"}), how);
+  }
+  auto reading = std::async(std::launch::async, [device = output.device()] { return read_all(device); });
+  // Bounded, so that a sibling that holds the pipe open fails the test instead of hanging it.
+  EXPECT_EQ(reading.wait_for(std::chrono::seconds(30)), std::future_status::ready);
+  EXPECT_FALSE(sibling->object().exited());
+  sibling->finish();
+  EXPECT_EQ(reading.get(), child_pattern::lines(2));
+  EXPECT_EQ(child->exit_status(), 0u);
+  EXPECT_EQ(sibling->object().exit_status(), 0u);
+}
