@@ -12,8 +12,11 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
+#include <cstdint>
 #include <memory>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace process = foundation::core::process;
@@ -43,18 +46,9 @@ status_future wait_on_new_child(child_system& system) {
   return wait_on_new_child(*process_reaper_instance(), system);
 }
 
-class Reaper : public testing::Test {
- protected:
-  ~Reaper() override {
-    system.end_all();
-    EXPECT_EQ(system.registered_waits(), 0u);
-    EXPECT_EQ(system.open_handles(), 0u);
-  }
-
-  child_system system;
-};
-
 }  // namespace
+
+using Reaper = test_support::with_child_system;
 
 TEST_F(Reaper, EachFutureGetsTheAnswerForItsOwnChild) {
   std::vector<status_future> statuses;
@@ -100,22 +94,20 @@ TEST_F(Reaper, ReapsAChildThatHasEndedBeforeItIsWaitedFor) {
 }
 
 TEST_F(Reaper, JoinFindsEveryFutureReady) {
-  for (int round = 0; round < 20; ++round) {
-    std::vector<status_future> statuses;
-    for (int i = 0; i < 4; ++i) {
-      statuses.push_back(wait_on_new_child(system));
-    }
-    std::thread ending([&] {
-      for (int i = 1; i <= 4; ++i) {
-        system.end(round * 4 + i);
-      }
-    });
-    EXPECT_TRUE(testing_hooks::join_all_async_procs());
-    for (const auto& status : statuses) {
-      EXPECT_TRUE(status.is_ready());
-    }
-    ending.join();
+  std::atomic<int> in_callbacks{0};
+  system.before("read_exit_status", [&] {
+    ++in_callbacks;
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));  // Time for a join that would not wait for it.
+  });
+  const status_future first = wait_on_new_child(system);
+  const status_future second = wait_on_new_child(system);
+  system.end(1);
+  system.end(2);
+  while (in_callbacks < 2) {
+    std::this_thread::yield();
   }
+  EXPECT_TRUE(testing_hooks::join_all_async_procs());
+  EXPECT_TRUE(first.is_ready() && second.is_ready());
 }
 
 // The last callback may still be on its way out of a reaper that a thread has waited for and then destroys.

@@ -44,19 +44,9 @@ void expect_refusal(const char* call, Operation operation) {
   EXPECT_EQ(text.rfind(std::string(call) + ": ", 0), 0u) << text;
 }
 
-// Nothing may be left of a test's children when their objects have gone and they have ended.
-class Process : public testing::Test {
- protected:
-  ~Process() override {
-    system.end_all();
-    EXPECT_EQ(system.registered_waits(), 0u);
-    EXPECT_EQ(system.open_handles(), 0u);
-  }
-
-  child_system system;
-};
-
 }  // namespace
+
+using Process = test_support::with_child_system;
 
 TEST_F(Process, RefusesWhatItsStateDoesNotAllow) {
   process::process child(any);

@@ -198,12 +198,13 @@ namespace {
 
 // What stands behind a process_impl here.
 struct record {
-  void* handle;
-  long long id;
   explicit record(void* opened) : handle(opened), id(the_system().inside->handles[opened]) {}
   record(const record&) = delete;
   record& operator=(const record&) = delete;
   ~record() { foundation::core::sysdep::windows::close_process_handle(handle); }
+
+  void* handle;
+  long long id;
 };
 
 }  // namespace

@@ -8,6 +8,8 @@
 // One system lives at a time; without one, a call aborts. Threads: any.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <functional>
 #include <memory>
 #include <string>
@@ -45,5 +47,17 @@ std::function<void()> refusal(const std::string& text);
 
 /// What util::process_is_ending returns; false at first.
 void set_process_is_ending(bool value);
+
+/// Nothing may be left of a test's children when their objects have gone and they have ended.
+class with_child_system : public testing::Test {
+ protected:
+  ~with_child_system() override {
+    system.end_all();
+    EXPECT_EQ(system.registered_waits(), 0u);
+    EXPECT_EQ(system.open_handles(), 0u);
+  }
+
+  child_system system;
+};
 
 }  // namespace test_support

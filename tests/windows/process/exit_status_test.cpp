@@ -105,30 +105,6 @@ TEST(Process, KillFindsThatTheChildHasEndedThoughItsStatusIsStillOnTheWay) {
   process::testing::set_implementation_qos(process::implementation_qos{1});  // forgets the child
 }
 
-// The child must go on, which its own event shows, and nothing may wait for it: the test would hang.
-TEST(Process, DestroyingMovingOntoAndDetachingLeaveTheChildRunning) {
-  for (const char* how : {"destroy", "move", "detach"}) {
-    SCOPED_TRACE(how);
-    children::common_event end;
-    void* handle = nullptr;
-    {
-      process::process child = end.make_waiting_child();
-      handle = child.native_handle();
-      if (how == std::string("move")) {
-        child = exiting_child(0);
-      }
-      if (how == std::string("detach")) {
-        child.detach();
-      }
-    }
-    EXPECT_EQ(WaitForSingleObject(handle, 0), static_cast<DWORD>(WAIT_TIMEOUT)) << "it ended with its object";
-    end.set();
-    EXPECT_EQ(process_impl::wait(handle, true), process::exit_status_variant(exited{0, 0}));
-    CloseHandle(handle);
-    EXPECT_TRUE(process::testing::join_all_async_procs());
-  }
-}
-
 TEST(Process, KeepsImpossibleAnswersOfAWaitApart) {
   const struct {
     DWORD answer;

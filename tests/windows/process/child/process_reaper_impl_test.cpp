@@ -119,18 +119,3 @@ TEST(Reaper, ANewQualityOfServiceBreaksTheOpenFuturesAndLeavesTheChildrenRunning
   EXPECT_EQ(WaitForSingleObject(handle, INFINITE), WAIT_OBJECT_0);
   CloseHandle(handle);
 }
-
-// Replaced again and again while callbacks run: nobody may wait for ever, and no callback may find its reaper gone.
-TEST(Reaper, IsReplacedSafelyWhileChildrenEnd) {
-  for (std::uint32_t round = 100; round < 130; ++round) {
-    std::vector<boost::shared_future<process::exit_status_variant>> statuses;
-    for (int i = 0; i < 4; ++i) {
-      statuses.push_back(exiting_child(0).exit_status_async());
-    }
-    testing_hooks::set_implementation_qos(process::implementation_qos{round});
-    testing_hooks::join_all_async_procs();
-    for (const auto& status : statuses) {
-      EXPECT_TRUE(status.is_ready());
-    }
-  }
-}
