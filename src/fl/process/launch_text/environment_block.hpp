@@ -1,6 +1,5 @@
-// The flat forms of an environment: the entries that a snapshot gives, and the blocks that the creating calls accept,
-// in which each entry ends in a NUL and a further NUL ends the block. Pure functions, safe on any thread. Names are not
-// checked.
+// The flat form of an environment that the creating calls accept: a block in which each entry ends in a NUL and a
+// further NUL ends the block. Pure functions, safe on any thread. Names are not checked.
 #pragma once
 
 #include <fl/process/environment_map.hpp>
@@ -11,10 +10,6 @@
 #include <vector>
 
 namespace foundation::core::process {
-
-/// From entries `NAME=VALUE`, split at the first "="; without one the whole entry is the name. Where a name comes again
-/// the earlier entry stays.
-environment_map environment_from_entries(std::vector<std::string> entries);
 
 /// Appends `name=value` and a NUL, as bytes.
 using entry_appender = void (*)(std::vector<char>& block, const std::pair<std::string, std::string>& entry);

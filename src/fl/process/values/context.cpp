@@ -4,7 +4,7 @@
 #include <i18n/convert.hpp>
 #include <safe_env/environment.hpp>
 
-#include "process/launch_text/environment_block.hpp"
+#include "process/values/environment_entries.hpp"
 
 #include <boost/smart_ptr/make_shared.hpp>
 

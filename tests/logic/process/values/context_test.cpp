@@ -2,6 +2,7 @@
 #include <fl/process/iopipe.hpp>
 
 #include "host/pipe_calls.hpp"
+#include "process/values/environment_entries.hpp"
 
 #include <boost/optional/optional_io.hpp>
 #include <boost/type_traits/is_detected.hpp>
@@ -54,6 +55,14 @@ context full_context(iopipe& pipe) {
   full.hide_windows(false);
   full.elevationLevel(ElevationLevel::NonElevated);
   return full;
+}
+
+TEST(EnvironmentEntries, AreSplitAtTheFirstSignAndTheFirstOfANameStays) {
+  const std::vector<std::string> entries = {"Path=a",    "PATH=b", "noSign", "NOSIGN=x",          "=C:=C:\\x",
+                                            "=D:=D:\\y", "e=",     "x=1=2",  "p\xc3\xa4=\xc3\xb6"};
+  const environment_map expected = {{"Path", "a"}, {"noSign", ""}, {"", "C:=C:\\x"},
+                                    {"e", ""},     {"x", "1=2"},   {"p\xc3\xa4", "\xc3\xb6"}};
+  EXPECT_EQ(environment_from_entries(entries), expected);
 }
 
 TEST(Context, TakesASnapshotOfTheEnvironment) {
