@@ -1,7 +1,7 @@
 // The three printed forms.
 #include "diag/stacktrace_format.hpp"
 
-#include "diag/line_text.hpp"
+#include "diag/report/report_line.hpp"
 #include "diag/symbol_lookup.hpp"
 
 #include <cstring>
@@ -26,20 +26,20 @@ std::uint64_t value_of(const void* address) {
   return reinterpret_cast<std::uintptr_t>(address);
 }
 
-void put_prefix(line_text& line, std::size_t number, const void* frame) {
+void put_prefix(report_line& line, std::size_t number, const void* frame) {
   line.put('[').decimal(number, 3).put("] 0x").hexadecimal(value_of(frame), 16);
 }
 
 void write_raw(std::ostream& os, frame_iterator first, frame_iterator last) {
   for (; first != last; ++first) {
-    line_text line;
+    report_line line;
     write(os, line.hexadecimal(value_of(*first)).put('\n').view());
   }
 }
 
 void write_numeric(std::ostream& os, frame_iterator first, frame_iterator last, std::size_t number = 0) {
   for (; first != last; ++first, ++number) {
-    line_text line;
+    report_line line;
     put_prefix(line, number, *first);
     write(os, line.put('\n').view());
   }
@@ -53,14 +53,14 @@ std::string_view module_text(const frame_description& known) {
 }
 
 void write_offset(std::ostream& os, std::uint64_t offset) {
-  line_text line;
+  report_line line;
   write(os, line.put('+').decimal(offset, 8, '0').view());
 }
 
 void write_symbolic_frame(std::ostream& os, std::size_t number, const void* frame, const frame_description& known) {
   constexpr std::size_t module_width = 50;
   const std::string_view module = module_text(known);
-  line_text line;
+  report_line line;
   put_prefix(line, number, frame);
   line.put(' ').repeat(module.size() < module_width ? module_width - module.size() : 0, ' ');
   write(os, line.view());

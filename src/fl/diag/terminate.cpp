@@ -2,9 +2,9 @@
 // fixed size, in the engine or on the stack of the thread that terminates.
 #include <fl/diag/terminate.hpp>
 
-#include "diag/escaped_message.hpp"
 #include "diag/final_stage.hpp"
-#include "diag/line_text.hpp"
+#include "diag/report/escaped_message.hpp"
+#include "diag/report/report_line.hpp"
 #include "diag/stack_pointer.hpp"
 #include "diag/terminate_engine.hpp"
 #include "util/built_once.hpp"

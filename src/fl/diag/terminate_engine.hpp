@@ -5,7 +5,7 @@
 #include <fl/diag/termination_observer.hpp>
 #include <fl/diag/thread_context.hpp>
 
-#include "diag/report.hpp"
+#include "diag/report/report.hpp"
 #include "diag/text_buffer.hpp"
 #include "util/checked_lock.hpp"
 #include "util/thread_flag.hpp"

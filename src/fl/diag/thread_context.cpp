@@ -1,7 +1,7 @@
 // Whether there is a state, and from where. What a state is, is the platform's matter.
 #include <fl/diag/thread_context.hpp>
 
-#include "diag/line_text.hpp"
+#include "diag/report/report_line.hpp"
 
 namespace foundation::core::diag {
 

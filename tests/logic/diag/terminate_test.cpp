@@ -4,7 +4,7 @@
 #include <fl/diag/terminate.hpp>
 #include <fl/diag/terminate_handler.hpp>
 
-#include "diag/report.hpp"
+#include "diag/report/report.hpp"
 #include "diag/terminate_engine.hpp"
 #include "host/diag_platform.hpp"
 

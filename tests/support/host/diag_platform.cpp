@@ -5,7 +5,7 @@
 #include <fl/diag/thread_name.hpp>
 
 #include "diag/final_stage.hpp"
-#include "diag/register_block.hpp"
+#include "diag/report/register_block.hpp"
 #include "diag/stack_pointer.hpp"
 #include "util/thread_id.hpp"
 

@@ -1,6 +1,6 @@
 #include <fl/diag/context_base.hpp>
 
-#include "diag/register_block.hpp"
+#include "diag/report/register_block.hpp"
 #include "diag/windows/unwind.hpp"
 
 #include <windows.h>

@@ -1,9 +1,9 @@
 // The text of reports: registers, contexts, escaped messages and the whole. The system is scripted.
 
-#include "diag/report.hpp"
+#include "diag/report/report.hpp"
 
-#include "diag/escaped_message.hpp"
-#include "diag/register_block.hpp"
+#include "diag/report/escaped_message.hpp"
+#include "diag/report/register_block.hpp"
 #include "host/diag_platform.hpp"
 #include "util/checked_lock.hpp"
 

@@ -1,20 +1,20 @@
-#include "diag/register_block.hpp"
+#include "diag/report/register_block.hpp"
 
-#include "diag/line_text.hpp"
+#include "diag/report/report_line.hpp"
 
 namespace foundation::core::diag {
 
 namespace {
 
 template <class Value>
-line_text& put_item(line_text& line, std::string_view name, Value value) {
+report_line& put_item(report_line& line, std::string_view name, Value value) {
   line.put(' ').repeat(4 - name.size(), ' ').put(name).put(" = ");
   return line.hexadecimal(value, 2 * sizeof value);
 }
 
 void write_pair(std::ostream& os, std::string_view name, std::uint64_t value, std::string_view name2,
                 std::uint64_t value2) {
-  line_text line;
+  report_line line;
   put_item(line, name, value);
   put_item(line, name2, value2).put('\n');
   write(os, line.view());
@@ -33,7 +33,7 @@ void write_register_block(std::ostream& os, const registers& values) {
   write_pair(os, "R12", values.r12, "R13", values.r13);
   write_pair(os, "R14", values.r14, "R15", values.r15);
   write(os, " \n");
-  line_text last;
+  report_line last;
   put_item(last, "RIP", values.rip);
   put_item(last, "EFL", values.flags).put("\n \n");
   put_item(last, "CS", values.cs);

@@ -1,4 +1,5 @@
-// A short text put together in place: no allocation, and no stream whose flags or locale could change its digits.
+// A line of a report, or a piece of one, put together in place: no allocation, and no stream whose flags or locale
+// could change its digits.
 #pragma once
 
 #include <array>
@@ -9,38 +10,40 @@
 
 namespace foundation::core::diag {
 
-class line_text {
+class report_line {
  public:
   /// What does not fit is dropped.
-  line_text& put(std::string_view text) noexcept {
+  report_line& put(std::string_view text) noexcept {
     for (const char c : text) {
       put(c);
     }
     return *this;
   }
-  line_text& put(char c) noexcept {
+  report_line& put(char c) noexcept {
     if (size_ < text_.size()) {
       text_[size_++] = c;
     }
     return *this;
   }
-  line_text& repeat(std::size_t count, char c) noexcept {
+  report_line& repeat(std::size_t count, char c) noexcept {
     while (count-- != 0) {
       put(c);
     }
     return *this;
   }
   /// In decimal, right-aligned in `width` columns behind `fill`.
-  line_text& decimal(std::uint64_t value, std::size_t width = 1, char fill = ' ') noexcept {
+  report_line& decimal(std::uint64_t value, std::size_t width = 1, char fill = ' ') noexcept {
     return number(value, 10, width, fill);
   }
   /// In lower-case hexadecimal, filled with zeros to `width` digits.
-  line_text& hexadecimal(std::uint64_t value, std::size_t width = 1) noexcept { return number(value, 16, width, '0'); }
+  report_line& hexadecimal(std::uint64_t value, std::size_t width = 1) noexcept {
+    return number(value, 16, width, '0');
+  }
 
   std::string_view view() const noexcept { return {text_.data(), size_}; }
 
  private:
-  line_text& number(std::uint64_t value, unsigned base, std::size_t width, char fill) noexcept {
+  report_line& number(std::uint64_t value, unsigned base, std::size_t width, char fill) noexcept {
     char digits[20];  // of the largest number in decimal
     std::size_t first = sizeof digits;
     do {

@@ -1,4 +1,4 @@
-#include "diag/escaped_message.hpp"
+#include "diag/report/escaped_message.hpp"
 
 #include "diag/simple_ostreambuf.hpp"
 

@@ -1,9 +1,9 @@
-#include "diag/report.hpp"
+#include "diag/report/report.hpp"
 
 #include <fl/diag/stacktrace.hpp>
 #include <fl/diag/thread_name.hpp>
 
-#include "diag/line_text.hpp"
+#include "diag/report/report_line.hpp"
 #include "diag/stacktrace_format.hpp"
 #include "util/thread_id.hpp"
 
@@ -29,7 +29,7 @@ void write_event(std::ostream& os, const report_event& event) {
   if (known(event.file)) {
     write(os, " at ");
     write(os, event.file);
-    line_text line;
+    report_line line;
     line.put(" line ").put(event.line < 0 ? "-" : "");
     const auto distance = static_cast<std::uint64_t>(event.line);
     write(os, line.decimal(event.line < 0 ? 0 - distance : distance).view());
@@ -42,7 +42,7 @@ void write_event(std::ostream& os, const report_event& event) {
 void write_thread(std::ostream& os) {
   char name[64] = "<unknown>";
   getCurrentThreadName(name, sizeof name);
-  line_text id;
+  report_line id;
   write(os, "Current Thread: '");
   write(os, name);
   write(os, id.put("' id ").decimal(util::current_thread_id()).put("\n\n").view());
