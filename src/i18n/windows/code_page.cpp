@@ -4,7 +4,7 @@
 // page to page: it guesses, drops bits or inserts a default character.
 #include "codec/code_page.hpp"
 
-#include <common/windows/system_error.hpp>
+#include "common/windows/system_error.hpp"
 
 #include <windows.h>
 

@@ -6,9 +6,9 @@
 #include <i18n/path.hpp>
 
 #include "catalog/bad_catalog.hpp"
+#include "common/windows/handle_closer.hpp"
 
 #include <boost/system/error_code.hpp>
-#include <common/windows/handle_closer.hpp>
 
 #include <windows.h>
 

@@ -6,6 +6,7 @@
 #include "path/path_cleanup.hpp"
 
 namespace fl::filesystem::detail {
+
 std::wstring make_native_access_form_with_cleanup_i18n(const ustring& path) {
   using traits = path_traits<wchar_t, char16_t>;
   const std::wstring clean = traits::to_native(clean_path(path));

@@ -26,6 +26,7 @@ using foundation::core::sysdep::windows::end_callback;
 
 struct child_system::state {
   struct wait {
+    void* process;
     long long child;
     end_callback callback;
     void* context;
@@ -141,16 +142,16 @@ child_system::~child_system() {
 }
 
 void child_system::end_all() {
-  std::vector<std::thread> threads;
-  {
-    const std::lock_guard lock(inside->mutex);
-    for (const auto& [child, code] : inside->children) {
-      inside->end(child, code.value_or(0));
-    }
-    threads.swap(inside->threads);
+  std::unique_lock lock(inside->mutex);
+  for (const auto& [child, code] : inside->children) {
+    inside->end(child, code.value_or(0));
   }
-  for (std::thread& thread : threads) {
+  while (!inside->threads.empty()) {  // A callback may register a wait that makes another one.
+    std::thread thread = std::move(inside->threads.back());
+    inside->threads.pop_back();
+    lock.unlock();
     thread.join();
+    lock.lock();
   }
 }
 
@@ -277,7 +278,7 @@ void* register_wait(void* process, end_callback callback, void* context) {
   const std::lock_guard lock(inside.mutex);
   void* const key = inside.next_handle();
   const bool ended = inside.code(process).has_value();
-  inside.waits[key] = {inside.handles[process], callback, context, {}};
+  inside.waits[key] = {process, inside.handles[process], callback, context, {}};
   if (ended) {
     inside.threads.emplace_back(&state::run_callback, &inside, key);
   }
@@ -308,6 +309,11 @@ void unregister_wait_in_callback(void* wait) noexcept {
 void close_process_handle(void* process) noexcept {
   state& inside = called("close_process_handle");
   const std::lock_guard lock(inside.mutex);
+  for (const auto& [key, waiting] : inside.waits) {
+    if (waiting.process == process) {
+      std::abort();
+    }
+  }
   inside.handles.erase(state::must_find(inside.handles, process));
 }
 

@@ -1,8 +1,7 @@
 // The printing and parsing of descriptors begins here, with the handles; iopipe_descriptor_impl adds the rest. No
 // state; the stream's own rules for numbers decide what is malformed.
 #include <fl/process/iopipe_descriptor.hpp>
-
-#include "process/pipe/iopipe_descriptor_impl.hpp"
+#include <fl/process/iopipe_descriptor_impl.hpp>
 
 #include <boost/smart_ptr/make_shared.hpp>
 

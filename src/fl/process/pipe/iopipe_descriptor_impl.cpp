@@ -1,5 +1,5 @@
 // What printing and parsing add to those of the handles, which stand in iopipe_descriptor.cpp.
-#include "process/pipe/iopipe_descriptor_impl.hpp"
+#include <fl/process/iopipe_descriptor_impl.hpp>
 
 #include <boost/numeric/conversion/cast.hpp>
 

@@ -1,7 +1,7 @@
 // The shared pipe object: forwards to the state that all copies share. What reading and writing do is in the transport.
+#include <fl/process/iopipe_descriptor_impl.hpp>
 #include <fl/process/iopipe_device.hpp>
 
-#include "process/pipe/iopipe_descriptor_impl.hpp"
 #include "process/pipe/iopipe_device_impl.hpp"
 
 #include <boost/smart_ptr/make_shared.hpp>

@@ -5,11 +5,11 @@
 // Every read begins with it, and it leaves the state only once that read cannot fail any more.
 #include "process/pipe/iopipe_device_impl.hpp"
 
+#include <fl/process/iopipe_descriptor_impl.hpp>
 #include <fl/process/iopipe_error.hpp>
 #include <fl/process/open_mode.hpp>
 
 #include "process/pipe/crlf.hpp"
-#include "process/pipe/iopipe_descriptor_impl.hpp"
 #include "process/pipe/pipe_calls.hpp"
 
 #include <boost/numeric/conversion/cast.hpp>

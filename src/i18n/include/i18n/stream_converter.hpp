@@ -20,8 +20,10 @@
 // Thread safety: none; one thread at a time.
 #pragma once
 
+#include <i18n/encoding.hpp>
 #include <i18n/errors.hpp>
 #include <i18n/export.hpp>
+#include <i18n/ustring.hpp>
 
 #include <cstddef>
 #include <memory>

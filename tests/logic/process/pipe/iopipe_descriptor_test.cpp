@@ -1,7 +1,6 @@
 // The text form in which a pipe crosses a process boundary. No pipe is made here: descriptors own nothing.
 #include <fl/process/iopipe_descriptor.hpp>
-
-#include "process/pipe/iopipe_descriptor_impl.hpp"
+#include <fl/process/iopipe_descriptor_impl.hpp>
 
 #include <boost/numeric/conversion/cast.hpp>
 #include <gtest/gtest.h>

@@ -1,7 +1,8 @@
-// The content of an `iopipe_descriptor`. Immutable, hence usable on any thread; owns no handle. Not exported: clients
-// know only its name, from the public header.
+// The content of an `iopipe_descriptor`, for whoever asks it for `impl()` or makes one from parts: a handle opened for
+// overlapped use, say. Immutable, hence usable on any thread; owns no handle.
 #pragma once
 
+#include <fl/export.hpp>
 #include <fl/process/iopipe_descriptor.hpp>
 
 #include <iosfwd>
@@ -10,7 +11,7 @@
 namespace foundation::core::sysdep::windows {
 
 /// The six fields of a descriptor.
-class iopipe_descriptor_impl : public process::detail::iopipe_descriptor_impl_base {
+class FL_API iopipe_descriptor_impl : public process::detail::iopipe_descriptor_impl_base {
  public:
   /// Null handles and zeros.
   iopipe_descriptor_impl() noexcept = default;
