@@ -1,5 +1,6 @@
 // All objects that are built when the library loads, in the order that is part of its contract; each is destroyed when
-// the library is unloaded, in reverse. No other unit has a namespace-scope object with a dynamic initialiser.
+// the library is unloaded, in reverse. No other unit defines a namespace-scope object with a dynamic initialiser;
+// what Boost's headers define has no need of these, nor they of it.
 // Nothing here reads the environment or starts a thread.
 
 #include <fl/diag/terminate.hpp>

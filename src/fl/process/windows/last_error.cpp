@@ -8,10 +8,11 @@
 namespace foundation::core::sysdep::windows {
 
 void throw_last_error(unsigned long code, const char* text) {
+  const boost::system::system_error error = system_failure(code, text);
   if (loggers::process_impl.enabled(log::severity::error)) {
-    loggers::process_impl.log(log::severity::error, boost::diagnostic_information(system_failure(code, text), true));
+    loggers::process_impl.log(log::severity::error, boost::diagnostic_information(error, true));
   }
-  throw_system_error(code, text);
+  throw error;
 }
 
 }  // namespace foundation::core::sysdep::windows

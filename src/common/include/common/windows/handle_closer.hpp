@@ -1,5 +1,5 @@
 // A scope guard for system handles that refers to the variable holding the handle, so that a later change of the
-// handle is seen. Not thread-safe; used inside one function.
+// handle is seen: one of the same function, or a member that is declared before the guard. Not thread-safe.
 #pragma once
 
 #include <windows.h>

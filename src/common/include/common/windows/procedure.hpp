@@ -6,7 +6,7 @@
 namespace foundation::core::sysdep::windows {
 
 /// The exported function `name` of a loaded module, as a pointer of type `Function`; null if `module` is null or has
-/// none of that name. The caller vouches for the type. Sets the last error where it returns null. Any thread.
+/// none of that name. The caller vouches for the type. Where the module has none, the last error says why. Any thread.
 template <class Function>
 Function find_procedure(HMODULE module, const char* name) noexcept {
   // By way of a function type that goes with none in particular: a direct cast is one between incompatible types.
