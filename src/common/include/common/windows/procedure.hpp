@@ -9,7 +9,7 @@ namespace foundation::core::sysdep::windows {
 /// none of that name. The caller vouches for the type. Where the module has none, the last error says why. Any thread.
 template <class Function>
 Function find_procedure(HMODULE module, const char* name) noexcept {
-  // By way of a function type that goes with none in particular: a direct cast is one between incompatible types.
+  // By way of a function type that stands for any: the compiler warns of a direct cast.
   return module == nullptr ? nullptr
                            : reinterpret_cast<Function>(reinterpret_cast<void (*)()>(::GetProcAddress(module, name)));
 }
