@@ -7,9 +7,9 @@
 
 namespace foundation::core::process {
 
-/// User and domain of "DOMAIN\USER", "USER@DOMAIN" or "USER", each split at the first sign; a backslash counts before
-/// an
-/// "@". The domain of a user alone is ".", the accounts of this machine. Throws `process_bad_user` if either is empty.
+/// User and domain of "DOMAIN\USER", "USER@DOMAIN" or "USER". Each is split at the first sign, and at a backslash
+/// rather than at an "@". The domain of a user alone is ".", the accounts of this machine. Throws `process_bad_user` if
+/// either is empty.
 boost::tuples::tuple<std::string, std::string> parse_user(const std::string& text);
 
 }  // namespace foundation::core::process
