@@ -4,6 +4,7 @@
 
 #include "host/child_system.hpp"
 #include "process/child/process_reaper_impl.hpp"
+#include "thrown_text.hpp"
 
 #include <boost/system/system_error.hpp>
 #include <gtest/gtest.h>
@@ -23,20 +24,11 @@ using process::detail::exited;
 using process::detail::unknown;
 using test_support::child_system;
 using test_support::refusal;
+using test_support::text_thrown_by;
 
 namespace {
 
 const process::command any("child");
-
-template <class Exception, class Operation>
-std::string text_thrown_by(Operation operation) {
-  try {
-    operation();
-  } catch (const Exception& e) {
-    return e.what();
-  }
-  return "nothing was thrown";
-}
 
 template <class Operation>
 void expect_refusal(const char* call, Operation operation) {

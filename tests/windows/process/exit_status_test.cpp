@@ -6,6 +6,7 @@
 
 #include "children.hpp"
 #include "import_patch.hpp"
+#include "thrown_text.hpp"
 
 #include <gtest/gtest.h>
 
@@ -20,21 +21,12 @@ using foundation::core::sysdep::windows::process_impl;
 using process::detail::exited;
 using process::detail::unknown;
 using test_support::injected;
+using test_support::text_thrown_by;
 
 namespace {
 
 constexpr const char* library = "libqxfl.dll";
 constexpr unsigned still_active = 259;
-
-template <class Exception, class Operation>
-std::string text_thrown_by(Operation operation) {
-  try {
-    operation();
-  } catch (const Exception& e) {
-    return e.what();
-  }
-  return "nothing was thrown";
-}
 
 }  // namespace
 
