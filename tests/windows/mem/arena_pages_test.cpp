@@ -1,7 +1,6 @@
 // The arena on the system's own pages. Failures of system calls are injected.
 
 #include <dlmalloc/validator.hpp>
-#include <fl/diag/terminate_handler.hpp>
 
 #include "import_patch.hpp"
 
@@ -94,32 +93,12 @@ TEST(ArenaPages, AreSharedOutByTheArenaUntilTheSystemHasNone) {
   EXPECT_EQ(dlmalloc_footprint(), arena.latest.size);
 }
 
-SYSTEM_INFO scripted_system;
-std::atomic<test_support::import_patch::any_function> original;
-
-void tell_scripted_system(SYSTEM_INFO* info) {
-  *info = scripted_system;
-}
-
-TEST(ArenaPages, OfAnOddSizeEndTheProcess) {
-  const test_support::import_patch system(
-      nullptr, "GetSystemInfo", reinterpret_cast<test_support::import_patch::any_function>(tell_scripted_system),
-      original);
-  for (const DWORD page : {4097u, 4096u}) {
-    for (const DWORD granularity : {65537u, 65536u}) {
-      scripted_system.dwPageSize = page;
-      scripted_system.dwAllocationGranularity = granularity;
-      params.magic = 0;
-      const foundation::core::test::terminate_handler expected;
-      bool ended = false;
-      try {
-        init_mparams();
-      } catch (...) {
-        ended = foundation::core::test::terminate_handled("dlmalloc error");
-      }
-      EXPECT_EQ(ended, page != 4096 || granularity != 65536);
-    }
-  }
+TEST(ArenaPages, HaveTheGeometryOfTheSystem) {
+  SYSTEM_INFO system;
+  GetSystemInfo(&system);
+  const pages::geometry told = pages::ask_geometry();
+  EXPECT_EQ(told.page_size, system.dwPageSize);
+  EXPECT_EQ(told.granularity, system.dwAllocationGranularity);
 }
 
 }  // namespace

@@ -85,24 +85,13 @@ TEST(Manager, MovesItsOptionsToWhereNoChildTakesThemForItsOwn) {
   expect(std::nullopt, before_and_after, "- \nstale stale\n- \n- \n");
 }
 
-/// Lets allocations of one size by the C++ run-time fail; all others succeed.
-class failing_malloc {
- public:
-  static constexpr std::size_t size = 7654321;
-
-  failing_malloc() : malloc_("libstdc++-6.dll", "malloc") {
-    malloc_.handle_with([](auto original, std::size_t wanted) { return wanted == size ? nullptr : original(wanted); });
-  }
-
- private:
-  injected<void* (*)(std::size_t)> malloc_;
-};
-
-/// What comes of `new` for the size that fails.
+/// What comes of `new` for a size of which the C++ run-time gets no memory.
 std::string outcome_of_new() {
-  const failing_malloc always;
+  static constexpr std::size_t size = 7654321;
+  injected<void* (*)(std::size_t)> malloc("libstdc++-6.dll", "malloc");
+  malloc.handle_with([](auto original, std::size_t wanted) { return wanted == size ? nullptr : original(wanted); });
   try {
-    operator delete(operator new(failing_malloc::size));
+    operator delete(operator new(size));
     return "block";
   } catch (const std::bad_alloc& error) {
     return typeid(error) == typeid(std::bad_alloc) ? "std::bad_alloc" : typeid(error).name();
@@ -160,13 +149,12 @@ TEST(Manager, HasItsWholeLogOrIsNotMadeWhenMemoryEnds) {
   const scoped_variable alignment("QX_ALIGNED_HEAP_ALIGNMENT", "64");
   const auto make_with_little_memory = [] {
     injected<void* (*)(std::size_t)> malloc("libstdc++-6.dll", "malloc");
-    bool made = false;
-    for (std::uint64_t nth = 1; !made; ++nth) {
+    for (std::uint64_t nth = 1, made = 0; made == 0; ++nth) {
       malloc.reset();
       malloc.fail_at(nth, nullptr, 0);
       try {
         manager::initialize();
-        made = true;
+        made = nth;
       } catch (const std::bad_alloc&) {
       }
     }
