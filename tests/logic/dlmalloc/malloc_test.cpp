@@ -185,8 +185,7 @@ TEST_F(Arena, ServesTheSmallestAndRefusesTheLargestSizes) {
 
 TEST_F(Arena, GivesLargeBlocksMappingsOfTheirOwnWhichGoBackAtOnce) {
   void* const first = dlmalloc(1);
-  const std::size_t footprint = dlmalloc_footprint();
-  EXPECT_EQ(footprint, 64 * kib);
+  EXPECT_EQ(dlmalloc_footprint(), 64 * kib);
   void* const below = dlmalloc(default_mmap_threshold - 64);
   EXPECT_FALSE(chunk::of(below)->is_mapped());
   const std::size_t grown = dlmalloc_footprint();
@@ -295,6 +294,9 @@ const struct {
      "release_chunk"},
     {"next link of a small chunk", 100, &us::second,
      [](us& b) { chunk::of(b.second)->next = reinterpret_cast<chunk*>(0x10); }, [](us&) { dlmalloc(100); },
+     "remove_first_small"},
+    {"previous link of the first in a bin", 100, &us::second,
+     [](us& b) { chunk::of(b.second)->previous = chunk::of(b.guard); }, [](us&) { dlmalloc(100); },
      "remove_first_small"},
     {"previous link of a small chunk", 100, &us::second,
      [](us& b) { chunk::of(b.second)->previous = chunk::of(b.guard); }, [](us& b) { dlfree(b.third); },

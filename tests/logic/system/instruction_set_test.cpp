@@ -3,7 +3,7 @@
 
 #include <fl/system/instruction_set.hpp>
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <cpuid.h>
 #include <immintrin.h>
@@ -49,8 +49,8 @@ struct processor : ICpuidSource {
   }
 };
 
-// Identifications as they were read on real processors. Such records hold no XCR0, except that of the virtual machine.
-// It is what an operating system sets that saves all that the processor has.
+// Identifications as they were read on real processors. Such records hold no XCR0: it is what an
+// operating system sets that saves all that the processor has.
 
 const processor phenom({{0, {0x00000005, 0x68747541, 0x444D4163, 0x69746E65}},
                         {1, {0x00100F42, 0x00040800, 0x00802009, 0x178BFBFF}},
@@ -61,15 +61,6 @@ const processor phenom({{0, {0x00000005, 0x68747541, 0x444D4163, 0x69746E65}},
                         {0x80000003, {0x34582049, 0x30343920, 0x6F725020, 0x73736563}},
                         {0x80000004, {0x0000726F, 0x00000000, 0x00000000, 0x00000000}}},
                        0);
-const processor epyc({{0, {0x0000001C, 0x68747541, 0x444D4163, 0x69746E65}},
-                      {1, {0x00A10F11, 0x01020800, 0xFFFA3203, 0x178BFBFF}},
-                      {7, {0x00000001, 0xF1BF07AB, 0x00405FC6, 0x00000010}},
-                      {0x80000000, {0x80000021, 0x68747541, 0x444D4163, 0x69746E65}},
-                      {0x80000001, {0x00A10F11, 0x40000000, 0x004003F3, 0x2FD3FBFF}},
-                      {0x80000002, {0x20444D41, 0x43595045, 0x00000000, 0x00000000}},
-                      {0x80000003, {0x00000000, 0x00000000, 0x00000000, 0x00000000}},
-                      {0x80000004, {0x00000000, 0x00000000, 0x00000000, 0x00000000}}},
-                     0xE7);
 const processor core_i7({{0, {0x0000000D, 0x756E6547, 0x6C65746E, 0x49656E69}},
                          {1, {0x000306C3, 0x03100800, 0x7FDAFBBF, 0xBFEBFBFF}},
                          {7, {0x00000000, 0x000027AB, 0x00000000, 0x00000000}},
@@ -110,10 +101,6 @@ TEST(InstructionSet, TellsOfEachRecordedProcessorWhatItHas) {
       {phenom, "AuthenticAMD", "AMD Phenom(tm) II X4 940 Processor",
        " ABM  CLFSH  CMOV  CMPXCHG16B  CX8  FXSR  LAHF  MMX  MMXEXT  MONITOR  MSR  POPCNT  SEP  SSE  SSE2  SSE3 "
        " SSE4a  _3DNOW  _3DNOWEXT "},
-      {epyc, "AuthenticAMD", "AMD EPYC",
-       " ABM  ADX  AES  AVX  AVX2  AVX512CD  AVX512F  BMI1  BMI2  CLFSH  CMOV  CMPXCHG16B  CX8  ERMS  F16C  FMA "
-       " FSGSBASE  FXSR  HYPERVISOR  INVPCID  LAHF  MMX  MMXEXT  MOVBE  MSR  OSXSAVE  OSYMMSAVE  OSZMMSAVE  PCLMULQDQ "
-       " POPCNT  RDRAND  RDSEED  SEP  SHA  SSE  SSE2  SSE3  SSE41  SSE42  SSE4a  SSSE3  XSAVE "},
       {core_i7, "GenuineIntel", "Intel(R) Core(TM) i7-4710MQ CPU @ 2.50GHz",
        " AES  AVX  AVX2  BMI1  BMI2  CLFSH  CMOV  CMPXCHG16B  CX8  ERMS  F16C  FMA  FSGSBASE  FXSR  INVPCID  LAHF "
        " LZCNT  MMX  MONITOR  MOVBE  MSR  OSXSAVE  OSYMMSAVE  PCLMULQDQ  POPCNT  RDRAND  RDTSCP  SEP  SSE  SSE2  SSE3 "
@@ -262,7 +249,9 @@ TEST(InstructionSet, AllBitsTogetherTellOfAllInTheOrderOfTheirNames) {
     for (const std::string& token : tokens) {
       expected += " " + token + " ";
     }
-    EXPECT_EQ(InstructionSet{full}.getFeatureString(), expected);
+    const InstructionSet told{full};
+    EXPECT_EQ(told.getFeatureString(), expected);
+    EXPECT_THAT(words_of(told), testing::Each(~0u));
   }
 }
 
@@ -296,22 +285,15 @@ __attribute__((target("xsave"))) std::uint64_t enabled_state() {
 TEST(InstructionSet, TellsOfTheProcessorThatRunsThis) {
   const InstructionSet told;
   std::array<unsigned, 4> vendor{};
-  unsigned eax = 0;
-  unsigned ebx = 0;
-  unsigned ecx = 0;
-  unsigned edx = 0;
+  unsigned eax = 0, ebx = 0, ecx = 0, edx = 0;
   ASSERT_TRUE(__get_cpuid(0, &eax, &vendor[0], &vendor[2], &vendor[1]));
   EXPECT_EQ(told.vendor(), reinterpret_cast<const char*>(vendor.data()));
   ASSERT_TRUE(__get_cpuid(1, &eax, &ebx, &ecx, &edx));
   EXPECT_EQ(told.cpuid1Eax(), eax);
   EXPECT_EQ(told.cpuid1Edx(), edx);
   EXPECT_EQ(told.xcr0(), (ecx >> 26 & 3) == 3 ? enabled_state() : 0);
-  EXPECT_EQ(told.isIntel(), __builtin_cpu_is("intel") != 0);
   EXPECT_EQ(told.isAMD(), __builtin_cpu_is("amd") != 0);
-  const token_set tokens = tokens_of(told);
-  EXPECT_EQ(tokens.contains("SSE42"), __builtin_cpu_supports("sse4.2") != 0);
-  EXPECT_EQ(tokens.contains("AVX2"), __builtin_cpu_supports("avx2") != 0);
-  EXPECT_EQ(tokens.contains("AVX512F"), __builtin_cpu_supports("avx512f") != 0);
+  EXPECT_EQ(tokens_of(told).contains("AVX2"), __builtin_cpu_supports("avx2") != 0);
 }
 
 }  // namespace

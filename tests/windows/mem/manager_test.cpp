@@ -231,20 +231,6 @@ TEST(NewHandler, EndsTheProcessForAThreadThatWantsIt) {
          HasPattern("Assertion failed: Out of memory[^]*Out of memory\r?\n\r?\nCurrent Thread: "), refused);
 }
 
-TEST(NewHandler, ALostOneEndsTheProcessIfTheLogSaysSo) {
-  const scoped_variable log("QX_LOG", "foundation::core::mem::*=:fatal");
-  const auto lose = []() -> std::string {
-    report_at_abort();
-    manager::initialize();
-    std::set_new_handler([] {});
-    manager::reinit_new_handler();
-    return "not ended";
-  };
-  expect(std::nullopt, lose,
-         HasPattern(R"(\nAssertion in [^\n]+::reinit_new_handler_impl\(\) const at src/fl/mem/mem_manager line )"
-                    R"(\d+:\r?\nNEW HANDLER CLOBBERED: expected=0x\w+  actual=0x\w+\r?\n\r?\nCurrent)"));
-}
-
 TEST(Plugin, WhatIsMissingOrRefusedStandsInTheLogOfObservation) {
   const scoped_variable log("QX_LOG", "foundation::core::mem::manager::mobservation=note");
   const struct {

@@ -205,28 +205,30 @@ TEST(CpuInfo, GoesOnWithoutTiersThatTheSystemDoesNotTell) {
   };
   machine.sets.fail_always(FALSE, ERROR_ACCESS_DENIED);
   expect_complaint("GetSystemCpuSetInformation sizing call failed unexpectedly (GetLastError=5)");
-  BOOL sized = FALSE;
-  ULONG wanted = 64, given = 64;
-  machine.sets.reset();
-  machine.sets.handle_with([&](auto, void* buffer, ULONG room, ULONG* length, auto...) {
-    *length = buffer ? given : wanted;
-    EXPECT_TRUE(!buffer ||
-                (room == wanted && std::count(static_cast<char*>(buffer), static_cast<char*>(buffer) + room, 0) == 64));
-    ::SetLastError(buffer ? ERROR_NOT_READY : ERROR_INSUFFICIENT_BUFFER);
-    return buffer ? sized : FALSE;
-  });
-  expect_complaint("GetSystemCpuSetInformation read call failed (GetLastError=21, requestedLength=64)");
-  sized = TRUE;
-  for (const ULONG told : {64, 1000}) {  // as much as fits, and more
-    given = told;
-    expect_complaint(
-        "GetSystemCpuSetInformation buffer contained a zero-sized record at offset 0 of 64; "
-        "aborting parse to avoid an infinite loop");
+  const std::string zeros_were_read =
+      "GetSystemCpuSetInformation buffer contained a zero-sized record at offset 0 of 64; aborting parse to avoid an "
+      "infinite loop";
+  const struct {
+    ULONG wanted, given;
+    BOOL result;
+    std::string complaint;
+  } answers[] = {
+      {64, 64, FALSE, "GetSystemCpuSetInformation read call failed (GetLastError=21, requestedLength=64)"},
+      {64, 64, TRUE, zeros_were_read},
+      {64, 1000, TRUE, zeros_were_read},
+      {64, 0, TRUE, ""},
+      {0, 0, TRUE, ""},
+  };
+  for (const auto& answer : answers) {
+    machine.sets.reset();
+    machine.sets.handle_with([&](auto, void* buffer, ULONG room, ULONG* length, auto...) {
+      EXPECT_EQ(room, buffer ? answer.wanted : 0);
+      *length = buffer ? answer.given : answer.wanted;
+      ::SetLastError(buffer ? ERROR_NOT_READY : ERROR_INSUFFICIENT_BUFFER);
+      return buffer ? answer.result : FALSE;
+    });
+    expect_complaint(answer.complaint);
   }
-  given = 0;
-  expect_complaint("");
-  wanted = 0;
-  expect_complaint("");
 }
 
 TEST(CpuInfo, ItsLogIsTheLastThatIsMadeWhenTheLibraryIsLoaded) {
