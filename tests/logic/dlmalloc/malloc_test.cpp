@@ -241,74 +241,69 @@ TEST_F(Arena, EndsTheProcessIfPagesAreOfAnOddSize) {
 
 alignas(32) char outside[64];
 
-/// Blocks next to each other, or none at all.
-struct neighbours {
-  char *first = nullptr, *second = nullptr, *third = nullptr, *guard = nullptr;
+/// Blocks in a row, or none at all.
+struct row {
+  char *first, *second, *third, *guard;
 
-  explicit neighbours(std::size_t size) {
-    for (char* neighbours::* const one :
-         {&neighbours::first, &neighbours::second, &neighbours::third, &neighbours::guard}) {
-      this->*one = size != 0 ? static_cast<char*>(dlmalloc(size)) : nullptr;
-    }
-  }
+  explicit row(std::size_t size) : first(make(size)), second(make(size)), third(make(size)), guard(make(size)) {}
+  static char* make(std::size_t size) { return size != 0 ? static_cast<char*>(dlmalloc(size)) : nullptr; }
 };
-using us = neighbours;
 
-void nothing(us&) {}
-void free_first(us& b) {
-  dlfree(b.first);
+void nothing(row&) {}
+void free_first(row& r) {
+  dlfree(r.first);
 }
-void free_second(us& b) {
-  dlfree(b.second);
+void free_second(row& r) {
+  dlfree(r.second);
 }
 /// Writes over the head behind the first block.
-void overrun(us& b) {
-  std::memset(b.first, 0x55, chunk::of(b.first)->size());
+void overrun(row& r) {
+  std::memset(r.first, 0x55, chunk::of(r.first)->size());
 }
-tree_chunk* second_in_tree(us& b) {
-  return static_cast<tree_chunk*>(chunk::of(b.second));
+tree_chunk* second_in_tree(row& r) {
+  return static_cast<tree_chunk*>(chunk::of(r.second));
 }
 
 const struct {
   const char* what;
-  std::size_t size;   ///< of each block; 0 for an arena without memory
-  char* us::* freed;  ///< before all else, unless it is null
-  void (*damage)(us&);
-  void (*use)(us&);
+  std::size_t size;    ///< of each block; 0 for an arena without memory
+  char* row::* freed;  ///< before all else, unless it is null
+  void (*damage)(row&);
+  void (*use)(row&);
   const char* noticed_in;  ///< part of the signature in the report
 } damages[] = {
-    {"double free, small", 100, &us::second, nothing, free_second, "require_used"},
-    {"double free, large", 1000, &us::second, nothing, free_second, "require_used"},
-    {"double free, joined to top", 100, &us::guard, nothing, [](us& b) { dlfree(b.guard); }, "require_used"},
-    {"double free, joined to the one before", 1000, &us::first, free_second, free_second, "require_used"},
-    {"double free, joined to the one behind", 1000, &us::second, free_first, free_first, "require_used"},
-    {"resize after free", 100, &us::second, nothing, [](us& b) { dlrealloc(b.second, 500); }, "require_used"},
-    {"before the arena", 100, nullptr, nothing, [](us&) { dlfree(reinterpret_cast<char*>(0x10020)); }, "require_used"},
-    {"without an arena", 0, nullptr, nothing, [](us&) { dlfree(outside + 32); }, "require_used"},
-    {"misaligned pointer", 100, nullptr, nothing, [](us& b) { dlfree(b.second + 16); }, "require_used"},
-    {"zeros for a head", 100, nullptr, [](us& b) { chunk::of(b.second)->head = 0; }, free_second, "unmap_directly"},
-    {"size too large", 100, nullptr, [](us& b) { std::memset(b.third - 8, 0, 8); }, free_second, "release_chunk"},
-    {"size that wraps", 100, nullptr, [](us& b) { chunk::of(b.second)->head = (0 - std::size_t{64}) | 3; }, free_second,
-     "release_chunk"},
-    {"size of the chunk before", 1000, &us::first, [](us& b) { chunk::of(b.second)->previous_size += 32; }, free_second,
-     "release_chunk"},
-    {"next link of a small chunk", 100, &us::second,
-     [](us& b) { chunk::of(b.second)->next = reinterpret_cast<chunk*>(0x10); }, [](us&) { dlmalloc(100); },
+    {"double free, small", 100, &row::second, nothing, free_second, "require_used"},
+    {"double free, large", 1000, &row::second, nothing, free_second, "require_used"},
+    {"double free, joined to top", 100, &row::guard, nothing, [](row& r) { dlfree(r.guard); }, "require_used"},
+    {"double free, joined to the one before", 1000, &row::first, free_second, free_second, "require_used"},
+    {"double free, joined to the one behind", 1000, &row::second, free_first, free_first, "require_used"},
+    {"resize after free", 100, &row::second, nothing, [](row& r) { dlrealloc(r.second, 500); }, "require_used"},
+    {"before the arena", 100, nullptr, nothing, [](row&) { dlfree(reinterpret_cast<char*>(0x10020)); }, "require_used"},
+    {"without an arena", 0, nullptr, nothing, [](row&) { dlfree(outside + 32); }, "require_used"},
+    {"misaligned pointer", 100, nullptr, nothing, [](row& r) { dlfree(r.second + 16); }, "require_used"},
+    {"zeros for a head", 100, nullptr, [](row& r) { chunk::of(r.second)->head = 0; }, free_second, "unmap_directly"},
+    {"size too large", 100, nullptr, [](row& r) { std::memset(r.third - 8, 0, 8); }, free_second, "release_chunk"},
+    {"size that wraps", 100, nullptr, [](row& r) { chunk::of(r.second)->head = (0 - std::size_t{64}) | 3; },
+     free_second, "release_chunk"},
+    {"size of the chunk before", 1000, &row::first, [](row& r) { chunk::of(r.second)->previous_size += 32; },
+     free_second, "release_chunk"},
+    {"next link of a small chunk", 100, &row::second,
+     [](row& r) { chunk::of(r.second)->next = reinterpret_cast<chunk*>(0x10); }, [](row&) { dlmalloc(100); },
      "remove_first_small"},
-    {"previous link of the first in a bin", 100, &us::second,
-     [](us& b) { chunk::of(b.second)->previous = chunk::of(b.guard); }, [](us&) { dlmalloc(100); },
-     "remove_first_small"},
-    {"previous link of a small chunk", 100, &us::second,
-     [](us& b) { chunk::of(b.second)->previous = chunk::of(b.guard); }, [](us& b) { dlfree(b.third); },
+    {"previous link of the first in a bin", 100, &row::first,
+     [](row& r) { chunk::of(r.first)->previous = chunk::of(r.guard); }, [](row& r) { dlfree(r.third); },
+     "insert_small"},
+    {"previous link of a small chunk", 100, &row::second,
+     [](row& r) { chunk::of(r.second)->previous = chunk::of(r.guard); }, [](row& r) { dlfree(r.third); },
      "unlink_from_small_bin"},
-    {"child of a tree chunk", 1000, &us::second,
-     [](us& b) { second_in_tree(b)->child[1] = reinterpret_cast<tree_chunk*>(0x10); }, [](us&) { dlmalloc(900); },
+    {"child of a tree chunk", 1000, &row::second,
+     [](row& r) { second_in_tree(r)->child[1] = reinterpret_cast<tree_chunk*>(0x10); }, [](row&) { dlmalloc(900); },
      "remove_leaf"},
-    {"parent of a tree chunk", 1000, &us::second,
-     [](us& b) { second_in_tree(b)->parent = reinterpret_cast<tree_chunk*>(0x10); }, [](us&) { dlmalloc(1000); },
+    {"parent of a tree chunk", 1000, &row::second,
+     [](row& r) { second_in_tree(r)->parent = reinterpret_cast<tree_chunk*>(0x10); }, [](row&) { dlmalloc(1000); },
      "replace_node"},
-    {"overrun into a free chunk", 1000, &us::second, overrun, [](us&) { dlmalloc(16); }, "find_in_index"},
-    {"overrun into a larger one", 5000, &us::second, overrun, [](us&) { dlmalloc(16); }, "remove_of_size"},
+    {"overrun into a free chunk", 1000, &row::second, overrun, [](row&) { dlmalloc(16); }, "find_in_index"},
+    {"overrun into a larger one", 5000, &row::second, overrun, [](row&) { dlmalloc(16); }, "remove_of_size"},
 };
 
 TEST_F(Arena, DamageEndsInTheReportOfThePlaceThatFoundIt) {
@@ -316,7 +311,7 @@ TEST_F(Arena, DamageEndsInTheReportOfThePlaceThatFoundIt) {
   for (const auto& each : damages) {
     SCOPED_TRACE(each.what);
     start_again();
-    neighbours blocks(each.size);
+    row blocks(each.size);
     const auto run = [&] {
       dlfree(each.freed != nullptr ? blocks.*each.freed : nullptr);
       each.damage(blocks);
@@ -348,7 +343,7 @@ TEST_F(Arena, TheValidatorSeesEveryKindOfWrongState) {
     SCOPED_TRACE(state.what);
     start_again();
     host_pages().order = page_order::scattered;
-    const neighbours small(100), large(1000), more(40'000);
+    const row small(100), large(1000), more(40'000);
     dlfree(small.first);
     dlfree(large.first);
     dlfree(more.first);

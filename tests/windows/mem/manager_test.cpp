@@ -2,7 +2,6 @@
 // each case has a process of its own, which EXPECT_EXIT starts. What needs no system is tested natively.
 
 #include <fl/diag.hpp>
-#include <fl/except/bad_alloc.hpp>
 #include <fl/mem.hpp>
 
 #include "import_patch.hpp"
