@@ -98,12 +98,12 @@ patches watch_imports() {
 }
 
 std::string told(const std::exception& e) {
-  static const std::regex qualified("(.*::)?(\\w+)>*"), code(": [^:]* \\[system:1816.*\\]");
+  static const std::regex qualified("(.*::)?(\\w+)>*"), code("(: |^)[^:]* \\[system:1816.*\\]");
   const std::string type = std::regex_replace(boost::core::demangle(typeid(e).name()), qualified, "$2");
   return type + ": " + std::regex_replace(e.what(), code, "!");
 }
 
-std::string run(const operation& operate, const watched_import* import = nullptr, int nth = 0) {
+std::string run(const watched_operation& operate, const watched_import* import = nullptr, int nth = 0) {
   for (watched_import& each : watched) {
     each.calls = 0;
   }
@@ -122,7 +122,7 @@ std::string run(const operation& operate, const watched_import* import = nullptr
 }
 
 // Refuses the first `count` calls of one function in turn.
-std::string refuse_calls(const watched_import& import, int count, const std::function<operation()>& prepare) {
+std::string refuse_calls(const watched_import& import, int count, const std::function<watched_operation()>& prepare) {
   std::vector<std::pair<std::string, int>> outcomes;
   EXPECT_TRUE(loses_no_handle([&] {
     outcomes.clear();
@@ -144,7 +144,7 @@ std::string refuse_calls(const watched_import& import, int count, const std::fun
 
 }  // namespace
 
-refusal_outcomes refuse_each_call(const std::function<operation()>& prepare) {
+refusal_outcomes refuse_each_call(const std::function<watched_operation()>& prepare) {
   const patches all = watch_imports();
   run(prepare());  // Something may be made once, at first.
   const std::string normal = run(prepare());

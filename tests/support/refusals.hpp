@@ -15,7 +15,7 @@ inline constexpr DWORD refused_code = ERROR_NOT_ENOUGH_QUOTA;
 
 /// What is to be seen of an operation when all is done. An exception is seen as its type and its text, in which a !
 /// stands for the words that go with the code.
-using operation = std::function<std::string()>;
+using watched_operation = std::function<std::string()>;
 
 /// What came of refusing the first, the second … call of a function, by the name of the function. The same in a row
 /// stands there once, with its number: "2 x done | system_error: CreatePipe!". Allocations are "new", without numbers.
@@ -24,6 +24,6 @@ using refusal_outcomes = std::map<std::string, std::string>;
 /// Runs an operation, which `prepare` makes anew each time, for each call that it makes on this thread, with that call
 /// refused: nothing happens, and it returns a failure. Only what gives something back happens all the same. Expects
 /// that no run loses a handle, and that the operation comes to the same as at first when nothing is refused any more.
-refusal_outcomes refuse_each_call(const std::function<operation()>& prepare);
+refusal_outcomes refuse_each_call(const std::function<watched_operation()>& prepare);
 
 }  // namespace test_support

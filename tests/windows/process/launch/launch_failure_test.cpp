@@ -29,6 +29,9 @@ struct materials {
   process::iopipe in, out, err, extra;
   process::context how;
 
+  // One variable, since each allocation of a launch is refused in turn.
+  materials() { how.environment() = {{"a variable", "with a value that does not fit into the string itself"}}; }
+
   void attach_pipes() {
     how.std_in(process::pipe_from(in));
     how.std_out(process::pipe_to(out));
@@ -99,7 +102,7 @@ TEST(LaunchFailure, OfEachSystemCallIsToldAndLosesNoHandle) {
   });
   injected<decltype(&HeapAlloc)> allocating(library, "HeapAlloc");
   injected<decltype(&HeapFree)> freeing(library, "HeapFree");
-  const process::command what = children::command("child_exit", {"5", ""});
+  const process::command what = children::command("exit", {"5", ""});
   for (const auto& [name, prepare, outcomes] : scenarios) {
     SCOPED_TRACE(name);
     const auto prepare_launch = [&, prepare = prepare] {
@@ -138,10 +141,10 @@ TEST(LaunchFailure, OfEachSystemCallIsToldAndLosesNoHandle) {
 }
 
 TEST(LaunchFailure, OfABadTextSaysWhatIsWrongWithIt) {
-  const process::command good = children::command("child_exit", {"0"});
+  const process::command good = children::command("exit", {"0"});
   const process::command searched("cmd.exe");  // which only a search would find
   const process::command bad_name("C:\\\xFF.exe");
-  const process::command bad_argument = children::command("child_exit", {"0", "\xED\xA0\x80"});
+  const process::command bad_argument = children::command("exit", {"0", "\xED\xA0\x80"});
   process::context bad_directory, bad_user;
   bad_directory.directory("C:\\\xC3");
   bad_user.user("domain\\", "password");
