@@ -17,6 +17,9 @@ PRODUCT = ("src/", "dlmalloc/", "plugins/")
 COMPARISONS = {"<": "<=", "<=": "<", ">": ">=", ">=": ">", "==": "!=", "!=": "=="}
 ARITHMETIC = {"+": "-", "-": "+", "*": "+", "/": "*", "%": "/", "<<": ">>", ">>": "<<", "&&": "||", "||": "&&", "&": "|"}
 ASSIGNMENTS = {"+=": "-=", "-=": "+=", "|=": "&=", "&=": "|=", "<<=": ">>=", ">>=": "<<="}
+# Of these the order of the arguments says nothing.
+SYMMETRIC = re.compile(r"(std::(min|max)|\w*traits\w*::eq(_int_type)?|_mm_(and|or|xor|cmpeq|add)_\w+|\w*calloc|\w+_zeroed)(<.*>)?",
+                       re.IGNORECASE)
 # A record of a call's arguments or result, which nothing promises; and a value that is named to be ignored.
 UNTESTED = re.compile(rb"severity::arguments|\btrace\.\w+\(|^static_cast<void>|\.reserve\(")
 FUNCTIONS = {Kind.FUNCTION_DECL, Kind.CXX_METHOD, Kind.CONSTRUCTOR, Kind.DESTRUCTOR, Kind.CONVERSION_FUNCTION,
@@ -37,6 +40,10 @@ class Candidate:
     form: str  # "choice": (mutant ? changed : original); "skip": the statement is left out; "negate": a condition
     original: str
     changed: str
+
+
+def is_symmetric(candidate):
+    return candidate.operator == "arguments" and bool(SYMMETRIC.fullmatch(candidate.original.split("(")[0]))
 
 
 def balanced(text):
