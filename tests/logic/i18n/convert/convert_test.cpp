@@ -161,4 +161,14 @@ TEST(UnicodeEncodings, ConvertWholeTextsAsTheReferencesDo) {
   }
 }
 
+// Natively the system's page is another one, and under the four bytes nothing may change for that.
+TEST(Gb18030, CountsItsSequencesOfFourBytesWhateverPairsTheSystemsPageHas) {
+  const ustring text = u"\u0080\u0452\u4DFF\u9FA6\uD7FF\uE76C\uFFFF";
+  const std::string bytes =
+      "\x81\x30\x81\x30\x81\x30\xD3\x30\x82\x35\x8F\x32\x82\x35\x8F\x33\x83\x36\xC7\x38\x83\x36\xC7\x39\x84\x31\xA4"
+      "\x39";
+  EXPECT_EQ(encode(text, "GB18030"), bytes);
+  EXPECT_EQ(decode(bytes, "GB18030"), text);
+}
+
 }  // namespace
