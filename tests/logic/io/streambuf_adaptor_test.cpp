@@ -165,9 +165,10 @@ TEST(StreambufAdaptor, OneWithAConverterOfTheCallersIsWrittenOnlyAndItsCountIsCh
   EXPECT_THROW(wrong->sputn("a", 1), boost::numeric::positive_overflow);
 }
 
-TEST(StreambufAdaptor, ARefillIsWhatThePassesGiveUnlessTheLastGivesNothing) {
+TEST(StreambufAdaptor, ARefillIsWhatThePassesGiveUnlessTheLastGivesNothingAndOneStepsBackWithinIt) {
   const int eof = std::char_traits<char>::eof();
   rig<char, char> it;
+  EXPECT_EQ(it.adaptor.sungetc(), eof) << "nothing has been read";
   EXPECT_EQ(it.adaptor.sgetc(), eof);
   EXPECT_EQ(it.in->calls, 0u);
   it.beneath->blocks = {"1", "2", "3", "4"};
@@ -177,12 +178,21 @@ TEST(StreambufAdaptor, ARefillIsWhatThePassesGiveUnlessTheLastGivesNothing) {
   EXPECT_EQ(text, "abc"s);
   EXPECT_EQ(it.adaptor.sgetc(), eof) << "2 gave nothing";
   EXPECT_EQ(it.adaptor.sungetc(), 'c') << "which left the text before it";
-  EXPECT_EQ(it.adaptor.sbumpc(), 'c');
+  EXPECT_EQ(it.adaptor.sputbackc('z'), 'z') << "it may be another unit than was there";
+  EXPECT_EQ(it.adaptor.sungetc(), 'a');
+  EXPECT_EQ(it.adaptor.sungetc(), eof);
+  EXPECT_EQ(it.adaptor.sgetn(text, 3), 3);
+  EXPECT_EQ(text, "azc"s);
   EXPECT_EQ(it.adaptor.sgetc(), eof) << "the last pass of 3 gave nothing";
   EXPECT_EQ(it.adaptor.sungetc(), eof) << "the text before it has made room";
-  EXPECT_EQ(it.adaptor.sbumpc(), 'd') << "nothing of 3 is left";
+  EXPECT_EQ(it.adaptor.sgetc(), 'd') << "nothing of 3 is left";
+  EXPECT_EQ(it.adaptor.sputbackc('c'), eof);
+  EXPECT_EQ(it.adaptor.sbumpc(), 'd');
+  EXPECT_EQ(it.adaptor.pbackfail(eof), eof);
+  EXPECT_EQ(it.adaptor.sgetc(), 'd') << "the position has moved";
   it.beneath->blocks = {std::string(1025, '5')};
   it.in->passes = {{"", false}};
+  it.adaptor.sbumpc();
   EXPECT_EQ(it.adaptor.sgetc(), eof) << "a whole block that gives nothing";
 }
 
@@ -199,26 +209,6 @@ TEST(StreambufAdaptor, WaitsForNoMoreThanOneCharacter) {
   EXPECT_EQ(pipe->blocks.size(), 2u);
   EXPECT_EQ(in.get(), u'b');
   EXPECT_EQ(in.get(), std::char_traits<char16_t>::eof()) << "half a character at the end of everything is dropped";
-}
-
-TEST(StreambufAdaptor, StepsBackOnlyWithinWhatOneRefillGave) {
-  const int eof = std::char_traits<char>::eof();
-  rig<char, char> it;
-  it.in->passes = {{"ab", false}, {"c", false}};
-  it.beneath->blocks = {"1", "2"};
-  EXPECT_EQ(it.adaptor.sungetc(), eof) << "nothing has been read";
-  EXPECT_EQ(it.adaptor.sbumpc(), 'a');
-  EXPECT_EQ(it.adaptor.sungetc(), 'a');
-  EXPECT_EQ(it.adaptor.sungetc(), eof);
-  EXPECT_EQ(it.adaptor.sbumpc(), 'a');
-  EXPECT_EQ(it.adaptor.sputbackc('z'), 'z') << "it may be another unit than was there";
-  EXPECT_EQ(it.adaptor.sbumpc(), 'z');
-  EXPECT_EQ(it.adaptor.sbumpc(), 'b');
-  EXPECT_EQ(it.adaptor.sgetc(), 'c');
-  EXPECT_EQ(it.adaptor.sputbackc('b'), eof);
-  EXPECT_EQ(it.adaptor.sbumpc(), 'c');
-  EXPECT_EQ(it.adaptor.pbackfail(eof), eof);
-  EXPECT_EQ(it.adaptor.sgetc(), 'c') << "the position has moved";
 }
 
 TEST(StreambufAggregator, GivesAllToEachTargetAndFailsIfOneDoes) {
