@@ -74,7 +74,7 @@ void expect_pieces_give(const std::basic_string<Out>& whole, const std::basic_st
 
 TEST(StreamConverter, PiecesPutTogetherGiveWhatTheWholeGives) {
   seeded_random random;
-  for (int i = 0; i != 2000 && !HasFailure(); ++i) {
+  for (int i = 0; i != 1000 && !HasFailure(); ++i) {
     const char* const name = random.pick(names);
     const ustring text = test_support::any_text(random);
     const std::string utf8 = test_support::spoiled(encode(text, "UTF-8"), random);
