@@ -1,14 +1,15 @@
-// The converting stream buffers, over buffers and converters that do what the test says.
+// The converting stream buffers, over buffers and converters that do what the test says, and with the real converters.
 #include "io/streambuf_adaptor.hpp"
 
 #include <fl/io.hpp>
+#include <i18n/encoding.hpp>
+
+#include "any_text.hpp"
 
 #include <boost/smart_ptr/make_shared.hpp>
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <functional>
-#include <new>
+#include <iterator>
 #include <sstream>
 #include <string>
 #include <utility>
@@ -16,55 +17,19 @@
 
 namespace {
 
-int allocations_left = -1;  ///< until one fails; negative: none does
-int live_blocks = 0;
-
-void* allocate(std::size_t size) {
-  if (allocations_left == 0) {
-    throw std::bad_alloc();
-  }
-  if (allocations_left > 0) {
-    --allocations_left;
-  }
-  ++live_blocks;
-  return std::malloc(size);
-}
-void release(void* block) {
-  live_blocks -= block != nullptr ? 1 : 0;
-  std::free(block);
-}
-
-}  // namespace
-
-void* operator new(std::size_t size) {
-  return allocate(size);
-}
-void* operator new[](std::size_t size) {
-  return allocate(size);
-}
-void operator delete(void* block) noexcept {
-  release(block);
-}
-void operator delete[](void* block) noexcept {
-  release(block);
-}
-void operator delete(void* block, std::size_t) noexcept {
-  release(block);
-}
-void operator delete[](void* block, std::size_t) noexcept {
-  release(block);
-}
-
-namespace {
-
 using namespace foundation::core::io;
 using namespace std::string_literals;
+using fl::ustring;
+using fl::i18n::decode;
+using fl::i18n::encode;
+using test_support::seeded_random;
 
 template <class Unit>
 class scripted_buffer : public std::basic_streambuf<Unit> {
  public:
   using text = std::basic_string<Unit>;
   std::vector<text> blocks;            ///< what each read gives; it never gives two at once
+  bool shows_block = false;            ///< tells how much a read would give
   text written;                        ///< what was taken
   std::size_t room = std::size_t(-1);  ///< how many more units it takes
   int flushes = 0;
@@ -73,6 +38,9 @@ class scripted_buffer : public std::basic_streambuf<Unit> {
   using traits = std::char_traits<Unit>;
   typename traits::int_type underflow() override {
     return blocks.empty() ? traits::eof() : traits::to_int_type(blocks.front().front());
+  }
+  std::streamsize showmanyc() override {
+    return shows_block && !blocks.empty() ? static_cast<std::streamsize>(blocks.front().size()) : 0;
   }
   std::streamsize xsgetn(Unit* to, std::streamsize n) override {
     if (blocks.empty()) {
@@ -121,7 +89,10 @@ struct rig {
   boost::shared_ptr<scripted_buffer<To>> beneath = boost::make_shared<scripted_buffer<To>>();
   boost::shared_ptr<scripted_converter<To, From>> out = boost::make_shared<scripted_converter<To, From>>();
   boost::shared_ptr<scripted_converter<From, To>> in = boost::make_shared<scripted_converter<From, To>>();
-  streambuf_adaptorT<From, To> adaptor{beneath, out, in};
+  struct : streambuf_adaptorT<From, To> {
+    using streambuf_adaptorT<From, To>::streambuf_adaptorT;
+    using streambuf_adaptorT<From, To>::pbackfail;
+  } adaptor{beneath, out, in};
 };
 
 template <class From, class To>
@@ -194,9 +165,10 @@ TEST(StreambufAdaptor, OneWithAConverterOfTheCallersIsWrittenOnlyAndItsCountIsCh
   EXPECT_THROW(wrong->sputn("a", 1), boost::numeric::positive_overflow);
 }
 
-TEST(StreambufAdaptor, ARefillIsWhatThePassesGiveUnlessTheLastGivesNothing) {
+TEST(StreambufAdaptor, ARefillIsWhatThePassesGiveUnlessTheLastGivesNothingAndOneStepsBackWithinIt) {
   const int eof = std::char_traits<char>::eof();
   rig<char, char> it;
+  EXPECT_EQ(it.adaptor.sungetc(), eof) << "nothing has been read";
   EXPECT_EQ(it.adaptor.sgetc(), eof);
   EXPECT_EQ(it.in->calls, 0u);
   it.beneath->blocks = {"1", "2", "3", "4"};
@@ -206,115 +178,37 @@ TEST(StreambufAdaptor, ARefillIsWhatThePassesGiveUnlessTheLastGivesNothing) {
   EXPECT_EQ(text, "abc"s);
   EXPECT_EQ(it.adaptor.sgetc(), eof) << "2 gave nothing";
   EXPECT_EQ(it.adaptor.sungetc(), 'c') << "which left the text before it";
-  EXPECT_EQ(it.adaptor.sbumpc(), 'c');
+  EXPECT_EQ(it.adaptor.sputbackc('z'), 'z') << "it may be another unit than was there";
+  EXPECT_EQ(it.adaptor.sungetc(), 'a');
+  EXPECT_EQ(it.adaptor.sungetc(), eof);
+  EXPECT_EQ(it.adaptor.sgetn(text, 3), 3);
+  EXPECT_EQ(text, "azc"s);
   EXPECT_EQ(it.adaptor.sgetc(), eof) << "the last pass of 3 gave nothing";
   EXPECT_EQ(it.adaptor.sungetc(), eof) << "the text before it has made room";
-  EXPECT_EQ(it.adaptor.sbumpc(), 'd') << "nothing of 3 is left";
+  EXPECT_EQ(it.adaptor.sgetc(), 'd') << "nothing of 3 is left";
+  EXPECT_EQ(it.adaptor.sputbackc('c'), eof);
+  EXPECT_EQ(it.adaptor.sbumpc(), 'd');
+  EXPECT_EQ(it.adaptor.pbackfail(eof), eof);
+  EXPECT_EQ(it.adaptor.sgetc(), 'd') << "the position has moved";
   it.beneath->blocks = {std::string(1025, '5')};
   it.in->passes = {{"", false}};
+  it.adaptor.sbumpc();
   EXPECT_EQ(it.adaptor.sgetc(), eof) << "a whole block that gives nothing";
 }
 
-/// Gives a piece when it is asked for more, as a pipe does.
-class pipe_buffer : public std::streambuf {
- public:
-  std::vector<std::string> pieces;
-  std::size_t asked = 0;
-
- protected:
-  int_type underflow() override {
-    if (asked == pieces.size()) {
-      return traits_type::eof();
-    }
-    std::string& piece = pieces[asked++];
-    setg(piece.data(), piece.data(), piece.data() + piece.size());
-    return traits_type::to_int_type(piece.front());
-  }
-};
-
 TEST(StreambufAdaptor, WaitsForNoMoreThanOneCharacter) {
-  const auto beneath = boost::make_shared<pipe_buffer>();
-  beneath->pieces = {"\xEF\xBB\xBF", "a\n", "\xC3", "\xA9", "b", "\xC3"};
-  uistream in(make_ustreambuf_adaptor(beneath, "UTF-8-BOM"));
-  std::u16string line;
+  const auto pipe = boost::make_shared<scripted_buffer<char>>();
+  pipe->shows_block = true;
+  pipe->blocks = {"\xEF\xBB\xBF", "a\n", "\xC3", "\xA9", "b", "\xC3"};
+  uistream in(make_ustreambuf_adaptor(pipe, "UTF-8-BOM"));
+  ustring line;
   EXPECT_TRUE(std::getline(in, line));
   EXPECT_EQ(line, u"a");
-  EXPECT_EQ(beneath->asked, 2u) << "the line can be answered";
+  EXPECT_EQ(pipe->blocks.size(), 4u) << "the line can be answered";
   EXPECT_EQ(in.get(), u'\u00E9') << "half a character is not the end";
-  EXPECT_EQ(beneath->asked, 4u);
+  EXPECT_EQ(pipe->blocks.size(), 2u);
   EXPECT_EQ(in.get(), u'b');
-  EXPECT_EQ(in.get(), std::char_traits<char16_t>::eof());
-}
-
-TEST(StreambufAdaptor, StepsBackOnlyWithinWhatOneRefillGave) {
-  const int eof = std::char_traits<char>::eof();
-  rig<char, char> it;
-  it.in->passes = {{"ab", false}, {"c", false}};
-  it.beneath->blocks = {"1", "2"};
-  EXPECT_EQ(it.adaptor.sungetc(), eof) << "nothing has been read";
-  EXPECT_EQ(it.adaptor.sbumpc(), 'a');
-  EXPECT_EQ(it.adaptor.sungetc(), 'a');
-  EXPECT_EQ(it.adaptor.sungetc(), eof);
-  EXPECT_EQ(it.adaptor.sbumpc(), 'a');
-  EXPECT_EQ(it.adaptor.sputbackc('z'), 'z') << "it may be another unit than was there";
-  EXPECT_EQ(it.adaptor.sbumpc(), 'z');
-  EXPECT_EQ(it.adaptor.sbumpc(), 'b');
-  EXPECT_EQ(it.adaptor.sgetc(), 'c');
-  EXPECT_EQ(it.adaptor.sputbackc('b'), eof);
-  struct open_adaptor : streambuf_adaptorT<char, char> {
-    using streambuf_adaptorT::pbackfail;
-    using streambuf_adaptorT::streambuf_adaptorT;
-  } open(it.beneath, it.out, it.in);
-  it.beneath->blocks = {"3"};
-  EXPECT_EQ(open.sbumpc(), 'c');
-  EXPECT_EQ(open.pbackfail(eof), eof);
-  EXPECT_EQ(open.sgetc(), 'c') << "the position has moved";
-}
-
-TEST(StreambufAdaptor, WithoutMemoryAWriteAndARefillTakeNothingLeakNothingAndCanBeRepeated) {
-  rig<char16_t, char> it;
-  it.beneath->written.reserve(100);
-  it.out->areas.reserve(100);
-  it.in->areas.reserve(100);
-  it.out->passes = {{"ab", false}};
-  it.in->passes = {{u"cd", false}};
-  it.beneath->blocks = {"1", "2"};
-  const auto failures_of = [](const std::function<void()>& operation, const std::function<void()>& after_failure) {
-    int failures = 0;
-    for (bool done = false; !done;) {
-      const int live = live_blocks;
-      allocations_left = failures;
-      try {
-        operation();
-        done = true;
-      } catch (const std::bad_alloc&) {
-        ++failures;
-      }
-      allocations_left = -1;
-      if (!done) {
-        after_failure();
-        EXPECT_LE(live_blocks - live, 1) << "at most the new storage of the get area stays";
-      }
-    }
-    return failures;
-  };
-  const auto untouched = [&] { EXPECT_TRUE(it.beneath->written.empty() && it.beneath->blocks.size() == 2); };
-  EXPECT_EQ(failures_of([&] { EXPECT_EQ(it.adaptor.sgetc(), u'c'); }, untouched), 2);
-  EXPECT_EQ(it.beneath->blocks.size(), 1u);
-  const std::u16string text(500, u'x');
-  const int live = live_blocks;
-  const auto unwritten = [&] { EXPECT_TRUE(it.beneath->written.empty() && live_blocks == live); };
-  EXPECT_EQ(failures_of([&] { EXPECT_EQ(it.adaptor.sputn(text.data(), 500), 500); }, unwritten), 1);
-  EXPECT_EQ(it.beneath->written, "ab");
-  EXPECT_EQ(live_blocks, live);
-  std::basic_ostream<char16_t> stream(&it.adaptor);
-  allocations_left = 0;
-  stream.write(text.data(), 80);
-  const bool bad_after_a_line = stream.bad();
-  stream.write(text.data(), 500);
-  allocations_left = -1;
-  EXPECT_FALSE(bad_after_a_line) << "short writes need no memory";
-  EXPECT_TRUE(stream.bad());
+  EXPECT_EQ(in.get(), std::char_traits<char16_t>::eof()) << "half a character at the end of everything is dropped";
 }
 
 TEST(StreambufAggregator, GivesAllToEachTargetAndFailsIfOneDoes) {
@@ -342,6 +236,56 @@ TEST(StreambufAggregator, GivesAllToEachTargetAndFailsIfOneDoes) {
   EXPECT_EQ(none->sputn(u"ab", 2), 2);
   EXPECT_EQ(none->sputc(u'a'), u'a');
   EXPECT_EQ(none->pubsync(), 0);
+}
+
+constexpr std::size_t sizes[] = {1, 2, 3, 80, 1030, 5000};
+
+template <class Unit>
+void write(std::basic_streambuf<Unit>& buffer, const std::basic_string<Unit>& text, seeded_random& random) {
+  for (std::size_t at = 0; at != text.size();) {
+    const std::size_t count = random.between(1, std::min(text.size() - at, random.pick(sizes)));
+    if (count == 1) {  // a way of its own
+      ASSERT_EQ(buffer.sputc(text[at]), std::char_traits<Unit>::to_int_type(text[at]));
+    } else {
+      ASSERT_EQ(buffer.sputn(&text[at], static_cast<std::streamsize>(count)), static_cast<std::streamsize>(count));
+    }
+    at += count;
+  }
+}
+
+template <class Unit>
+std::basic_string<Unit> all_of(std::basic_streambuf<Unit>& buffer) {
+  return {std::istreambuf_iterator<Unit>(&buffer), {}};
+}
+
+TEST(Adaptor, WritesWhatEncodeGivesAndReadsWhatDecodeGivesHoweverTheTextIsCut) {
+  constexpr const char* encodings[] = {"UTF-8", "UTF-16", "UTF-32BE", "US-ASCII", "Shift_JIS", "GB18030"};
+  seeded_random random;
+  for (int i = 0; i != 1000; ++i) {
+    const char* const encoding = random.pick(encodings);
+    const ustring text = decode(encode(test_support::any_text(random) + u'x', encoding), encoding);
+    const std::string bytes = encode(text, encoding), utf8 = encode(text, "UTF-8");
+    const auto file = boost::make_shared<std::stringbuf>();
+    write(*make_ustreambuf_adaptor(file, encoding), text, random);
+    ASSERT_EQ(file->str(), bytes) << encoding;
+    file->str("");
+    write(*make_utf8streambuf_adaptor(file, encoding), utf8, random);
+    ASSERT_EQ(file->str(), bytes) << encoding;
+    const auto units = boost::make_shared<std::basic_stringbuf<char16_t>>();
+    const auto of_units = make_streambuf_adaptor(units, "UTF-8");
+    write(*of_units, utf8, random);
+    ASSERT_EQ(units->str(), text) << encoding;
+    ASSERT_EQ(all_of(*of_units), utf8) << encoding;
+    const auto source = boost::make_shared<scripted_buffer<char>>();
+    source->shows_block = random.chance(80);
+    for (std::size_t at = 0; at < bytes.size(); at += source->blocks.back().size()) {
+      source->blocks.push_back(
+          bytes.substr(at, source->shows_block ? random.between(1, random.pick(sizes)) : bytes.size()));
+    }
+    const auto other = boost::make_shared<scripted_buffer<char>>(*source);
+    ASSERT_EQ(all_of(*make_ustreambuf_adaptor(source, encoding)), text) << encoding;
+    ASSERT_EQ(all_of(*make_utf8streambuf_adaptor(other, encoding)), utf8) << encoding;
+  }
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include "import_patch.hpp"
 #include "support.hpp"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <windows.h>
@@ -22,6 +23,7 @@ namespace {
 using fl::ustring;
 using fl::i18n::MessageCatalog;
 using namespace std::string_view_literals;
+using namespace testing;
 using test_support::injected;
 
 constexpr const char* library = "libqxi18n.dll";
@@ -87,29 +89,23 @@ TEST(MessageCatalog, AMissingMessageSaysWhatWasTriedAndABadFileWhatIsWrong) {
   own.add();
   own.add();
   MessageCatalog::set_language("de-AT");
-  try {
-    text("NO:such", "name");
-    ADD_FAILURE();
-  } catch (const fl::i18n::missing_message& error) {
-    EXPECT_EQ(error.catalog() + "/" + error.mnemonic(), "NO:such/name");
-    const std::string what = error.what();
-    const std::string begin = "no message \"name\" in the catalog \"NO:such\": languages tried: de-AT, de, en; ";
-    EXPECT_EQ(what.find(begin + "directories tried: " + own.path()), 0u) << what;
-    EXPECT_EQ(what.find(own.path(), begin.size() + 30), std::string::npos) << what;
-    EXPECT_NE(what.find(", " + first.path() + ", " + second.folder.file("")), std::string::npos) << what;
-  }
+  const std::string begin = "no message \"name\" in the catalog \"NO:such\": languages tried: de-AT, de, en; ";
+  using fl::i18n::missing_message;
+  EXPECT_THAT(
+      [] { text("NO:such", "name"); },
+      Throws<missing_message>(AllOf(
+          Property(&missing_message::catalog, "NO:such"), Property(&missing_message::mnemonic, "name"),
+          Property(&missing_message::what, AllOf(StartsWith(begin + "directories tried: " + own.path() + ", "),
+                                                 Not(HasSubstr(", " + own.path())),
+                                                 HasSubstr(", " + first.path() + ", " + second.folder.file("")))))));
   injected<decltype(&CreateFileW)> opened(library, "CreateFileW");
   EXPECT_THROW(text("..\\X", "a"), fl::i18n::missing_message);
   EXPECT_EQ(opened.calls(), 0u) << "that can be no catalog's name";
 
   const auto says = [&](const std::string& reason) {
-    try {
-      text("BAD", "a");
-      ADD_FAILURE() << reason;
-    } catch (const fl::i18n::bad_catalog& error) {
-      const std::string begin = "the message catalog " + own.folder.file("de\\BAD.json") + " cannot be used: " + reason;
-      EXPECT_EQ(std::string(error.what()).find(begin), 0u) << error.what();
-    }
+    EXPECT_THAT([] { text("BAD", "a"); },
+                ThrowsMessage<fl::i18n::bad_catalog>(StartsWith(
+                    "the message catalog " + own.folder.file("de\\BAD.json") + " cannot be used: " + reason)));
   };
   own.write("de", "BAD", "{\n\"a\": 1}");
   says("line 2, column ");
@@ -186,9 +182,8 @@ TEST(MessageCatalog, PassesOverADirectoryOutOfReachForAWhileAndSaysSoOnce) {
   }
   EXPECT_EQ(long_paths, 9u) << "eight catalogs and the log";
   const std::string log = test_support::read_file("\\\\?\\" + long_log);
-  EXPECT_NE(
-      log.find("[fl::i18n::messages] complaint: Passing over the catalogs in \\\\far\\share for now: CreateFileW: "),
-      std::string::npos);
+  EXPECT_THAT(log, HasSubstr("[fl::i18n::messages] complaint: Passing over the catalogs in \\\\far\\share for now: "
+                             "CreateFileW: "));
   EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 1) << log;
 }
 

@@ -8,13 +8,15 @@
 #include "import_patch.hpp"
 
 #include <boost/system/system_error.hpp>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <windows.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdint>
-#include <functional>
+#include <map>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -29,6 +31,10 @@ using fl::i18n::decode;
 using fl::i18n::encode;
 using namespace std::string_literals;
 using test_support::injected;
+using testing::HasSubstr;
+using testing::Property;
+using testing::Throws;
+using testing::ThrowsMessage;
 
 constexpr const char* library = "libqxi18n.dll";
 const ustring lone_high(1, 0xD83D);
@@ -36,12 +42,8 @@ const ustring lone_high(1, 0xD83D);
 TEST(NamedEncoding, AnUnknownNameIsThrownAndSaid) {
   for (const std::string name : {"klingon", "", "ISO-8859-77", "windows-99999999999", "cp", "cs", "cp12 52a"}) {
     EXPECT_THROW(encode(u"x", name), fl::i18n::unknown_encoding) << name;
-    try {
-      (void)decode("x", name);
-      ADD_FAILURE() << name;
-    } catch (const fl::i18n::unknown_encoding& e) {
-      EXPECT_NE(std::string(e.what()).find('"' + name + '"'), std::string::npos) << e.what();
-    }
+    EXPECT_THAT([&] { (void)decode("x", name); },
+                ThrowsMessage<fl::i18n::unknown_encoding>(HasSubstr('"' + name + '"')));
   }
 }
 
@@ -53,13 +55,9 @@ TEST(NamedEncoding, EachNameAndAliasReachesItsCodePage) {
   } cases[] = {
       {{"ISO-8859-1", "iso_8859-1:1987", "l1", "csISOLatin1", "IBM819"}, "\x80\xE9\xFF", u"\u0080\u00E9\u00FF"},
       {{"windows-1252", "CP1252", "Windows_1252", "cswindows1252"}, "\x80", u"\u20AC"},
-      {{"KOI8-R", "koi8-r", "csKOI8R"}, "\xC1", u"\u0430"},
-      {{"IBM850", "cp850", "850", "csPC850Multilingual"}, "\x81\xE1", u"\u00FC\u00DF"},
       {{"IBM037", "cp037", "ibm37"}, "\xC1\xF1", u"A1"},
       {{"Shift_JIS", "sjis", "MS_Kanji", "windows-31j", "cp932"}, "a\x93\xFA\xB1", u"a\u65E5\uFF71"},
       {{"GBK", "GB2312"}, "\xD6\xD0\xB9\xFA", u"\u4E2D\u56FD"},
-      {{"EUC-KR", "ks_c_5601-1987", "korean", "windows-949"}, "\xC7\xD1", u"\uD55C"},
-      {{"Big5", "csBig5"}, "\xA4\xA4", u"\u4E2D"},
       {{"ISO-8859-8-I", "hebrew"}, "\xE0", u"\u05D0"},
       {{"ISO-8859-10", "Latin6"}, "\xA1\xFF", u"\u0104\u0138"},
       {{"ISO-8859-11", "TIS-620", "windows-874"}, "\xA1", u"\u0E01"},
@@ -68,47 +66,27 @@ TEST(NamedEncoding, EachNameAndAliasReachesItsCodePage) {
       {{"EUC-JP", "csEUCPkdFmtJapanese", "x-euc-jp"}, "a\xB0\xA1\x8E\xB1\x8F\xB0\xA1", u"a\u4E9C\uFF71\u4E02"},
       {{"GB18030", "csGB18030", "54936"}, "\xA2\xE3\x81\x30\x81\x30\x94\x39\xFC\x36", u"\u20AC\u0080\U0001F600"},
       {{"UTF-8", "utf8", "Utf_8", "csUTF8", "cp65001"}, "\xE2\x82\xAC\xF0\x9F\x98\x80", u"\u20AC\U0001F600"},
-      {{"UTF-16LE"}, "\xAC\x20\x3D\xD8\x00\xDE"s, u"\u20AC\U0001F600"},
-      {{"UTF-16BE"}, "\x20\xAC\xD8\x3D\xDE\x00"s, u"\u20AC\U0001F600"},
-      {{"UTF-32LE"}, "\xAC\x20\x00\x00\x00\xF6\x01\x00"s, u"\u20AC\U0001F600"},
-      {{"UTF-32BE"}, "\x00\x00\x20\xAC\x00\x01\xF6\x00"s, u"\u20AC\U0001F600"},
   };
-  for (const auto& each : cases) {
-    for (const char* const name : each.names) {
-      EXPECT_EQ(decode(each.bytes, name), each.text) << name;
-      EXPECT_EQ(encode(each.text, name), each.bytes) << name;
+  for (const auto& [names, bytes, text] : cases) {
+    for (const char* const name : names) {
+      EXPECT_EQ(decode(bytes, name), text) << name;
+      EXPECT_EQ(encode(text, name), bytes) << name;
       EXPECT_EQ(decode("", name), u"") << name;
     }
   }
 }
 
-TEST(NamedEncoding, ReplacesWhatIsIllFormed) {
-  const struct {
-    const char* name;
-    std::string bytes;
-    ustring text;
-  } cases[] = {
-      {"Shift_JIS", "\x93 \x93\xFA\xFA", u"\uFFFD \u65E5\uFFFD"},
-      {"windows-1253", "\xC1\xD2", u"\u0391\uFFFD"},
-      {"windows-1252", "\x81", u"\u0081"},
-      {"EUC-JP", "\x8F\xB0z\x8E\xFF\xB0\xB0\xA1\x8F\x8F\xB0\xA1\xB0",
-       u"\uFFFD\uFFFDz\uFFFD\uFFFD\u65ED\uFFFD\uFFFD\u4E02\uFFFD"},
-      {"GB18030", "\x80\x81\x30\x81\x7F\x84\x32\xA4\x30 \xE3\x32\x9A\x36\xFF",
-       u"\uFFFD\uFFFD0\uFFFD\x7F\uFFFD2\uFFFD0 \uFFFD2\uFFFD6\uFFFD"},
-  };
-  for (const auto& each : cases) {
-    EXPECT_EQ(decode(each.bytes, each.name), each.text) << each.name << testing::PrintToString(each.bytes);
-  }
+TEST(NamedEncoding, ReplacesWhatIsIllFormedAndWhatTheEncodingLacks) {
+  EXPECT_EQ(decode("\x8F\xB0z\x8E\xFF\xB0\xB0\xA1\x8F\x8F\xB0\xA1\xB0", "EUC-JP"),
+            u"\uFFFD\uFFFDz\uFFFD\uFFFD\u65ED\uFFFD\uFFFD\u4E02\uFFFD");
+  EXPECT_EQ(decode("\x80\x81\x30\x81\x7F\x84\x32\xA4\x30 \xE3\x32\x9A\x36\xFF", "GB18030"),
+            u"\uFFFD\uFFFD0\uFFFD\x7F\uFFFD2\uFFFD0 \uFFFD2\uFFFD6\uFFFD");
   // What stands behind the end of the view must not complete its last character.
   EXPECT_EQ(decode(std::string_view("\x93\xFA").substr(0, 1), "Shift_JIS"), u"\uFFFD");
   EXPECT_EQ(decode(std::string_view("\xFE\xFF").substr(0, 1), "UTF-16"), u"\uFFFD");
-}
-
-TEST(NamedEncoding, WhatAnEncodingLacksIsReplacedByNothingSimilar) {
-  for (const char* const name : {"US-ASCII", "ISO-8859-1", "windows-1252", "Shift_JIS", "GBK", "IBM437"}) {
+  for (const char* const name : {"US-ASCII", "ISO-8859-1", "Shift_JIS", "EUC-JP"}) {
     EXPECT_EQ(encode(u"a\u2C00\U0001F600", name), "a???") << name;
   }
-  EXPECT_EQ(encode(u"\u0100\uFF21", "windows-1252"), "??") << "not A with something left out";
 }
 
 template <class Text>
@@ -145,68 +123,20 @@ TEST(NamedEncoding, Gb18030AndAllPartsOfIso8859AreThoseOfTheStandards) {
   ustring units;
   for (const int part : {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 13, 14, 15, 16}) {
     const std::string name = "ISO-8859-" + std::to_string(part);
-    const ustring text = decode(upper_half, name);
+    ustring text = decode(upper_half, name);
     units += text;
-    std::string defined = upper_half;
-    for (std::size_t i = 0; i != defined.size(); ++i) {
-      defined[i] = text[i] == u'\uFFFD' ? '?' : defined[i];
-    }
-    EXPECT_EQ(encode(text, name), defined) << name;
+    std::replace(text.begin(), text.end(), u'\uFFFD', u'?');
+    EXPECT_EQ(decode(encode(text, name), name), text) << name;
   }
   EXPECT_EQ(hash_of(units), 0xC31F201D9D8DF574U);
 }
 
-std::wstring system_decode(UINT page, const std::string& bytes) {
-  wchar_t units[8];
-  const int count =
-      MultiByteToWideChar(page, MB_ERR_INVALID_CHARS, bytes.data(), static_cast<int>(bytes.size()), units, 8);
-  return {units, units + count};
-}
-
-std::string system_encode(UINT page, wchar_t unit) {
-  char bytes[8];
-  return {bytes, bytes + WideCharToMultiByte(page, WC_NO_BEST_FIT_CHARS, &unit, 1, bytes, 8, nullptr, nullptr)};
-}
-
-/// What the library is to make of the bytes: what the system makes of them, or one replacement and then the second
-/// byte.
-ustring expected_units(UINT page, const std::string& bytes) {
-  const std::wstring units = system_decode(page, bytes);
-  if (!units.empty()) {
-    return {units.begin(), units.end()};
-  }
-  return bytes.size() == 1 ? u"\uFFFD" : u"\uFFFD" + expected_units(page, bytes.substr(1));
-}
-
-TEST(CodePages, EveryByteAndPairDecodesAndEveryUnitEncodesAsTheSystemSays) {
-  for (const UINT page : {437U,   737U,   850U,   874U,   932U,   936U,   949U,   950U,   1250U,  1251U,
-                          1252U,  1253U,  1254U,  1255U,  1256U,  1257U,  1258U,  500U,   20866U, 21866U,
-                          28591U, 28592U, 28593U, 28594U, 28595U, 28596U, 28599U, 28603U, 28605U}) {
-    const std::string name = page == 20866   ? "KOI8-R"
-                             : page == 21866 ? "KOI8-U"
-                             : page > 28590  ? "ISO-8859-" + std::to_string(page - 28590)
-                                             : "cp" + std::to_string(page);
-    for (unsigned lead = 0; lead != 0x100; ++lead) {
-      if (!IsDBCSLeadByteEx(page, static_cast<BYTE>(lead))) {
-        const std::string byte(1, static_cast<char>(lead));
-        ASSERT_EQ(decode(byte, name), expected_units(page, byte)) << name << ' ' << lead;
-        continue;
-      }
-      for (unsigned trail = 1; trail != 0x100; ++trail) {
-        const std::string pair{static_cast<char>(lead), static_cast<char>(trail)};
-        ASSERT_EQ(decode(pair, name), expected_units(page, pair)) << name << ' ' << lead << ' ' << trail;
-      }
-    }
-    for (unsigned unit = 0; unit != 0x10000; ++unit) {
-      if (unit < 0xD800 || unit > 0xDFFF) {
-        const auto wide = static_cast<wchar_t>(unit);
-        const std::string bytes = system_encode(page, wide);
-        const bool comes_back = system_decode(page, bytes) == std::wstring(1, wide);
-        ASSERT_EQ(encode(ustring(1, static_cast<char16_t>(unit)), name),
-                  comes_back ? bytes : system_encode(page, 0xFFFF))
-            << name << ' ' << unit;
-      }
-    }
+TEST(NamedEncoding, EucJpGivesBackEveryCharacterOrReplacesIt) {
+  const ustring all = all_code_points().substr(0, 0xF800);
+  const ustring back = decode(encode(all, "EUC-JP"), "EUC-JP");
+  ASSERT_EQ(back.size(), all.size());
+  for (std::size_t i = 0; i != all.size(); ++i) {
+    ASSERT_TRUE(back[i] == all[i] || back[i] == u'?') << std::hex << int{all[i]};
   }
 }
 
@@ -215,19 +145,19 @@ TEST(CodePages, AFailureOfTheSystemIsThrownAndTheNextUseReadsThePageWhichIsThenK
   injected<decltype(&GetCPInfo)> info(library, "GetCPInfo");
   injected<decltype(&MultiByteToWideChar)> units(library, "MultiByteToWideChar");
   injected<decltype(&WideCharToMultiByte)> bytes(library, "WideCharToMultiByte");
-  const std::function<void()> failures[] = {
-      [&] { info.fail_at(1, FALSE, ERROR_NOT_ENOUGH_MEMORY); }, [&] { units.fail_at(1, 0, ERROR_NOT_ENOUGH_MEMORY); },
-      [&] { units.fail_at(2000, 0, ERROR_NOT_ENOUGH_MEMORY); }, [&] { bytes.fail_at(1, 0, ERROR_NOT_ENOUGH_MEMORY); }};
-  for (const auto& fail : failures) {
-    info.reset(), units.reset(), bytes.reset();
-    fail();
-    try {
-      (void)decode("\x88\x61", "johab");
-      ADD_FAILURE() << "no exception";
-    } catch (const boost::system::system_error& e) {
-      EXPECT_EQ(e.code().value(), ERROR_NOT_ENOUGH_MEMORY);
-    }
-  }
+  const auto expect_thrown = [](auto& function, std::uint64_t call) {
+    function.reset();  // The text of an exception is converted by one of them, too.
+    function.fail_at(call, 0, ERROR_NOT_ENOUGH_MEMORY);
+    EXPECT_THAT(
+        [] { (void)decode("\x88\x61", "johab"); },
+        Throws<boost::system::system_error>(Property(
+            &boost::system::system_error::code, Property(&boost::system::error_code::value, ERROR_NOT_ENOUGH_MEMORY))));
+    function.reset();
+  };
+  expect_thrown(info, 1);
+  expect_thrown(units, 1);
+  expect_thrown(units, 2000);
+  expect_thrown(bytes, 1);
   EXPECT_EQ(decode("\x88\x61", "johab"), u"\uAC00");
   units.reset(), bytes.reset();
   EXPECT_EQ(decode("\x88", "johab"), u"\uFFFD");
@@ -253,30 +183,73 @@ TEST(CodePages, ThreadsThatUseThemAtOnceReadEachOnce) {
   EXPECT_EQ(info.calls(), 4U);
 }
 
+std::wstring system_decode(UINT page, const std::string& bytes) {
+  wchar_t units[8];
+  const int count =
+      MultiByteToWideChar(page, MB_ERR_INVALID_CHARS, bytes.data(), static_cast<int>(bytes.size()), units, 8);
+  return {units, units + count};
+}
+
+std::string system_encode(UINT page, wchar_t unit) {
+  char bytes[8];
+  return {bytes, bytes + WideCharToMultiByte(page, WC_NO_BEST_FIT_CHARS, &unit, 1, bytes, 8, nullptr, nullptr)};
+}
+
+/// What the library is to make of the bytes: what the system makes of them, or one replacement and then the second
+/// byte.
+ustring expected_units(UINT page, const std::string& bytes) {
+  const std::wstring units = system_decode(page, bytes);
+  if (!units.empty()) {
+    return {units.begin(), units.end()};
+  }
+  return bytes.size() == 1 ? u"\uFFFD" : u"\uFFFD" + expected_units(page, bytes.substr(1));
+}
+
+void expect_as_the_system(UINT page, const std::string& name) {
+  for (unsigned lead = 0; lead != 0x100; ++lead) {
+    const bool is_lead = IsDBCSLeadByteEx(page, static_cast<BYTE>(lead));
+    for (unsigned trail = 1; trail != (is_lead ? 0x100 : 2); ++trail) {
+      const std::string bytes = is_lead ? std::string{static_cast<char>(lead), static_cast<char>(trail)}
+                                        : std::string(1, static_cast<char>(lead));
+      ASSERT_EQ(decode(bytes, name), expected_units(page, bytes)) << name << testing::PrintToString(bytes);
+    }
+  }
+  ustring all;
+  std::string expected;
+  for (unsigned unit = 0; unit != 0x10000; ++unit) {
+    if (unit < 0xD800 || unit > 0xDFFF) {
+      const auto wide = static_cast<wchar_t>(unit);
+      const std::string bytes = system_encode(page, wide);
+      const bool comes_back = system_decode(page, bytes) == std::wstring(1, wide);
+      all += static_cast<char16_t>(unit);
+      expected += comes_back ? bytes : system_encode(page, 0xFFFF);
+    }
+  }
+  ASSERT_TRUE(encode(all, name) == expected) << name;
+}
+
 // Behind the others, which want pages that nobody has used.
-TEST(CodePages, EveryCharacterComesBackOrIsReplaced) {
-  std::vector<std::string> names = {"EUC-JP", "KOI8-R", "KOI8-U", "macintosh", "x-mac-cyrillic"};
-  for (int number = 0; number != 0x10000; ++number) {
-    names.push_back("cp" + std::to_string(number));
+TEST(CodePages, EveryByteAndPairDecodesAndEveryUnitEncodesAsTheSystemSays) {
+  std::map<std::string, UINT> pages = {
+      {"KOI8-R", 20866}, {"KOI8-U", 21866}, {"macintosh", 10000}, {"x-mac-cyrillic", 10007}};
+  for (const UINT part : {1, 2, 3, 4, 5, 6, 9, 13, 15}) {
+    pages["ISO-8859-" + std::to_string(part)] = 28590 + part;
   }
-  for (int part = 1; part != 17; ++part) {
-    names.push_back("ISO-8859-" + std::to_string(part));
-  }
-  const ustring all = all_code_points().substr(0, 0xF800);
-  std::size_t swept = 0;
-  for (const std::string& name : names) {
+  for (UINT number = 0; number != 0x10000; ++number) {
+    const std::string name = "cp" + std::to_string(number);
     try {
-      const ustring back = decode(encode(all, name), name);
-      const ustring lacking = decode(encode(u"\U0001F600", name), name);
-      ASSERT_EQ(back.size(), all.size()) << name;
-      for (std::size_t i = 0; i != all.size(); ++i) {
-        ASSERT_TRUE(back[i] == all[i] || back[i] == lacking[0]) << name << ' ' << std::hex << int(all[i]);
-      }
-      ++swept;
+      (void)decode("", name);
+      pages[name] = number == 819 ? 28591 : IsValidCodePage(number) ? number : 20000 + number;
     } catch (const fl::i18n::unknown_encoding&) {
     }
   }
-  EXPECT_GT(swept, 50U);
+  for (const char* const other : {"cp367", "cp51932", "cp54936", "cp65001"}) {
+    EXPECT_EQ(pages.erase(other), 1U) << other;
+  }
+  EXPECT_GT(pages.size(), 40U);
+  for (const auto& [name, page] : pages) {
+    expect_as_the_system(page, name);
+  }
 }
 
 TEST(StreamConverter, AllocatesOnlyWhenItIsMade) {
@@ -299,16 +272,14 @@ TEST(StreamConverter, AllocatesOnlyWhenItIsMade) {
 }
 
 TEST(ToString, GivesTheActiveCodePageWhicheverThatIs) {
-  const struct {
-    UINT page;
-    std::string bytes;
-  } cases[] = {{1252, "a\xE9???"}, {932, "a??\x93\xFA?"}, {CP_UTF8, "a\xC3\xA9\xE2\xB0\x80\xE6\x97\xA5\xEF\xBF\xBD"}};
+  const std::pair<UINT, std::string> cases[] = {
+      {1252, "a\xE9???"}, {932, "a??\x93\xFA?"}, {CP_UTF8, "a\xC3\xA9\xE2\xB0\x80\xE6\x97\xA5\xEF\xBF\xBD"}};
   injected<decltype(&GetACP)> active(library, "GetACP");
-  for (const auto& each : cases) {
-    active.handle_with([&](auto) { return each.page; });
-    EXPECT_EQ(fl::i18n::to_string(u"a\u00E9\u2C00\u65E5" + lone_high), each.bytes) << each.page;
-    EXPECT_EQ(encode(u"a\u00E9\u2C00\u65E5" + lone_high, "System"), each.bytes) << each.page;
-    EXPECT_EQ(fl::i18n::to_string(u""), "") << each.page;
+  const ustring text = u"a\u00E9\u2C00\u65E5" + lone_high;
+  for (const auto& [page, bytes] : cases) {
+    active.handle_with([page](auto) { return page; });
+    EXPECT_EQ(fl::i18n::to_string(text), bytes) << page;
+    EXPECT_EQ(encode(text, "System"), bytes) << page;
   }
   active.handle_with([](auto) { return 54321U; });
   EXPECT_THROW(fl::i18n::to_string(u"x"), fl::i18n::unknown_encoding);
