@@ -1,9 +1,9 @@
 // What the other tests take on trust: the reports of the test main, and fault injection.
-#include "fault_report.hpp"
+#include "test_main.hpp"
+
 #include "import_patch.hpp"
 #include "run_child.hpp"
 #include "support.hpp"
-#include "watchdog.hpp"
 
 #include <gtest/gtest.h>
 
