@@ -8,9 +8,10 @@ if(WIN32)
   set(qxfl_public_definitions BOOST_SYSTEM_USE_UTF8)
 endif()
 
-# Compiler settings of our own targets. DWARF 4 is what the symbol service of the emulated system reads.
+# Compiler settings of our own targets. DWARF 4 is what the symbol service of the emulated system reads. A level given
+# before the format would be raised by it.
 add_library(qxfl_options INTERFACE)
-target_compile_options(qxfl_options INTERFACE -Wall -Wextra -Wconversion -Wshadow -gdwarf-4
+target_compile_options(qxfl_options INTERFACE -Wall -Wextra -Wconversion -Wshadow -gdwarf-4 -g${QXFL_DEBUG_INFO}
                        -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=
                        $<$<BOOL:${QXFL_WERROR}>:-Werror>)
 if(WIN32)
