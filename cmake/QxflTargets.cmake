@@ -8,9 +8,11 @@ if(WIN32)
   set(qxfl_public_definitions BOOST_SYSTEM_USE_UTF8)
 endif()
 
-# Compiler settings of our own targets. DWARF 4 is what the symbol service of the emulated system reads.
+# Compiler settings of our own targets. DWARF 4 is what the symbol service of the emulated system reads; at its first level
+# names lack their classes and namespaces, which the native reports take from elsewhere.
 add_library(qxfl_options INTERFACE)
-target_compile_options(qxfl_options INTERFACE -Wall -Wextra -Wconversion -Wshadow -gdwarf-4
+target_compile_options(qxfl_options INTERFACE -Wall -Wextra -Wconversion -Wshadow
+                       $<IF:$<BOOL:${WIN32}>,-gdwarf-4,-g1>
                        -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=
                        $<$<BOOL:${QXFL_WERROR}>:-Werror>)
 if(WIN32)
