@@ -53,9 +53,7 @@ class Bench:
                 status = child.wait(limit)
             except subprocess.TimeoutExpired:
                 status = "time"
-        end_group(child.pid)
-        if status == "time" and self.prefix:
-            self.restart_wine()
+        self.end_children(child.pid)
         reached = {number for number, byte in enumerate(self.state.read_bytes()[4:]) if byte}
         return status != 0, self.failure(status, test), reached
 
@@ -68,25 +66,24 @@ class Bench:
         what = failed[0 if "[  FAILED  ]" in text else -1] if failed else ""
         return f"{test.program}{':' + what if what else ''}{' (time)' if status == 'time' else ''}"
 
-    def restart_wine(self):
-        for server in ("/usr/lib/wine/wineserver64", "wineserver"):
+    def end_children(self, group):
+        """What the program has left behind: its group, and processes that Wine started for it in groups of their own."""
+        try:
+            os.killpg(group, signal.SIGKILL)
+        except ProcessLookupError:
+            pass
+        sign = f"QXFL_MUTANTS={self.wine_path() if self.prefix else self.state}".encode()
+        for process in Path("/proc").glob("[0-9]*"):
             try:
-                subprocess.run([server, "-k"], env={**os.environ, "WINEPREFIX": self.prefix}, check=False)
-                return
-            except FileNotFoundError:
-                continue
+                if sign in (process / "environ").read_bytes().split(b"\0"):
+                    os.kill(int(process.name), signal.SIGKILL)
+            except OSError:
+                continue  # It has ended, or is another user's.
 
 
 def limits():
     resource.setrlimit(resource.RLIMIT_FSIZE, (GIGABYTE // 4, GIGABYTE // 4))
     resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
-
-
-def end_group(group):
-    try:
-        os.killpg(group, signal.SIGKILL)
-    except ProcessLookupError:
-        pass
 
 
 def list_tests(build, environment):
