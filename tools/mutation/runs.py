@@ -12,6 +12,8 @@ from pathlib import Path
 
 ROOM = 65536
 GIGABYTE = 1 << 30
+# The programs that keep Wine's server up between two runs, whoever started them.
+KEPT = re.compile(rb"\.keeper|^C:\\windows|^cmd|/desktop|wineserver", re.IGNORECASE)
 
 
 @dataclass
@@ -75,7 +77,7 @@ class Bench:
         sign = f"QXFL_MUTANTS={self.wine_path() if self.prefix else self.state}".encode()
         for process in Path("/proc").glob("[0-9]*"):
             try:
-                if sign in (process / "environ").read_bytes().split(b"\0"):
+                if sign in (process / "environ").read_bytes().split(b"\0") and not KEPT.search((process / "cmdline").read_bytes()):
                     os.kill(int(process.name), signal.SIGKILL)
             except OSError:
                 continue  # It has ended, or is another user's.
