@@ -72,16 +72,18 @@ class injected;
 template <class Result, class... Arguments, class Tag>
 class injected<Result (*)(Arguments...), Tag> {
  public:
-  using result_type = Result;
   using function_type = Result (*)(Arguments...);
   /// Takes a call over: gets the original function and the arguments, on the thread that makes the call.
   using handler_type = std::function<Result(function_type original, Arguments...)>;
 
   /// Arguments and failures as import_patch, and std::logic_error if another object of this type lives. Until told
-  /// otherwise, calls are counted and passed on.
-  injected(const char* module, const char* function)
-      : entry_(*this),
+  /// otherwise, calls are counted and go to `handler`, or are passed on if there is none.
+  injected(const char* module, const char* function, handler_type handler = nullptr)
+      : handler_(handler ? std::make_shared<const handler_type>(std::move(handler)) : nullptr),
+        entry_(*this),
         patch_(module, function, reinterpret_cast<import_patch::any_function>(&replacement), original_) {}
+  /// The same in libqxfl.dll.
+  injected(const char* function, handler_type handler) : injected("libqxfl.dll", function, std::move(handler)) {}
 
   /// Lets the `nth` call (from 1, counted since construction or `reset`) not happen: its caller gets `result`, with
   /// `error` as the last error. Takes the place of a failure set before.

@@ -17,13 +17,15 @@ inline constexpr DWORD refused_code = ERROR_NOT_ENOUGH_QUOTA;
 /// stands for the words that go with the code.
 using watched_operation = std::function<std::string()>;
 
-/// What came of refusing the first, the second … call of a function, by the name of the function. The same in a row
-/// stands there once, with its number: "2 x done | system_error: CreatePipe!". Allocations are "new", without numbers.
+/// What came of refusing the first, the second … call of a function, by the name of the function, unless none of its
+/// refusals changed what came. The same in a row stands there once, with its number: "2 x done | system_error:
+/// CreatePipe!". Allocations are "new", without numbers.
 using refusal_outcomes = std::map<std::string, std::string>;
 
 /// Runs an operation, which `prepare` makes anew each time, for each call that it makes on this thread, with that call
 /// refused: nothing happens, and it returns a failure. Only what gives something back happens all the same. Expects
-/// that no run loses a handle, and that the operation comes to the same as at first when nothing is refused any more.
+/// that no run loses a handle or closes one that is not open, and that the operation comes to the same as at first when
+/// nothing is refused any more.
 refusal_outcomes refuse_each_call(const std::function<watched_operation()>& prepare);
 
 }  // namespace test_support

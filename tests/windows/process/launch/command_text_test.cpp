@@ -65,17 +65,6 @@ TEST(Arguments, RunNoCommandOfTheirOwnInABatchFile) {
   EXPECT_EQ(children::read_all(output.device()), "one, two (x), C:\\a~b'#\n");
   const std::string fine[] = {file, folder.file("tool.bat. ."), "none.CMD "},
                     names[] = {"a&b.bat", "a,b.cmd", "@a.bat"};
-  const std::string arguments[] = {"a\" & echo INJECTED & rem ",
-                                   "a&echo INJECTED",
-                                   "|echo INJECTED",
-                                   "%PATH%",
-                                   "!a!",
-                                   "^",
-                                   "<a",
-                                   ">a",
-                                   "a\nb",
-                                   "a b\x1a",
-                                   "\x7f"};
   const auto expect_refusal = [](const process::command& what, const std::string& culprit) {
     process::iopipe ends;
     EXPECT_EQ(launch_texts::text_of_launch<process::process_init_error>(what, children::output_to(ends)),
@@ -88,7 +77,8 @@ TEST(Arguments, RunNoCommandOfTheirOwnInABatchFile) {
     expect_refusal(name, "program name \"" + name);
   }
   for (const std::string& name : fine) {
-    for (const std::string& argument : arguments) {
+    for (const char special : std::string("\"&|%!^<>\n\x1a\x7f")) {
+      const std::string argument = std::string("a ") + special + "echo INJECTED";
       expect_refusal(process::make_command(name, "fine", argument), "argument \"" + argument);
     }
   }

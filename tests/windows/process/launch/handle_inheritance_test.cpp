@@ -10,10 +10,7 @@
 
 #include <algorithm>
 #include <atomic>
-#include <chrono>
 #include <cstdint>
-#include <future>
-#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
@@ -99,8 +96,8 @@ TEST(HandleInheritance, TheListNamesEachHandleOnceInOrderAndTheyAreAllInheritabl
   how.inherit_pipe(output, open_mode::write);
   how.inherit_pipe(extra, open_mode::read | open_mode::write);
   std::vector<HANDLE> list;
-  injected<decltype(&UpdateProcThreadAttribute)> update(library, "UpdateProcThreadAttribute");
-  update.handle_with(
+  const injected<decltype(&UpdateProcThreadAttribute)> update(
+      library, "UpdateProcThreadAttribute",
       [&](auto original, auto target, auto flags, DWORD_PTR attribute, PVOID value, SIZE_T size, auto... rest) {
         EXPECT_EQ(attribute, DWORD_PTR{0x00020002});
         list.assign(static_cast<HANDLE*>(value), static_cast<HANDLE*>(value) + size / sizeof(HANDLE));
@@ -129,32 +126,4 @@ TEST(HandleInheritance, TheListNamesEachHandleOnceInOrderAndTheyAreAllInheritabl
     EXPECT_EQ(std::count(list.begin(), list.end(), input), input == event.handle ? 1 : 0);
   }
   SetStdHandle(STD_INPUT_HANDLE, former);
-}
-
-// The sibling starts at the very moment at which the other child's end of its pipe is open and inheritable here.
-TEST(HandleInheritance, APipeEndsWithItsOwnChildWhileASiblingLivesOn) {
-  process::iopipe output;
-  process::context how = children::output_to(output);
-  how.explicitlyInheritHandles(true);
-  std::unique_ptr<children::waiting_child> sibling;
-  std::unique_ptr<process::process> child;
-  {
-    injected<decltype(&CreateProcessW)> creation(library, "CreateProcessW");
-    std::atomic<bool> first{true};
-    creation.handle_with([&](auto original, auto... arguments) {
-      if (first.exchange(false)) {
-        sibling = std::make_unique<children::waiting_child>();
-      }
-      return original(arguments...);
-    });
-    child = std::make_unique<process::process>(children::command("lines", {"2"}), how);
-  }
-  auto reading = std::async(std::launch::async, [device = output.device()] { return read_all(device); });
-  // Bounded, so that a sibling that holds the pipe open fails the test instead of hanging it.
-  EXPECT_EQ(reading.wait_for(std::chrono::seconds(30)), std::future_status::ready);
-  EXPECT_FALSE(sibling->object().exited());
-  sibling->finish();
-  EXPECT_EQ(reading.get(), child_pattern::lines(2));
-  EXPECT_EQ(child->exit_status(), 0u);
-  EXPECT_EQ(sibling->object().exit_status(), 0u);
 }

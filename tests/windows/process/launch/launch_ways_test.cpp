@@ -4,11 +4,13 @@
 // through the shell.
 
 #include <fl/sysdep/windows/deelevate_utils.hpp>
+#include <fl/sysdep/windows/process_impl.hpp>
 
 #include "children.hpp"
 #include "handle_leak.hpp"
 #include "launch_texts.hpp"
 #include "scripted_tokens.hpp"
+#include "thrown_text.hpp"
 
 #include <gtest/gtest.h>
 
@@ -22,6 +24,7 @@ using namespace launch_texts;
 using process::ElevationLevel;
 using test_support::injected;
 using test_support::loses_no_handle;
+using windows::process_impl;
 
 namespace {
 
@@ -39,24 +42,22 @@ process::context at_level(ElevationLevel level) {
 
 const process::command program = children::command("exit", {"5"});
 
-/// Whose token a child that is to have no elevation was started under, or why it was not.
+/// Whose token a child that is to have no elevation is started under, or why it is not.
 std::string outcome(scripted_tokens& system) {
-  const std::string text = text_of_launch<process::process_init_error>(program, at_level(ElevationLevel::NonElevated));
-  return text == "exit status 5" ? system.under : text;
+  system.begin_again();
+  const auto launch = [] { process_impl::launch(program, at_level(ElevationLevel::NonElevated)); };
+  const std::string text = test_support::text_thrown_by<process::process_init_error>(launch);
+  return text == "nothing was thrown" ? system.under : text;
 }
-
-const std::string no_token = init_error_text(program, told("Cannot obtain a non-elevated token", ERROR_INVALID_TOKEN));
-const std::string unconfirmed = told("Cannot de-elevate: cannot confirm if process is elevated.");
 
 }  // namespace
 
 TEST(LaunchWay, IsChosenByElevationThenUserThenTheRequestForElevation) {
   scripted_tokens system;
-  injected<decltype(&::LogonUserA)> logon(library, "LogonUserA");
   injected<decltype(&::ShellExecuteExA)> shell(library, "ShellExecuteExA");
   injected<decltype(&::CreateProcessW)> plain(library, "CreateProcessW");
   system.create.fail_always(FALSE, injected_code);
-  logon.fail_always(FALSE, injected_code);
+  system.logon.fail_always(FALSE, injected_code);
   shell.fail_always(FALSE, injected_code);
   plain.fail_always(FALSE, injected_code);
   for (const bool elevated : {true, false}) {
@@ -79,26 +80,25 @@ TEST(LaunchWay, IsChosenByElevationThenUserThenTheRequestForElevation) {
 }
 
 TEST(NonElevated, TokenIsThatOfTheShellIfUacIsOnAndItMayReplaceOneElseOfMediumIntegrity) {
-  using system_type = scripted_tokens;
+  using script = scripted_tokens;
+  script system;
   for (const int uac : {1, 0, -1}) {
-    for (const auto privilege : {system_type::present, system_type::missing, system_type::unreadable}) {
-      for (const auto shell : {system_type::usable, system_type::used_elevated, system_type::absent}) {
+    for (const auto privilege : {script::present, script::missing, script::unreadable}) {
+      for (const auto shell : {script::usable, script::used_elevated, script::absent}) {
         for (const bool medium_elevated : {false, true}) {
-          const bool tries_shell = uac == 1 && privilege == system_type::present;
-          const std::string expected = tries_shell && shell == system_type::usable ? "duplicate"
-                                       : medium_elevated                           ? no_token
-                                                                                   : "medium";
+          const bool tries_shell = uac == 1 && privilege == script::present;
+          const std::string expected = tries_shell && shell == script::usable ? "duplicate" : "medium";
+          const std::string none =
+              init_error_text(program, told("Cannot obtain a non-elevated token", ERROR_INVALID_TOKEN));
           SCOPED_TRACE(testing::Message() << uac << privilege << shell << medium_elevated);
-          const bool clean = loses_no_handle([&] {
-            scripted_tokens system;
-            system.uac = uac;
-            system.privilege = privilege;
-            system.shell = shell;
-            system.medium_elevated = medium_elevated;
-            EXPECT_EQ(outcome(system), expected);
-          });
+          system.uac = uac;
+          system.privilege = privilege;
+          system.shell = shell;
+          system.medium_elevated = medium_elevated;
+          const bool clean = loses_no_handle(
+              [&] { EXPECT_EQ(outcome(system), expected == "medium" && medium_elevated ? none : expected); });
           // The one token that is abandoned is an elevated one of the shell.
-          EXPECT_EQ(clean, !(tries_shell && shell == system_type::used_elevated));
+          EXPECT_EQ(clean, !(tries_shell && shell == script::used_elevated));
         }
       }
     }
@@ -111,25 +111,25 @@ TEST(NonElevated, ChildIsStartedByTheseCallsInThisOrder) {
       "EnableLUA, close key, ";
   const std::string foreign = "token of own 8, snapshot 2 0, open foreign 1024, token of foreign 8, ";
   const std::string explorer = foreign + "open shell 1024, token of shell 8, ";
-  {
-    scripted_tokens system;
-    ASSERT_EQ(outcome(system), "duplicate");
-    EXPECT_EQ(system.record,
-              uac + explorer + "open shell 1024, token of shell 8, " + explorer +
-                  "open shell 1024, token of shell 2, duplicate shell 983551 2 1, elevation of duplicate");
-  }
   scripted_tokens system;
+  ASSERT_EQ(outcome(system), "duplicate");
+  EXPECT_EQ(system.record,
+            uac + explorer + "open shell 1024, token of shell 8, " + explorer +
+                "open shell 1024, token of shell 2, duplicate shell 983551 2 1, elevation of duplicate, create 524288");
   system.uac = 0;
   system.shell = system.absent;
+  const injected<decltype(&::LocalFree)> freeing(library, "LocalFree");
   ASSERT_EQ(outcome(system), "medium");
+  EXPECT_EQ(freeing.calls(), 1u) << "of the integrity's identifier";
   EXPECT_EQ(system.record, uac + foreign +
                                "level 2 131072 1, restricted token, set medium 25 S-1-16-8192 32 16, close level, "
-                               "elevation of medium");
+                               "elevation of medium, create 524288");
 }
 
 TEST(NonElevated, ChildGetsTheEnvironmentAndTheStreamsOfItsContext) {
   const test_support::scoped_variable of_the_parent("QXFL_TEST_TIMEOUT", "60");
   scripted_tokens system;
+  system.real_children = true;
   process::iopipe output(0), extra;
   process::context how = children::output_to(output);
   how.elevationLevel(ElevationLevel::NonElevated);
@@ -146,49 +146,47 @@ TEST(NonElevated, ChildGetsTheEnvironmentAndTheStreamsOfItsContext) {
   EXPECT_EQ(system.under, "duplicate");
 }
 
-namespace {
-
-// What comes of a launch when the first, the second … call of a function is refused: D, the shell's duplicate, M, the
-// token of medium integrity, or !, a failure with this text.
-template <auto Call, class Result>
-void refuse_each(int uac, Result refusal, const std::string& expected, const std::string& text = "") {
-  for (std::size_t nth = 1; nth <= expected.size(); ++nth) {
-    SCOPED_TRACE(testing::Message() << "call " << nth << " of those refused with: " << text);
-    EXPECT_TRUE(loses_no_handle([&] {
-      scripted_tokens system;
-      system.uac = uac;
-      (system.*Call).fail_at(nth, refusal, injected_code);
-      const std::string came = outcome(system);
-      EXPECT_EQ(came == "duplicate" ? 'D' : came == "medium" ? 'M' : '!', expected[nth - 1]) << came;
-      EXPECT_EQ(expected[nth - 1] == '!' ? came : "", expected[nth - 1] == '!' ? init_error_text(program, text) : "");
-      EXPECT_GE((system.*Call).calls(), nth);
-      EXPECT_TRUE(system.levels_open == 0 && system.open_sid == nullptr);
-    }));
-  }
-}
-
-}  // namespace
-
+// With user account control, and without it.
 TEST(NonElevated, LaunchSurvivesEachRefusalThatLeavesAnotherWay) {
-  using s = scripted_tokens;
-  const std::string medium = "Cannot get medium integrity token: ";
-  refuse_each<&s::open_token>(1, FALSE, "!MDMMMDMM", unconfirmed);
-  refuse_each<&s::ask_token>(1, FALSE, "!MMDDMMMMMMDDMMM", unconfirmed);
-  refuse_each<&s::ask_token>(0, FALSE, "!MMMMMMMM!", unconfirmed);
-  refuse_each<&s::snapshot>(1, INVALID_HANDLE_VALUE, "MM");
-  refuse_each<&s::first_process>(1, FALSE, "MM");
-  refuse_each<&s::next_process>(1, FALSE, "MMMMMM");
-  refuse_each<&s::open_process>(1, nullptr, "DMMDMM");
-  refuse_each<&s::equal_users>(1, FALSE, "DMDM");
-  refuse_each<&s::privilege_name>(1, FALSE, "DDDD");
-  refuse_each<&s::duplicate>(1, FALSE, "M");
-  refuse_each<&s::open_key>(1, LSTATUS{ERROR_ACCESS_DENIED}, "M");
-  refuse_each<&s::create>(1, FALSE, "!", told("CreateProcessAsUserW"));
-  refuse_each<&s::query_value>(0, LSTATUS{ERROR_ACCESS_DENIED}, "M");
-  refuse_each<&s::safer_level>(0, FALSE, "!", told(medium + "SaferCreateLevel failed"));
-  refuse_each<&s::safer_token>(0, FALSE, "!", told(medium + "SaferComputeTokenFromLevel failed"));
-  refuse_each<&s::make_sid>(0, FALSE, "!", told(medium + "ConvertStringSidToSid failed"));
-  refuse_each<&s::set_token>(0, FALSE, "!", told(medium + "SetTokenInformation failed"));
+  scripted_tokens system;
+  const auto prepare = [&] {
+    EXPECT_EQ(system.things_open, 0);
+    system.begin_again();
+    return [&] {
+      process_impl::launch(program, at_level(ElevationLevel::NonElevated));
+      return system.under;
+    };
+  };
+  const std::string unconfirmed = "Cannot de-elevate: cannot confirm if process is elevated.!";
+  const std::string not_medium = "Cannot get medium integrity token: ";
+  test_support::refusal_outcomes expected = {
+      {"CreateProcessAsUserW", "CreateProcessAsUserW!"},
+      {"CreateToolhelp32Snapshot", "2 x medium"},
+      {"DuplicateHandle", "Failed to duplicate STD_OUTPUT_HANDLE.! | Failed to duplicate STD_ERROR_HANDLE.!"},
+      {"DuplicateTokenEx", "medium"},
+      {"EqualSid", "duplicate | medium | duplicate | medium"},
+      {"GetTokenInformation", unconfirmed + " | 2 x medium | 2 x duplicate | 6 x medium | 2 x duplicate | 3 x medium"},
+      {"MultiByteToWideChar", "3 x bad conversion"},
+      {"OpenProcess", "duplicate | 2 x medium | duplicate | 2 x medium"},
+      {"OpenProcessToken", unconfirmed + " | medium | duplicate | 3 x medium | duplicate | 2 x medium"},
+      {"Process32First", "2 x medium"},
+      {"Process32Next", "6 x medium"},
+      {"RegOpenKeyExA", "medium"},
+      {"RegQueryValueExA", "medium"},
+      {"new", "bad_alloc: std::bad_alloc | std::bad_alloc"}};
+  EXPECT_EQ(reasons(program, test_support::refuse_each_call(prepare)), expected);
+  system.uac = 0;
+  expected = {{"ConvertStringSidToSidA", not_medium + "ConvertStringSidToSid failed!"},
+              {"CreateProcessAsUserW", "CreateProcessAsUserW!"},
+              {"DuplicateHandle", expected["DuplicateHandle"]},
+              {"GetTokenInformation", unconfirmed + " | 8 x medium | " + unconfirmed},
+              {"MultiByteToWideChar", "3 x bad conversion"},
+              {"OpenProcessToken", unconfirmed + " | 4 x medium"},
+              {"SaferComputeTokenFromLevel", not_medium + "SaferComputeTokenFromLevel failed!"},
+              {"SaferCreateLevel", not_medium + "SaferCreateLevel failed!"},
+              {"SetTokenInformation", not_medium + "SetTokenInformation failed!"},
+              {"new", expected["new"]}};
+  EXPECT_EQ(reasons(program, test_support::refuse_each_call(prepare)), expected);
 
   const std::string log = test_support::read_file(log_folder.file("log"));
   for (const std::string note :
@@ -215,9 +213,9 @@ TEST(ElevationQuestions, AnswerWithoutAnExceptionWhatCannotBeFoundOut) {
 }
 
 TEST(Elevated, ChildIsStartedByTheShell) {
-  injected<decltype(&::ShellExecuteExA)> shell(library, "ShellExecuteExA");
   const process::command what = children::command("exit", {"5", "", "a \"b\""});
-  shell.handle_with([&](auto original, SHELLEXECUTEINFOA* request) {
+  const process::command wide = process::make_command("C:\\J\u00fcrgen \u20ac.exe", "\u4e2d\U0001f600");
+  injected<decltype(&::ShellExecuteExA)> shell(library, "ShellExecuteExA", [&](auto original, auto request) {
     EXPECT_EQ(request->cbSize, 112u);
     EXPECT_EQ(request->fMask, DWORD{SEE_MASK_NOCLOSEPROCESS});
     EXPECT_STREQ(request->lpVerb, "runas");
@@ -226,6 +224,13 @@ TEST(Elevated, ChildIsStartedByTheShell) {
     EXPECT_STREQ(request->lpDirectory, ".");
     EXPECT_EQ(request->nShow, SW_HIDE);
     return original(request);
+  });
+  const injected<decltype(&::ShellExecuteExW)> wide_shell(library, "ShellExecuteExW", [&](auto, auto request) {
+    EXPECT_EQ(request->lpVerb + std::wstring(L"|") + request->lpFile + L"|" + request->lpParameters + L"|" +
+                  request->lpDirectory,
+              L"runas|C:\\J\u00fcrgen \u20ac.exe|\u4e2d\U0001f600 |.");
+    ::SetLastError(ERROR_CANCELLED);
+    return FALSE;
   });
   process::iopipe output;
   process::context how = children::output_to(output);
@@ -237,23 +242,12 @@ TEST(Elevated, ChildIsStartedByTheShell) {
   }
   EXPECT_TRUE(output.is_open_for_read() && !output.is_open_for_write());
   how = at_level(ElevationLevel::Elevated);
-  injected<decltype(&::ShellExecuteExW)> wide_shell(library, "ShellExecuteExW");
-  wide_shell.handle_with([&](auto, SHELLEXECUTEINFOW* request) {
-    EXPECT_EQ(request->lpVerb + std::wstring(L"|") + request->lpFile + L"|" + request->lpParameters + L"|" +
-                  request->lpDirectory,
-              L"runas|C:\\J\u00fcrgen \u20ac.exe|\u4e2d\U0001f600 |.");
-    ::SetLastError(ERROR_CANCELLED);
-    return FALSE;
-  });
+  const std::string cancelled = told("::ShellExecuteExW", ERROR_CANCELLED);
+  EXPECT_EQ(text_of_launch<process::process_init_error>(wide, how), init_error_text(wide, cancelled));
   shell.handle_with([](auto...) { return TRUE; });  // success, but no process
   EXPECT_EQ(text_of_launch<process::process_init_error>(what, how),
             init_error_text(what, "the system's shell started no process of its own, so there is nothing to follow"));
-  const process::command wide = process::make_command("C:\\J\u00fcrgen \u20ac.exe", "\u4e2d\U0001f600");
-  EXPECT_EQ(text_of_launch<process::process_init_error>(wide, how),
-            init_error_text(wide, told("::ShellExecuteExW", ERROR_CANCELLED)));
-  EXPECT_TRUE(loses_no_handle([&] {
-    shell.fail_always(FALSE, ERROR_CANCELLED);
-    EXPECT_EQ(text_of_launch<process::process_init_error>(what, how),
-              init_error_text(what, told("::ShellExecuteExW", ERROR_CANCELLED)));
-  }));
+  shell.fail_always(FALSE, ERROR_CANCELLED);
+  EXPECT_TRUE(loses_no_handle(
+      [&] { EXPECT_EQ(text_of_launch<process::process_init_error>(what, how), init_error_text(what, cancelled)); }));
 }

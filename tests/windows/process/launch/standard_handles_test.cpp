@@ -15,11 +15,12 @@
 #include <io.h>
 
 #include <algorithm>
-#include <cstring>
 #include <functional>
 #include <optional>
+#include <sstream>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace foundation::core::sysdep::windows {
@@ -80,63 +81,80 @@ unsigned status_of(const std::string& mode, const std::vector<std::string>& argu
   return process::process(children::command(mode, arguments), how).exit_status();
 }
 
-// What the system is asked to start, while the request is valid.
+// What the system is asked to start. The environment is compared with `block`, as far as that goes.
 struct request {
-  std::wstring program, line, directory;
-  const void* environment;
-  BOOL inherit;
-  DWORD flags;
-  const STARTUPINFOEXW& startup;
+  std::wstring program_line_directory;
+  std::string numbers;  // whether handles are inherited, the flags of the creation and of the startup data, in hex
 };
 
 // Lets a launch come as far as the creation of the child, which does not take place.
-void look_at_request(const process::command& what, const process::context& how,
-                     const std::function<void(const request&)>& look) {
-  injected<decltype(&CreateProcessW)> creation(library, "CreateProcessW");
-  creation.handle_with(
-      [&](auto, auto name, auto line, auto, auto, auto inherit, auto flags, auto env, auto dir, auto startup, auto) {
-        look({name, line, dir, env, inherit, flags, *reinterpret_cast<STARTUPINFOEXW*>(startup)});
+request requested(const process::command& what, const process::context& how, std::string_view block = {}) {
+  request made;
+  const injected<decltype(&CreateProcessW)> creation(
+      library, "CreateProcessW",
+      [&](auto, auto name, auto line, auto, auto, auto inherit, auto flags, auto environment, auto directory,
+          auto startup, auto) {
+        const bool list = reinterpret_cast<STARTUPINFOEXW*>(startup)->lpAttributeList != nullptr;
+        std::ostringstream numbers;
+        numbers << std::hex << inherit << " " << flags << " " << startup->dwFlags << (list ? " and a list" : "");
+        made = {std::wstring(name) + L"|" + line + L"|" + directory, numbers.str()};
+        EXPECT_TRUE(startup->cb == 112 && startup->wShowWindow == SW_HIDE);
+        EXPECT_EQ(std::string_view(static_cast<const char*>(environment), block.size()), block);
         SetLastError(ERROR_CANCELLED);
         return FALSE;
       });
   EXPECT_THROW(process_impl::launch(what, how), process::process_init_error);
-  EXPECT_EQ(creation.calls(), 1u);
+  return made;
 }
 
 }  // namespace
 
-TEST(Redirection, InputComesFromAFileByteForByteOrFromAnEmptyOneThatIsMade) {
+// An input file that is missing is made as an output file is.
+TEST(Redirection, ComesFromFilesAndReplacesOrContinuesFilesByteForByte) {
   const test_support::temp_dir folder;
-  write_file(folder.file("input with blank"), child_pattern::bytes(300000, 5) + "\r\n\x1A\n");
-  for (const std::string& input : {folder.file("input with blank"), folder.file("missing")}) {
-    process::context how;
-    how.std_in(process::read_from_file(input));
-    how.std_out(process::overwrite_file(folder.file("output")));
-    EXPECT_EQ(status_of("echo", {}, how), 0u);
-    EXPECT_TRUE(read_file(folder.file("output")) == read_file(input));
-  }
-}
-
-TEST(Redirection, OutputFilesAreReplacedOrContinuedAndMadeWhereMissing) {
-  const test_support::temp_dir folder;
-  const std::string written = child_pattern::lines(3);
-  for (const char* const mode : {"lines", "errors"}) {
+  const std::string in = folder.file("in with blank"), missing = folder.file("missing"), target = folder.file("target"),
+                    data = child_pattern::bytes(300000, 5) + "\r\n\x1A\n", lines = child_pattern::lines(3);
+  write_file(in, data);
+  const process::std_out_type replaced = process::overwrite_file(target), continued = process::append_to_file(target);
+  const struct {
+    process::command what;
+    std::function<void(process::context&)> redirect;
+    std::string written;
+    bool continues = false;
+  } rows[] = {
+      {children::command("echo"), [&](auto& how) { how.std_in(process::read_from_file(in)).std_out(replaced); }, data},
+      {children::command("echo"), [&](auto& how) { how.std_in(process::read_from_file(missing)).std_out(replaced); },
+       ""},
+      {children::command("lines", {"3"}), [&](auto& how) { how.std_out(replaced); }, lines},
+      {children::command("lines", {"3"}), [&](auto& how) { how.std_out(continued); }, lines, true},
+      {children::command("errors", {"3"}), [&](auto& how) { how.std_err(process::overwrite_file(target)); }, lines},
+      {children::command("errors", {"3"}), [&](auto& how) { how.std_err(process::append_to_file(target)); }, lines,
+       true},
+  };
+  for (const auto& [what, redirect, written, continues] : rows) {
     for (const std::string& before : {std::string(), std::string(1000, 'x')}) {
-      const std::string replaced = folder.file(mode + before.substr(0, 1)), continued = replaced + " too";
-      if (!before.empty()) {
-        write_file(replaced, before);
-        write_file(continued, before);
-      }
-      const bool errors = mode == std::string("errors");
+      before.empty() ? void(DeleteFileA(target.c_str())) : write_file(target, before);
       process::context how;
-      errors ? how.std_err(process::overwrite_file(replaced)) : how.std_out(process::overwrite_file(replaced));
-      EXPECT_EQ(status_of(mode, {"3"}, how), 0u);
-      errors ? how.std_err(process::append_to_file(continued)) : how.std_out(process::append_to_file(continued));
-      EXPECT_EQ(status_of(mode, {"3"}, how), 0u);
-      EXPECT_EQ(read_file(replaced), written);
-      EXPECT_EQ(read_file(continued), before + written);
+      redirect(how);
+      EXPECT_EQ(process::process(what, how).exit_status(), 0u);
+      EXPECT_TRUE(read_file(target) == (continues ? before : "") + written) << what << continues << before.size();
     }
   }
+  EXPECT_EQ(read_file(missing), "");
+}
+
+// Two positions in the file would let each stream overwrite the other.
+TEST(Redirection, MergedStreamsShareOnePositionInAFile) {
+  const test_support::temp_dir folder;
+  write_file(folder.file("in"), std::string(400000, 'i'));
+  write_file(folder.file("both"), "Old");
+  process::context how;
+  how.std_in(process::read_from_file(folder.file("in")));
+  how.std_out(process::append_to_file(folder.file("both"))).std_err(process::merge_with_stdout());
+  EXPECT_EQ(status_of("echo", {"500000"}, how), 0u);
+  std::string both = read_file(folder.file("both"));
+  std::sort(both.begin() + 3, both.end());
+  EXPECT_TRUE(both == "Old" + std::string(500000, 'e') + std::string(400000, 'i')) << both.size();
 }
 
 // The program, its directory, a variable, a file and what `which` finds all have such names, whatever the code page.
@@ -161,33 +179,13 @@ TEST(Launch, ArrivesWithTheLettersOfAllLanguages) {
   }
 }
 
-// Two positions in the file would let each stream overwrite the other.
-TEST(Redirection, MergedStreamsShareOnePositionInAFile) {
-  constexpr std::ptrdiff_t input_size = 400000;
-  constexpr std::ptrdiff_t flood = 500000;
-  const test_support::temp_dir folder;
-  write_file(folder.file("in"), std::string(input_size, 'i'));
-  write_file(folder.file("both"), "old");
-  process::context how;
-  how.std_in(process::read_from_file(folder.file("in")));
-  how.std_out(process::append_to_file(folder.file("both")));
-  how.std_err(process::merge_with_stdout());
-  EXPECT_EQ(status_of("echo", {std::to_string(flood)}, how), 0u);
-  const std::string both = read_file(folder.file("both"));
-  EXPECT_EQ(std::ssize(both), 3 + input_size + flood);
-  EXPECT_EQ(std::count(both.begin(), both.end(), 'i'), input_size);
-  EXPECT_EQ(std::count(both.begin(), both.end(), 'e'), flood);
-}
-
 TEST(Redirection, OutputIsInheritedFromTheRunTimesStreamsOrDiscarded) {
   const test_support::temp_dir folder;
   process::context plain;
   plain.std_in(process::read_from_file("NUL"));
-  process::context merged = plain;
+  process::context merged = plain, silent = plain;
   merged.std_err(process::merge_with_stdout());
-  process::context silent = plain;
-  silent.std_out(process::discard());
-  silent.std_err(process::discard());
+  silent.std_out(process::discard()).std_err(process::discard());
   std::vector<unsigned> statuses;
   {
     const scoped_stream out(1, folder.file("out"));
@@ -244,99 +242,51 @@ TEST(Redirection, UnknownKeysAndActionsAreRefusedAndLoseNoHandle) {
 
 TEST(LaunchRequest, HoldsWhatCommandAndContextSay) {
   process::iopipe pipe;
-  constexpr DWORD extended = 0x00080000;
-  const struct {
-    const char* name;
-    std::function<void(process::context&)> prepare;
-    bool inherit = false;
-    DWORD creation = extended;
-    DWORD startup = 0x100;
-    bool list = false;
-  } cases[] = {
-      {"default", [](auto&) {}},
-      {"hide", [](auto& how) { how.hide_windows(true); }, false, extended, 0x101},
-      {"detached", [](auto& how) { how.detached_process(true); }, false, extended | 0x8},
-      {"no window", [](auto& how) { how.create_no_window(true); }, false, extended | 0x08000000},
-      {"negations",
-       [](auto& how) { how.hide_windows(false), how.detached_process(false), how.create_no_window(false); }},
-      {"a list", [](auto& how) { how.explicitlyInheritHandles(true); }, true, extended, 0x100, true},
-      {"a handle", [&](auto& how) { how.inherited_handles().insert(pipe.device().handles().read_handle()); }, true},
-  };
   process::command what("C:\\a b\\pr\u00f6g.exe");
-  for (const auto& each : cases) {
-    SCOPED_TRACE(each.name);
+  const struct {
+    std::string numbers;
+    std::function<void(process::context&)> prepare;
+  } rows[] = {
+      {"0 80000 100", [](auto&) {}},
+      {"0 80000 101", [](auto& how) { how.hide_windows(true); }},
+      {"0 80008 100", [](auto& how) { how.detached_process(true); }},
+      {"0 8080000 100", [](auto& how) { how.create_no_window(true); }},
+      {"0 80000 100",
+       [](auto& how) { how.hide_windows(false), how.detached_process(false), how.create_no_window(false); }},
+      {"1 80000 100 and a list", [](auto& how) { how.explicitlyInheritHandles(true); }},
+      {"1 80000 100", [&](auto& how) { how.inherited_handles().insert(pipe.device().handles().read_handle()); }},
+  };
+  for (const auto& [numbers, prepare] : rows) {
     process::context how;
-    each.prepare(how);
-    look_at_request(what, how, [&](const request& seen) {
-      EXPECT_EQ(seen.inherit != FALSE, each.inherit);
-      EXPECT_EQ(seen.flags, each.creation);
-      EXPECT_EQ(seen.startup.StartupInfo.dwFlags, each.startup);
-      EXPECT_EQ(seen.startup.StartupInfo.cb, 112u);
-      EXPECT_EQ(seen.startup.StartupInfo.wShowWindow, SW_HIDE);
-      EXPECT_EQ(seen.startup.lpAttributeList != nullptr, each.list);
-    });
+    prepare(how);
+    EXPECT_EQ(requested(what, how).numbers, numbers);
   }
-
   process::context how;
-  how.environment().clear();
-  look_at_request(what, how, [](const request& seen) {
-    EXPECT_EQ(seen.program, L"C:\\a b\\pr\u00f6g.exe");
-    EXPECT_EQ(seen.line, L"\"C:\\a b\\pr\u00f6g.exe\"");
-    EXPECT_EQ(seen.directory, L".");
-    EXPECT_EQ(std::string(static_cast<const char*>(seen.environment), 2), std::string(2, '\0'));
-  });
+  EXPECT_EQ(requested(what, how).program_line_directory, L"C:\\a b\\pr\u00f6g.exe|\"C:\\a b\\pr\u00f6g.exe\"|.");
   what.args() = {"one", "two words", "\u4e2d\U0001f600", "q\""};
   how.directory("C:\\win dows\\\u00e4");
-  look_at_request(what, how, [](const request& seen) {
-    EXPECT_EQ(seen.line, L"\"C:\\a b\\pr\u00f6g.exe\" one \"two words\" \u4e2d\U0001f600 q\\\" ");
-    EXPECT_EQ(seen.directory, L"C:\\win dows\\\u00e4");
-  });
+  EXPECT_EQ(requested(what, how).program_line_directory,
+            L"C:\\a b\\pr\u00f6g.exe|\"C:\\a b\\pr\u00f6g.exe\" one \"two words\" \u4e2d\U0001f600 q\\\" |"
+            L"C:\\win dows\\\u00e4");
 }
 
 // A narrow block is read in the active code page: text that this page would change goes to the system in UTF-16.
 TEST(LaunchRequest, HoldsTheEnvironmentAsBytesOnlyWhereTheseAreTheText) {
   process::context how;
-  const auto expect_block = [&](const auto& expected, DWORD flags) {
-    look_at_request(process::command("C:\\a.exe"), how, [&](const request& seen) {
-      EXPECT_EQ(seen.flags, 0x00080000 | flags);
-      EXPECT_EQ(std::memcmp(seen.environment, expected, sizeof expected), 0);
-    });
+  const auto expect_block = [&](const auto& expected, const char* flags) {
+    const std::string_view block(reinterpret_cast<const char*>(expected), sizeof expected);
+    EXPECT_EQ(requested(process::command("C:\\a.exe"), how, block).numbers, flags);
   };
+  how.environment().clear();
+  expect_block("\0", "0 80000 100");
   how.environment() = {{"b", "2=3"}, {"A", "1"}, {"C", ""}};
-  expect_block("A=1\0b=2=3\0C=\0", 0);
+  expect_block("A=1\0b=2=3\0C=\0", "0 80000 100");
   how.environment()["\u00e4"] = "\U0001f600";
-  expect_block(L"A=1\0b=2=3\0C=\0\u00e4=\U0001f600\0", CREATE_UNICODE_ENVIRONMENT);
+  expect_block(L"A=1\0b=2=3\0C=\0\u00e4=\U0001f600\0", "0 80400 100");
   how.environment()["A"] = "\xff";  // no UTF-8: what the active code page says
   wchar_t expected[] = L"A=?\0b=2=3\0C=\0\u00e4=\U0001f600\0";
   ASSERT_EQ(MultiByteToWideChar(CP_ACP, 0, "\xff", 1, expected + 2, 1), 1);
-  expect_block(expected, CREATE_UNICODE_ENVIRONMENT);
-  injected<decltype(&GetACP)> page(library, "GetACP");
-  page.handle_with([](auto) { return UINT{CP_UTF8}; });
-  expect_block("\u00e4=\U0001f600\0A=\xff\0b=2=3\0C=\0", 0);
-}
-
-TEST(LaunchRequest, IsNotMadeWithANulThatWouldCutTextShort) {
-  injected<decltype(&CreateProcessW)> creation(library, "CreateProcessW");
-  const std::string nul("a\0b", 3);
-  const process::command good = children::command("exit", {"0"});
-  const struct {
-    const char* what;
-    process::command command;
-    std::function<void(process::context&)> spoil;
-  } rows[] = {
-      {"command line", children::command("exit", {"0", nul}), [](auto&) {}},
-      {"command line", process::command(nul), [](auto&) {}},
-      {"directory", good, [&](auto& how) { how.directory(nul); }},
-      {"file name", good, [&](auto& how) { how.std_out(process::overwrite_file(nul)); }},
-      {"name of an environment variable", good, [&](auto& how) { how.environment()[nul] = "1"; }},
-      {"value of an environment variable", good, [&](auto& how) { how.environment()["A"] = nul; }},
-  };
-  for (const auto& [what, command, spoil] : rows) {
-    process::context how;
-    spoil(how);
-    const auto launch = [&, &command = command] { process_impl::launch(command, how); };
-    const std::string reason = std::string("\": the ") + what + " holds a NUL character\n";
-    EXPECT_THAT(launch, ThrowsMessage<process::process_init_error>(testing::HasSubstr(reason)));
-  }
-  EXPECT_EQ(creation.calls(), 0u);
+  expect_block(expected, "0 80400 100");
+  const injected<decltype(&GetACP)> page(library, "GetACP", [](auto) { return UINT{CP_UTF8}; });
+  expect_block("\u00e4=\U0001f600\0A=\xff\0b=2=3\0C=\0", "0 80000 100");
 }
