@@ -4,14 +4,18 @@
 #include "test_main.hpp"
 
 #include "refused_launches.hpp"
-#include "stack_dump.hpp"
+#include "support.hpp"
 
+#include <boost/core/demangle.hpp>
 #include <gtest/gtest.h>
 
 #include <windows.h>
+#include <dbghelp.h>
 
+#include <array>
 #include <atomic>
 #include <csignal>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <thread>
@@ -19,6 +23,96 @@
 namespace {
 
 using namespace test_support;
+
+// ---- stacks, by other means than the library's: that is under test, and tests break it on purpose ----
+
+/// Program counters, innermost first, up to a null.
+using frames = std::array<DWORD64, 64>;
+
+/// Unwinds without the symbol service, whose own walk may need a lock that a suspended thread holds.
+frames gather(CONTEXT context) {
+  frames found{};
+  // Words of the stack that may be skipped to leave innermost code without unwind data: a call through a bad pointer, a
+  // function that keeps no frame, and the compiler's stack probe, which has saved two registers when the stack ends.
+  int skips = 3;
+  for (std::size_t count = 0; count + 1 != found.size();) {
+    DWORD64 base = 0, frame = 0;
+    void* handler_data = nullptr;
+    if (const auto function = ::RtlLookupFunctionEntry(context.Rip, &base, nullptr)) {
+      found[count++] = context.Rip;
+      ::RtlVirtualUnwind(UNW_FLAG_NHANDLER, base, context.Rip, function, &context, &handler_data, &frame, nullptr);
+    } else if (count == 0 && skips-- != 0) {
+      const auto top = reinterpret_cast<const void*>(context.Rsp);
+      ::ReadProcessMemory(::GetCurrentProcess(), top, &context.Rip, sizeof context.Rip, nullptr);
+      context.Rsp += sizeof context.Rip;
+    } else {
+      break;
+    }
+  }
+  return found;
+}
+
+void load_symbols() {
+  ::SymSetOptions(SYMOPT_DEFERRED_LOADS | SYMOPT_LOAD_LINES | SYMOPT_FAIL_CRITICAL_ERRORS);
+  ::SymInitialize(::GetCurrentProcess(), nullptr, TRUE);
+}
+
+/// "module+0x1234", which is right also where no symbols are, then the function and the line, as far as known.
+void print(DWORD64 address) {
+  const HANDLE self = ::GetCurrentProcess();
+  IMAGEHLP_MODULE64 module{};
+  module.SizeOfStruct = sizeof module;
+  ::SymGetModuleInfo64(self, address, &module);
+  struct {
+    SYMBOL_INFO info;
+    char more_name[1023];
+  } symbol{};
+  symbol.info.SizeOfStruct = sizeof symbol.info;
+  symbol.info.MaxNameLen = sizeof symbol.more_name;
+  ::SymFromAddr(self, address, nullptr, &symbol.info);
+  IMAGEHLP_LINE64 line{};
+  line.SizeOfStruct = sizeof line;
+  DWORD column = 0;
+  ::SymGetLineFromAddr64(self, address, &column, &line);
+  std::fprintf(stderr, "  %s+0x%llx %s (%s:%lu)\n", module.ModuleName,
+               static_cast<unsigned long long>(address - module.BaseOfImage),
+               boost::core::demangle(symbol.info.Name).c_str(), line.FileName != nullptr ? line.FileName : "",
+               line.LineNumber);
+}
+
+void print(const frames& found) {
+  for (std::size_t at = 0; found[at] != 0; ++at) {
+    // A return address can lie behind the last instruction of a function that ends in a call.
+    print(found[at] - (at == 0 ? 0 : 1));
+  }
+}
+
+/// Prints the stack that `context`, of this thread or one that stands still, is in.
+void dump_stack(const CONTEXT& context) {
+  load_symbols();
+  print(gather(context));
+}
+
+/// Prints the stacks of all threads but this one; each is suspended while its addresses are gathered, but not while
+/// they are turned into names.
+void dump_other_threads() {
+  load_symbols();
+  for (const DWORD id : thread_ids()) {
+    if (id == ::GetCurrentThreadId()) {
+      continue;
+    }
+    const HANDLE thread = ::OpenThread(THREAD_SUSPEND_RESUME | THREAD_GET_CONTEXT, FALSE, id);
+    CONTEXT context{};
+    context.ContextFlags = CONTEXT_FULL;
+    ::SuspendThread(thread);
+    const frames found = ::GetThreadContext(thread, &context) ? gather(context) : frames{};
+    ::ResumeThread(thread);
+    std::fprintf(stderr, "thread %lu\n", id);
+    print(found);
+  }
+}
+
+// ---- reports ----
 
 /// Takes the turn to report for this thread, for good: the process must end behind it. Another thread that asks waits
 /// for that half a minute at most, since a lock held at the time of the fault may block the report; the same thread
@@ -79,17 +173,14 @@ void install_fault_reports() {
   std::signal(SIGABRT, report_abort);
 }
 
-/// Ends the program when nothing begins for a while: fixtures and exit handlers can hang too. GoogleTest deletes its
-/// listeners before the last of those; what the watching thread uses stays.
+/// Ends the program when nothing begins for a while: fixtures and exit handlers can hang too. The stacks and the
+/// last line of GoogleTest's own name the test.
 class watchdog : public testing::EmptyTestEventListener {
  public:
   explicit watchdog(unsigned limit_s) { std::thread(watch, limit_s).detach(); }
 
  private:
-  void OnTestStart(const testing::TestInfo& test) override {
-    latest_ = &test;
-    ::SetEvent(progress_);
-  }
+  void OnTestStart(const testing::TestInfo&) override { ::SetEvent(progress_); }
   void OnTestEnd(const testing::TestInfo&) override { ::SetEvent(progress_); }
   void OnTestProgramEnd(const testing::UnitTest&) override { ::SetEvent(progress_); }
 
@@ -97,15 +188,12 @@ class watchdog : public testing::EmptyTestEventListener {
     while (::WaitForSingleObject(progress_, limit_s * 1000) == WAIT_OBJECT_0) {
     }
     begin_report(hang_exit_code);
-    const testing::TestInfo* const test = latest_;
-    std::fprintf(stderr, "\nhang: %s.%s, or what follows it, ran longer than %u s\n",
-                 test ? test->test_suite_name() : "", test ? test->name() : "(start)", limit_s);
+    std::fprintf(stderr, "\nhang: a test, or what follows it, ran longer than %u s\n", limit_s);
     dump_other_threads();
     ::TerminateProcess(::GetCurrentProcess(), hang_exit_code);
   }
 
   static inline const HANDLE progress_ = ::CreateEventW(nullptr, FALSE, FALSE, nullptr);
-  static inline std::atomic<const testing::TestInfo*> latest_{nullptr};  ///< Runs or ran last. Null before the first.
 };
 
 }  // namespace

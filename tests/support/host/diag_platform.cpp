@@ -12,7 +12,6 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <thread>
@@ -22,7 +21,7 @@ namespace test_support {
 
 namespace {
 
-thread_local std::promise<last_words>* awaited = nullptr;  ///< Null: nobody has sent the thread to the final stage.
+thread_local std::promise<std::string>* awaited = nullptr;  ///< Null: nobody has sent the thread to the final stage.
 
 }  // namespace
 
@@ -31,8 +30,8 @@ scripted_system& host_system() {
   return system;
 }
 
-std::future<last_words> run_to_final_stage(std::function<void()> work) {
-  std::promise<last_words> words;
+std::future<std::string> run_to_final_stage(std::function<void()> work) {
+  std::promise<std::string> words;
   auto result = words.get_future();
   std::thread([words = std::move(words), work = std::move(work)]() mutable {
     awaited = &words;
@@ -71,10 +70,9 @@ namespace diag {
 
 void final_stage(const char* message, const char* file, int line, const char* function) noexcept {
   if (test_support::awaited == nullptr) {
-    std::fprintf(stderr, "%s\n\nFunction: %s, file %s, line %d\n", message, function, file, line);
     std::abort();
   }
-  test_support::awaited->set_value({message, file, line, function});
+  test_support::awaited->set_value(message + std::string("\n") + function + " " + file + " " + std::to_string(line));
   for (;;) {
     std::this_thread::sleep_for(std::chrono::hours(1));
   }
@@ -147,7 +145,7 @@ bool symbol_lookup::find_symbol(const void* frame, frame_description& known) con
   if (host_system().describe) {
     host_system().describe(frame, known);
   }
-  return holding_;
+  return !host_system().no_names;
 }
 
 void find_module(const void*, frame_description&) noexcept {}

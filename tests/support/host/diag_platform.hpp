@@ -22,6 +22,7 @@ struct scripted_system {
   /// What is known of a frame.
   std::function<void(const void*, foundation::core::diag::frame_description&)> describe;
   int lookups = 0;                        ///< Living holders of the symbol service.
+  bool no_names = false;                  ///< The symbol service can be had no more.
   bool writes_to_standard_error = false;  ///< Failures are not to be shown in a dialog.
 };
 
@@ -36,16 +37,10 @@ struct scripted_test : testing::Test {
   }
 };
 
-/// What the final stage was given.
-struct last_words {
-  std::string message, file;
-  int line;
-  std::string function;
-};
-
 /// Runs `work` on a thread of its own. Where it comes to the end of the process it stands still for good, and the test
-/// goes on; what `work` refers to must live as long. Elsewhere the end of the process is real.
-std::future<last_words> run_to_final_stage(std::function<void()> work);
+/// goes on with what the final stage was given: the message, and on a line of its own function, file and line. What
+/// `work` refers to must live as long. Elsewhere the end of the process is real.
+std::future<std::string> run_to_final_stage(std::function<void()> work);
 
 /// A fault as a handler gets it, with `rip` as its program counter. Lives until the next call.
 const void* make_fault(unsigned long long rip);

@@ -170,7 +170,7 @@ TEST(Stacktrace, ManyThreadsCaptureAndPrintAtOnce) {
   injected<decltype(&SymCleanup)> stop("libqxfl.dll", "SymCleanup");
   const auto capture_and_print = [] {
     stacktrace<4> stack(0, false);
-    for (int round = 0; round < 5; ++round) {
+    for (int round = 0; round < 3; ++round) {
       capture_here(stack);
       EXPECT_TRUE(begins_with(symbolic_form(stack), line_of("  0", "capture_here")));
       capture_from_context(stack);
@@ -178,7 +178,7 @@ TEST(Stacktrace, ManyThreadsCaptureAndPrintAtOnce) {
     }
   };
   std::vector<std::jthread> threads;
-  for (int number = 0; number < 8; ++number) {
+  for (int number = 0; number < 4; ++number) {
     threads.emplace_back(capture_and_print);
   }
   threads.clear();

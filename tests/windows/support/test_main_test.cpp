@@ -2,7 +2,6 @@
 #include "test_main.hpp"
 
 #include "import_patch.hpp"
-#include "run_child.hpp"
 #include "support.hpp"
 
 #include <gmock/gmock.h>
@@ -10,33 +9,41 @@
 
 #include <windows.h>
 
-#include <string>
-#include <vector>
+#include <stdexcept>
+#include <thread>
 
 namespace {
 
 using namespace test_support;
 
-TEST(TestMain, SaysWhereATestCrashesTerminatesOrHangsAndEndsWithAFailure) {
-  const scoped_variable limit("QXFL_TEST_TIMEOUT", "3");
-  const struct {
-    std::string test;
-    unsigned exit_code;
-    std::vector<std::string> named;
-  } cases[] = {
-      {"WritesThroughNull", crash_exit_code, {"0xc0000005", "WritesThroughNull_Test::TestBody", "child_faults.cpp"}},
-      {"Terminates", abort_exit_code, {"thrown on purpose", "child_faults::throw_where_nobody_catches"}},
-      {"Hangs", hang_exit_code, {"hang: ChildFaults.Hangs", "Hangs_Test::TestBody", "child_faults::spin_for_ever"}},
-  };
-  for (const auto& each : cases) {
-    SCOPED_TRACE(each.test);
-    const child_result result = run_child("child_faults", "--gtest_filter=ChildFaults." + each.test);
-    EXPECT_EQ(result.exit_code, each.exit_code);
-    EXPECT_THAT(result.out, testing::HasSubstr("[ RUN      ] ChildFaults." + each.test));
-    for (const std::string& part : each.named) {
-      EXPECT_THAT(result.err, testing::HasSubstr(part));
-    }
+volatile int* volatile nowhere = nullptr;
+volatile bool for_ever = true;
+
+[[gnu::noipa]] void write_through_null() {
+  *nowhere = 1;
+}
+
+[[gnu::noipa]] void throw_where_nobody_catches() {
+  throw std::runtime_error("thrown on purpose");
+}
+
+[[gnu::noipa]] void spin_for_ever() {
+  while (for_ever) {
   }
+}
+
+TEST(TestMain, SaysWhereATestCrashesTerminatesOrHangsAndEndsWithAFailure) {
+  using testing::ExitedWithCode;
+  const auto told = [](const char* what, const char* where) {
+    return testing::AllOf(testing::HasSubstr(what), testing::HasSubstr(where),
+                          testing::HasSubstr("test_main_test.cpp:"));
+  };
+  EXPECT_EXIT(write_through_null(), ExitedWithCode(crash_exit_code), told("0xc0000005", "write_through_null"));
+  EXPECT_EXIT(std::thread(throw_where_nobody_catches).join(), ExitedWithCode(abort_exit_code),
+              told("thrown on purpose", "throw_where_nobody_catches"));
+  const scoped_variable limit("QXFL_TEST_TIMEOUT", "3");
+  EXPECT_EXIT((std::jthread(spin_for_ever).join()), ExitedWithCode(hang_exit_code),
+              testing::AllOf(told("hang: a test", "spin_for_ever"), testing::HasSubstr("::TestBody")));
 }
 
 // What the program calls as SetEvent.

@@ -2,10 +2,13 @@
 
 #include "diag/report/report.hpp"
 
+#include <fl/diag/unknown_exception_name.hpp>
+
 #include "diag/report/escaped_message.hpp"
 #include "diag/report/register_block.hpp"
 #include "host/diag_platform.hpp"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -115,6 +118,19 @@ TEST_F(Report, ShowsThePresentStateOrThatOfTheFaultAndOnlyWhatIsKnownOfThePlace)
       "\nAssertion in int solve() at solve.cpp line 17:\nit broke" + rest("planner", "captured", 0x2a, frame_line));
 }
 
+TEST_F(Report, BeginsItsStackWithTheFrameThatAsksForItAndGoesOnInNumbersWithoutNames) {
+  const auto ask = [](std::uintptr_t first) {
+    return report_of({true, "x", nullptr, 0, nullptr, reinterpret_cast<const void*>(first)}, false);
+  };
+  host_system().stack.insert(host_system().stack.begin(), nullptr);
+  EXPECT_EQ(ask(0x2b), "\nAssertion:\nx" + rest("<unknown>", "captured", 0x2a, frame_line));
+  host_system().no_names = true;
+  const std::string numbers = "[  0] 0x0000000000000000\n[  1] 0x000000000000002b\n";
+  for (const std::uintptr_t whole : {0, 7}) {
+    EXPECT_THAT(ask(whole), testing::HasSubstr("stopped inside the symbol service.\n" + numbers + "\n")) << whole;
+  }
+}
+
 TEST_F(Report, TellsAnExceptionOnItsWayAndEnds) {
   const thread_context fault(make_fault(0x63));
   const auto expect_told = [&](const std::string& failure, void (*fail)()) {
@@ -125,6 +141,12 @@ TEST_F(Report, TellsAnExceptionOnItsWayAndEnds) {
   };
   expect_told("no symbols", [] { throw std::runtime_error("no symbols"); });
   expect_told("Unknown", [] { throw 5; });
+  EXPECT_EQ(unknown_exception_name(), nullptr);
+  try {
+    throw 5;
+  } catch (...) {
+    EXPECT_STREQ(unknown_exception_name(), "i");
+  }
 }
 
 TEST(EscapedMessage, IsAsciiAndCutAt511Bytes) {
