@@ -110,6 +110,7 @@ TEST_F(Process, LeavesTheChildToTheReaperWhenItIsDestroyedOrMovedOnto) {
 
 TEST_F(Process, AsksItsFutureAndNotTheSystemOnceThereIsOne) {
   process::process child(any);
+  system.before("register_wait", [&] { EXPECT_EQ(child.id(), 1) << "others need not wait for the registration"; });
   const auto status = child.exit_status_async();
   EXPECT_FALSE(child.exited());
   EXPECT_EQ(system.calls("poll_child"), 0u);
