@@ -234,7 +234,7 @@ TEST_F(Arena, TreeBinsHalveEachPowerOfTwoAndSplitByTheBitThatHalvesTheBin) {
     EXPECT_TRUE(top_bit(deciding_bits(begin + half - 1, bin)) == 0 && top_bit(deciding_bits(begin + half, bin)) == 1);
   }
   EXPECT_EQ(tree_bin_of(SIZE_MAX), tree_bin_count - 1);
-  EXPECT_EQ(top_bit(deciding_bits(SIZE_MAX, tree_bin_count - 1)), 1u);
+  EXPECT_EQ(top_bit(deciding_bits(std::size_t{1} << 63, tree_bin_count - 1)), 1u);
 }
 
 TEST_F(Arena, TakesTheBestFitOfTheLargeFreeChunksBeforeNewMemory) {
