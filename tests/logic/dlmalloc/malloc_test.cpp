@@ -9,6 +9,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <map>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -189,7 +190,7 @@ TEST_F(Arena, GivesLargeBlocksMappingsOfTheirOwnWhichGoBackAtOnce) {
   void* const below = dlmalloc(default_mmap_threshold - 64);
   EXPECT_FALSE(chunk::of(below)->is_mapped());
   const std::size_t grown = dlmalloc_footprint();
-  for (const std::size_t size : {default_mmap_threshold, 3 * mib}) {
+  for (const std::size_t size : {default_mmap_threshold - chunk_overhead, 3 * mib}) {
     char* const block = static_cast<char*>(dlmalloc(size));
     EXPECT_TRUE(chunk::of(block)->is_mapped());
     EXPECT_TRUE(is_filled(block, size, 0));
@@ -224,6 +225,34 @@ TEST_F(Arena, GrowsInPlaceIntoWhatIsFreeBehind) {
   const std::size_t all = chunk::of(victim_maker)->size() + arena.victim_size;
   EXPECT_EQ(dlrealloc(victim_maker, all - chunk_overhead), victim_maker) << "and the rest of it";
   EXPECT_EQ(arena.victim, nullptr);
+}
+
+TEST_F(Arena, TreeBinsHalveEachPowerOfTwoAndSplitByTheBitThatHalvesTheBin) {
+  for (unsigned bin = 0; bin < tree_bin_count - 1; ++bin) {
+    const std::size_t half = std::size_t{64} << bin / 2, begin = half * (4 + bin % 2 * 2);
+    EXPECT_TRUE(tree_bin_of(begin) == bin && tree_bin_of(begin + 2 * half - 1) == bin) << bin;
+    EXPECT_TRUE(top_bit(deciding_bits(begin + half - 1, bin)) == 0 && top_bit(deciding_bits(begin + half, bin)) == 1);
+  }
+  EXPECT_EQ(tree_bin_of(SIZE_MAX), tree_bin_count - 1);
+  EXPECT_EQ(top_bit(deciding_bits(std::size_t{1} << 63, tree_bin_count - 1)), 1u);
+}
+
+TEST_F(Arena, TakesTheBestFitOfTheLargeFreeChunksBeforeNewMemory) {
+  test_support::seeded_random random;
+  for (int round = 0; round < 300; ++round) {
+    start_again();
+    std::map<std::size_t, void*> free_chunks;
+    for (int count = 0; count < 12; ++count) {
+      void* const block = dlmalloc(random.between(2 * kib, 40 * kib));
+      free_chunks.emplace(chunk::of(block)->size(), block);
+      EXPECT_NE(dlmalloc(1), nullptr) << "which keeps them apart";
+    }
+    for (const auto& [size, block] : free_chunks) {
+      dlfree(block);
+    }
+    const std::size_t wanted = random.between(2 * kib, free_chunks.rbegin()->first - chunk_overhead);
+    EXPECT_EQ(dlmalloc(wanted), free_chunks.lower_bound(wanted + chunk_overhead)->second);
+  }
 }
 
 TEST_F(Arena, EndsTheProcessIfPagesAreOfAnOddSize) {
@@ -302,6 +331,11 @@ const struct {
     {"parent of a tree chunk", 1000, &row::second,
      [](row& r) { second_in_tree(r)->parent = reinterpret_cast<tree_chunk*>(0x10); }, [](row&) { dlmalloc(1000); },
      "replace_node"},
+    {"next link of a tree chunk", 1000, &row::second,
+     [](row& r) { second_in_tree(r)->next = reinterpret_cast<chunk*>(0x10); }, [](row&) { dlmalloc(1000); },
+     "remove_of_size"},
+    {"previous link of the only one of its size", 1000, &row::first,
+     [](row& r) { chunk::of(r.first)->previous = chunk::of(r.guard); }, [](row& r) { dlfree(r.third); }, "join_ring"},
     {"overrun into a free chunk", 1000, &row::second, overrun, [](row&) { dlmalloc(16); }, "find_in_index"},
     {"overrun into a larger one", 5000, &row::second, overrun, [](row&) { dlmalloc(16); }, "remove_of_size"},
 };

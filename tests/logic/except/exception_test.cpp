@@ -216,6 +216,9 @@ TEST(MsgIDException, SpeaksTheLanguageOfTheMomentAndKeepsWhatItSaidFirst) {
   const message_error error;
   EXPECT_STREQ(error.what(), typeid(message_error).name());
   EXPECT_THROW(error.GetMessageTxt(), std::out_of_range);
+  EXPECT_TRUE(error.GetMsgID() == resource_core::BaseMsgID("SHOP", "sold") &&
+              error.GetMsgID() != resource_core::BaseMsgID("SHOP", "lost"));
+  EXPECT_THROW(resource_core::GenericMsgIDHolder().get(), resource_core::GenericMsgIDHolder::EmptyGenericMsgIDHolder);
   text_of_message = u"gr\u00fcn";
   EXPECT_STREQ(error.what(), "gr\xc3\xbcn");
   text_of_message = u"verde";

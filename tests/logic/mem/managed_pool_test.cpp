@@ -124,6 +124,7 @@ TEST(PooledPool, RoundsChunksUpAndDoublesItsBlocksUntilTheyReachFourMebibytes) {
       {mib, 3, mib, {3, 4, 4}},
       {mib, 6, mib, {6, 6}},
       {5 * mib - 7, 2, 5 * mib, {2, 2, 2}},
+      {5 * mib, 1, 5 * mib, {1, 1, 1}},
   };
   for (const auto& expected : cases) {
     pooled_pool pool(expected.size, expected.initial_chunks);

@@ -51,7 +51,9 @@ TEST(ObservationReport, HasRoomForAllClassesAndIsCutThen) {
     counted.allocated(std::size_t{1} << which);
   }
   report_text text;
+  text.put(-50);
   put_table(text, counted);
+  EXPECT_EQ(text.view().find("-50     block"), 0u);
   EXPECT_EQ(std::count(text.view().begin(), text.view().end(), '\n'), 50);
   text.put(std::string(8192, 'x'));
   EXPECT_EQ(text.view().size(), 8192u);

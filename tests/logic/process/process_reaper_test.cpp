@@ -164,14 +164,12 @@ TEST_F(Reaper, AtExitGivesUpItsWaitsUnlessTheProcessEnds) {
   static std::shared_ptr<process_reaper> last;
   last = std::make_shared<process_reaper>();
   const status_future status = wait_on(system.make_child(), *last);
-  test_support::set_process_is_ending(true);
-  {
-    const give_up_waits_at_exit at_exit([] { return last; });
-  }
-  EXPECT_FALSE(status.is_ready());
-  test_support::set_process_is_ending(false);
-  {
-    const give_up_waits_at_exit at_exit([] { return last; });
+  for (const bool ending : {true, false}) {
+    test_support::set_process_is_ending(ending);
+    {
+      const give_up_waits_at_exit at_exit([] { return last; });
+    }
+    EXPECT_EQ(status.is_ready(), !ending);
   }
   EXPECT_THROW(status.get(), boost::broken_promise);
   EXPECT_EQ(system.registered_waits(), 0u);

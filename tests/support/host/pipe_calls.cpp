@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <utility>
 
 namespace test_support {
 
@@ -17,10 +18,9 @@ static pipe_script& script() {
 }
 
 pipe_script::pipe_script() {
-  if (current != nullptr) {
+  if (std::exchange(current, this) != nullptr) {
     std::abort();
   }
-  current = this;
 }
 
 pipe_script::~pipe_script() {
@@ -91,12 +91,14 @@ pipe_transfer read_pipe_overlapped(void* handle, char* buffer, std::uint32_t byt
 pipe_transfer write_pipe(void*, const char* buffer, std::uint32_t bytes) noexcept {
   pipe_script& script = test_support::script();
   script.written.emplace_back(buffer, bytes);
-  if (script.writes.empty()) {
-    return {bytes, {}};
+  pipe_script::write_result next;
+  if (!script.writes.empty()) {
+    next = script.writes.front();
+    script.writes.pop_front();
   }
-  const pipe_script::write_result next = script.writes.front();
-  script.writes.pop_front();
-  return {next.failure ? 0 : std::min(bytes, next.taken), next.failure};
+  const std::uint32_t taken = next.failure ? 0 : std::min(bytes, next.taken);
+  script.arrived.append(buffer, taken);
+  return {taken, next.failure};
 }
 
 void close_pipe_handle(void* handle) noexcept {

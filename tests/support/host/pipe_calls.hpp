@@ -48,6 +48,7 @@ class pipe_script {
 
   std::vector<read_call> read_calls;
   std::vector<std::string> written;  ///< what each write was given, failed ones included
+  std::string arrived;               ///< what the writes have taken
   std::vector<void*> closed;         ///< in the order of closing
 };
 

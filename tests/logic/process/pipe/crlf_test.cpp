@@ -42,14 +42,14 @@ outcome translated(const std::string& text) {
 TEST(Crlf, AgreesWithTheReferenceOnEveryShortTextAndWhereverALineEndMeetsTheEdgeOfABlock) {
   EXPECT_EQ(translated(""), reference(""));
   for_each_text("a\r\n", 10, [](const std::string& text) { ASSERT_EQ(translated(text), reference(text)); });
-  for (std::size_t before = 0; before != 34; ++before) {
-    for_each_text("a\r\n", 6, [before](const std::string& middle) {
-      // The line end in front starts the moving of text, which is skipped while nothing has to move.
-      for (const char* const start : {"", "\r\n"}) {
+  // The line end in front starts the moving of text, which is skipped while nothing has to move.
+  for (const std::string start : {"", "\r\n"}) {
+    for (std::size_t before = 0; before != 34; ++before) {
+      for_each_text("a\r\n", 6, [&](const std::string& middle) {
         const std::string text = start + std::string(before, 'b') + middle + "cdefghijklmnopqrstuvwxyz";
         ASSERT_EQ(translated(text), reference(text));
-      }
-    });
+      });
+    }
   }
 }
 

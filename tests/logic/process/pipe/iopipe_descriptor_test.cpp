@@ -19,10 +19,8 @@ using foundation::core::process::iopipe_descriptor;
 TEST(IopipeDescriptor, IsSixNumbersAndTakesZeroForWhatIsMalformedOrMissingBehindTheHandles) {
   const std::pair<std::string, std::string> cases[] = {
       {iopipe_descriptor(), "0 0 0 0 0 0"},
-      {"500 504 0 0 0 0", "500 504 0 0 0 0"},
       {"1 0 1 1 13 1", "1 0 1 1 13 1"},
       {"0 18446744073709551615 0 1 -128 0", "0 18446744073709551615 0 1 -128 0"},
-      {"0 0 0 1 127 1", "0 0 0 1 127 1"},
       {"12 abc", "12 0 0 0 0 0"},
       {"12 99999999999999999999999 1 1 65 1", "12 0 0 0 0 0"},
       {"1 2", "1 2 0 0 0 0"},
@@ -43,12 +41,9 @@ TEST(IopipeDescriptor, RefusesATextWithoutTwoHandlesAndACharacterOutOfRange) {
               "parse_file_handle: bad stream")
         << text;
   }
-  for (const char* const text : {"1 2 0 1 128 0", "1 2 0 1 99999999999 0"}) {
-    EXPECT_THROW(iopipe_descriptor{text}, boost::numeric::positive_overflow) << text;
-  }
-  for (const char* const text : {"1 2 0 1 -129 0", "1 2 0 1 -99999999999 0"}) {
-    EXPECT_THROW(iopipe_descriptor{text}, boost::numeric::negative_overflow) << text;
-  }
+  EXPECT_NO_THROW(iopipe_descriptor("1 2 0 1 127 0"));
+  EXPECT_THROW(iopipe_descriptor("1 2 0 1 128 0"), boost::numeric::positive_overflow);
+  EXPECT_THROW(iopipe_descriptor("1 2 0 1 -129 0"), boost::numeric::negative_overflow);
 }
 
 // The receiving process may have another locale.

@@ -3,6 +3,7 @@
 
 #include "host/pipe_calls.hpp"
 #include "process/values/environment_entries.hpp"
+#include "seeded_random.hpp"
 
 #include <boost/optional/optional_io.hpp>
 #include <boost/type_traits/is_detected.hpp>
@@ -103,88 +104,81 @@ TEST(Context, PrintsItsFieldsInOrder) {
   EXPECT_EQ(printed(ElevationLevel::Elevated), "1");
 }
 
-// One field of the order: changes to an empty context that make it ascend.
-using changes = std::vector<std::function<void(context&)>>;
+// One field of the order: changes to a context that make it ascend.
+using field = std::vector<std::function<void(context&)>>;
 
 template <class Value>
-changes field(const std::vector<Value>& ascending, void (*set)(context&, const Value&)) {
-  changes result;
-  for (const Value& value : ascending) {
+field ascending(void (*set)(context&, const Value&), const std::vector<Value>& values) {
+  field result;
+  for (const Value& value : values) {
     result.push_back([=](context& c) { set(c, value); });
   }
   return result;
 }
 
 // The fields as they decide, the first first.
-std::vector<changes> fields_in_order(iopipe& lesser, iopipe& greater) {
-  const std::vector<environment_map> environments = {{},
-                                                     {{"", ""}},
-                                                     {{"A", "z"}},
-                                                     {{"PATH", "a"}},
-                                                     {{"Path", "a"}},
-                                                     {{"Path", "a"}, {"z", ""}},
-                                                     {{"Path", "b"}},
-                                                     {{"path", "A"}}};
+std::vector<field> fields_in_order(iopipe& lesser, iopipe& greater) {
+  using text = boost::optional<std::string>;
+  using user = boost::optional<context::User>;
   void *const one = handle(1), *const two = handle(2), *const last = handle(UINTPTR_MAX);
-  const std::vector<inherited_handles_type> sets = {{}, {one}, {one, two}, {one, last}, {two}, {last}};
   const std::vector<flag> flags = {boost::none, false, true};
   return {
-      field<environment_map>(environments, [](context& c, const environment_map& v) { c.environment() = v; }),
-      field<std_in_type>(
-          {inherit_from_parent(), pipe_from(lesser), pipe_from(greater), read_from_file("A"), read_from_file("a")},
-          [](context& c, const std_in_type& value) { c.std_in(value); }),
-      field<std_out_type>({inherit_from_parent(), pipe_to(lesser), pipe_to(greater), overwrite_file("b"),
-                           overwrite_file("c"), append_to_file("a"), append_to_file("b"), discard()},
-                          [](context& c, const std_out_type& value) { c.std_out(value); }),
-      field<std_err_type>({inherit_from_parent(), pipe_to(lesser), pipe_to(greater), overwrite_file("b"),
-                           append_to_file("a"), discard(), merge_with_stdout()},
-                          [](context& c, const std_err_type& value) { c.std_err(value); }),
-      field<boost::optional<std::string>>(
-          {boost::none, std::string(), std::string("B"), std::string("a"), std::string("\xff")},
-          [](context& c, const boost::optional<std::string>& value) { c.directory(value); }),
-      field<boost::optional<context::User>>(
-          {boost::none, context::User{"", "z"}, context::User{"a", ""}, context::User{"a", "b"},
-           context::User{"b", "a"}},
-          [](context& c, const boost::optional<context::User>& value) { c.user(value); }),
-      field<inherited_handles_type>(sets,
-                                    [](context& c, const inherited_handles_type& v) { c.inherited_handles() = v; }),
-      field<flag>(flags, [](context& c, const flag& value) { c.detached_process(value); }),
-      field<flag>(flags, [](context& c, const flag& value) { c.explicitlyInheritHandles(value); }),
-      field<flag>(flags, [](context& c, const flag& value) { c.create_no_window(value); }),
-      field<flag>(flags, [](context& c, const flag& value) { c.hide_windows(value); }),
-      field<ElevationLevel>({ElevationLevel::NonElevated, ElevationLevel::Elevated},
-                            [](context& c, const ElevationLevel& value) { c.elevationLevel(value); }),
+      ascending<environment_map>([](auto& c, auto& value) { c.environment() = value; }, {{},
+                                                                                         {{"", ""}},
+                                                                                         {{"A", "z"}},
+                                                                                         {{"PATH", "a"}},
+                                                                                         {{"Path", "a"}},
+                                                                                         {{"Path", "a"}, {"z", ""}},
+                                                                                         {{"Path", "b"}},
+                                                                                         {{"path", "A"}}}),
+      ascending<std_in_type>(
+          [](auto& c, auto& value) { c.std_in(value); },
+          {inherit_from_parent(), pipe_from(lesser), pipe_from(greater), read_from_file("A"), read_from_file("a")}),
+      ascending<std_out_type>([](auto& c, auto& value) { c.std_out(value); },
+                              {inherit_from_parent(), pipe_to(lesser), pipe_to(greater), overwrite_file("b"),
+                               overwrite_file("c"), append_to_file("a"), append_to_file("b"), discard()}),
+      ascending<std_err_type>([](auto& c, auto& value) { c.std_err(value); },
+                              {inherit_from_parent(), pipe_to(lesser), pipe_to(greater), overwrite_file("b"),
+                               append_to_file("a"), discard(), merge_with_stdout()}),
+      ascending<text>([](auto& c, auto& value) { c.directory(value); },
+                      {boost::none, text(""), text("B"), text("a"), text("\xff")}),
+      ascending<user>([](auto& c, auto& value) { c.user(value); },
+                      {boost::none, context::User{"", "z"}, context::User{"a", ""}, context::User{"a", "b"},
+                       context::User{"b", "a"}}),
+      ascending<inherited_handles_type>([](auto& c, auto& value) { c.inherited_handles() = value; },
+                                        {{}, {one}, {one, two}, {one, last}, {two}, {last}}),
+      ascending<flag>([](auto& c, auto& value) { c.detached_process(value); }, flags),
+      ascending<flag>([](auto& c, auto& value) { c.explicitlyInheritHandles(value); }, flags),
+      ascending<flag>([](auto& c, auto& value) { c.create_no_window(value); }, flags),
+      ascending<flag>([](auto& c, auto& value) { c.hide_windows(value); }, flags),
+      ascending<ElevationLevel>([](auto& c, auto& value) { c.elevationLevel(value); },
+                                {ElevationLevel::NonElevated, ElevationLevel::Elevated}),
   };
 }
 
 TEST(Context, AscendsInEachFieldAndIsDecidedByTheFirstThatDiffers) {
   const test_support::pipe_script system;
+  test_support::seeded_random random;
   iopipe one, other;
   const bool swapped = other.device() < one.device();
   const auto fields = swapped ? fields_in_order(other, one) : fields_in_order(one, other);
-  for (std::size_t f = 0; f != fields.size(); ++f) {
-    for (const auto& i : fields[f]) {
-      for (const auto& j : fields[f]) {
-        context left = empty_context(), right = empty_context();
-        fields[f].back()(left);  // Of what was set before nothing may stay, not even under an empty optional.
-        i(left);
-        j(right);
-        EXPECT_EQ(left < right, &i < &j) << f << ": " << left << " | " << right;
-        EXPECT_EQ(left == right, &i == &j) << f << ": " << left << " | " << right;
-      }
+  const context empty = empty_context();
+  for (int round = 0; round != 10'000; ++round) {
+    context left = empty, right = empty;
+    std::vector<std::uint64_t> left_ranks, right_ranks;
+    for (const field& changes : fields) {
+      left_ranks.push_back(random.below(changes.size()));
+      right_ranks.push_back(random.chance(75) ? left_ranks.back() : random.below(changes.size()));
+      changes.back()(left);  // Of what was set before nothing may stay, not even under an empty optional.
+      changes[left_ranks.back()](left);
+      changes[right_ranks.back()](right);
     }
-    for (std::size_t later = f + 1; later != fields.size(); ++later) {
-      context left = empty_context(), right = empty_context();
-      fields[f].front()(left);
-      fields[f].back()(right);
-      fields[later].back()(left);
-      fields[later].front()(right);
-      EXPECT_TRUE(left < right && !(right < left)) << f << " before " << later;
-    }
+    ASSERT_EQ(left < right, left_ranks < right_ranks) << left << " | " << right;
+    ASSERT_EQ(left == right, left_ranks == right_ranks) << left << " | " << right;
   }
   context lowered = empty_context();
   lowered.elevationLevel(ElevationLevel::NonElevated);
-  EXPECT_FALSE(empty_context() == lowered || empty_context() < lowered || lowered < empty_context());
+  EXPECT_FALSE(empty == lowered || empty < lowered || lowered < empty);
 }
 
 TEST(Context, SetsAndClears) {

@@ -17,6 +17,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <tuple>
 
 namespace process = foundation::core::process;
 using children::exiting_child;
@@ -25,12 +26,6 @@ using foundation::core::sysdep::windows::process_impl;
 using process::detail::exited;
 using process::detail::unknown;
 using test_support::injected;
-
-namespace {
-
-constexpr const char* library = "libqxfl.dll";
-
-}  // namespace
 
 TEST(ExitStatus, IsTheSameByPollWaitFutureAndDetail) {
   for (const std::uint32_t code : {0u, 88u, 0xC0000005u, 0xFFFFFFFFu}) {
@@ -66,32 +61,27 @@ TEST(Process, IsKnownByItsIdAndHandlesWhileItRunsAndCanBeReleasedOrKilled) {
 // The callback that would bring the status is never registered. Wine does not refuse to end what has ended.
 TEST(Process, KillFindsThatTheChildHasEndedThoughItsStatusIsStillOnTheWay) {
   process::process child = exiting_child(0);
-  injected<decltype(&RegisterWaitForSingleObject)> registration(library, "RegisterWaitForSingleObject");
+  injected<decltype(&RegisterWaitForSingleObject)> registration("libqxfl.dll", "RegisterWaitForSingleObject");
   registration.fail_always(TRUE, ERROR_SUCCESS);
   child.exit_status_async();
   let_it_end(child);
-  injected<decltype(&TerminateProcess)> terminate(library, "TerminateProcess");
+  injected<decltype(&TerminateProcess)> terminate("libqxfl.dll", "TerminateProcess");
   terminate.fail_always(FALSE, ERROR_ACCESS_DENIED);
   EXPECT_THROW(child.kill(), process::process_kill_error);
   process::testing::set_implementation_qos(process::implementation_qos{1});  // forgets the child
 }
 
 TEST(Process, KeepsImpossibleAnswersOfAWaitApart) {
-  const struct {
-    DWORD answer;
-    bool block;
-    const char* text;
-  } rows[] = {
-      {WAIT_ABANDONED, false, "WaitForSingleObject returned an unexpected value: WAIT_ABANDONED"},
-      {WAIT_TIMEOUT, true, "WaitForSingleObject returned an unexpected value: WAIT_TIMEOUT"},
-      {7, false, "WaitForSingleObject returned an unrecognized value"},
+  const std::tuple<DWORD, bool, const char*> rows[] = {
+      {WAIT_ABANDONED, false, "an unexpected value: WAIT_ABANDONED"},
+      {WAIT_TIMEOUT, true, "an unexpected value: WAIT_TIMEOUT"},
+      {7, false, "an unrecognized value"},
   };
-  for (const auto& row : rows) {
-    injected<decltype(&WaitForSingleObject)> wait(library, "WaitForSingleObject");
-    wait.fail_always(row.answer, 0);
-    EXPECT_EQ(
-        test_support::text_thrown_by<std::runtime_error>([&] { process_impl::wait(GetCurrentProcess(), row.block); }),
-        row.text);
+  for (const auto& [answer, block, text] : rows) {
+    injected<decltype(&WaitForSingleObject)> wait("libqxfl.dll", "WaitForSingleObject");
+    wait.fail_always(answer, 0);
+    EXPECT_EQ(test_support::text_thrown_by<std::runtime_error>([&] { process_impl::wait(GetCurrentProcess(), block); }),
+              std::string("WaitForSingleObject returned ") + text);
   }
 }
 

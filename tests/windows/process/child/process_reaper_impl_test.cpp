@@ -17,8 +17,6 @@ using test_support::injected;
 
 namespace {
 
-constexpr const char* library = "libqxfl.dll";
-
 unsigned exit_code(const boost::shared_future<process::exit_status_variant>& status) {
   return std::get<exited>(status.get()).exit_code;
 }
@@ -39,7 +37,7 @@ TEST(Reaper, ManyChildrenAtOnceAllReportAndNoThreadIsKeptForEach) {
   const std::size_t for_ten = threads_for(10);
   // The pool waits for up to 63 handles with one thread of its own.
   EXPECT_LE(threads_for(70), for_ten + 2);
-  injected<decltype(&UnregisterWaitEx)> unregistered(library, "UnregisterWaitEx");
+  injected<decltype(&UnregisterWaitEx)> unregistered("libqxfl.dll", "UnregisterWaitEx");
   for (const auto& status : statuses) {
     EXPECT_FALSE(status.is_ready());
   }
@@ -71,20 +69,17 @@ TEST(Reaper, GivesEachFutureTheStatusOfItsOwnChildAndLeavesNoHandle) {
   EXPECT_LT(run(), before + count / 2);
 }
 
-TEST(Reaper, ANewQualityOfServiceBreaksTheOpenFuturesAndLeavesTheChildrenRunning) {
-  children::common_event end;
-  process::process child(end.waiting());
-  const auto status = child.exit_status_async();
-  injected<decltype(&GetModuleHandleExW)> held(library, "GetModuleHandleExW");
+TEST(Reaper, HoldsTheLibraryForItsCallbacksAndLeavesTheChildrenRunning) {
+  children::waiting_child waiting;
+  const auto status = waiting.object().exit_status_async();
+  injected<decltype(&GetModuleHandleExW)> held("libqxfl.dll", "GetModuleHandleExW");
   DWORD how = 0;
   held.handle_with([&](auto original, DWORD flags, auto... rest) { return original(how = flags, rest...); });
   testing_hooks::set_implementation_qos(process::implementation_qos{7});
   testing_hooks::get_implementation_qos();
-  EXPECT_TRUE(how & GET_MODULE_HANDLE_EX_FLAG_PIN) << "its callbacks need the library";
+  EXPECT_TRUE(how & GET_MODULE_HANDLE_EX_FLAG_PIN);
   EXPECT_THROW(status.get(), boost::broken_promise);
-  void* const handle = child.native_handle();
+  void* const handle = waiting.object().native_handle();
   EXPECT_EQ(WaitForSingleObject(handle, 0), static_cast<DWORD>(WAIT_TIMEOUT));
-  end.set();
-  EXPECT_EQ(WaitForSingleObject(handle, INFINITE), WAIT_OBJECT_0);
   CloseHandle(handle);
 }

@@ -8,6 +8,7 @@
 #include "run_child.hpp"
 #include "seeded_random.hpp"
 #include "support.hpp"
+#include "thrown_text.hpp"
 
 #include <boost/filesystem/exception.hpp>
 #include <boost/optional/optional_io.hpp>
@@ -31,6 +32,7 @@ using foundation::core::process::which;
 using test_support::injected;
 using test_support::run_child;
 using test_support::scoped_variable;
+using test_support::text_thrown_by;
 using test_support::write_file;
 using strings = std::vector<std::string>;
 using found = boost::optional<std::string>;
@@ -42,9 +44,8 @@ class Which : public testing::Test {
  protected:
   Which() {
     std::filesystem::current_path(root_.file(""));
-    for (const char* const folder : {"A", "B"}) {
-      std::filesystem::create_directory(folder);
-    }
+    std::filesystem::create_directory("A");
+    std::filesystem::create_directory("B");
   }
   ~Which() override { std::filesystem::current_path(former_); }
 
@@ -90,61 +91,52 @@ found slow_which(const std::string& name) {
 
 TEST_F(Which, TellsTheLogEachStepAndReadsPathextOnceInAProcess) {
   std::filesystem::create_directory("A\\tool.exe");
-  for (const char* const file : {"A\\tool.bat", "B\\tool.exe"}) {
-    write_file(file, "");
-  }
+  write_file("A\\tool.bat", "");
+  write_file("B\\tool.exe", "");
   const scoped_variable level("QX_LOG", "fl::process::which=all");
-  const auto first_lookup = [](const std::string& name) {
+  const struct {
+    std::string name, path, extensions, found, notes;
+  } cases[] = {
+      {"tool", "A;;B;", ".dll;.exe", "B\\tool.exe", R"(Using the environment variable PATHEXT.
+ pathext_val=.dll;.exe pathext.size()=2
+ path_val=A;;B; search_path.size()=4
+Searching for tool ...
+which_impl: Failed to find tool
+Did not find 'tool'.
+Trying extensions...(blank)
+ ext=.dll
+Searching for tool.dll ...
+which_impl: Failed to find tool.dll
+ ext=.exe
+Searching for tool.exe ...
+which_impl: Found B\tool.exe
+ ans= B\tool.exe)"},
+      {"tool", "", "", "nothing", R"(The environment variable PATHEXT is empty.
+ pathext_val= pathext.size()=0
+Environment variable PATH is empty.
+Searching for tool ...
+which_impl: Failed to find tool
+Did not find 'tool'.
+No extensions to try.)"},
+      {"B\\tool.exe", "", ".exe", "B\\tool.exe", R"(Using the environment variable PATHEXT.
+ pathext_val=.exe pathext.size()=1
+Environment variable PATH is empty.
+Command exists: 'B\tool.exe'
+Found B\tool.exe' B\tool.exe')"},
+  };
+  for (const auto& [name, path, extensions, found_file, notes] : cases) {
+    const scoped_variable search("PATH", path), endings("PATHEXT", extensions);
     const auto child = run_child("which_child", name);
-    std::string told = child.out + child.err;
-    for (const auto& [pattern, text] : {std::pair("\r|.*\\[fl::process::which\\] ", ""),
+    std::string told = child.err;
+    for (const auto& [pattern, text] : {std::pair("\r|.*\\[fl::process::which\\] (note:   )?", ""),
                                         {" \n", "(blank)\n"},
                                         {R"((scope_\w+:) .*core::process::windows::\S+(which_impl)\(.*)", "$1 $2"}}) {
       told = std::regex_replace(told, std::regex(pattern), text);
     }
-    return told;
-  };
-  {
-    const scoped_variable path("PATH", "A;;B;"), pathext("PATHEXT", ".dll;.exe");
-    EXPECT_EQ(first_lookup("tool"), R"(B\tool.exe
-B\tool.exe
-scope_entry: which_impl
-arguments:    command_name=tool
-note:   Using the environment variable PATHEXT.
-note:    pathext_val=.dll;.exe pathext.size()=2
-note:    path_val=A;;B; search_path.size()=4
-note:   Searching for tool ...
-note:   which_impl: Failed to find tool
-note:   Did not find 'tool'.
-note:   Trying extensions...(blank)
-note:    ext=.dll
-note:   Searching for tool.dll ...
-note:   which_impl: Failed to find tool.dll
-note:    ext=.exe
-note:   Searching for tool.exe ...
-note:   which_impl: Found B\tool.exe
-note:    ans= B\tool.exe
-scope_exit: which_impl
-)");
+    EXPECT_EQ(std::regex_replace(child.out, std::regex("\r"), ""), found_file + "\n" + found_file + "\n");
+    EXPECT_EQ(told, "scope_entry: which_impl\narguments:    command_name=" + name + "\n" + notes +
+                        "\nscope_exit: which_impl\n");
   }
-  const scoped_variable path("PATH", {}), pathext("PATHEXT", {});
-  EXPECT_EQ(first_lookup("tool"), R"(nothing
-nothing
-scope_entry: which_impl
-arguments:    command_name=tool
-note:   The environment variable PATHEXT is empty.
-note:    pathext_val= pathext.size()=0
-note:   Environment variable PATH is empty.
-note:   Searching for tool ...
-note:   which_impl: Failed to find tool
-note:   Did not find 'tool'.
-note:   No extensions to try.
-scope_exit: which_impl
-)");
-  EXPECT_TRUE(first_lookup("B\\tool.exe").ends_with(R"(note:   Command exists: 'B\tool.exe'
-note:   Found B\tool.exe' B\tool.exe'
-scope_exit: which_impl
-)"));
 }
 
 TEST_F(Which, AgreesWithTheObviousSearchInTwoThousandLayouts) {
@@ -181,9 +173,8 @@ TEST_F(Which, AgreesWithTheObviousSearchInTwoThousandLayouts) {
 }
 
 TEST_F(Which, IsAskedByEightThreadsAtOnceWhenPathHasChanged) {
-  for (const char* const file : {"A\\tool.bat", "B\\tool.bat"}) {
-    write_file(file, "");
-  }
+  write_file("A\\tool.bat", "");
+  write_file("B\\tool.bat", "");
   for (int round = 0; round != 100; ++round) {
     const std::string folder = round % 2 ? "A" : "B";
     const scoped_variable path("PATH", "none;" + folder);
@@ -200,7 +191,6 @@ TEST_F(Which, IsAskedByEightThreadsAtOnceWhenPathHasChanged) {
 TEST_F(Which, ReadsPathOnceAndMakesNoListWhileItIsTheSame) {
   write_file("A\\tool.exe", "");
   injected<wchar_t* (*)(const wchar_t*)> reading("libqxfl.dll", "_wgetenv");
-  injected<void* (*)(std::size_t)> making("libqxfl.dll", "_Znwy");
   injected<void* (*)(std::size_t)> allocating("libstdc++-6.dll", "malloc");  // beneath every `new` of the process
   const auto allocations = [&](std::uint64_t length) {
     std::string value;
@@ -210,15 +200,13 @@ TEST_F(Which, ReadsPathOnceAndMakesNoListWhileItIsTheSame) {
     const scoped_variable path("PATH", value + "A");
     which("tool.exe");
     reading.reset();
-    making.reset();
     allocating.reset();
     EXPECT_EQ(which("tool.exe"), found("A\\tool.exe"));
     EXPECT_EQ(reading.calls(), 1u);
-    return std::pair(making.calls(), allocating.calls());
+    return allocating.calls();
   };
-  const auto few = allocations(4), many = allocations(404);
-  EXPECT_EQ(few.first, many.first);
-  EXPECT_LE(many.second - few.second, 400u) << "Boost may copy each path that it looks at";
+  const auto few = allocations(4);
+  EXPECT_LE(allocations(404), few + 400) << "Boost may copy each path that it looks at";
 }
 
 // Administrators may look everywhere, so the refusal is injected.
@@ -233,12 +221,8 @@ TEST_F(Which, LetsARefusedLookAtACandidateOut) {
     injected<decltype(&GetFileAttributesW)> looking("libboost_filesystem.dll", "GetFileAttributesW");
     opening.fail_always(INVALID_HANDLE_VALUE, ERROR_ACCESS_DENIED);
     looking.fail_always(INVALID_FILE_ATTRIBUTES, ERROR_ACCESS_DENIED);
-    try {
-      which("t\u00f6\u4e2d.exe");
-      FAIL();
-    } catch (const boost::filesystem::filesystem_error& e) {
-      EXPECT_EQ(e.what(), std::string("boost::filesystem::status: \u0416 [system:5]: \"t\u00f6\u4e2d.exe\""));
-    }
+    EXPECT_EQ(text_thrown_by<boost::filesystem::filesystem_error>([] { which("t\u00f6\u4e2d.exe"); }),
+              "boost::filesystem::status: \u0416 [system:5]: \"t\u00f6\u4e2d.exe\"");
   }
   EXPECT_EQ(which("tool.exe"), found("tool.exe"));
 }
