@@ -86,6 +86,8 @@ TEST(Stacktrace, HoldsNoMoreThanItsCapacityAndCopiesWhatItHolds) {
   EXPECT_TRUE(stacktrace<3>(0, false).empty());
 }
 
+using StacktracePrint = test_support::scripted_test;
+
 struct grouping : std::numpunct<char> {
   std::string do_grouping() const override { return "\1"; }
 };
@@ -105,7 +107,7 @@ std::string printed(const stacktrace_base& stack, std::ostream& (*form)(std::ost
   return os.str();
 }
 
-TEST(StacktracePrint, NumericAndRawFormsAreExactAndBeginWhereTheyAreTold) {
+TEST_F(StacktracePrint, NumericAndRawFormsAreExactAndBeginWhereTheyAreTold) {
   const auto stack = stack_of<4>({at(0x7ff612ab), at(0xABCDEF0123456789), at(0)});
   EXPECT_EQ(printed(stack, numeric),
             "[  0] 0x000000007ff612ab\n"
@@ -125,7 +127,7 @@ TEST(StacktracePrint, NumericAndRawFormsAreExactAndBeginWhereTheyAreTold) {
   EXPECT_EQ(unknown.str(), "");
 }
 
-TEST(StacktracePrint, SymbolicFormShowsWhatIsKnownOfEachFrame) {
+TEST_F(StacktracePrint, SymbolicFormShowsWhatIsKnownOfEachFrame) {
   static const char relative[] = "bin/planner.exe", none[] = "";
   const std::string long_file = "C:\\" + std::string(57, 'd');
   host_system().describe = [&](const void* frame, frame_description& known) {
@@ -150,7 +152,6 @@ TEST(StacktracePrint, SymbolicFormShowsWhatIsKnownOfEachFrame) {
   EXPECT_EQ(printed(stack, nullptr), expected);
   EXPECT_EQ(printed(stack, symbolic), expected);
   EXPECT_EQ(host_system().lookups, 0);
-  test_support::reset_host_system();
 }
 
 }  // namespace

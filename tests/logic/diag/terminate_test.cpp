@@ -11,6 +11,8 @@
 #include <boost/format.hpp>
 #include <gtest/gtest.h>
 
+#include <csignal>
+#include <cstdlib>
 #include <cstring>
 #include <latch>
 #include <memory>
@@ -29,11 +31,7 @@ using test_support::host_system;
 using test_support::last_words;
 using test_support::run_to_final_stage;
 
-/// A system with one frame on the stack.
-struct Termination : testing::Test {
-  Termination() { host_system().stack = {reinterpret_cast<const void*>(0x2bULL)}; }
-  ~Termination() override { test_support::reset_host_system(); }
-};
+using Termination = test_support::scripted_test;
 
 std::string without_thread_id(std::string text) {
   const std::string mark = "' id ";
@@ -127,6 +125,33 @@ TEST_F(Termination, IsHandledOnTheThreadOfItsHandlerAndByItsMessage) {
   EXPECT_THROW(other(), std::runtime_error);
 }
 
+#ifndef _WIN32  // There neither can be had in the process of the test.
+TEST(TerminateDeathTest, TwoHandlersOnOneThreadEndTheProcess) {
+  const auto nest = [] {
+    const terminate_handler outer;
+    const terminate_handler inner;
+  };
+  EXPECT_EXIT(nest(), testing::KilledBySignal(SIGABRT), "");
+}
+
+TEST_F(Termination, ShowsNoDialogIfTheEnvironmentSaysSo) {
+  constexpr const char *disable = "QX_DISABLE_TERMINATE_DIALOG", *mode = "QX_CRASH_MODE";
+  const struct {
+    const char *disable, *mode;
+    bool off;
+  } cases[] = {{nullptr, nullptr, false},  {nullptr, "default", false}, {nullptr, "continue", false},
+               {nullptr, "Default", true}, {"0", "batch", false},       {"1", nullptr, true},
+               {"00", "default", true}};
+  for (const auto& each : cases) {
+    each.disable != nullptr ? setenv(disable, each.disable, 1) : unsetenv(disable);
+    each.mode != nullptr ? setenv(mode, each.mode, 1) : unsetenv(mode);
+    host_system().writes_to_standard_error = false;
+    std::make_unique<terminate_impl>();
+    EXPECT_EQ(host_system().writes_to_standard_error, each.off) << &each - cases;
+  }
+}
+#endif
+
 /// What a report of its own thread is interrupted by ends the process, with the line of the function.
 TEST_F(Termination, OfAReportWithinAReportShowsWhichFunctionCouldNotDoItsWork) {
   using engine = std::shared_ptr<terminate_impl>;
@@ -212,7 +237,10 @@ TEST_F(Termination, LogGrowsReportByReportUntilItIsFullAndIsWipedWithAnObserver)
   const std::string first = report_of({false, "", nullptr, 0, nullptr});
   const std::string second = report_of({false, "again", nullptr, 0, nullptr}, fault);
   EXPECT_STREQ(terminate_log(), "");
+  // Not with one that comes in the middle of a report.
+  host_system().describe = [](const void*, frame_description&) { const termination_observer other(nullptr); };
   const char* const log = terminate_log(nullptr, thread_context(false));
+  host_system().describe = nullptr;
   EXPECT_EQ(without_thread_id(log), first);
   EXPECT_EQ(terminate_log("again", fault), log);
   EXPECT_EQ(without_thread_id(log), first + second);
@@ -231,6 +259,8 @@ TEST_F(Termination, LogGrowsReportByReportUntilItIsFullAndIsWipedWithAnObserver)
   const std::string full = log;
   EXPECT_EQ(terminate_log("no more", thread_context()), log);
   EXPECT_EQ(log, full);
+  const auto cut = run_to_final_stage([] { terminate(std::string(65537, 'x'), "f", 1, "g"); }).get();
+  EXPECT_EQ(cut.message, std::string(65536, 'x'));
 }
 
 }  // namespace

@@ -22,10 +22,6 @@ namespace test_support {
 
 namespace {
 
-struct fault {
-  unsigned long long rip;
-} latest;
-
 thread_local std::promise<last_words>* awaited = nullptr;  ///< Null: nobody has sent the thread to the final stage.
 
 }  // namespace
@@ -46,7 +42,8 @@ std::future<last_words> run_to_final_stage(std::function<void()> work) {
 }
 
 const void* make_fault(unsigned long long rip) {
-  latest = {rip};
+  static unsigned long long latest;
+  latest = rip;
   return &latest;
 }
 
@@ -83,7 +80,9 @@ void final_stage(const char* message, const char* file, int line, const char* fu
   }
 }
 
-void write_failures_to_standard_error() noexcept {}
+void write_failures_to_standard_error() noexcept {
+  host_system().writes_to_standard_error = true;
+}
 
 bool getCurrentThreadName(char* buffer, std::size_t size) {
   const std::string& name = host_system().thread_name;
@@ -106,7 +105,7 @@ bool windows::context_base::capture_data(const void*) noexcept {
 
 bool windows::context_base::set_data(const _EXCEPTION_POINTERS* pointers) noexcept {
   std::memset(data_, 0, record_size);
-  std::memcpy(data_, pointers, sizeof(test_support::fault));
+  std::memcpy(data_, pointers, sizeof host_system().rip);
   return true;
 }
 

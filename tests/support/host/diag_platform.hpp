@@ -4,6 +4,8 @@
 
 #include "diag/symbol_lookup.hpp"
 
+#include <gtest/gtest.h>
+
 #include <functional>
 #include <future>
 #include <string>
@@ -19,16 +21,20 @@ struct scripted_system {
   unsigned long thread_id = 0;           ///< 0: each thread has one of its own.
   /// What is known of a frame.
   std::function<void(const void*, foundation::core::diag::frame_description&)> describe;
-  int lookups = 0;  ///< Living holders of the symbol service.
+  int lookups = 0;                        ///< Living holders of the symbol service.
+  bool writes_to_standard_error = false;  ///< Failures are not to be shown in a dialog.
 };
 
 /// The one system of the test program, for the test to set.
 scripted_system& host_system();
 
-/// Sets it back to the above.
-inline void reset_host_system() {
-  host_system() = {};
-}
+/// A test on such a system as above, in which one frame is on the stack.
+struct scripted_test : testing::Test {
+  scripted_test() {
+    host_system() = {};
+    host_system().stack = {reinterpret_cast<const void*>(0x2bULL)};
+  }
+};
 
 /// What the final stage was given.
 struct last_words {

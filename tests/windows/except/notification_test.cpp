@@ -7,6 +7,7 @@
 #include "support.hpp"
 
 #include <boost/exception_ptr.hpp>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -52,12 +53,7 @@ TEST_F(NotificationTest, KeepsIdsInOrderAndMakesTextsWhenAsked) {
   EXPECT_EQ(notes[1].mnemonic(), "count");
   EXPECT_EQ(notes.getMessage(0), u"za p\u00F3\u017Ano");
   EXPECT_EQ(notes.begin()[1].get(), notes[1]);
-  try {
-    (void)notes[2];
-    ADD_FAILURE() << "no exception";
-  } catch (const std::out_of_range& e) {
-    EXPECT_STREQ(e.what(), "invalid vector subscript");
-  }
+  EXPECT_THAT([this] { (void)notes[2]; }, testing::ThrowsMessage<std::out_of_range>("invalid vector subscript"));
   EXPECT_THROW((void)notes.getMessage(2), std::out_of_range);
 }
 
@@ -110,9 +106,8 @@ TEST_F(NotificationTest, AnEmptyHolderOrAMissingMessageStopsWithWhatIsBeforeItPr
   try {
     (void)notes[1];
     ADD_FAILURE() << "no exception";
-  } catch (const GenericMsgIDHolder::EmptyGenericMsgIDHolder&) {
-    const boost::exception_ptr kept = boost::current_exception();
-    EXPECT_THROW(boost::rethrow_exception(kept), GenericMsgIDHolder::EmptyGenericMsgIDHolder);
+  } catch (...) {
+    EXPECT_THROW(boost::rethrow_exception(boost::current_exception()), GenericMsgIDHolder::EmptyGenericMsgIDHolder);
   }
   notes.flush();
   notes.append({"NOTES", "nobodyKnows"});

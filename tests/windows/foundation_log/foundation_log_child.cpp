@@ -26,12 +26,9 @@ struct last_words {
 } words;
 
 void in_threads(int count, void (*body)(int)) {
-  std::vector<std::thread> threads;
+  std::vector<std::jthread> threads;
   for (int number = 0; number < count; ++number) {
     threads.emplace_back(body, number);
-  }
-  for (auto& thread : threads) {
-    thread.join();
   }
 }
 

@@ -4,6 +4,7 @@
 #include "import_patch.hpp"
 
 #include <boost/system/system_error.hpp>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <windows.h>
@@ -28,13 +29,12 @@ TEST(EnvironmentCopy, TakesTheBlockAsItStandsAndFreesItOrThrowsTheFailure) {
   });
   EXPECT_EQ(get_environment_copy(), (std::vector<std::string>{"=C:=C:\\x", "\xC3\xA9=\xF0\x9F\x98\x80=", "b=2", "=",
                                                               "noequals", "E=", "L=\xEF\xBF\xBD."}));
-  try {
-    get_environment_copy();
-    ADD_FAILURE() << "no exception";
-  } catch (const boost::system::system_error& e) {
-    EXPECT_EQ(e.code(), boost::system::error_code(ERROR_NOT_ENOUGH_MEMORY, boost::system::system_category()));
-    EXPECT_NE(std::string(e.what()).find("GetEnvironmentStringsW"), std::string::npos);
-  }
+  EXPECT_THAT(
+      get_environment_copy,
+      testing::Throws<boost::system::system_error>(testing::AllOf(
+          testing::Property(&boost::system::system_error::code,
+                            boost::system::error_code(ERROR_NOT_ENOUGH_MEMORY, boost::system::system_category())),
+          testing::Property(&std::exception::what, testing::HasSubstr("GetEnvironmentStringsW")))));
   EXPECT_EQ(release.calls(), 1u);
 }
 

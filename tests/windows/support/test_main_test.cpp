@@ -1,10 +1,11 @@
 // What the other tests take on trust: the reports of the test main, and fault injection.
-#include "fault_report.hpp"
+#include "test_main.hpp"
+
 #include "import_patch.hpp"
 #include "run_child.hpp"
 #include "support.hpp"
-#include "watchdog.hpp"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <windows.h>
@@ -31,9 +32,9 @@ TEST(TestMain, SaysWhereATestCrashesTerminatesOrHangsAndEndsWithAFailure) {
     SCOPED_TRACE(each.test);
     const child_result result = run_child("child_faults", "--gtest_filter=ChildFaults." + each.test);
     EXPECT_EQ(result.exit_code, each.exit_code);
-    EXPECT_NE(result.out.find("[ RUN      ] ChildFaults." + each.test), std::string::npos) << result.out;
+    EXPECT_THAT(result.out, testing::HasSubstr("[ RUN      ] ChildFaults." + each.test));
     for (const std::string& part : each.named) {
-      EXPECT_NE(result.err.find(part), std::string::npos) << part << " is missing in:\n" << result.err;
+      EXPECT_THAT(result.err, testing::HasSubstr(part));
     }
   }
 }

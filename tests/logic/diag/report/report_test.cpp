@@ -22,30 +22,30 @@ using namespace foundation::core::diag;
 using test_support::host_system;
 using test_support::make_fault;
 
-/// A system in which one frame is on the stack, and the present state is at 0x2a.
-struct Report : testing::Test {
+/// The present state is at 0x2a.
+struct Report : test_support::scripted_test {
   Report() {
-    host_system().stack = {reinterpret_cast<const void*>(0x2bULL)};
     host_system().rip = 0x2a;
     host_system().thread_id = 4711;
   }
-  ~Report() override { test_support::reset_host_system(); }
 };
 
-const std::string zero = "0000000000000000";
-
-std::string block(const std::string& rip) {
-  std::string text;
-  const char* const pairs[][2] = {{"RAX", "RBX"}, {"RCX", "RDX"}, {"RSP", "RBP"}, {"RSI", "RDI"}, {nullptr, nullptr},
-                                  {" R8", " R9"}, {"R10", "R11"}, {"R12", "R13"}, {"R14", "R15"}, {nullptr, nullptr}};
-  for (const auto& pair : pairs) {
-    text +=
-        pair[0] == nullptr ? " \n" : std::string("  ") + pair[0] + " = " + zero + "  " + pair[1] + " = " + zero + "\n";
-  }
-  return text + "  RIP = " + rip + "  EFL = 00000000\n \n   CS = 0000   FS = 0000   GS = 0000\n";
+/// The register block of a state that is 0 but for its program counter.
+std::string block(std::uint64_t rip) {
+  registers values{};
+  values.rip = rip;
+  std::ostringstream os;
+  write_register_block(os, values);
+  return os.str();
 }
 
 const std::string frame_line = "[  0] 0x000000000000002b " + std::string(34, ' ') + "<unknown-module>+00000000\n";
+
+/// What follows the message.
+std::string rest(const std::string& thread, const std::string& origin, std::uint64_t rip, const std::string& stack) {
+  return "\n\nCurrent Thread: '" + thread + "' id 4711\n\nRegister State (" + origin + "):\n" + block(rip) +
+         "\nStack Trace (" + origin + "):\n" + stack + "\n";
+}
 
 std::string report_of(const report_event& event, const thread_context& context) {
   std::ostringstream os;
@@ -96,43 +96,36 @@ TEST_F(Report, ContextsAreEmptyOrEqualByTheirRecords) {
   changing.capture();
   std::ostringstream text;
   changing.format(text);
-  EXPECT_EQ(text.str(), block("000000000000002a"));
+  EXPECT_EQ(text.str(), block(0x2a));
   changing.reset(nullptr);
   text.str("");
   changing.format(text);
   EXPECT_EQ(text.str(), "(empty)\n");
 }
 
-TEST_F(Report, OfAnAssertionCapturesThePresentState) {
-  host_system().thread_name = "planner";
-  EXPECT_EQ(report_of({true, "it broke", "solve.cpp", 17, "int solve()"}, thread_context(false)),
-            "\nAssertion in int solve() at solve.cpp line 17:\nit broke\n\nCurrent Thread: 'planner' id 4711\n\n"
-            "Register State (captured):\n" +
-                block("000000000000002a") + "\nStack Trace (captured):\n" + frame_line + "\n");
-}
-
-TEST_F(Report, OfAFaultShowsItsStateAndOnlyWhatIsKnownOfThePlace) {
-  const std::string rest = "\nit broke\n\nCurrent Thread: '<unknown>' id 4711\n\nRegister State (from fault):\n" +
-                           block("0000000000000063") + "\nStack Trace (from fault):\n" + frame_line + "\n";
+TEST_F(Report, ShowsThePresentStateOrThatOfTheFaultAndOnlyWhatIsKnownOfThePlace) {
   const thread_context fault(make_fault(0x63));
-  EXPECT_EQ(report_of({false, "it broke", nullptr, 9, nullptr}, fault), "\nAbnormal termination:" + rest);
-  EXPECT_EQ(report_of({true, "it broke", "", 9, ""}, fault), "\nAssertion:" + rest);
+  const std::string of_fault = "it broke" + rest("<unknown>", "from fault", 0x63, frame_line);
+  EXPECT_EQ(report_of({false, "it broke", nullptr, 9, nullptr}, fault), "\nAbnormal termination:\n" + of_fault);
+  EXPECT_EQ(report_of({true, "it broke", "", 9, ""}, fault), "\nAssertion:\n" + of_fault);
   EXPECT_EQ(report_of({true, "it broke", "f", -2147483647 - 1, ""}, fault),
-            "\nAssertion at f line -2147483648:" + rest);
+            "\nAssertion at f line -2147483648:\n" + of_fault);
+  host_system().thread_name = "planner";
+  EXPECT_EQ(
+      report_of({true, "it broke", "solve.cpp", 17, "int solve()"}, false),
+      "\nAssertion in int solve() at solve.cpp line 17:\nit broke" + rest("planner", "captured", 0x2a, frame_line));
 }
 
 TEST_F(Report, TellsAnExceptionOnItsWayAndEnds) {
   const thread_context fault(make_fault(0x63));
-  const std::string head =
-      "\nAbnormal termination:\nx\n\nCurrent Thread: '<unknown>' id 4711\n\n"
-      "Register State (from fault):\n" +
-      block("0000000000000063") + "\nStack Trace (from fault):\n";
-  host_system().before_capture = [] { throw std::runtime_error("no symbols"); };
-  EXPECT_EQ(report_of({false, "x", nullptr, 0, nullptr}, fault),
-            head + "no symbols exception during abnormal termination\n\n");
-  host_system().before_capture = [] { throw 5; };
-  EXPECT_EQ(report_of({false, "x", nullptr, 0, nullptr}, fault),
-            head + "Unknown exception during abnormal termination\n\n");
+  const auto expect_told = [&](const std::string& failure, void (*fail)()) {
+    host_system().before_capture = fail;
+    EXPECT_EQ(report_of({false, "x", nullptr, 0, nullptr}, fault),
+              "\nAbnormal termination:\nx" +
+                  rest("<unknown>", "from fault", 0x63, failure + " exception during abnormal termination\n"));
+  };
+  expect_told("no symbols", [] { throw std::runtime_error("no symbols"); });
+  expect_told("Unknown", [] { throw 5; });
 }
 
 TEST(EscapedMessage, IsAsciiAndCutAt511Bytes) {
