@@ -72,6 +72,12 @@ void expect_pieces_give(const std::basic_string<Out>& whole, const std::basic_st
   ASSERT_EQ(converter.convert(&to, to + whole.size(), &from, from + text.size(), true), 0U) << name;
 }
 
+TEST(StreamConverter, TellsThatAsciiPassesWhereItIsTheSame) {
+  EXPECT_TRUE(stream_codecvt_string_to_ustring("UTF-8", true).passes_ascii());
+  EXPECT_TRUE(stream_codecvt_ustring_to_string("Shift_JIS", true).passes_ascii());
+  EXPECT_FALSE(stream_codecvt_ustring_to_string("UTF-16", true).passes_ascii());
+}
+
 TEST(StreamConverter, PiecesPutTogetherGiveWhatTheWholeGives) {
   seeded_random random;
   for (int i = 0; i != 1000 && !HasFailure(); ++i) {
