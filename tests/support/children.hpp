@@ -14,10 +14,11 @@ namespace children {
 
 namespace process = foundation::core::process;
 
-/// The child program `name` of the test programs' folder with `arguments` (UTF-8).
-inline process::command command(const std::string& name, std::vector<std::string> arguments = {}) {
-  process::command made(test_support::child_path(name));
+/// The program of children/child.cpp, which says what it does in a mode with its arguments (UTF-8).
+inline process::command command(const std::string& mode, std::vector<std::string> arguments = {}) {
+  process::command made(test_support::child_path("child"));
   made.args() = std::move(arguments);
+  made.args().insert(made.args().begin(), mode);
   return made;
 }
 
@@ -40,7 +41,7 @@ inline process::context output_to(process::iopipe& pipe) {
 
 /// A child that ends with `code` after `delay_ms` milliseconds.
 inline process::process exiting_child(unsigned code, unsigned delay_ms = 0) {
-  return process::process(command("child_exit", {std::to_string(code), std::to_string(delay_ms)}));
+  return process::process(command("exit", {std::to_string(code), std::to_string(delay_ms)}));
 }
 
 /// Waits until the child has ended, without touching the object.
@@ -61,7 +62,7 @@ class common_event {
     CloseHandle(event_);
   }
   void set() { SetEvent(event_); }
-  process::process make_waiting_child() const { return process::process(command("child_wait", {name_})); }
+  process::command waiting() const { return command("wait", {name_}); }
 
  private:
   static inline unsigned made_ = 0;
@@ -69,33 +70,21 @@ class common_event {
   HANDLE event_;
 };
 
-/// A child that lives until its standard input is closed, or until this object goes.
+/// A child that lives until it is told to finish, or until this object goes. It inherits by a list.
 class waiting_child {
  public:
-  waiting_child() : child_(command("child_wait"), make_context()) {
-    std::string ready;
-    std::getline(output_, ready);
-  }
-  ~waiting_child() { finish(); }
-
   process::process& object() { return child_; }
-  void finish() {
-    if (input_.is_open_for_write()) {
-      input_.close_for_write();
-    }
-  }
+  void finish() { end_.set(); }
 
  private:
-  process::context make_context() {
-    process::context made = output_to(output_);
-    made.std_in(process::pipe_from(input_));
+  static process::context with_a_list() {
+    process::context made;
     made.explicitlyInheritHandles(true);
     return made;
   }
 
-  process::iopipe input_;
-  process::iopipe output_{0};
-  process::process child_;
+  common_event end_;
+  process::process child_{end_.waiting(), with_a_list()};
 };
 
 }  // namespace children

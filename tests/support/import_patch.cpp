@@ -9,24 +9,27 @@
 namespace test_support {
 namespace {
 
-// The word of the module's import table that holds `function`, or null. The names stand in a second table, entry by
-// entry; addresses in it are offsets from the module's base.
-import_patch::any_function* find_slot(HMODULE module, const char* function) {
+// Calls `visit` with each name that the module imports, the DLL that it comes from, and the word of the import table
+// that holds the function, until one answers true. The names stand in a second table, entry by entry; addresses in it
+// are offsets from the module's base.
+template <class Visit>
+void find_import(HMODULE module, Visit visit) {
   const auto base = reinterpret_cast<std::byte*>(module);
   ULONG size = 0;
-  const auto* dll = static_cast<const IMAGE_IMPORT_DESCRIPTOR*>(
-      ::ImageDirectoryEntryToData(module, TRUE, IMAGE_DIRECTORY_ENTRY_IMPORT, &size));
+  const auto* dll = !module ? nullptr
+                            : static_cast<const IMAGE_IMPORT_DESCRIPTOR*>(
+                                  ::ImageDirectoryEntryToData(module, TRUE, IMAGE_DIRECTORY_ENTRY_IMPORT, &size));
   for (; dll != nullptr && dll->Name != 0; ++dll) {
     const auto* name = reinterpret_cast<const IMAGE_THUNK_DATA*>(base + dll->OriginalFirstThunk);
     auto* slot = reinterpret_cast<import_patch::any_function*>(base + dll->FirstThunk);
     for (; name->u1.AddressOfData != 0; ++name, ++slot) {
       const auto* import = reinterpret_cast<const IMAGE_IMPORT_BY_NAME*>(base + name->u1.AddressOfData);
-      if (!IMAGE_SNAP_BY_ORDINAL(name->u1.Ordinal) && std::strcmp(&import->Name[0], function) == 0) {
-        return slot;
+      if (!IMAGE_SNAP_BY_ORDINAL(name->u1.Ordinal) &&
+          visit(&import->Name[0], reinterpret_cast<const char*>(base + dll->Name), slot)) {
+        return;
       }
     }
   }
-  return nullptr;
 }
 
 // Import tables are read-only once the loader is done. The store is one aligned word: callers see the old or the new.
@@ -44,7 +47,10 @@ bool store(import_patch::any_function* slot, import_patch::any_function value) {
 import_patch::import_patch(const char* module, const char* function, any_function replacement,
                            std::atomic<any_function>& original) {
   const HMODULE loaded = ::GetModuleHandleA(module);
-  slot_ = loaded ? find_slot(loaded, function) : nullptr;
+  find_import(loaded, [&](const char* name, const char*, any_function* slot) {
+    slot_ = std::strcmp(name, function) == 0 ? slot : nullptr;
+    return slot_ != nullptr;
+  });
   const std::string what = std::string(module ? module : "the program") + " -> " + function;
   if (slot_ == nullptr) {
     throw std::runtime_error("import_patch: no such module or import: " + what);
@@ -60,6 +66,17 @@ import_patch::~import_patch() {
   const DWORD error = ::GetLastError();
   store(slot_, original_);
   ::SetLastError(error);
+}
+
+std::vector<std::string> imports_of(const char* module, const char* dll) {
+  std::vector<std::string> names;
+  find_import(::GetModuleHandleA(module), [&](const char* name, const char* from, import_patch::any_function*) {
+    if (::lstrcmpiA(from, dll) == 0) {
+      names.emplace_back(name);
+    }
+    return false;
+  });
+  return names;
 }
 
 }  // namespace test_support

@@ -28,7 +28,9 @@
 #include <mutex>
 #include <optional>
 #include <stdexcept>
+#include <string>
 #include <utility>
+#include <vector>
 
 namespace test_support {
 
@@ -48,9 +50,12 @@ class import_patch {
   ~import_patch();
 
  private:
-  any_function* slot_;  ///< the word of the import table
+  any_function* slot_ = nullptr;  ///< the word of the import table
   any_function original_;
 };
+
+/// The names that a loaded module imports from `dll`.
+std::vector<std::string> imports_of(const char* module, const char* dll);
 
 /// Watches and breaks one imported function of one module. `Function` is its pointer type, such as
 /// `decltype(&CloseHandle)`, or spelt out where the compiler complains of ignored attributes.

@@ -3,6 +3,10 @@
 
 #include <fl/process.hpp>
 
+#include "refusals.hpp"
+
+#include <boost/algorithm/string/erase.hpp>
+#include <boost/algorithm/string/replace.hpp>
 #include <boost/system/system_error.hpp>
 
 #include <windows.h>
@@ -18,7 +22,7 @@ namespace launch_texts {
 namespace process = foundation::core::process;
 
 /// The error of the system calls that a test refuses.
-constexpr DWORD injected_code = ERROR_NOT_ENOUGH_QUOTA;
+constexpr DWORD injected_code = test_support::refused_code;
 
 /// How a refused call is told.
 inline std::string told(const std::string& call, DWORD code = injected_code) {
@@ -47,6 +51,16 @@ std::string text_of_launch(const process::command& what, const process::context&
   } catch (const std::exception& e) {
     return std::string("another exception: ") + e.what();
   }
+}
+
+/// The outcomes of refusals with the reason alone where a launch failed with a process_init_error.
+inline test_support::refusal_outcomes reasons(const process::command& what, test_support::refusal_outcomes outcomes) {
+  const std::string text = "process_init_error: " + init_error_text(what, "");
+  for (auto& [call, outcome] : outcomes) {
+    boost::algorithm::replace_all(outcome, text.substr(0, text.size() - 1), "");
+    boost::algorithm::erase_all(outcome, "\n");
+  }
+  return outcomes;
 }
 
 /// Answers a FormatMessageW that allocates its `buffer`.

@@ -2,54 +2,46 @@
 
 #include "import_patch.hpp"
 
-#include <cstdlib>
-#include <memory>
-#include <vector>
+#include <stdexcept>
 
 namespace test_support {
 namespace {
 
 std::atomic<bool> memory_is_gone = false;
 std::atomic<int> refused = 0;
-/// What the imports called before: the functions of the run-time that the program uses, of which there are two kinds.
-std::atomic<import_patch::any_function> real_malloc, real_calloc, real_realloc;
+/// Takes the place of malloc, calloc or realloc, which their parameters tell apart.
+template <class... Arguments>
+struct shortage {
+  static constinit inline std::atomic<import_patch::any_function> original = nullptr;
 
-void* try_malloc(std::size_t size) {
-  return memory_is_gone ? ++refused, nullptr : reinterpret_cast<decltype(&std::malloc)>(real_malloc.load())(size);
-}
-void* try_calloc(std::size_t count, std::size_t size) {
-  return memory_is_gone ? ++refused,
-         nullptr        : reinterpret_cast<decltype(&std::calloc)>(real_calloc.load())(count, size);
-}
-void* try_realloc(void* block, std::size_t size) {
-  return memory_is_gone ? ++refused,
-         nullptr        : reinterpret_cast<decltype(&std::realloc)>(real_realloc.load())(block, size);
-}
+  static void* allocate(Arguments... arguments) {
+    using function = void* (*)(Arguments...);
+    return memory_is_gone ? ++refused, nullptr : reinterpret_cast<function>(original.load())(arguments...);
+  }
+  /// For good. Returns 1 if the module uses the function, or else 0.
+  static std::size_t patch(const char* module, const char* function) {
+    try {
+      new import_patch(module, function, reinterpret_cast<import_patch::any_function>(&allocate), original);
+      return 1;
+    } catch (const std::runtime_error&) {
+      return 0;
+    }
+  }
+};
 
 }  // namespace
 
 std::size_t take_memory_away() {
-  const struct {
-    const char* name;
-    import_patch::any_function replacement;
-    std::atomic<import_patch::any_function>& original;
-  } functions[] = {{"malloc", reinterpret_cast<import_patch::any_function>(try_malloc), real_malloc},
-                   {"calloc", reinterpret_cast<import_patch::any_function>(try_calloc), real_calloc},
-                   {"realloc", reinterpret_cast<import_patch::any_function>(try_realloc), real_realloc}};
-  static std::vector<std::unique_ptr<import_patch>> patches;
+  std::size_t patched = 0;
   for (const char* const module :
        {"libqxfl.dll", "libqxfoundation_conc_common.dll", "libqxfoundation_log.dll", "libgcc_s_seh-1.dll",
         "libwinpthread-1.dll", "libstdc++-6.dll", static_cast<const char*>(nullptr)}) {
-    for (const auto& [name, replacement, original] : functions) {
-      try {
-        patches.push_back(std::make_unique<import_patch>(module, name, replacement, original));
-      } catch (const std::runtime_error&) {
-        // This module does not use this function.
-      }
-    }
+    patched += shortage<std::size_t>::patch(module, "malloc");
+    patched += shortage<std::size_t, std::size_t>::patch(module, "calloc");
+    patched += shortage<void*, std::size_t>::patch(module, "realloc");
   }
   memory_is_gone = true;
-  return patches.size();
+  return patched;
 }
 
 void give_memory_back() {

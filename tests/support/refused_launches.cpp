@@ -8,29 +8,32 @@
 namespace test_support {
 namespace {
 
-using create_process = decltype(&::CreateProcessW);
-
 constexpr int most_tries = 4;
-std::atomic<import_patch::any_function> real_create_process;
+
+template <class Function>
+struct retried;
 
 template <class... Arguments>
-BOOL create_process_again(Arguments... arguments) {
-  const auto create = reinterpret_cast<create_process>(real_create_process.load());
-  for (int tries = 1;; ++tries) {
-    if (create(arguments...)) {
-      return TRUE;
-    }
-    if (::GetLastError() != ERROR_INTERNAL_ERROR || tries == most_tries) {
-      return FALSE;
+struct retried<BOOL (*)(Arguments...)> {
+  static inline std::atomic<import_patch::any_function> original;
+
+  static BOOL create(Arguments... arguments) {
+    for (int tries = 1;; ++tries) {
+      if (reinterpret_cast<BOOL (*)(Arguments...)>(original.load())(arguments...)) {
+        return TRUE;
+      }
+      if (::GetLastError() != ERROR_INTERNAL_ERROR || tries == most_tries) {
+        return FALSE;
+      }
     }
   }
-}
+};
 
-void patch_for_good(const char* module) {
-  const create_process again = &create_process_again;
+template <class Function>
+void patch_for_good(const char* module, const char* name) {
   try {
-    new import_patch(module, "CreateProcessW", reinterpret_cast<import_patch::any_function>(again),
-                     real_create_process);
+    new import_patch(module, name, reinterpret_cast<import_patch::any_function>(&retried<Function>::create),
+                     retried<Function>::original);
   } catch (const std::runtime_error&) {
     // This module is not part of the program, or starts nothing.
   }
@@ -39,8 +42,9 @@ void patch_for_good(const char* module) {
 }  // namespace
 
 void retry_launches_that_wine_refuses() {
-  patch_for_good(nullptr);
-  patch_for_good("libqxfl.dll");
+  patch_for_good<decltype(&::CreateProcessW)>(nullptr, "CreateProcessW");
+  patch_for_good<decltype(&::CreateProcessW)>("libqxfl.dll", "CreateProcessW");
+  patch_for_good<decltype(&::CreateProcessA)>(nullptr, "CreateProcessA");  // by EXPECT_EXIT
 }
 
 }  // namespace test_support

@@ -2,113 +2,79 @@
 
 #include <dlmalloc/validator.hpp>
 
-#include <gtest/gtest.h>
+#include "seeded_random.hpp"
 
+#include <algorithm>
 #include <mutex>
-#include <random>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace {
 
 using namespace foundation::core::mem::dlmalloc;
+using test_support::seeded_random;
 
-/// A block with its size and with the byte that fills it.
+/// A block that one thread has made for another.
 struct parcel {
   unsigned char* block;
   std::size_t size;
-  unsigned char content;
-
-  bool is_intact() const {
-    return std::all_of(block, block + size, [this](unsigned char byte) { return byte == content; });
-  }
-};
-
-class inbox {
- public:
-  void put(parcel sent) {
-    const std::lock_guard guard(mutex_);
-    parcels_.push_back(sent);
-  }
-  std::vector<parcel> take_all() {
-    const std::lock_guard guard(mutex_);
-    return std::exchange(parcels_, {});
-  }
-
- private:
-  std::mutex mutex_;
-  std::vector<parcel> parcels_;
+  unsigned char content;  ///< of each byte
 };
 
 constexpr unsigned thread_count = 8;
+struct {
+  std::mutex guard;
+  std::vector<parcel> parcels;
+} inboxes[thread_count];
 
-/// What one thread does: makes blocks for its neighbours, and resizes, checks and frees those that it gets.
-class worker {
- public:
-  worker(std::vector<inbox>& inboxes, unsigned number) : inboxes_(inboxes), number_(number), random_(number) {}
+void send(seeded_random& random, unsigned from) {
+  const std::size_t size = random.chance(1) ? 300'000 : random.between(1, 2000);
+  void* const block = random.chance(25) ? dlcalloc(1, size) : dlmalloc(size);
+  ASSERT_NE(block, nullptr);
+  const auto content = static_cast<unsigned char>(random.bits());
+  std::memset(block, content, size);
+  auto& inbox = inboxes[(from + random.between(1, 3)) % thread_count];
+  const std::lock_guard lock(inbox.guard);
+  inbox.parcels.push_back({static_cast<unsigned char*>(block), size, content});
+}
 
-  void run_rounds(int rounds) {
-    for (int round = 0; round < rounds; ++round) {
-      for (int count = 0; count < 60; ++count) {
-        send();
-      }
-      receive();
+/// Checks and frees what has arrived. Some of it is resized before.
+void receive(seeded_random& random, unsigned number) {
+  std::unique_lock lock(inboxes[number].guard);
+  const auto parcels = std::exchange(inboxes[number].parcels, {});
+  lock.unlock();
+  for (auto [block, size, content] : parcels) {
+    if (random.chance(25)) {
+      const std::size_t resized = random.between(1, 4000);
+      block = static_cast<unsigned char*>(dlrealloc(block, resized));
+      size = std::min(size, resized);
     }
+    EXPECT_EQ(std::count(block, block + size, content), static_cast<std::ptrdiff_t>(size));
+    dlfree(block);
   }
-  void receive() {
-    for (parcel& received : inboxes_[number_].take_all()) {
-      damaged += !received.is_intact();
-      if (random_() % 4 == 0) {
-        resize(received);
-      }
-      dlfree(received.block);
+}
+
+void work(unsigned number) {
+  seeded_random random(number);
+  for (int round = 0; round < 50; ++round) {
+    for (int count = 0; count < 60; ++count) {
+      send(random, number);
     }
+    receive(random, number);
   }
-
-  unsigned damaged = 0;
-  unsigned refused = 0;
-
- private:
-  void send() {
-    const std::size_t size = random_() % 100 == 0 ? 300'000 : random_() % 2000 + 1;
-    void* const block = random_() % 4 == 0 ? dlcalloc(1, size) : dlmalloc(size);
-    if (block == nullptr) {
-      ++refused;
-      return;
-    }
-    const auto content = static_cast<unsigned char>(random_());
-    std::memset(block, content, size);
-    inboxes_[(number_ + 1 + random_() % 3) % thread_count].put({static_cast<unsigned char*>(block), size, content});
-  }
-  void resize(parcel& received) {
-    const std::size_t size = random_() % 4000 + 1;
-    received.block = static_cast<unsigned char*>(dlrealloc(received.block, size));
-    received.size = std::min(received.size, size);
-    damaged += !received.is_intact();
-  }
-
-  std::vector<inbox>& inboxes_;
-  unsigned number_;
-  std::mt19937_64 random_;
-};
+}
 
 TEST(ArenaThreads, HandBlocksToEachOtherUnharmed) {
-  std::vector<inbox> inboxes(thread_count);
-  std::vector<worker> workers;
+  {
+    std::vector<std::jthread> threads;
+    for (unsigned number = 0; number < thread_count; ++number) {
+      threads.emplace_back(work, number);
+    }
+  }
+  seeded_random random;
   for (unsigned number = 0; number < thread_count; ++number) {
-    workers.emplace_back(inboxes, number);
-  }
-  std::vector<std::thread> threads;
-  for (worker& each : workers) {
-    threads.emplace_back([&each] { each.run_rounds(50); });
-  }
-  for (std::thread& each : threads) {
-    each.join();
-  }
-  for (worker& each : workers) {
-    each.receive();
-    EXPECT_EQ(each.damaged, 0u);
-    EXPECT_EQ(each.refused, 0u);
+    receive(random, number);
   }
   sys_trim(arena);
   validate(arena);

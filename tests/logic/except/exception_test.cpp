@@ -185,7 +185,7 @@ template <class Error>
 void expect_arrives(const Error& error) {
   const auto expect_caught = [&](const std::function<void()>& raise) {
     using base = std::conditional_t<std::is_convertible_v<const Error*, const exception*>, exception, IException>;
-    EXPECT_THAT(raise, testing::ThrowsMessage<base>(error.what()));
+    EXPECT_THAT(raise, testing::Throws<base>(testing::Property(&base::what, testing::StrEq(error.what()))));
     expect_caught_as_all<
         Error, InvalidErrorID, system_error, std::out_of_range, std::runtime_error, std::bad_alloc, exception,
         AnonymousInternalException<InvalidErrorID>, AnonymousInternalException<system_error>,

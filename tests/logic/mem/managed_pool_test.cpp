@@ -12,6 +12,7 @@
 #include <cstring>
 #include <limits>
 #include <new>
+#include <span>
 #include <stdexcept>
 #include <utility>
 #include <vector>
@@ -30,21 +31,20 @@ struct block {
   std::size_t size;
 };
 
-// Of fixed size: it is used within `operator new`.
+// Its blocks are of fixed size: it is used within `operator new`.
 struct {
   std::array<block, 2000> blocks;  // that are allocated
   std::size_t count = 0;
-  std::array<std::size_t, 64> asked;  // the latest sizes
-  std::size_t times_asked = 0;
-  std::size_t limit = no_limit;  // larger requests fail
+  std::vector<std::size_t> asked;  // the sizes since `asked_by` began
+  std::size_t limit = no_limit;    // larger requests fail
 } heap;
 
-block* end_of_blocks() {
-  return heap.blocks.data() + heap.count;
+std::span<block> blocks() {
+  return {heap.blocks.data(), heap.count};
 }
 
 void* watched_new(std::size_t size) {
-  heap.asked[heap.times_asked++ % heap.asked.size()] = size;
+  heap.asked.push_back(size);
   char* const made = size <= heap.limit ? static_cast<char*>(std::malloc(size)) : nullptr;
   if (made != nullptr) {
     heap.blocks.at(heap.count++) = {made, size};
@@ -53,10 +53,11 @@ void* watched_new(std::size_t size) {
 }
 
 void watched_delete(void* p) {
-  const auto found =
-      std::find_if(heap.blocks.data(), end_of_blocks(), [=](const block& one) { return one.begin == p; });
-  if (found != end_of_blocks()) {
-    *found = heap.blocks[--heap.count];
+  for (block& one : blocks()) {
+    if (one.begin == p) {
+      one = heap.blocks[--heap.count];
+      break;
+    }
   }
   std::free(p);
 }
@@ -98,9 +99,9 @@ namespace {
 /// The sizes that `work` asks for.
 template <class Work>
 std::vector<std::size_t> asked_by(Work work) {
-  heap.times_asked = 0;
+  heap.asked.clear();
   work();
-  return {heap.asked.data(), heap.asked.data() + heap.times_asked};
+  return heap.asked;
 }
 
 std::vector<std::size_t> blocks_of(std::size_t chunk_size, std::vector<std::size_t> chunks) {
@@ -238,12 +239,11 @@ class client {
     pool_.deallocate(chunk);
   }
   std::size_t count() const { return chunks_.size(); }
-  void sort() { std::sort(chunks_.begin(), chunks_.end()); }
-  /// Whether a chunk of this block is handed out. Only after `sort`.
+  /// Whether a chunk of this block is handed out.
   bool uses(const block& one) const {
-    const auto found = std::lower_bound(chunks_.begin(), chunks_.end(), one.begin,
-                                        [](const auto& chunk, const char* begin) { return chunk.first < begin; });
-    return found != chunks_.end() && found->first < one.begin + one.size;
+    return std::any_of(chunks_.begin(), chunks_.end(), [&](const auto& chunk) {
+      return chunk.first >= one.begin && chunk.first < one.begin + one.size;
+    });
   }
 
  private:
@@ -255,19 +255,18 @@ class client {
 
 /// All blocks without a chunk in use go, and the chunks that stay free come in the order of their addresses.
 void check_release(managed_pool& pool, client& user, std::size_t rounded) {
-  user.sort();
-  const auto in_use = [&](const block& one) { return user.uses(one); };
-  const auto used = std::count_if(heap.blocks.data(), end_of_blocks(), in_use);
-  const bool any_unused = used != end_of_blocks() - heap.blocks.data();
-  EXPECT_EQ(pool.release_free_memory(), any_unused);
-  EXPECT_EQ(used, end_of_blocks() - heap.blocks.data());
-  EXPECT_TRUE(std::all_of(heap.blocks.data(), end_of_blocks(), in_use));
-  std::size_t chunks = 0;
-  std::for_each(heap.blocks.data(), end_of_blocks(), [&](const block& one) { chunks += (one.size - foot) / rounded; });
+  std::size_t used = 0, chunks = 0;
+  for (const block& one : blocks()) {
+    used += user.uses(one);
+    chunks += user.uses(one) ? (one.size - foot) / rounded : 0;
+  }
+  EXPECT_EQ(pool.release_free_memory(), used != heap.count);
+  EXPECT_EQ(heap.count, used);
   for (const void* last = nullptr; user.count() != chunks;) {
     const void* const next = user.take();
     EXPECT_LT(std::exchange(last, next), next);
   }
+  EXPECT_EQ(heap.count, used) << "those that stay are the used ones";
 }
 
 TEST(ManagedPool, HandsOutChunksThatNobodyElseHasAndReleasesEveryBlockThatIsNotInUse) {

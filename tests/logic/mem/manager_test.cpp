@@ -73,13 +73,11 @@ TEST(Manager, ReadsItsOptionsAndTellsWhatTheyChange) {
 
 TEST(Manager, IsMadeOnceByEightThreads) {
   const auto race = [] {
-    std::vector<std::thread> threads(8);
-    for (auto& thread : threads) {
-      thread = std::thread(manager::initialize);
+    std::vector<std::jthread> threads;
+    for (int number = 0; number != 8; ++number) {
+      threads.emplace_back(manager::initialize);
     }
-    for (auto& thread : threads) {
-      thread.join();
-    }
+    threads.clear();
     return host_manager().calls;
   };
   expect("observation", race, "pt");

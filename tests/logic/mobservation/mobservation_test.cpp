@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <string>
 
 namespace {
 
@@ -44,7 +45,7 @@ TEST(ObservationReport, HasALineForEachClassThatWasUsedAndOneForAll) {
             "70368744179683\n");
 }
 
-TEST(ObservationReport, HasRoomForAllClasses) {
+TEST(ObservationReport, HasRoomForAllClassesAndIsCutThen) {
   counters counted;
   for (std::size_t which = 0; which != size_classes; ++which) {
     counted.allocated(std::size_t{1} << which);
@@ -52,9 +53,7 @@ TEST(ObservationReport, HasRoomForAllClasses) {
   report_text text;
   put_table(text, counted);
   EXPECT_EQ(std::count(text.view().begin(), text.view().end(), '\n'), 50);
-  for (int i = 0; i != 1000; ++i) {
-    text.put("0123456789");
-  }
+  text.put(std::string(8192, 'x'));
   EXPECT_EQ(text.view().size(), 8192u);
 }
 

@@ -5,6 +5,7 @@
 #include <fl/process/open_mode.hpp>
 
 #include "host/pipe_calls.hpp"
+#include "thrown_text.hpp"
 
 #include <boost/tuple/tuple.hpp>
 #include <gtest/gtest.h>
@@ -12,6 +13,7 @@
 #include <atomic>
 #include <memory>
 #include <stdexcept>
+#include <string>
 #include <thread>
 
 namespace {
@@ -21,19 +23,13 @@ namespace open_mode = process::open_mode;
 using process::context;
 using process::iopipe;
 using process::mock_process;
+using test_support::text_thrown_by;
 
 void expect_detached(mock_process& child) {
-  const auto expect_throw = [](auto call) {
-    try {
-      call();
-      ADD_FAILURE() << "does not throw";
-    } catch (const std::logic_error& error) {
-      EXPECT_STREQ(error.what(), "mock_process is detached");
-    }
-  };
-  expect_throw([&] { child.join(); });
-  expect_throw([&] { child.exit_status(); });
-  expect_throw([&] { child.exited(); });
+  const std::string detached = "mock_process is detached";
+  EXPECT_EQ(text_thrown_by<std::logic_error>([&] { child.join(); }), detached);
+  EXPECT_EQ(text_thrown_by<std::logic_error>([&] { child.exit_status(); }), detached);
+  EXPECT_EQ(text_thrown_by<std::logic_error>([&] { child.exited(); }), detached);
 }
 
 void wait_until(const std::atomic<bool>& flag) {

@@ -28,22 +28,16 @@ using foundation::core::sysdep::windows::process_reaper_instance;
 using process::exit_status_variant;
 using process::implementation_qos;
 using process::detail::exited;
-using test_support::child_system;
 
 namespace {
 
 using status_future = boost::shared_future<exit_status_variant>;
 
-// Has a new child waited for.
-status_future wait_on_new_child(process_reaper& reaper, child_system& system) {
+status_future wait_on(void* child, process_reaper& reaper = *process_reaper_instance()) {
   exit_status_promise promise;
   status_future status = promise.get_future().share();
-  reaper.async_wait_on(system.make_child(), std::move(promise));
+  reaper.async_wait_on(child, std::move(promise));
   return status;
-}
-
-status_future wait_on_new_child(child_system& system) {
-  return wait_on_new_child(*process_reaper_instance(), system);
 }
 
 }  // namespace
@@ -53,7 +47,7 @@ using Reaper = test_support::with_child_system;
 TEST_F(Reaper, EachFutureGetsTheAnswerForItsOwnChild) {
   std::vector<status_future> statuses;
   for (int i = 0; i < 3; ++i) {
-    statuses.push_back(wait_on_new_child(system));
+    statuses.push_back(wait_on(system.make_child()));
   }
   system.end(2, 22);
   EXPECT_EQ(statuses[1].get(), exit_status_variant(exited{22, 22}));
@@ -63,6 +57,12 @@ TEST_F(Reaper, EachFutureGetsTheAnswerForItsOwnChild) {
   system.before("read_exit_status", test_support::refusal("GetExitCodeProcess"));
   system.end(3);
   EXPECT_THROW(statuses[2].get(), boost::system::system_error) << "a refusal is an answer, too";
+  system.before("read_exit_status", nullptr);
+  for (int id = 4; id != 24; ++id) {  // The callback of a child that has ended comes before its registration is over.
+    void* const ended = system.make_child();
+    system.end(id, 44);
+    EXPECT_EQ(wait_on(ended).get(), exit_status_variant(exited{44, 44}));
+  }
 }
 
 TEST_F(Reaper, ARefusedRegistrationClosesTheHandleAndBreaksThePromise) {
@@ -81,26 +81,14 @@ TEST_F(Reaper, ARefusedRegistrationClosesTheHandleAndBreaksThePromise) {
   EXPECT_EQ(system.open_handles(), 0u);
 }
 
-// The callback of a child that has ended comes before its registration is over.
-TEST_F(Reaper, ReapsAChildThatHasEndedBeforeItIsWaitedFor) {
-  for (int i = 0; i < 20; ++i) {
-    void* const child = system.make_child();
-    system.end(i + 1, 3);
-    exit_status_promise promise;
-    const status_future status = promise.get_future().share();
-    process_reaper_instance()->async_wait_on(child, std::move(promise));
-    EXPECT_EQ(status.get(), exit_status_variant(exited{3, 3}));
-  }
-}
-
 TEST_F(Reaper, JoinFindsEveryFutureReady) {
   std::atomic<int> in_callbacks{0};
   system.before("read_exit_status", [&] {
     ++in_callbacks;
     std::this_thread::sleep_for(std::chrono::milliseconds(10));  // Time for a join that would not wait for it.
   });
-  const status_future first = wait_on_new_child(system);
-  const status_future second = wait_on_new_child(system);
+  const status_future first = wait_on(system.make_child());
+  const status_future second = wait_on(system.make_child());
   system.end(1);
   system.end(2);
   while (in_callbacks < 2) {
@@ -114,7 +102,7 @@ TEST_F(Reaper, JoinFindsEveryFutureReady) {
 TEST_F(Reaper, MayGoAsSoonAsItHasBeenJoined) {
   for (int round = 1; round <= 100; ++round) {
     auto reaper = std::make_unique<process_reaper>();
-    wait_on_new_child(*reaper, system);
+    wait_on(system.make_child(), *reaper);
     std::thread ending([&] { system.end(round); });
     reaper->join();
     reaper.reset();
@@ -123,13 +111,13 @@ TEST_F(Reaper, MayGoAsSoonAsItHasBeenJoined) {
 }
 
 TEST_F(Reaper, ANewQualityOfServiceBreaksTheOpenFuturesAtTheNextUse) {
-  const status_future status = wait_on_new_child(system);
+  const status_future status = wait_on(system.make_child());
   testing_hooks::set_implementation_qos(implementation_qos{7});
   EXPECT_FALSE(status.is_ready());
   EXPECT_EQ(testing_hooks::get_implementation_qos(), implementation_qos{2});
   EXPECT_THROW(status.get(), boost::broken_promise);
   EXPECT_EQ(system.registered_waits(), 0u);
-  const status_future next = wait_on_new_child(system);
+  const status_future next = wait_on(system.make_child());
   testing_hooks::set_implementation_qos(implementation_qos{7});
   testing_hooks::get_implementation_qos();
   EXPECT_FALSE(next.is_ready()) << "the value in force changes nothing";
@@ -140,7 +128,7 @@ TEST_F(Reaper, IsReplacedSafelyWhileChildrenEnd) {
   for (std::uint32_t round = 100; round < 140; ++round) {
     std::vector<status_future> statuses;
     for (int i = 0; i < 3; ++i) {
-      statuses.push_back(wait_on_new_child(system));
+      statuses.push_back(wait_on(system.make_child()));
     }
     std::thread ending([&] { system.end_all(); });
     testing_hooks::set_implementation_qos(implementation_qos{round});
@@ -158,7 +146,7 @@ TEST_F(Reaper, ContinuationsMayWaitForAllOthersAndReplaceIt) {
     std::atomic<std::uint32_t> next{replacement};
     std::vector<boost::future<void>> done;
     for (int i = 0; i < 4; ++i) {
-      done.push_back(wait_on_new_child(system).then(boost::launch::sync, [&](auto) {
+      done.push_back(wait_on(system.make_child()).then(boost::launch::sync, [&](auto) {
         if (replacement != 0) {
           testing_hooks::set_implementation_qos(implementation_qos{++next});
         }
@@ -175,7 +163,7 @@ TEST_F(Reaper, ContinuationsMayWaitForAllOthersAndReplaceIt) {
 TEST_F(Reaper, AtExitGivesUpItsWaitsUnlessTheProcessEnds) {
   static std::shared_ptr<process_reaper> last;
   last = std::make_shared<process_reaper>();
-  const status_future status = wait_on_new_child(*last, system);
+  const status_future status = wait_on(system.make_child(), *last);
   test_support::set_process_is_ending(true);
   {
     const give_up_waits_at_exit at_exit([] { return last; });

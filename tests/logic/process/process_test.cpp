@@ -22,7 +22,6 @@ namespace process = foundation::core::process;
 using process::exit_status_variant;
 using process::detail::exited;
 using process::detail::unknown;
-using test_support::child_system;
 using test_support::refusal;
 using test_support::text_thrown_by;
 

@@ -1,19 +1,18 @@
-// What child_write writes, so that a test can work out the same bytes for itself. Runs everywhere, includes nothing of
+// What the child writes, so that a test can work out the same bytes for itself. Runs everywhere, includes nothing of
 // ours.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <string>
-#include <string_view>
 
 namespace child_pattern {
 
-/// The lines "line 000001", "line 000002", … to `count`, each followed by `line_end`.
-inline std::string lines(std::uint64_t count, std::string_view line_end = "\n") {
+/// The lines "line 000001", "line 000002", … to `count`, each followed by a line feed.
+inline std::string lines(std::uint64_t count) {
   std::string text;
   for (std::uint64_t number = 1; number <= count; ++number) {
-    text.append("line ").append(std::to_string(1'000'000 + number), 1).append(line_end);
+    text.append("line ").append(std::to_string(1'000'000 + number), 1).append("\n");
   }
   return text;
 }

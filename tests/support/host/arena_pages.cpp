@@ -1,17 +1,11 @@
 #include "host/arena_pages.hpp"
 
-#include <dlmalloc/arena_pages.hpp>
-
-#include <new>
-#include <numeric>
-
-#ifdef _WIN32
-#include <windows.h>
-#else
 #include <sys/mman.h>
 
 #include <sched.h>
-#endif
+
+#include <new>
+#include <numeric>
 
 namespace test_support {
 
@@ -19,17 +13,6 @@ namespace {
 
 constexpr std::size_t area_size = std::size_t{1} << 31;
 
-#ifdef _WIN32
-char* reserve() {
-  return static_cast<char*>(VirtualAlloc(nullptr, area_size, MEM_RESERVE, PAGE_NOACCESS));
-}
-void commit(char* start, std::size_t size) {
-  VirtualAlloc(start, size, MEM_COMMIT, PAGE_READWRITE);
-}
-void decommit(char* start, std::size_t size) {
-  VirtualFree(start, size, MEM_DECOMMIT);
-}
-#else
 char* map_nothing(char* where, std::size_t size, int fixed) {
   return static_cast<char*>(mmap(where, size, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE | fixed, -1, 0));
 }
@@ -42,7 +25,6 @@ void commit(char* start, std::size_t size) {
 void decommit(char* start, std::size_t size) {
   map_nothing(start, size, MAP_FIXED);
 }
-#endif
 
 }  // namespace
 
@@ -59,6 +41,7 @@ void scripted_pages::reset() {
   while (!regions_.empty()) {
     give(regions_.begin()->first, regions_.begin()->second);
   }
+  geometry = {4096, granularity};
   order = page_order::upwards;
   maps_left = UINT64_MAX;
   refuse_unmap = false;
@@ -68,23 +51,19 @@ void scripted_pages::reset() {
 char* scripted_pages::place(std::size_t size) const {
   char* const end = area_ + area_size - 2 * granularity;
   const std::size_t gap = order == page_order::scattered ? granularity : 0;
-  if (order == page_order::downwards) {
-    char* limit = end;
-    for (auto region = regions_.rbegin(); region != regions_.rend(); limit = region->first, ++region) {
-      if (region->first + region->second + size <= limit) {
-        return limit - size;
-      }
-    }
-    return area_ + size <= limit ? limit - size : nullptr;
-  }
+  char* best = nullptr;
   char* start = area_;
-  for (const auto& [begin, length] : regions_) {
-    if (start + size + gap <= begin) {
-      return start;
+  const auto consider = [&](char* limit) {
+    if (start + size + gap <= limit) {
+      best = order == page_order::downwards ? limit - size : best != nullptr ? best : start;
     }
+  };
+  for (const auto& [begin, length] : regions_) {
+    consider(begin);
     start = begin + length + gap;
   }
-  return size < area_size && start + size <= end ? start : nullptr;
+  consider(end);
+  return best;
 }
 
 void* scripted_pages::map(std::size_t size) {
@@ -134,7 +113,7 @@ namespace foundation::core::mem::dlmalloc::pages {
 using test_support::host_pages;
 
 geometry ask_geometry() noexcept {
-  return {4096, test_support::scripted_pages::granularity};
+  return host_pages().geometry;
 }
 
 void* map(std::size_t size, placement) noexcept {
@@ -150,11 +129,7 @@ std::uint32_t tick_count() noexcept {
 }
 
 void back_off() noexcept {
-#ifdef _WIN32
-  Sleep(1);
-#else
   sched_yield();
-#endif
 }
 
 bool process_is_ending() noexcept {

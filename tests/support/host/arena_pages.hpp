@@ -3,6 +3,8 @@
 // lock serialises the calls.
 #pragma once
 
+#include <dlmalloc/arena_pages.hpp>
+
 #include <cstddef>
 #include <cstdint>
 #include <map>
@@ -21,6 +23,7 @@ class scripted_pages {
 
   scripted_pages();
 
+  foundation::core::mem::dlmalloc::pages::geometry geometry{4096, granularity};
   page_order order = page_order::upwards;
   std::uint64_t maps_left = UINT64_MAX;  ///< mappings until there is no more memory
   bool refuse_unmap = false;             ///< nothing is taken back

@@ -3,16 +3,20 @@
 // Each callback runs on a thread of its own, while the test goes on.
 //
 // What a caller must never do ends the program: to use a handle or a wait that is not open, to close a handle that a
-// wait is registered on, and to wait in a callback for that very callback.
-//
-// One system lives at a time; without one, a call aborts. Threads: any.
+// wait is registered on, and to wait in a callback for that very callback. One system lives at a time. Threads: any.
 #pragma once
 
 #include <gtest/gtest.h>
 
+#include <condition_variable>
+#include <cstdint>
 #include <functional>
-#include <memory>
+#include <map>
+#include <mutex>
+#include <optional>
 #include <string>
+#include <thread>
+#include <vector>
 
 namespace test_support {
 
@@ -33,13 +37,33 @@ class child_system {
   std::size_t open_handles() const;
   std::size_t registered_waits() const;
   /// How often the system was called, by the name of the function.
-  unsigned calls(const std::string& function) const;
+  unsigned calls(const std::string& function);
 
   /// `run` comes at the beginning of each call of the named function, on its thread; null takes that back.
   void before(const std::string& function, std::function<void()> run);
 
-  struct state;
-  const std::unique_ptr<state> inside;
+  // What the calls that are replaced work on.
+  struct wait {
+    void* process;
+    void (*callback)(void* context, unsigned char timed_out);
+    void* context;
+    std::thread::id thread = {};  // of the callback, once it runs
+    bool finished = false;
+  };
+  void* next_handle() { return reinterpret_cast<void*>(last_handle += 4); }
+  void* open(long long child);
+  std::optional<unsigned>& code(void* handle) { return children.at(handles.at(handle)); }
+  void run_callback(void* key);
+
+  mutable std::recursive_mutex mutex;  // guards everything below
+  std::condition_variable_any changed;
+  std::map<long long, std::optional<unsigned>> children;  // their exit codes
+  std::map<void*, long long> handles;
+  std::map<void*, wait> waits;
+  std::vector<std::thread> threads;
+  std::map<std::string, unsigned> counts;
+  std::map<std::string, std::function<void()>> scripts;
+  std::uintptr_t last_handle = 0x1000;
 };
 
 /// For `before`: the system refuses the call with the code 5, access denied.

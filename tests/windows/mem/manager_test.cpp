@@ -1,107 +1,240 @@
 // The memory manager as a process has it: environment, heap, new handler and plug-in. A process makes one manager, so
-// nearly all of this happens in children. What needs no system is tested natively.
+// each case has a process of its own, which EXPECT_EXIT starts. What needs no system is tested natively.
 
-#include "run_child.hpp"
+#include <fl/diag.hpp>
+#include <fl/mem.hpp>
+
+#include "import_patch.hpp"
+#include "memory_shortage.hpp"
 #include "support.hpp"
 
-#include <gtest/gtest.h>
+#include <boost/lexical_cast/bad_lexical_cast.hpp>
+#include <gmock/gmock.h>
 
 #include <windows.h>
+#include <malloc.h>
 
-#include <optional>
+#include <csignal>
+#include <cstring>
+#include <filesystem>
+#include <iostream>
 #include <regex>
-#include <string>
-#include <string_view>
+#include <sstream>
+#include <thread>
+#include <typeinfo>
 
 namespace {
 
-using test_support::run_child;
+using foundation::core::mem::manager;
+using test_support::injected;
 using test_support::scoped_variable;
-using value = std::optional<std::string_view>;
 
-std::string without_carriage_returns(const std::string& text) {
-  return std::regex_replace(text, std::regex("\r"), "");
+constexpr const char* library = "libqxfl.dll";
+
+/// Google Test's own patterns have no groups on Windows.
+MATCHER_P(HasPattern, pattern, "") {
+  return std::regex_search(arg, std::regex(pattern));
 }
 
-/// Standard output of a child that has these options.
-std::string output(const std::string& mode, value options) {
+/// What a process with these options leaves on standard error: the text that `run` returns, behind what was reported.
+void expect(std::optional<std::string_view> options, const std::function<std::string()>& run,
+            const testing::Matcher<const std::string&>& expected, int exit_code = 0) {
   const scoped_variable variable("TESSEL_MEM_MGR", options);
-  const auto child = run_child("mem_child", mode);
-  EXPECT_EQ(child.exit_code, 0u) << child.err;
-  return without_carriage_returns(child.out);
+  EXPECT_EXIT((std::cerr << run(), std::exit(testing::Test::HasFailure())), testing::ExitedWithCode(exit_code),
+              expected);
+}
+
+/// The start-up log, and '1' or '0' for each feature.
+std::string show() {
+  std::ostringstream text;
+  manager::write_startup_log(text);
+  for (const auto type : manager::get_feature_types()) {
+    text << (manager::get_feature(type) ? '1' : '0');
+  }
+  return text.str();
 }
 
 std::string log_line(const std::string& text) {
   return "MEMORY MANAGEMENT: " + text + "\n";
 }
 
-TEST(Manager, MovesItsOptionsToWhereNoChildTakesThemForItsOwn) {
-  EXPECT_EQ(output("environment", "off"), "off off\n- -\n- -\noff off\n000010\n");
-  const scoped_variable stale("TESSEL_MEM_MGR_VALUE", "stale");
-  EXPECT_EQ(output("environment", std::nullopt), "- -\nstale stale\n- -\n- -\n000010\n");
+/// Lets the plug-in be looked for in a folder beside the program, and nowhere else.
+void take_plugin_from(const char* folder) {
+  SetDefaultDllDirectories(LOAD_LIBRARY_SEARCH_USER_DIRS);
+  const std::filesystem::path program = test_support::widen(test_support::child_path(""));
+  AddDllDirectory((program.parent_path() / folder).c_str());
 }
 
+/// As the run-time and as the system have it.
+std::string variable(const char* name) {
+  const char* const value = std::getenv(name);
+  char of_system[100] = "";
+  GetEnvironmentVariableA(name, of_system, sizeof of_system);
+  return std::string(value != nullptr ? value : "-") + " " + of_system + "\n";
+}
+
+TEST(Manager, MovesItsOptionsToWhereNoChildTakesThemForItsOwn) {
+  const auto before_and_after = [] {
+    const std::string before = variable("TESSEL_MEM_MGR") + variable("TESSEL_MEM_MGR_VALUE");
+    manager::initialize();
+    return before + variable("TESSEL_MEM_MGR") + variable("TESSEL_MEM_MGR_VALUE");
+  };
+  expect("off", before_and_after, "off off\n- \n- \noff off\n");
+  const scoped_variable stale("TESSEL_MEM_MGR_VALUE", "stale");
+  expect(std::nullopt, before_and_after, "- \nstale stale\n- \n- \n");
+}
+
+/// What comes of `new` for a size of which the C++ run-time gets no memory.
+std::string outcome_of_new() {
+  static constexpr std::size_t size = 7654321;
+  injected<void* (*)(std::size_t)> malloc("libstdc++-6.dll", "malloc");
+  malloc.handle_with([](auto original, std::size_t wanted) { return wanted == size ? nullptr : original(wanted); });
+  try {
+    operator delete(operator new(size));
+    return "block";
+  } catch (const std::bad_alloc& error) {
+    return typeid(error) == typeid(std::bad_alloc) ? "std::bad_alloc" : typeid(error).name();
+  }
+}
+
+// Each construction but the last fails behind the new handler's installation. The next must not take the manager's own
+// handler for another's, which would call itself for ever.
 TEST(Manager, IsMadeAgainAfterAFailureFromTheOptionsThatWereRead) {
   const scoped_variable alignment("QX_ALIGNED_HEAP_ALIGNMENT", "abc");
-  const scoped_variable plugin("MEM_CHILD_PLUGIN", "plugin_agreeing");
-  const std::string failures = "bad_lexical_cast\nbad_lexical_cast\n";
-  EXPECT_EQ(output("again", "release,observation"),
-            failures + log_line("using options 'release,observation'") + log_line("observation is ENABLED") +
-                log_line("aligned_heap alignment is 64 bytes") + "000110\nstd::bad_alloc 1\n");
+  const auto make_again = [] {
+    take_plugin_from("plugin_agreeing");
+    injected<decltype(&LoadLibraryA)> load(library, "LoadLibraryA");
+    EXPECT_THROW(manager::initialize(), boost::bad_lexical_cast);
+    EXPECT_THROW(manager::initialize(), boost::bad_lexical_cast);
+    _putenv_s("QX_ALIGNED_HEAP_ALIGNMENT", "64");
+    _putenv_s("TESSEL_MEM_MGR", "debug");
+    const std::string made = show();
+    return made + outcome_of_new() + std::to_string(load.calls());
+  };
+  expect("release,observation", make_again,
+         log_line("using options 'release,observation'") + log_line("observation is ENABLED") +
+             log_line("aligned_heap alignment is 64 bytes") + "000110std::bad_alloc1");
+}
+
+/// Makes the manager with a heap of a kind, or -1 for one that does not tell. Returns what it is asked to set.
+std::string tune(int kind) {
+  std::ostringstream calls;
+  const auto heap_of_run_time = reinterpret_cast<HANDLE>(_get_heap_handle());
+  injected<decltype(&HeapQueryInformation)> query(library, "HeapQueryInformation");
+  injected<decltype(&HeapSetInformation)> set(library, "HeapSetInformation");
+  query.handle_with([&](auto, HANDLE heap, auto what, void* value, SIZE_T size, SIZE_T*) -> BOOL {
+    calls << (heap == heap_of_run_time) << "query " << what << " " << size << "\n";
+    std::memcpy(value, &kind, sizeof kind);
+    return kind >= 0;
+  });
+  set.handle_with([&](auto, HANDLE heap, auto what, void* value, SIZE_T size) -> BOOL {
+    calls << (heap == heap_of_run_time) << "set " << what << " " << (value ? *static_cast<ULONG*>(value) : 0) << " "
+          << size << "\n";
+    return FALSE;
+  });
+  manager::initialize();
+  return calls.str();
 }
 
 TEST(Manager, TunesTheHeapOfTheRunTime) {
-  const std::string query = "query 0 4\n", select = "set 0 2 4\n", end_if_corrupt = "set 1 0 0\n";
-  EXPECT_EQ(output("tune 0", "release"), query + select);
-  EXPECT_EQ(output("tune 0", "integcheck"), query + select + end_if_corrupt);
-  EXPECT_EQ(output("tune 2", "integcheck"), query + end_if_corrupt);
-  EXPECT_EQ(output("tune unknown", "release"), query);
+  const std::string query = "1query 0 4\n", select = "1set 0 2 4\n", end_if_corrupt = "1set 1 0 0\n";
+  expect("release", [] { return tune(0); }, query + select);
+  expect("integcheck", [] { return tune(0); }, query + select + end_if_corrupt);
+  expect("integcheck", [] { return tune(2); }, query + end_if_corrupt);
+  expect("release", [] { return tune(-1); }, query);
 }
 
 TEST(Manager, HasItsWholeLogOrIsNotMadeWhenMemoryEnds) {
   const scoped_variable alignment("QX_ALIGNED_HEAP_ALIGNMENT", "64");
-  EXPECT_EQ(output("little memory", "off,turbo,debug"),
-            log_line("using options 'off,turbo,debug'") + log_line("unrecognized option 'turbo'") +
-                log_line("option 'debug' must be listed first") + log_line("pooling is DISABLED") +
-                log_line("aligned_heap alignment is 64 bytes") + "000000\n");
+  const auto make_with_little_memory = [] {
+    injected<void* (*)(std::size_t)> malloc("libstdc++-6.dll", "malloc");
+    for (std::uint64_t nth = 1, made = 0; made == 0; ++nth) {
+      malloc.reset();
+      malloc.fail_at(nth, nullptr, 0);
+      try {
+        manager::initialize();
+        made = nth;
+      } catch (const std::bad_alloc&) {
+      }
+    }
+    malloc.reset();
+    return show();
+  };
+  expect("off,turbo,debug", make_with_little_memory,
+         log_line("using options 'off,turbo,debug'") + log_line("unrecognized option 'turbo'") +
+             log_line("option 'debug' must be listed first") + log_line("pooling is DISABLED") +
+             log_line("aligned_heap alignment is 64 bytes") + "000000");
+}
+
+/// Ends the process while a thread is in the arena, where it waits for pages. Then a destructor frees a block.
+std::string end_inside_the_arena() {
+  take_plugin_from("plugin_agreeing");
+  static void* const block = foundation::core::mem::vector_malloc(100);
+  static auto& pages = *new injected<decltype(&VirtualAlloc)>(library, "VirtualAlloc");  // For longer than all threads.
+  static std::atomic<bool> inside = false;
+  pages.handle_with([](auto...) -> void* {
+    inside = true;
+    Sleep(INFINITE);
+    return nullptr;
+  });
+  std::thread([] { foundation::core::mem::vector_malloc(1'000'000); }).detach();
+  while (!inside) {
+    std::this_thread::yield();
+  }
+  const auto at_unload = GetProcAddress(GetModuleHandleA("libqxtools_mobservation.dll"), "at_unload");
+  *reinterpret_cast<void (**)()>(reinterpret_cast<void*>(at_unload)) = [] {
+    foundation::core::mem::vector_free(block);
+    DWORD put = 0;
+    WriteFile(GetStdHandle(STD_ERROR_HANDLE), "freed", 5, &put, nullptr);
+  };
+  return "ends,";
 }
 
 TEST(Manager, ItsArenaOutlivesTheThreadThatTheEndOfTheProcessStoppedInside) {
-  const scoped_variable plugin("MEM_CHILD_PLUGIN", "plugin_agreeing");
   const scoped_variable arena("QX_ALIGNED_HEAP_ALIGNMENT", "dlmalloc");
-  EXPECT_EQ(output("end inside the arena", "observation"), "freed\n");
+  expect("observation", end_inside_the_arena, "ends,freed");
+}
+
+/// Lets the end of the process write its report, to the handle itself, since there may be no memory, and tell by its
+/// exit code how many allocations were refused.
+void report_at_abort() {
+  foundation::core::diag::disable_terminate_dialog();
+  std::signal(SIGABRT, [](int) {
+    const std::string_view log = foundation::core::diag::terminate_log();
+    DWORD put = 0;
+    WriteFile(GetStdHandle(STD_ERROR_HANDLE), log.data(), static_cast<DWORD>(log.size()), &put, nullptr);
+    std::_Exit(testing::Test::HasFailure() ? 99 : test_support::take_refused_allocations());
+  });
 }
 
 TEST(NewHandler, EndsTheProcessForAThreadThatWantsIt) {
-  const scoped_variable variable("TESSEL_MEM_MGR", std::nullopt);
-  const auto child = run_child("mem_child", "terminate per thread");
-  EXPECT_EQ(without_carriage_returns(child.out), "0010std::bad_alloc1std::bad_alloc\n");
-  EXPECT_EQ(child.exit_code, 3u);
-  const std::string err = without_carriage_returns(child.err);
-  EXPECT_NE(err.find("Assertion failed: Out of memory"), std::string::npos) << err;
-  EXPECT_NE(err.find("1 refused\n"), std::string::npos) << err;
-  EXPECT_NE(err.find("Out of memory\n\nCurrent Thread: "), std::string::npos) << err;
-}
-
-TEST(NewHandler, ALostOneEndsTheProcessIfTheLogSaysSo) {
-  const scoped_variable log("QX_LOG", "foundation::core::mem::*=:fatal");
-  const auto child = run_child("mem_child", "reinit");
-  EXPECT_EQ(child.exit_code, 3u);
-  EXPECT_EQ(child.out, "");
-  EXPECT_TRUE(std::regex_search(
-      child.err,
-      std::regex(R"(\nAssertion in [^\n]+::reinit_new_handler_impl\(\) const at src/fl/mem/mem_manager line )"
-                 R"(\d+:\r?\nNEW HANDLER CLOBBERED: expected=0x\w+  actual=0x\w+\r?\n\r?\nCurrent)")))
-      << child.err;
+  const auto want_it_at_last = []() -> std::string {
+    report_at_abort();
+    EXPECT_FALSE(manager::set_thread_terminate_on_oom(false));
+    EXPECT_FALSE(manager::set_thread_terminate_on_oom(true));
+    EXPECT_TRUE(manager::set_thread_terminate_on_oom(true));
+    std::thread([] {
+      EXPECT_FALSE(manager::set_thread_terminate_on_oom(false));
+      EXPECT_EQ(outcome_of_new(), "std::bad_alloc");
+    }).join();
+    EXPECT_TRUE(manager::set_thread_terminate_on_oom(false));
+    EXPECT_EQ(outcome_of_new(), "std::bad_alloc");
+    manager::set_thread_terminate_on_oom(true);
+    test_support::take_memory_away();
+    test_support::take_refused_allocations();
+    operator delete(operator new(1));
+    return "not ended";
+  };
+  constexpr int refused = 1;
+  expect(std::nullopt, want_it_at_last,
+         HasPattern("Assertion failed: Out of memory[^]*Out of memory\r?\n\r?\nCurrent Thread: "), refused);
 }
 
 TEST(Plugin, WhatIsMissingOrRefusedStandsInTheLogOfObservation) {
   const scoped_variable log("QX_LOG", "foundation::core::mem::manager::mobservation=note");
-  const scoped_variable options("TESSEL_MEM_MGR", "observation");
   const struct {
     const char* folder;
-    std::string first, result;
-    const char* state;
+    std::string first, result, state;
   } cases[] = {
       {"none", "Failed to load Plugin 'libqxtools_mobservation.dll'", "0", "NOT AVAILABLE"},
       {"plugin_wrong", "Failed to find symbol 'mobserveradminapiinit'", "0", "NOT AVAILABLE"},
@@ -109,31 +242,44 @@ TEST(Plugin, WhatIsMissingOrRefusedStandsInTheLogOfObservation) {
       {"plugin_agreeing", "mobserveradminapiinit returned -3", "-3", "ENABLED"},
   };
   for (const auto& each : cases) {
-    const scoped_variable plugin("MEM_CHILD_PLUGIN", each.folder);
-    const auto child = run_child("mem_child", "show");
+    const auto show_with_plugin = [&] {
+      take_plugin_from(each.folder);
+      return show();
+    };
     const std::string record = R"([^\n]+::mobservation\] note: )";
-    EXPECT_TRUE(std::regex_match(child.err, std::regex(record + each.first + "\r?\n" + record +
-                                                       "load_and_run_plugin returns " + each.result + "\r?\n")))
-        << child.err;
-    EXPECT_EQ(without_carriage_returns(child.out).find(log_line(std::string("observation is ") + each.state)),
-              log_line("using options 'observation'").size());
+    expect("observation", show_with_plugin,
+           HasPattern("^" + record + each.first + "\r?\n" + record + "load_and_run_plugin returns " + each.result +
+                      "\r?\n" + log_line("using options 'observation'") + log_line("observation is " + each.state)));
   }
+}
+
+/// Blocks of a size class that nobody else uses, by all functions that the plug-in counts.
+std::string allocate() {
+  manager::initialize();
+  constexpr std::size_t size = 3000000;
+  // Volatile, or the compiler leaves pairs of allocation and release away.
+  void* volatile blocks[5];
+  for (void* volatile& block : blocks) {
+    block = std::malloc(size);
+  }
+  blocks[0] = std::realloc(blocks[0], size + 1000000);
+  void* const volatile zeros = std::calloc(2, size / 2);
+  void* const volatile object = operator new(size);  // By way of the C++ run-time.
+  operator delete(object);
+  void* const volatile grown = std::realloc(nullptr, size);
+  for (void* const block : {blocks[1], zeros, grown}) {
+    std::free(block);
+  }
+  return "";
 }
 
 TEST(Plugin, CountsTheAllocationsOfItsProcess) {
   const scoped_variable target("QX_MOBSERVATION_REPORT", "stderr");
-  const scoped_variable options("TESSEL_MEM_MGR", "observation");
-  const std::string text = run_child("mem_child", "allocate").err;
-  EXPECT_TRUE(std::regex_search(text, std::regex("^C run-time allocations of process \\d+, observed by \\d+ redirected "
-                                                 "imports\n +block up to +allocations +bytes +frees +live")))
-      << text;
   // Five blocks, one of them resized, and three that came and went.
-  EXPECT_NE(
-      text.find("\n         4194304               9        28000000               5               4        13000000"
-                "        22000000\n"),
-      std::string::npos)
-      << text;
-  EXPECT_TRUE(std::regex_search(text, std::regex("\n +all( +-?\\d+){6}\n$"))) << text;
+  expect("observation", allocate,
+         HasPattern("^C run-time allocations of process \\d+, observed by \\d+ redirected imports\n +block up to "
+                    "+allocations +bytes +frees +live[^]*\n         4194304               9        28000000          "
+                    "     5               4        13000000        22000000\n[^]* +all( +-?\\d+){6}\n$"));
 }
 
 TEST(Plugin, SaysWhyItDoesNotObserve) {

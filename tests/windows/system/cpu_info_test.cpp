@@ -1,39 +1,107 @@
 // Snapshots of scripted processors, through the system calls that the library makes. Wine implements one of these calls
-// not at all, so nothing here asks the machine itself.
+// not at all, and few machines have several groups of processors or cores of several kinds, so nothing here asks the
+// machine itself.
 
-#include <fl/except/iexception.hpp>
 #include <fl/system.hpp>
 #include <foundation_log/control.hpp>
 
-#include "scripted_processors.hpp"
+#include "import_patch.hpp"
+#include "processor_records.hpp"
 #include "support.hpp"
+#include "system_failure.hpp"
 
-#include <boost/system/system_error.hpp>
-#include <gtest/gtest.h>
+#include <windows.h>
+#include <powrprof.h>
 
+#include <algorithm>
 #include <functional>
 #include <sstream>
 #include <string>
+#include <thread>
 
 namespace {
 
 using namespace foundation::core::system;
 using test_support::put_cpu_set;
+using test_support::record_buffer;
 using test_support::scoped_variable;
+using test_support::throws_system_failure;
 using strings = std::vector<std::string>;
+
+/// A system with other processors than this one's. Cores have two threads.
+class scripted_processors {
+  template <class Function, class Tag = decltype([]() -> void {})>
+  using injected = test_support::injected<Function, Tag>;
+  static constexpr const char* library = "libqxfl.dll";
+
+ public:
+  /// How many processors there are in each group. The process may use the first.
+  explicit scripted_processors(const std::vector<std::uint8_t>& groups)
+      : records(test_support::processor_records(groups, 2)) {
+    affinity.handle_with([this](auto, HANDLE, DWORD_PTR* process, DWORD_PTR* machine) {
+      *process = process_mask;
+      *machine = 255;
+      return TRUE;
+    });
+    count_groups.handle_with([count = static_cast<WORD>(groups.size())](auto) { return count; });
+    group_affinity.handle_with([this](auto, HANDLE, USHORT* count, USHORT* told) {
+      EXPECT_GE(*count, process_groups.size());
+      *count = static_cast<USHORT>(process_groups.size());
+      std::copy(process_groups.begin(), process_groups.end(), told);
+      return TRUE;
+    });
+    processors.handle_with([this](auto, auto which, void* buffer, DWORD* length) {
+      return which == RelationAll && give(records, buffer, buffer ? *length : 0, length);
+    });
+    sets.handle_with([this](auto, void* buffer, ULONG room, ULONG* length, HANDLE, ULONG flags) {
+      return flags == 0 && give(cpu_sets, buffer, room, length);
+    });
+    power.handle_with([](auto, auto what, void* input, ULONG input_length, void* output, ULONG length) -> LONG {
+      EXPECT_TRUE(what == ProcessorInformation && !input && input_length == 0 && length % 24 == 0);
+      std::fill_n(static_cast<ULONG*>(output), length / sizeof(ULONG), 5000);
+      static_cast<ULONG*>(output)[1] = 3600;  // of the first processor
+      return 0;
+    });
+  }
+
+  /// Fills a buffer as the system does, or says how much room it needs.
+  static BOOL give(const record_buffer& told, void* buffer, std::size_t room, ULONG* length) {
+    *length = static_cast<ULONG>(told.size());
+    if (room < told.size()) {
+      ::SetLastError(ERROR_INSUFFICIENT_BUFFER);
+      return FALSE;
+    }
+    std::copy(told.begin(), told.end(), static_cast<std::byte*>(buffer));
+    return TRUE;
+  }
+
+  // The script.
+  record_buffer records, cpu_sets;
+  std::vector<std::uint16_t> process_groups{0};
+  std::uint64_t process_mask = ~std::uint64_t{0};
+
+  injected<decltype(&::GetProcessAffinityMask)> affinity{library, "GetProcessAffinityMask"};
+  injected<decltype(&::GetActiveProcessorGroupCount)> count_groups{library, "GetActiveProcessorGroupCount"};
+  injected<decltype(&::GetProcessGroupAffinity)> group_affinity{library, "GetProcessGroupAffinity"};
+  injected<decltype(&::GetLogicalProcessorInformationEx)> processors{library, "GetLogicalProcessorInformationEx"};
+  injected<BOOL (*)(void*, ULONG, ULONG*, HANDLE, ULONG)> sets{library, "GetSystemCpuSetInformation"};
+  injected<decltype(&::CallNtPowerInformation)> power{library, "CallNtPowerInformation"};
+};
 
 const test_support::temp_dir log_folder;
 const scoped_variable log_file("QX_LOG_FILE", log_folder.file("log")), log_level("QX_LOG", "*=all");
 
-/// The records since this was last called: channel, severity and text.
-strings take_records() {
+/// The records since this was last called: channel, severity and text. Those of one channel, if it is named.
+strings take_records(const std::string& channel = "") {
   static std::size_t taken = 0;
   const std::string log = test_support::read_file(log_folder.file("log"));
   std::istringstream lines(log.substr(taken));
   taken = log.size();
   strings records;
   for (std::string line; std::getline(lines, line);) {
-    records.push_back(line.substr(line.find('[')));
+    if (line.find(channel) != std::string::npos) {
+      records.push_back(line.substr(line.find('[')));
+    }
   }
   return records;
 }
@@ -44,49 +112,31 @@ CpuInfo refreshed() {
   return info;
 }
 
-void expect_failure(int code) {
-  try {
-    (void)refreshed();
-    ADD_FAILURE() << "no exception";
-  } catch (const boost::system::system_error& failure) {
-    EXPECT_EQ(failure.code(), boost::system::error_code(code, boost::system::system_category()));
-    EXPECT_EQ(std::string(failure.what()).find("foundation::core::system::windows::computeNumberOfCores: "), 0u);
-    EXPECT_NE(dynamic_cast<const foundation::core::except::IInternalException*>(&failure), nullptr);
-  }
-}
-
 TEST(CpuInfo, TellsTheGroupsThatTheProcessIsIn) {
-  scripted_processors machine({48, 16}, 2);
-  machine.process_groups = {1};
+  scripted_processors machine({48, 16});
   machine.process_mask = 1;
+  machine.process_groups = {1};
   EXPECT_EQ(getAvailableConcurrency(refreshed(), true), 16u);
   machine.process_groups = {0, 1};
   EXPECT_EQ(getAvailableConcurrency(refreshed(), true), 64u);
 }
 
 TEST(CpuInfo, AsksAgainIfProcessorsAreAddedMeanwhile) {
-  scripted_processors machine({8}, 2);
+  scripted_processors machine({8});
   machine.processors.handle_with([&](auto, auto, void* buffer, DWORD* length) {
-    const auto& told = machine.records;
-    const bool fits = buffer && *length >= told.size();
-    if (buffer && !fits) {
-      ADD_FAILURE() << "each size is taken";
-    }
-    if (buffer && machine.processors.calls() == 2) {
+    const DWORD room = buffer ? *length : 0;
+    if (machine.processors.calls() == 2) {
+      EXPECT_EQ(room, machine.records.size()) << "each size is taken";
       machine.records = test_support::processor_records({8, 8}, 2);
-    } else if (fits) {
-      std::copy(told.begin(), told.end(), static_cast<std::byte*>(buffer));
     }
-    *length = static_cast<DWORD>(told.size());
-    ::SetLastError(ERROR_INSUFFICIENT_BUFFER);
-    return fits && machine.processors.calls() != 2;
+    return scripted_processors::give(machine.records, buffer, room, length);
   });
   EXPECT_EQ(refreshed().lCores(), 16u);
   EXPECT_EQ(machine.processors.calls(), 3u);
 }
 
 TEST(CpuInfo, WritesWhatItFindsToTheLog) {
-  scripted_processors machine({4}, 2);
+  scripted_processors machine({4});
   machine.process_mask = 0b101;
   machine.records.resize(machine.records.size() + 4);
   for (const unsigned efficiency : {0, 1}) {
@@ -122,67 +172,63 @@ TEST(CpuInfo, ThrowsWhatASystemCallSays) {
       });
     };
   };
-  struct failure {
-    const char* call;
+  const struct {
+    DWORD code;
     std::function<void(machine&)> script;
-    int code;
+  } failures[] = {
+      {ERROR_ACCESS_DENIED, [](machine& m) { m.affinity.fail_always(FALSE, ERROR_ACCESS_DENIED); }},
+      {ERROR_BAD_UNIT, [](machine& m) { m.count_groups.fail_always(0, ERROR_BAD_UNIT); }},
+      {ERROR_BAD_COMMAND, [](machine& m) { m.group_affinity.fail_always(FALSE, ERROR_BAD_COMMAND); }},
+      {ERROR_GEN_FAILURE, [](machine& m) { m.processors.fail_always(FALSE, ERROR_GEN_FAILURE); }},
+      {ERROR_NOT_READY, refuse_buffers_with(ERROR_NOT_READY, 100)},
+      {ERROR_INSUFFICIENT_BUFFER, refuse_buffers_with(ERROR_INSUFFICIENT_BUFFER, 100)},
+      {ERROR_INSUFFICIENT_BUFFER, refuse_buffers_with(ERROR_INSUFFICIENT_BUFFER, 0)},
   };
-  for (const auto& [call, script, code] :
-       {failure{"mask", [](machine& m) { m.affinity.fail_always(FALSE, ERROR_ACCESS_DENIED); }, ERROR_ACCESS_DENIED},
-        failure{"group count", [](machine& m) { m.count_groups.fail_always(0, ERROR_GEN_FAILURE); }, ERROR_GEN_FAILURE},
-        failure{"groups", [](machine& m) { m.group_affinity.fail_always(FALSE, ERROR_NOT_READY); }, ERROR_NOT_READY},
-        failure{"size of the records", [](machine& m) { m.processors.fail_always(FALSE, ERROR_GEN_FAILURE); },
-                ERROR_GEN_FAILURE},
-        failure{"records", refuse_buffers_with(ERROR_NOT_READY, 100), ERROR_NOT_READY},
-        failure{"never enough", refuse_buffers_with(ERROR_INSUFFICIENT_BUFFER, 100), ERROR_INSUFFICIENT_BUFFER},
-        failure{"of no size", refuse_buffers_with(ERROR_INSUFFICIENT_BUFFER, 0), ERROR_INSUFFICIENT_BUFFER}}) {
-    SCOPED_TRACE(call);
-    scripted_processors scripted({16}, 2);
+  for (const auto& [code, script] : failures) {
+    scripted_processors scripted({16});
     script(scripted);
-    expect_failure(code);
+    EXPECT_THAT([] { (void)refreshed(); },
+                throws_system_failure("foundation::core::system::windows::computeNumberOfCores", code));
     EXPECT_LE(scripted.processors.calls(), 2u);
   }
 }
 
 TEST(CpuInfo, GoesOnWithoutTiersThatTheSystemDoesNotTell) {
-  scripted_processors machine({16}, 2);
+  scripted_processors machine({16});
   const auto expect_complaint = [](const std::string& text) {
     take_records();
     const CpuInfo info = refreshed();
     EXPECT_TRUE(info.detailsValid());
     EXPECT_EQ(info.performanceCores(), -1);
-    strings complaints;
-    for (const std::string& record : take_records()) {
-      if (record.find("PECores") != std::string::npos) {
-        complaints.push_back(record);
-      }
-    }
-    EXPECT_EQ(complaints, text.empty() ? strings{} : strings{"[fl::system::windows::PECores] complaint: " + text});
+    EXPECT_EQ(take_records("PECores"),
+              text.empty() ? strings{} : strings{"[fl::system::windows::PECores] complaint: " + text});
   };
   machine.sets.fail_always(FALSE, ERROR_ACCESS_DENIED);
   expect_complaint("GetSystemCpuSetInformation sizing call failed unexpectedly (GetLastError=5)");
-  BOOL sized = FALSE;
-  ULONG wanted = 64, given = 64;
-  machine.sets.reset();
-  machine.sets.handle_with([&](auto, void* buffer, ULONG room, ULONG* length, auto...) {
-    *length = buffer ? given : wanted;
-    EXPECT_TRUE(!buffer ||
-                (room == wanted && std::count(static_cast<char*>(buffer), static_cast<char*>(buffer) + room, 0) == 64));
-    ::SetLastError(buffer ? ERROR_NOT_READY : ERROR_INSUFFICIENT_BUFFER);
-    return buffer ? sized : FALSE;
-  });
-  expect_complaint("GetSystemCpuSetInformation read call failed (GetLastError=21, requestedLength=64)");
-  sized = TRUE;
-  for (const ULONG told : {64, 1000}) {  // as much as fits, and more
-    given = told;
-    expect_complaint(
-        "GetSystemCpuSetInformation buffer contained a zero-sized record at offset 0 of 64; "
-        "aborting parse to avoid an infinite loop");
+  const std::string zeros_were_read =
+      "GetSystemCpuSetInformation buffer contained a zero-sized record at offset 0 of 64; aborting parse to avoid an "
+      "infinite loop";
+  const struct {
+    ULONG wanted, given;
+    BOOL result;
+    std::string complaint;
+  } answers[] = {
+      {64, 64, FALSE, "GetSystemCpuSetInformation read call failed (GetLastError=21, requestedLength=64)"},
+      {64, 64, TRUE, zeros_were_read},
+      {64, 1000, TRUE, zeros_were_read},
+      {64, 0, TRUE, ""},
+      {0, 0, TRUE, ""},
+  };
+  for (const auto& answer : answers) {
+    machine.sets.reset();
+    machine.sets.handle_with([&](auto, void* buffer, ULONG room, ULONG* length, auto...) {
+      EXPECT_EQ(room, buffer ? answer.wanted : 0);
+      *length = buffer ? answer.given : answer.wanted;
+      ::SetLastError(buffer ? ERROR_NOT_READY : ERROR_INSUFFICIENT_BUFFER);
+      return buffer ? answer.result : FALSE;
+    });
+    expect_complaint(answer.complaint);
   }
-  given = 0;
-  expect_complaint("");
-  wanted = 0;
-  expect_complaint("");
 }
 
 TEST(CpuInfo, ItsLogIsTheLastThatIsMadeWhenTheLibraryIsLoaded) {
@@ -206,6 +252,36 @@ TEST(CpuInfo, ItsInstructionSetCanBeReadFromASourceOfTheClient) {
   } const source;
   EXPECT_EQ(x86_64::InstructionSet(source).getFeatureString(), " POPCNT ");
   EXPECT_EQ(CpuInfo().instructionSet().vendor(), x86_64::InstructionSet().vendor());
+}
+
+/// Four threads ask for the frequency, which the system refuses, and one more when it would tell.
+void ask_for_the_frequency() {
+  using outcome = foundation::core::util::Expected<unsigned long long>;
+  scripted_processors machine({8});
+  machine.power.fail_always(-1, ERROR_ACCESS_DENIED);
+  std::vector<outcome> outcomes(5, outcome(0));
+  {
+    std::vector<std::jthread> threads;
+    for (std::size_t which = 0; which != 4; ++which) {
+      threads.emplace_back([&, which] { outcomes[which] = getMaximumProcessorFrequency(); });
+    }
+  }
+  EXPECT_EQ(machine.power.calls(), 1u);
+  machine.power.reset();
+  outcomes[4] = getMaximumProcessorFrequency();
+  EXPECT_EQ(machine.power.calls(), 0u);
+  for (const outcome& result : outcomes) {
+    // The last error, not the status.
+    EXPECT_THAT([&] { (void)result.value(); },
+                throws_system_failure("foundation::core::system::windows::getMaximumProcessorFrequencyImpl",
+                                      ERROR_ACCESS_DENIED));
+    EXPECT_EQ(result.exception(), outcomes[0].exception()) << "one object for all";
+  }
+}
+
+// It is asked once in a process, so this has one of its own.
+TEST(ProcessorFrequency, IsAFailureForEverIfTheFirstQuestionFails) {
+  EXPECT_EXIT((ask_for_the_frequency(), std::exit(HasFailure())), testing::ExitedWithCode(0), "");
 }
 
 }  // namespace

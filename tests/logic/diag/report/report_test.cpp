@@ -5,7 +5,6 @@
 #include "diag/report/escaped_message.hpp"
 #include "diag/report/register_block.hpp"
 #include "host/diag_platform.hpp"
-#include "util/checked_lock.hpp"
 
 #include <gtest/gtest.h>
 
@@ -133,19 +132,6 @@ TEST(EscapedMessage, IsAsciiAndCutAt511Bytes) {
                "a\x7f\\u0080\\u00E9\\uFFFF\\uD83D\\uDE00");
   EXPECT_STREQ(escaped_message(std::u16string(600, u'x')).text, std::string(511, 'x').c_str());
   EXPECT_STREQ(escaped_message(std::u16string(508, u'x') + u"\u00e9").text, (std::string(508, 'x') + "\\u0").c_str());
-}
-
-TEST(CheckedLock, IsRefusedToTheThreadThatHoldsItAndToOneThatHasWaitedTooLong) {
-  using foundation::core::util::checked_lock;
-  checked_lock lock(std::chrono::milliseconds(5));
-  for (int tenure = 0; tenure < 2; ++tenure) {
-    host_system().thread_id = 1;
-    ASSERT_EQ(lock.acquire(), checked_lock::outcome::acquired);
-    EXPECT_EQ(lock.acquire(), checked_lock::outcome::interrupted);
-    host_system().thread_id = 2;
-    EXPECT_EQ(lock.acquire(), checked_lock::outcome::given_up);
-    lock.unlock();
-  }
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include "process/launch_text/argument_quoting.hpp"
 
+#include "every_text.hpp"
 #include "seeded_random.hpp"
 
 #include <gtest/gtest.h>
@@ -40,17 +41,6 @@ std::string slowly_quoted(std::string s) {
   return outer_quotes ? '"' + s + '"' : s;
 }
 
-// Calls `check` with every text of 1 to `longest` characters of `alphabet`.
-template <class Check>
-void for_each_text(const std::string& alphabet, std::size_t longest, Check check, const std::string& start = {}) {
-  for (const char c : alphabet) {
-    check(start + c);
-    if (start.size() + 1 != longest) {
-      for_each_text(alphabet, longest, check, start + c);
-    }
-  }
-}
-
 TEST(ArgumentQuoting, GivesTheKnownForms) {
   const std::pair<std::string, std::string> cases[] = {{"", ""},
                                                        {"abc", "abc"},
@@ -77,7 +67,7 @@ TEST(ArgumentQuoting, GivesTheKnownForms) {
 }
 
 TEST(ArgumentQuoting, AgreesWithTheRuleForAllShortArguments) {
-  for_each_text("a \t\"\\", 6, [](const std::string& argument) {
+  test_support::for_each_text("a \t\"\\", 6, [](const std::string& argument) {
     ASSERT_EQ(quote_argument(argument), slowly_quoted(argument)) << argument;
   });
 }

@@ -2,6 +2,8 @@
 #include <fl/process/iopipe_descriptor.hpp>
 #include <fl/process/iopipe_descriptor_impl.hpp>
 
+#include "thrown_text.hpp"
+
 #include <boost/numeric/conversion/cast.hpp>
 #include <gtest/gtest.h>
 
@@ -37,12 +39,9 @@ TEST(IopipeDescriptor, IsSixNumbersAndTakesZeroForWhatIsMalformedOrMissingBehind
 
 TEST(IopipeDescriptor, RefusesATextWithoutTwoHandlesAndACharacterOutOfRange) {
   for (const char* const text : {"", " ", "abc 1 0 0 0 0", "1", "99999999999999999999999 1"}) {
-    try {
-      const iopipe_descriptor parsed(text);
-      ADD_FAILURE() << text;
-    } catch (const std::runtime_error& error) {
-      EXPECT_STREQ(error.what(), "parse_file_handle: bad stream") << text;
-    }
+    EXPECT_EQ(test_support::text_thrown_by<std::runtime_error>([&] { iopipe_descriptor{text}; }),
+              "parse_file_handle: bad stream")
+        << text;
   }
   for (const char* const text : {"1 2 0 1 128 0", "1 2 0 1 99999999999 0"}) {
     EXPECT_THROW(iopipe_descriptor{text}, boost::numeric::positive_overflow) << text;

@@ -2,6 +2,8 @@
 
 #include <fl/process/errors.hpp>
 
+#include "thrown_text.hpp"
+
 #include <gtest/gtest.h>
 
 #include <string>
@@ -23,13 +25,9 @@ TEST(UserString, GivesUserAndDomain) {
 
 TEST(UserString, RefusesAnEmptyPartAndQuotesTheText) {
   for (const std::string text : {"", "x@", "@x", "x\\", "\\x", "\\", "@", "\\a@b"}) {
-    try {
-      parse_user(text);
-      ADD_FAILURE() << text;
-    } catch (const process_bad_user& error) {
-      EXPECT_EQ(error.what(), "Failed to parse user string \"" + text +
-                                  "\". User must be specified as either USER@DOMAIN, DOMAIN\\USER or USER.");
-    }
+    EXPECT_EQ(test_support::text_thrown_by<process_bad_user>([&] { parse_user(text); }),
+              "Failed to parse user string \"" + text +
+                  "\". User must be specified as either USER@DOMAIN, DOMAIN\\USER or USER.");
   }
 }
 

@@ -14,8 +14,6 @@
 
 #include <shellapi.h>
 
-#include <algorithm>
-#include <cstddef>
 #include <regex>
 #include <string>
 
@@ -39,7 +37,7 @@ process::context at_level(ElevationLevel level) {
   return how;
 }
 
-const process::command program = children::command("child_exit", {"5"});
+const process::command program = children::command("exit", {"5"});
 
 /// Whose token a child that is to have no elevation was started under, or why it was not.
 std::string outcome(scripted_tokens& system) {
@@ -138,7 +136,7 @@ TEST(NonElevated, ChildGetsTheEnvironmentAndTheStreamsOfItsContext) {
   how.user("ignored", "secret");
   how.environment() = {{"Empty", ""}, {"Only", "this"}, {"QXFL", "that"}};
   how.inherit_pipe(extra, process::open_mode::write);
-  process::process started(children::command("child_env"), how);
+  process::process started(children::command("env"), how);
   EXPECT_FALSE(extra.is_open_for_write());
   // Wine puts variables of its own behind them.
   const std::string block = children::read_all(output.device());
@@ -216,37 +214,15 @@ TEST(ElevationQuestions, AnswerWithoutAnExceptionWhatCannotBeFoundOut) {
   EXPECT_EQ(windows::IsUacEnabled(), -1);
 }
 
-// For real: every user holds this privilege, which is disabled at first.
-TEST(Privilege, IsEnabledInThisProcess) {
-  const auto attributes = [] {
-    HANDLE token = nullptr;
-    std::byte answer[4096];
-    DWORD size = 0;
-    LUID wanted = {};
-    ::OpenProcessToken(::GetCurrentProcess(), TOKEN_QUERY, &token);
-    ::GetTokenInformation(token, TokenPrivileges, answer, sizeof answer, &size);
-    ::CloseHandle(token);
-    ::LookupPrivilegeValueA(nullptr, "SeUndockPrivilege", &wanted);
-    const auto all = reinterpret_cast<const TOKEN_PRIVILEGES*>(answer);
-    const auto end = all->Privileges + all->PrivilegeCount;
-    return std::find_if(all->Privileges, end, [&](auto& one) { return one.Luid.LowPart == wanted.LowPart; })
-        ->Attributes;
-  };
-  EXPECT_FALSE(attributes() & SE_PRIVILEGE_ENABLED);
-  EXPECT_TRUE(loses_no_handle([] { windows::EnablePrivilege("SeUndockPrivilege"); }));
-  EXPECT_TRUE(attributes() & SE_PRIVILEGE_ENABLED);
-  EXPECT_THROW(windows::EnablePrivilege("SeNoSuchPrivilege"), boost::system::system_error);
-}
-
 TEST(Elevated, ChildIsStartedByTheShell) {
   injected<decltype(&::ShellExecuteExA)> shell(library, "ShellExecuteExA");
-  const process::command what = children::command("child_exit", {"5", "", "a \"b\""});
+  const process::command what = children::command("exit", {"5", "", "a \"b\""});
   shell.handle_with([&](auto original, SHELLEXECUTEINFOA* request) {
     EXPECT_EQ(request->cbSize, 112u);
     EXPECT_EQ(request->fMask, DWORD{SEE_MASK_NOCLOSEPROCESS});
     EXPECT_STREQ(request->lpVerb, "runas");
     EXPECT_EQ(request->lpFile, what.name());
-    EXPECT_STREQ(request->lpParameters, "5  \"a \\\"b\\\"\" ");
+    EXPECT_STREQ(request->lpParameters, "exit 5  \"a \\\"b\\\"\" ");
     EXPECT_STREQ(request->lpDirectory, ".");
     EXPECT_EQ(request->nShow, SW_HIDE);
     return original(request);

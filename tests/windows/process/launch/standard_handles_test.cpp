@@ -7,6 +7,7 @@
 #include "handle_leak.hpp"
 #include "import_patch.hpp"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <windows.h>
@@ -25,14 +26,10 @@ namespace foundation::core::sysdep::windows {
 
 // The single steps of a launch.
 struct process_impl_access {
-  using impl = process_impl;
-  static constexpr auto as_is = impl::open_as_is;
-  static constexpr auto no_action = static_cast<impl::open_action_type>(3);
-  static constexpr auto get_handle = &impl::get_handle;
-  static constexpr auto set_handle_to_std = &impl::set_handle_to_std;
-  static constexpr auto open_file_handle = &impl::open_file_handle;
-  static constexpr auto share_std_handle = &impl::share_std_handle;
-  static constexpr auto close_handle = &impl::close_handle;
+  static constexpr auto no_action = static_cast<process_impl::open_action_type>(3);
+  static constexpr auto get_handle = &process_impl::get_handle;
+  static constexpr auto set_handle_to_std = &process_impl::set_handle_to_std;
+  static constexpr auto open_file_handle = &process_impl::open_file_handle;
 };
 
 }  // namespace foundation::core::sysdep::windows
@@ -44,6 +41,7 @@ using steps = foundation::core::sysdep::windows::process_impl_access;
 using test_support::injected;
 using test_support::read_file;
 using test_support::write_file;
+using testing::ThrowsMessage;
 
 namespace {
 
@@ -78,6 +76,10 @@ class scoped_stream {
   int saved_;  // the stream as it was, under another descriptor
 };
 
+unsigned status_of(const std::string& mode, const std::vector<std::string>& arguments, const process::context& how) {
+  return process::process(children::command(mode, arguments), how).exit_status();
+}
+
 // What the system is asked to start, while the request is valid.
 struct request {
   std::wstring program, line, directory;
@@ -105,51 +107,34 @@ void look_at_request(const process::command& what, const process::context& how,
 
 TEST(Redirection, InputComesFromAFileByteForByteOrFromAnEmptyOneThatIsMade) {
   const test_support::temp_dir folder;
-  for (const std::string& content : {child_pattern::bytes(300000, 5) + "\r\n\x1A\n", std::string()}) {
-    const std::string input = folder.file(content.empty() ? "missing" : "input with blank");
-    if (!content.empty()) {
-      write_file(input, content);
-    }
+  write_file(folder.file("input with blank"), child_pattern::bytes(300000, 5) + "\r\n\x1A\n");
+  for (const std::string& input : {folder.file("input with blank"), folder.file("missing")}) {
     process::context how;
     how.std_in(process::read_from_file(input));
     how.std_out(process::overwrite_file(folder.file("output")));
-    EXPECT_EQ(process::process(children::command("child_echo"), how).exit_status(), 0u);
-    EXPECT_TRUE(read_file(folder.file("output")) == content);
-    EXPECT_TRUE(read_file(input) == content);
+    EXPECT_EQ(status_of("echo", {}, how), 0u);
+    EXPECT_TRUE(read_file(folder.file("output")) == read_file(input));
   }
 }
 
 TEST(Redirection, OutputFilesAreReplacedOrContinuedAndMadeWhereMissing) {
+  const test_support::temp_dir folder;
   const std::string written = child_pattern::lines(3);
-  const struct {
-    const char* name;
-    bool append;
-    std::optional<std::string> before;
-    std::string after;
-  } cases[] = {
-      {"overwritten", false, std::string(1000, 'x'), written},
-      {"made by overwriting", false, {}, written},
-      {"appended to", true, "before\n", "before\n" + written},
-      {"made by appending", true, {}, written},
-  };
-  for (const auto& each : cases) {
-    for (const bool errors : {false, true}) {
-      SCOPED_TRACE(std::string(each.name) + (errors ? ", standard error" : ", standard output"));
-      const test_support::temp_dir folder;
-      const std::string file = folder.file("out put");
-      if (each.before) {
-        write_file(file, *each.before);
+  for (const char* const mode : {"lines", "errors"}) {
+    for (const std::string& before : {std::string(), std::string(1000, 'x')}) {
+      const std::string replaced = folder.file(mode + before.substr(0, 1)), continued = replaced + " too";
+      if (!before.empty()) {
+        write_file(replaced, before);
+        write_file(continued, before);
       }
+      const bool errors = mode == std::string("errors");
       process::context how;
-      const auto send = [&](const auto& where) { errors ? how.std_err(where) : how.std_out(where); };
-      if (each.append) {
-        send(process::append_to_file(file));
-      } else {
-        send(process::overwrite_file(file));
-      }
-      const process::command what = children::command("child_write", {"--lines", "3", errors ? "--stderr" : "--lf"});
-      EXPECT_EQ(process::process(what, how).exit_status(), 0u);
-      EXPECT_EQ(read_file(file), each.after);
+      errors ? how.std_err(process::overwrite_file(replaced)) : how.std_out(process::overwrite_file(replaced));
+      EXPECT_EQ(status_of(mode, {"3"}, how), 0u);
+      errors ? how.std_err(process::append_to_file(continued)) : how.std_out(process::append_to_file(continued));
+      EXPECT_EQ(status_of(mode, {"3"}, how), 0u);
+      EXPECT_EQ(read_file(replaced), written);
+      EXPECT_EQ(read_file(continued), before + written);
     }
   }
 }
@@ -158,7 +143,7 @@ TEST(Redirection, OutputFilesAreReplacedOrContinuedAndMadeWhereMissing) {
 TEST(Launch, ArrivesWithTheLettersOfAllLanguages) {
   for (const std::string text : {"J\u00fcrgen \u20ac", "\u042e\u0440\u0438\u0439", "\u4e2d\u6587", "\U0001f600"}) {
     const test_support::temp_dir folder(text);
-    write_file(folder.file(text + ".exe"), read_file(test_support::child_path("child_env")));
+    write_file(folder.file(text + ".exe"), read_file(test_support::child_path("child")));
     const test_support::scoped_variable path("PATH", folder.path());
     const auto program = process::which(text + ".exe");
     ASSERT_TRUE(program.has_value() && *program == folder.file(text + ".exe")) << text;
@@ -166,7 +151,7 @@ TEST(Launch, ArrivesWithTheLettersOfAllLanguages) {
     how.environment()["name"] = how.environment()["B" + text] = text;
     how.directory(folder.path());
     how.std_out(process::overwrite_file(folder.file("out " + text)));
-    EXPECT_EQ(process::process(process::make_command(*program, "--narrow"), how).exit_status(), 0u);
+    EXPECT_EQ(process::process(process::make_command(*program, "env"), how).exit_status(), 0u);
     const std::string told = read_file(folder.file("out " + text));
     const std::wstring wide = test_support::widen(text);
     char narrow[64] = "";
@@ -187,9 +172,7 @@ TEST(Redirection, MergedStreamsShareOnePositionInAFile) {
   how.std_in(process::read_from_file(folder.file("in")));
   how.std_out(process::append_to_file(folder.file("both")));
   how.std_err(process::merge_with_stdout());
-  EXPECT_EQ(
-      process::process(children::command("child_echo", {"--flood-stderr", std::to_string(flood)}), how).exit_status(),
-      0u);
+  EXPECT_EQ(status_of("echo", {std::to_string(flood)}, how), 0u);
   const std::string both = read_file(folder.file("both"));
   EXPECT_EQ(std::ssize(both), 3 + input_size + flood);
   EXPECT_EQ(std::count(both.begin(), both.end(), 'i'), input_size);
@@ -209,14 +192,8 @@ TEST(Redirection, OutputIsInheritedFromTheRunTimesStreamsOrDiscarded) {
   {
     const scoped_stream out(1, folder.file("out"));
     const scoped_stream err(2, folder.file("err"));
-    statuses.push_back(process::process(children::command("child_write", {"--lines", "2"}), plain).exit_status());
-    statuses.push_back(
-        process::process(children::command("child_write", {"--lines", "3", "--stderr"}), plain).exit_status());
-    statuses.push_back(
-        process::process(children::command("child_write", {"--lines", "1", "--stderr"}), merged).exit_status());
-    statuses.push_back(process::process(children::command("child_write", {"--bytes", "200000"}), silent).exit_status());
-    statuses.push_back(
-        process::process(children::command("child_write", {"--bytes", "200000", "--stderr"}), silent).exit_status());
+    statuses = {status_of("lines", {"2"}, plain), status_of("errors", {"3"}, plain), status_of("errors", {"1"}, merged),
+                status_of("bytes", {"200000"}, silent), status_of("errors", {"20000"}, silent)};
   }
   EXPECT_EQ(statuses, std::vector<unsigned>(5, 0));
   EXPECT_EQ(read_file(folder.file("out")), child_pattern::lines(2) + child_pattern::lines(1));
@@ -232,7 +209,7 @@ TEST(Redirection, InheritedInputIsTheSystemsStandardHandle) {
   const HANDLE former = GetStdHandle(STD_INPUT_HANDLE);
   process::iopipe output;
   SetStdHandle(STD_INPUT_HANDLE, file);
-  process::process child(children::command("child_echo"), children::output_to(output));
+  process::process child(children::command("echo"), children::output_to(output));
   SetStdHandle(STD_INPUT_HANDLE, former);
   EXPECT_EQ(read_all(output.device()), "from the parent");
   EXPECT_EQ(child.exit_status(), 0u);
@@ -254,30 +231,14 @@ TEST(Redirection, AStreamThatTheParentDoesNotHaveIsNull) {
 
 TEST(Redirection, UnknownKeysAndActionsAreRefusedAndLoseNoHandle) {
   const test_support::temp_file file;
-  process::iopipe pipe;
   STARTUPINFOW start = {};
-  start.hStdOutput = pipe.device().handles().write_handle();
   constexpr DWORD key = static_cast<DWORD>(-13);
-  const char* const bad_key = "get_handle key must be one of STD_INPUT_HANDLE, STD_OUTPUT_HANDLE, or STD_ERROR_HANDLE";
-  const std::pair<const char*, std::function<void()>> refused[] = {
-      {bad_key, [&] { steps::get_handle(&start, key); }},
-      {bad_key, [&] { steps::set_handle_to_std(&start, key); }},
-      {bad_key, [&] { steps::open_file_handle(&start, key, file.path(), GENERIC_WRITE, steps::as_is); }},
-      {bad_key, [&] { steps::share_std_handle(&start, key, STD_OUTPUT_HANDLE); }},
-      {bad_key, [&] { steps::share_std_handle(&start, STD_ERROR_HANDLE, key); }},
-      {bad_key, [&] { steps::close_handle(&start, key); }},
-      {"bad open_action (open_file_handle)",
-       [&] { steps::open_file_handle(&start, STD_INPUT_HANDLE, file.path(), GENERIC_WRITE, steps::no_action); }},
-  };
   EXPECT_TRUE(test_support::loses_no_handle([&] {
-    for (const auto& [text, step] : refused) {
-      try {
-        step();
-        ADD_FAILURE() << "not refused: " << text;
-      } catch (const std::invalid_argument& e) {
-        EXPECT_STREQ(e.what(), text);
-      }
-    }
+    EXPECT_THAT([&] { steps::open_file_handle(&start, key, file.path(), GENERIC_WRITE, {}); },
+                ThrowsMessage<std::invalid_argument>("get_handle key must be one of STD_INPUT_HANDLE, "
+                                                     "STD_OUTPUT_HANDLE, or STD_ERROR_HANDLE"));
+    EXPECT_THAT([&] { steps::open_file_handle(&start, key, file.path(), GENERIC_WRITE, steps::no_action); },
+                ThrowsMessage<std::invalid_argument>("bad open_action (open_file_handle)"));
   }));
 }
 
@@ -357,29 +318,25 @@ TEST(LaunchRequest, HoldsTheEnvironmentAsBytesOnlyWhereTheseAreTheText) {
 TEST(LaunchRequest, IsNotMadeWithANulThatWouldCutTextShort) {
   injected<decltype(&CreateProcessW)> creation(library, "CreateProcessW");
   const std::string nul("a\0b", 3);
-  const process::command good = children::command("child_exit", {"0"});
+  const process::command good = children::command("exit", {"0"});
   const struct {
     const char* what;
     process::command command;
     std::function<void(process::context&)> spoil;
   } rows[] = {
-      {"command line", children::command("child_exit", {"0", nul}), [](auto&) {}},
+      {"command line", children::command("exit", {"0", nul}), [](auto&) {}},
       {"command line", process::command(nul), [](auto&) {}},
       {"directory", good, [&](auto& how) { how.directory(nul); }},
       {"file name", good, [&](auto& how) { how.std_out(process::overwrite_file(nul)); }},
       {"name of an environment variable", good, [&](auto& how) { how.environment()[nul] = "1"; }},
       {"value of an environment variable", good, [&](auto& how) { how.environment()["A"] = nul; }},
   };
-  for (const auto& row : rows) {
-    try {
-      process::context how;
-      row.spoil(how);
-      process_impl::launch(row.command, how);
-      ADD_FAILURE() << row.what << ": nothing was thrown";
-    } catch (const process::process_init_error& e) {
-      const std::string reason = std::string("\": the ") + row.what + " holds a NUL character\n";
-      EXPECT_NE(std::string(e.what()).find(reason), std::string::npos) << e.what();
-    }
+  for (const auto& [what, command, spoil] : rows) {
+    process::context how;
+    spoil(how);
+    const auto launch = [&, &command = command] { process_impl::launch(command, how); };
+    const std::string reason = std::string("\": the ") + what + " holds a NUL character\n";
+    EXPECT_THAT(launch, ThrowsMessage<process::process_init_error>(testing::HasSubstr(reason)));
   }
   EXPECT_EQ(creation.calls(), 0u);
 }

@@ -33,7 +33,7 @@ namespace {
 
 constexpr const char* library = "libqxfl.dll";
 constexpr const char* secret = "pass word 4711";
-const process::command program = children::command("child_exit", {"5"});
+const process::command program = children::command("exit", {"5"});
 
 // Everything that is logged, of all channels.
 const test_support::temp_dir log_folder;
@@ -216,17 +216,13 @@ TEST(UserLaunch, LogsOnLoadsTheProfileAndUnloadsItOnceWhenTheChildEnds) {
   for (const bool object_lives : {true, false}) {
     EXPECT_TRUE(loses_no_handle([&] {
       scripted_users system;
-      process::iopipe input, output(0);
-      system.how.std_in(process::pipe_from(input));
-      system.how.std_out(process::pipe_to(output));
-      auto started = std::make_unique<process::process>(children::command("child_wait"), system.how);
-      std::string ready;
-      std::getline(output, ready);
+      children::common_event end;
+      auto started = std::make_unique<process::process>(end.waiting(), system.how);
       EXPECT_EQ(system.record(), watched);
       if (!object_lives) {
         started.reset();
       }
-      input.close_for_write();
+      end.set();
       EXPECT_EQ(system.record_with("close child"), watched + at_the_end);
       started.reset();
       let_the_pool_rest();
@@ -380,7 +376,7 @@ TEST(UserLaunch, GivesTheChildTheUsersVariablesAndThenThoseOfTheContext) {
   process::iopipe output(0);
   system.how.std_out(process::pipe_to(output));
   system.how.environment() = {{"PATH", "ours"}, {"\u00e4", "\u00f6"}, {"Yak", "2"}};
-  process::process started(children::command("child_env"), system.how);
+  process::process started(children::command("env"), system.how);
   EXPECT_EQ(children::read_all(output.device()).rfind("Path=the user's\nYak=2\nzebra=1\n\u00e4=\u00f6\n", 0), 0u);
   system.record_with("close child");
 }

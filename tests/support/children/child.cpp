@@ -1,0 +1,156 @@
+// child MODE [ARGUMENT...]: what tests want of a child process, without any library of ours.
+//
+// args ARGUMENT...         writes every argument to standard output as a record: its length in bytes as a 32-bit
+//                          little-endian number, then the bytes (UTF-8). They are those of the C run-time,
+// system-args ARGUMENT...  or those of CommandLineToArgvW.
+// echo [BYTES]             copies standard input to standard output until it ends. Another thread writes that many
+//                          bytes "e" to standard error: who reads one stream after the other hangs.
+// env                      writes every entry of its environment block as a line of UTF-8, in the block's order, then
+//                          the variable "name" as narrow programs see it, and the current directory.
+// exit CODE [DELAY_MS]     ends with the 32-bit code (decimal, negative or 0x…) after the delay.
+// handles HANDLE...        takes each handle value (decimal) for that of an event and sets it. By chance it can be one
+//                          that this process has opened for itself: the parent looks which events are set.
+// pipe DESCRIPTOR          takes over the pipe ends that a descriptor names: copies standard input to a write handle
+//                          and closes it, writes the pending character to standard output, and copies what a read
+//                          handle gives there. Bytes go through as they are.
+// wait EVENT_NAME          waits until that event is set.
+// lines N, errors N        writes N numbered lines to standard output or error,
+// bytes N                  or N pseudo-random bytes to standard output, as pattern.hpp makes them for the reader.
+#include "pattern.hpp"
+
+#include <windows.h>
+#include <shellapi.h>
+
+#include <cstdint>
+#include <cwchar>
+#include <map>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+// Keeps the C run-time's start-up from expanding * and ? in arguments: a child sees them as they were given.
+extern "C" {
+int _dowildcard = 0;
+}
+
+namespace {
+
+const HANDLE in = ::GetStdHandle(STD_INPUT_HANDLE);
+const HANDLE out = ::GetStdHandle(STD_OUTPUT_HANDLE);
+const HANDLE err = ::GetStdHandle(STD_ERROR_HANDLE);
+
+// No bytes are no write: the reader of a pipe would see an end.
+void write_all(HANDLE to, std::string_view bytes) {
+  DWORD put = 0;
+  if (!bytes.empty() && !::WriteFile(to, bytes.data(), static_cast<DWORD>(bytes.size()), &put, nullptr)) {
+    ::ExitProcess(1);
+  }
+}
+
+void copy_all(HANDLE from, HANDLE to) {
+  static char buffer[65536];
+  DWORD got = 0;
+  // A file ends with 0 bytes, a pipe with ERROR_BROKEN_PIPE: there 0 bytes are an empty write of the other side.
+  while (::ReadFile(from, buffer, sizeof buffer, &got, nullptr) &&
+         (got != 0 || ::GetFileType(from) == FILE_TYPE_PIPE)) {
+    write_all(to, {buffer, got});
+  }
+}
+
+std::string to_utf8(std::wstring_view wide) {
+  std::string bytes(wide.size() * 3, '\0');
+  bytes.resize(
+      static_cast<std::size_t>(::WideCharToMultiByte(CP_UTF8, 0, wide.data(), static_cast<int>(wide.size()),
+                                                     bytes.data(), static_cast<int>(bytes.size()), nullptr, nullptr)));
+  return bytes;
+}
+
+using arguments = std::vector<std::wstring>;  // those behind the mode
+
+std::uint64_t number(const std::wstring& text) {
+  return static_cast<std::uint64_t>(std::wcstoll(text.c_str(), nullptr, 0));
+}
+
+void tell_arguments(const arguments& given) {
+  std::string records;
+  for (const std::wstring& argument : given) {
+    const std::string text = to_utf8(argument);
+    const auto length = static_cast<std::uint32_t>(text.size());
+    records.append(reinterpret_cast<const char*>(&length), sizeof length) += text;
+  }
+  write_all(out, records);
+}
+
+void tell_system_arguments(const arguments&) {
+  int count = 0;
+  wchar_t** const all = ::CommandLineToArgvW(::GetCommandLineW(), &count);
+  tell_arguments(arguments(all + 2, all + count));
+}
+
+void echo(const arguments& given) {
+  const std::jthread flood([&] { write_all(err, std::string(given.empty() ? 0 : number(given[0]), 'e')); });
+  copy_all(in, out);
+}
+
+void tell_environment(const arguments&) {
+  std::string lines;
+  for (const wchar_t* entry = ::GetEnvironmentStringsW(); *entry; entry += std::wcslen(entry) + 1) {
+    lines += to_utf8(entry) + "\n";
+  }
+  char narrow[64] = "";
+  wchar_t directory[1024] = L"";
+  ::GetEnvironmentVariableA("name", narrow, sizeof narrow);
+  ::GetCurrentDirectoryW(1024, directory);
+  write_all(out, lines + narrow + "\n" + to_utf8(directory) + "\n");
+}
+
+void exit_later(const arguments& given) {
+  ::Sleep(given.size() > 1 ? static_cast<DWORD>(number(given[1])) : 0);
+  ::ExitProcess(static_cast<UINT>(number(given[0])));
+}
+
+void set_events(const arguments& given) {
+  for (const std::wstring& value : given) {
+    ::SetEvent(reinterpret_cast<HANDLE>(number(value)));
+  }
+}
+
+void take_over_pipe(const arguments& given) {
+  std::uintptr_t read = 0, write = 0;
+  int text = 0, pending = 0, character = 0;
+  std::wistringstream(given[0]) >> read >> write >> text >> pending >> character;
+  if (write != 0) {
+    copy_all(in, reinterpret_cast<HANDLE>(write));
+    ::CloseHandle(reinterpret_cast<HANDLE>(write));
+  }
+  write_all(out, std::string(pending != 0 ? 1 : 0, static_cast<char>(character)));
+  if (read != 0) {
+    copy_all(reinterpret_cast<HANDLE>(read), out);
+  }
+}
+
+void wait(const arguments& given) {
+  ::WaitForSingleObject(::OpenEventW(SYNCHRONIZE, FALSE, given[0].c_str()), INFINITE);
+}
+
+const std::map<std::wstring, void (*)(const arguments&)> modes = {
+    {L"args", tell_arguments},
+    {L"system-args", tell_system_arguments},
+    {L"echo", echo},
+    {L"env", tell_environment},
+    {L"exit", exit_later},
+    {L"handles", set_events},
+    {L"pipe", take_over_pipe},
+    {L"wait", wait},
+    {L"lines", [](const arguments& given) { write_all(out, child_pattern::lines(number(given[0]))); }},
+    {L"bytes", [](const arguments& given) { write_all(out, child_pattern::bytes(number(given[0]))); }},
+    {L"errors", [](const arguments& given) { write_all(err, child_pattern::lines(number(given[0]))); }},
+};
+
+}  // namespace
+
+int wmain(int count, wchar_t** given) {
+  modes.at(given[1])(arguments(given + 2, given + count));
+  return 0;
+}

@@ -1,0 +1,29 @@
+// Each call that libqxfl.dll makes of the system in the course of an operation, refused in turn. A first run tells
+// which calls there are, so that one which nobody thought of is refused as well.
+#pragma once
+
+#include <windows.h>
+
+#include <functional>
+#include <map>
+#include <string>
+
+namespace test_support {
+
+/// The last error of a refused call.
+inline constexpr DWORD refused_code = ERROR_NOT_ENOUGH_QUOTA;
+
+/// What is to be seen of an operation when all is done. An exception is seen as its type and its text, in which a !
+/// stands for the words that go with the code.
+using watched_operation = std::function<std::string()>;
+
+/// What came of refusing the first, the second … call of a function, by the name of the function. The same in a row
+/// stands there once, with its number: "2 x done | system_error: CreatePipe!". Allocations are "new", without numbers.
+using refusal_outcomes = std::map<std::string, std::string>;
+
+/// Runs an operation, which `prepare` makes anew each time, for each call that it makes on this thread, with that call
+/// refused: nothing happens, and it returns a failure. Only what gives something back happens all the same. Expects
+/// that no run loses a handle, and that the operation comes to the same as at first when nothing is refused any more.
+refusal_outcomes refuse_each_call(const std::function<watched_operation()>& prepare);
+
+}  // namespace test_support

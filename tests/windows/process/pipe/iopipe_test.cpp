@@ -1,0 +1,190 @@
+// Pipes of the system, in this process and to real children and mock ones. The rules of the translation are tested with
+// scripted calls.
+
+#include "children.hpp"
+#include "children/pattern.hpp"
+#include "handle_leak.hpp"
+#include "refusals.hpp"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <optional>
+#include <string>
+#include <thread>
+
+namespace process = foundation::core::process;
+namespace open_mode = process::open_mode;
+using children::read_all;
+using process::iopipe;
+using process::iopipe_device;
+using process::iopipe_handles;
+using test_support::loses_no_handle;
+
+namespace {
+
+// Where two texts part, rather than megabytes of them in a report.
+void expect_same_bytes(const std::string& actual, const std::string& expected) {
+  ASSERT_EQ(actual.size(), expected.size());
+  const auto parting = std::mismatch(actual.begin(), actual.end(), expected.begin());
+  EXPECT_EQ(parting.first - actual.begin(), std::ssize(expected)) << "first difference";
+}
+
+void write_all(const iopipe_device& device, const std::string& bytes) {
+  for (std::size_t at = 0; at < bytes.size();) {
+    at += static_cast<std::size_t>(device.write(bytes.data() + at, static_cast<std::streamsize>(bytes.size() - at)));
+  }
+}
+
+// Reads until `length` characters are there: a system may tell a write of no bytes as a read of none.
+std::string read_exactly(const iopipe_device& device, std::size_t length) {
+  std::string all(length, '\0');
+  for (std::size_t at = 0; at != length;) {
+    at += static_cast<std::size_t>(device.read(all.data() + at, static_cast<std::streamsize>(length - at)));
+  }
+  return all;
+}
+
+// A device on a pipe, named for this process, whose read handle was opened for overlapped use.
+iopipe_device overlapped_device(int mode) {
+  const std::string name = "\\\\.\\pipe\\qxfl-pipe-test-" + std::to_string(GetCurrentProcessId());
+  void* const read = CreateNamedPipeA(name.c_str(), PIPE_ACCESS_INBOUND | FILE_FLAG_OVERLAPPED, PIPE_TYPE_BYTE, 1, 0,
+                                      4096, 0, nullptr);
+  void* const write = CreateFileA(name.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+  EXPECT_TRUE(read != INVALID_HANDLE_VALUE && write != INVALID_HANDLE_VALUE);
+  return iopipe_device(iopipe_handles(read, write), true, mode);
+}
+
+}  // namespace
+
+TEST(Pipe, AnOverlappedReadWaitsForItsBytesAndMeetsTheEnd) {
+  EXPECT_TRUE(loses_no_handle([] {
+    const iopipe_device device = overlapped_device(open_mode::read | open_mode::write);
+    write_all(device, "here already\n");
+    EXPECT_EQ(read_exactly(device, 13), "here already\n");
+    const std::jthread writer([&] {
+      Sleep(20);  // so that the read usually has to wait
+      write_all(device, "later\nx");
+      device.close_for_write();
+    });
+    EXPECT_EQ(read_all(device), "later\nx");
+  }));
+}
+
+TEST(Pipe, TellsWhichCallTheSystemRefused) {
+  using outcomes = test_support::refusal_outcomes;
+  const auto create = [] {
+    return [] {
+      const iopipe pipe;
+      return "made";
+    };
+  };
+  EXPECT_EQ(test_support::refuse_each_call(create), (outcomes{{"CloseHandle", "2 x made"},
+                                                              {"CreatePipe", "system_error: CreatePipe!"},
+                                                              {"new", "bad_alloc: std::bad_alloc"}}));
+  const auto transfer_by = [](bool overlapped) {
+    return [overlapped] {
+      return [device = overlapped ? overlapped_device(open_mode::binary) : iopipe_device()] {
+        device.write("a", 1);
+        return read_exactly(device, 1);
+      };
+    };
+  };
+  EXPECT_EQ(test_support::refuse_each_call(transfer_by(false)),
+            (outcomes{{"ReadFile", "iopipe_read_error: ReadFile!: iostream error"},
+                      {"WriteFile", "iopipe_write_error: WriteFile!: iostream error"}}));
+  // Without an event it waits for the pipe itself, also when the read succeeded at once.
+  EXPECT_EQ(test_support::refuse_each_call(transfer_by(true)),
+            (outcomes{{"CloseHandle", "a"},
+                      {"CreateEventA", "a"},
+                      {"GetOverlappedResult", "iopipe_read_error: GetOverlappedResult!: iostream error"},
+                      {"ReadFile", "iopipe_read_error: AsyncReadFile!: iostream error"},
+                      {"WriteFile", "iopipe_write_error: WriteFile!: iostream error"}}));
+}
+
+TEST(Pipe, OwnsItsUninheritableHandlesUntilTheyAreClosedOrReleased) {
+  const auto flags = [](HANDLE of) {
+    DWORD result;
+    return GetHandleInformation(of, &result) ? static_cast<int>(result & HANDLE_FLAG_INHERIT) : -1;
+  };
+  std::optional<iopipe_device> device(iopipe().device());
+  const iopipe_handles handles = device->handles();
+  EXPECT_EQ(flags(handles.read_handle()), 0);
+  device->close_for_read();
+  EXPECT_EQ(flags(handles.read_handle()), -1);
+  EXPECT_THROW(device->write("x", 1), process::iopipe_write_error) << "nobody can read any more";
+  device->release_write_handle();
+  device.reset();
+  EXPECT_EQ(flags(handles.write_handle()), 0);
+
+  device.emplace(iopipe_handles(nullptr, handles.write_handle()), false, 0);
+  SetLastError(ERROR_ARENA_TRASHED);
+  device.reset();
+  EXPECT_EQ(GetLastError(), DWORD{ERROR_ARENA_TRASHED}) << "destruction does not disturb the last error";
+  EXPECT_EQ(flags(handles.write_handle()), -1);
+}
+
+TEST(ChildPipes, CarryMegabytesBothWaysAtOnceWhileStandardErrorFloods) {
+  constexpr std::size_t flood = 3 * 1024 * 1024 + 7;
+  iopipe input, output, errors;
+  process::context how = children::output_to(output);
+  how.std_in(process::pipe_from(input));
+  how.std_err(process::pipe_to(errors));
+  process::process child(children::command("echo", {std::to_string(flood)}), how);
+
+  const std::string sent = child_pattern::bytes(4 * 1024 * 1024 + 1, 11);
+  std::string flooded, received;
+  {
+    const std::jthread writer([&] {
+      write_all(input.device(), sent);
+      input.device().close_for_write();
+    });
+    const std::jthread error_reader([&] { flooded = read_all(errors.device()); });
+    received = read_all(output.device());
+  }
+  expect_same_bytes(received, sent);
+  EXPECT_EQ(flooded.size(), flood);
+  EXPECT_EQ(child.exit_status(), 0u);
+}
+
+// A one-byte read takes two bytes from the system and keeps the second. It must reach whoever reads on, here another
+// process that knows the pipe only by its descriptor.
+TEST(ChildPipes, APipeWithAPendingCharacterIsHandedToAnotherProcess) {
+  iopipe data, output;
+  const iopipe_device device = data.device();
+  write_all(device, "abcdef");
+  EXPECT_EQ(read_exactly(device, 1), "a");
+  process::context how = children::output_to(output);
+  how.explicitlyInheritHandles(true);
+  const process::process child(children::command("pipe", {how.inherit_pipe(data, open_mode::read)}), how);
+  EXPECT_FALSE(device.is_open_for_read()) << "the end belongs to the child now";
+  write_all(device, "gh");
+  device.close_for_write();
+  EXPECT_EQ(read_all(output.device()), "bcdefgh");
+}
+
+// The object in the example of the header: a function that answers each line with its length, and returns their number.
+TEST(MockProcess, TalksThroughItsPipesAndLeavesNoHandle) {
+  EXPECT_TRUE(loses_no_handle([] {
+    iopipe requests, answers;
+    process::context how;
+    const process::iopipe_descriptor in = how.inherit_pipe(requests, open_mode::read);
+    const process::iopipe_descriptor out = how.inherit_pipe(answers, open_mode::write);
+    const auto serve = [in, out] {
+      iopipe from(in), to(out);
+      int count = 0;
+      for (std::string line; std::getline(from, line); ++count) {
+        to << line.size() << std::endl;
+      }
+      return count;
+    };
+    process::mock_process child(serve, how);
+    std::string answer;
+    requests << "hello\n" << std::flush;
+    EXPECT_TRUE(std::getline(answers, answer) && answer == "5") << answer;
+    EXPECT_FALSE(child.exited()) << "it waits for the next line";
+    requests.close_for_write();
+    EXPECT_FALSE(std::getline(answers, answer)) << "no other handle keeps the answers from ending";
+    EXPECT_EQ(child.exit_status(), 1u);
+  }));
+}
