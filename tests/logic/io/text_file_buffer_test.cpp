@@ -137,7 +137,7 @@ std::ptrdiff_t write_at_once(int file, const void* bytes, std::size_t size) {
 }
 
 /// Comes before that of the run-time, and so is what file buffers call.
-extern "C" ssize_t write(int file, const void* bytes, std::size_t size) {
+extern "C" [[gnu::visibility("default")]] ssize_t write(int file, const void* bytes, std::size_t size) {
   return scripted_write ? scripted_write(file, bytes, size) : write_at_once(file, bytes, size);
 }
 

@@ -22,11 +22,12 @@ std::string display_language() {
 }
 
 std::optional<std::string> read_catalog_file(const ustring& path) {
+  ++messages().reads;
   if (messages().reading) {
     messages().reading(path);
   }
-  const auto found = messages().files.find(path);
-  return found != messages().files.end() ? std::optional(found->second) : std::nullopt;
+  const auto& files = messages().files;
+  return files.count(path) != 0 ? std::optional(files.at(path)) : std::nullopt;
 }
 
 std::uint64_t milliseconds() noexcept {

@@ -15,6 +15,7 @@ struct message_system {
   std::string language;                             ///< the user's
   std::map<fl::ustring, std::string> files;         ///< contents by path
   std::function<void(const fl::ustring&)> reading;  ///< called with the path of what is read; may be empty, and throw
+  int reads = 0;                                    ///< how often a file was asked for
   std::uint64_t milliseconds = 0;
   std::string log;  ///< what was said of directories out of reach
 };

@@ -167,8 +167,9 @@ TEST(Gb18030, CountsItsSequencesOfFourBytesWhateverPairsTheSystemsPageHas) {
       "\x39";
   EXPECT_EQ(encode(text, "GB18030"), bytes);
   EXPECT_EQ(decode(bytes, "GB18030"), text);
-  EXPECT_EQ(decode("\x80\x81\x30\x81\x7F\x84\x32\xA4\x30 \xE3\x32\x9A\x36\x84\x31\xA5\x30\xFF", "GB18030"),
-            u"\uFFFD\uFFFD0\uFFFD\x7F\uFFFD2\uFFFD0 \uFFFD2\uFFFD6\uFFFD1\uFFFD0\uFFFD");
+  EXPECT_EQ(decode("\x80\x81\x30\x81\x7F\x84\x32\xA4\x30 \xE3\x32\x9A\x36\xFF", "GB18030"),
+            u"\uFFFD\uFFFD0\uFFFD\x7F\uFFFD2\uFFFD0 \uFFFD2\uFFFD6\uFFFD");
+  EXPECT_EQ(decode("\x84\x31\xA5\x30 ", "GB18030"), u"\uFFFD1\uFFFD0 ") << "behind the last of the first plane";
 }
 
 }  // namespace
