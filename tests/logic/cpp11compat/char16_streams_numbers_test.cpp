@@ -114,10 +114,14 @@ TEST(NumberFormat, OfALocaleWithAnotherPunctuationIsItsOwn) {
   struct german : std::numpunct<char16_t> {
     char16_t do_decimal_point() const override { return u','; }
     char16_t do_thousands_sep() const override { return u'.'; }
-    std::string do_grouping() const override { return "\3"; }
+    std::string do_grouping() const override { return groups; }
+    explicit german(const char* grouping) : groups(grouping) {}
+    const char* groups;
   };
-  const std::locale with_commas(fl::i18n::facet::get_global_std_locale(), new german);
+  const std::locale with_commas(fl::i18n::facet::get_global_std_locale(), new german("\3"));
   EXPECT_EQ(written<char16_t>(-1234567, {}, with_commas), u"-1.234.567");
+  const std::locale without_groups(with_commas, new german(""));
+  EXPECT_EQ(written<char16_t>(1234567.25, {ios_base::fixed, 2}, without_groups), u"1234567,25");
   EXPECT_EQ(written<char16_t>(1234567.25, {ios_base::fixed, 2, 14, '*'}, with_commas), u"**1.234.567,25");
 }
 

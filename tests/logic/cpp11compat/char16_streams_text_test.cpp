@@ -160,6 +160,17 @@ TEST(Char16Classes, AreThoseOfTheCLocaleAndTheBreakingSpaces) {
     EXPECT_EQ(wide.narrow(unit, '?'), is_ascii ? byte : '?');
     EXPECT_EQ(wide.widen(byte), code & 0xFF);
   }
+  std::u16string text = u"aZ \u00E9";
+  char bytes[4];
+  char16_t* const begin = text.data();
+  char16_t* const end = begin + text.size();
+  EXPECT_EQ(wide.scan_not(std::ctype_base::alpha, begin, end), begin + 2);
+  EXPECT_EQ(wide.toupper(begin, end), end);
+  EXPECT_EQ(text, u"AZ \u00E9");
+  EXPECT_EQ(wide.tolower(begin, end), end);
+  EXPECT_EQ(text, u"az \u00E9");
+  EXPECT_EQ(wide.narrow(begin, end, '?', bytes), end);
+  EXPECT_EQ(std::string(bytes, 4), "az ?");
   EXPECT_EQ(spaces, u"\x85\x1680\x2000\x2001\x2002\x2003\x2004\x2005\x2006\x2008\x2009\x200A\x2028\x2029\x205F\x3000");
 }
 

@@ -2,6 +2,10 @@
 #include <fl/except.hpp>
 #include <i18n/message_catalog.hpp>
 
+#ifndef _WIN32
+#include "host/message_platform.hpp"
+#endif
+
 #include <boost/exception/diagnostic_information.hpp>
 #include <boost/exception_ptr.hpp>
 #include <gmock/gmock.h>
@@ -102,6 +106,8 @@ TEST(Exception, CopiesShareTheTextFromTheFirstCallOn) {
   const std::string facts = boost::diagnostic_information(assigned);
   EXPECT_NE(facts.find("narrow_str_tag*] = gr\xc3\xbcn 2\n"), std::string::npos) << facts;
   EXPECT_EQ(assigned.what(), text);
+  assigned << witness(nullptr);
+  EXPECT_STREQ(boost::exception_detail::get_diagnostic_information(assigned, nullptr), "") << "made before that fact";
 }
 
 template <class Base>
@@ -132,12 +138,25 @@ TEST(Exception, HasTheTextOfItsSource) {
   EXPECT_EQ(text_of<std::bad_alloc>(std::bad_alloc()), "bad allocation");
 }
 
-class user_error : public Exception<IUserException, exception, void> {
+template <class Base>
+class user_error : public Exception<IUserException, Base, void> {
+ public:
+  using Exception<IUserException, Base, void>::Exception;
+
+ private:
   std::string GetErrorID() const override { return "SHOP:closed"; }
   ustring GetUnicodeMessageTxt() const override { return u"closed"; }
   const clone_base* clone() const override { return new user_error(*this); }
   void rethrow() const override { throw *this; }
 };
+
+TEST(Exception, OfAUserIsAssignedWithWhatItWraps) {
+  user_error<reason> to(reason("former"));
+  const user_error<reason> from(reason("why"));
+  to = from;
+  to = std::as_const(to);
+  EXPECT_STREQ(to.reason::what(), "why");
+}
 
 class message_error : public IMsgIDException {
  public:
@@ -196,7 +215,7 @@ TEST(Exception, ArrivesAsWhatItIs) {
   expect_arrives(AnonymousInternalException(exception()));
   expect_arrives(AnonymousInternalException(system_error(5, boost::system::generic_category(), "till")));
   expect_arrives(AnonymousInternalException(std::out_of_range("far")));
-  expect_arrives(user_error());
+  expect_arrives(user_error<exception>());
   expect_arrives(message_error());
   expect_arrives(bad_alloc());
   expect_arrives(detail::bad_alloc_impl::internal());
@@ -206,22 +225,19 @@ TEST(Exception, ArrivesAsWhatItIs) {
 }  // namespace
 
 #ifndef _WIN32  // There the catalog reads files.
-ustring text_of_message;
-
-ustring fl::i18n::MessageCatalog::get_message(const resource_core::BaseMsgID&) {
-  return text_of_message.empty() ? throw std::out_of_range("no message") : text_of_message;
-}
-
 TEST(MsgIDException, SpeaksTheLanguageOfTheMomentAndKeepsWhatItSaidFirst) {
   const message_error error;
   EXPECT_STREQ(error.what(), typeid(message_error).name());
-  EXPECT_THROW(error.GetMessageTxt(), std::out_of_range);
+  EXPECT_THROW(error.GetMessageTxt(), fl::i18n::missing_message);
   EXPECT_TRUE(error.GetMsgID() == resource_core::BaseMsgID("SHOP", "sold") &&
               error.GetMsgID() != resource_core::BaseMsgID("SHOP", "lost"));
   EXPECT_THROW(resource_core::GenericMsgIDHolder().get(), resource_core::GenericMsgIDHolder::EmptyGenericMsgIDHolder);
-  text_of_message = u"gr\u00fcn";
+  test_support::messages().files = {{u"shop\\de\\SHOP.json", "{\"sold\": \"gr\xc3\xbcn\"}"},
+                                    {u"shop\\it\\SHOP.json", "{\"sold\": \"verde\"}"}};
+  fl::i18n::MessageCatalog::add_directory(u"shop");
+  fl::i18n::MessageCatalog::set_language("de");
   EXPECT_STREQ(error.what(), "gr\xc3\xbcn");
-  text_of_message = u"verde";
+  fl::i18n::MessageCatalog::set_language("it");
   EXPECT_EQ(error.GetMessageTxt(), "verde");
   EXPECT_EQ(error.ToUstring(), u"verde");
   EXPECT_STREQ(error.what(), "gr\xc3\xbcn");

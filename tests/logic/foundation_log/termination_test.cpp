@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <optional>
 #include <sstream>
 #include <stdexcept>
@@ -39,6 +40,13 @@ TEST(TerminationHandler, TheNewestLivingOneIsCalledInWhateverOrderTheyGo) {
   third.reset();
   expect_termination("1 condition unit.cpp 12 f()");  // Not the second, which is gone.
 }
+
+#ifndef _WIN32  // There the test program reports an abort in its own way.
+TEST(TerminationHandlerDeathTest, WithoutOneTheTextAndThePlaceAreTheLastWords) {
+  EXPECT_EXIT(terminate(std::ostringstream("condition"), "unit.cpp", 12, "f()"), testing::KilledBySignal(SIGABRT),
+              "condition\n\\( at line 12 of unit.cpp in f\\(\\) \\)");
+}
+#endif
 
 namespace deep {
 struct odd {};

@@ -194,6 +194,12 @@ TEST(StreambufAdaptor, ARefillIsWhatThePassesGiveUnlessTheLastGivesNothingAndOne
   it.in->passes = {{"", false}};
   it.adaptor.sbumpc();
   EXPECT_EQ(it.adaptor.sgetc(), eof) << "a whole block that gives nothing";
+  it.beneath->shows_block = true;
+  it.beneath->blocks = {std::string(1023, '5'), std::string(1025, '6')};
+  it.in->calls = 0;
+  it.in->passes = {{"", false}, {"a", false}};
+  EXPECT_EQ(it.adaptor.sgetc(), 'a') << "all but one of a block, and then that one";
+  EXPECT_EQ(it.beneath->blocks.front().size(), 1024u);
 }
 
 TEST(StreambufAdaptor, WaitsForNoMoreThanOneCharacter) {
@@ -259,11 +265,15 @@ std::basic_string<Unit> all_of(std::basic_streambuf<Unit>& buffer) {
 }
 
 TEST(Adaptor, WritesWhatEncodeGivesAndReadsWhatDecodeGivesHoweverTheTextIsCut) {
+  const auto first = boost::make_shared<std::stringbuf>();
+  EXPECT_EQ(make_ustreambuf_adaptor(first, "UTF-8")->sputc(u'\u0080'), u'\u0080');
+  EXPECT_EQ(first->str(), "\xC2\x80") << "the first that is not ASCII";
   constexpr const char* encodings[] = {"UTF-8", "UTF-16", "UTF-32BE", "US-ASCII", "Shift_JIS", "GB18030"};
   seeded_random random;
   for (int i = 0; i != 1000; ++i) {
     const char* const encoding = random.pick(encodings);
     const ustring text = decode(encode(test_support::any_text(random) + u'x', encoding), encoding);
+    ASSERT_TRUE(text.ends_with(u'x'));
     const std::string bytes = encode(text, encoding), utf8 = encode(text, "UTF-8");
     const auto file = boost::make_shared<std::stringbuf>();
     write(*make_ustreambuf_adaptor(file, encoding), text, random);

@@ -56,7 +56,9 @@ TEST(Uostream, AMoveExchangesTheStateAndTakesTheShareButLeavesRdbufToTheCaller) 
 
   uistream reader(first);
   uistream other(second);
+  other.setstate(std::ios_base::failbit);
   reader = std::move(other);
+  EXPECT_TRUE(reader.fail() && other.good());
   EXPECT_EQ(first.use_count(), 1);
   EXPECT_EQ(second.use_count(), 3);
   EXPECT_EQ(reader.rdbuf(), first.get());

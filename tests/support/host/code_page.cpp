@@ -44,6 +44,7 @@ code_page_table read_code_page(unsigned page) {
   if (page != western) {
     add_pairs(table, page == euc_japanese ? 0xA1 : 0x81, page == euc_japanese ? 0x21 : 0x40);
   }
+  table.drop_codes_that_do_not_come_back();
   return table;
 }
 

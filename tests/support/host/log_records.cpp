@@ -24,18 +24,18 @@ namespace foundation::log {
 
 bool push_record(const std::string& channel, unsigned severity, const std::string& text) {
   const std::lock_guard lock(guard);
-  records.push_back({channel, severity, text});
+  records.push_back({channel, severity, text, depth});
   return true;
 }
 
 bool core_enabled() noexcept {
-  return true;
+  return test_support::log_takes_records;
 }
 
 namespace platform {
 
 std::optional<std::string> environment_variable(const char*) {
-  return std::nullopt;
+  return test_support::log_environment;
 }
 
 unsigned thread_depth() noexcept {
@@ -50,7 +50,9 @@ bool process_is_ending() noexcept {
   return false;
 }
 
-void write_standard_error(std::string_view) noexcept {}
+void write_standard_error(std::string_view text) noexcept {
+  push_record("standard error", 0, std::string(text));
+}
 
 error_keeper::error_keeper() noexcept : last_error_(0), errno_(errno) {}
 

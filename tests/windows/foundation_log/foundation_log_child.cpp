@@ -48,9 +48,6 @@ int main(int, char** arguments) {
     errno = 42;
     a.log(log::severity::note, "read late");
     return GetLastError() == 4711 && errno == 42 ? 0 : 1;
-  } else if (mode == "check") {
-    a.level(log::severity::fatal << log::check_shift);
-    a.check_failed("unit.cpp", 7, "void f()", "count=", 42);
   } else if (mode == "flood") {
     in_threads(3, [](int thread) {
       for (int i = 0; i < 150; ++i) {

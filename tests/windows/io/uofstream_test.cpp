@@ -1,6 +1,5 @@
-// Text files through the library as a client links it: names, modes, sharing, failures, memory.
+// Text files through the library as a client links it: names, line ends, sharing, memory.
 #include <fl/io.hpp>
-#include <i18n/encoding.hpp>
 
 #include "import_patch.hpp"
 #include "support.hpp"
@@ -9,7 +8,6 @@
 
 #include <windows.h>
 
-#include <algorithm>
 #include <filesystem>
 #include <new>
 #include <string>
@@ -109,52 +107,23 @@ TEST(FileStreams, TellByIsOpenAloneThatAFileCannotBeOpened) {
   }
   CloseHandle(held);
   EXPECT_FALSE(std::filesystem::exists(folder.wide("zero")));
-  uifstream in(folder.name("missing"));
-  EXPECT_TRUE(!in.is_open() && in.good());
-  EXPECT_EQ(in.get(), std::char_traits<char16_t>::eof());
-  EXPECT_TRUE(in.eof() && !in.bad());
   std::filesystem::permissions(folder.wide("held"), std::filesystem::perms::owner_read);
   EXPECT_TRUE(uifstream(folder.name("held")).is_open()) << "to read, no more rights are asked for";
 
   uofstream nowhere(ustring(u"NUL"));
   nowhere << u"gone" << std::flush;
   EXPECT_TRUE(nowhere.is_open() && nowhere.good());
-
-  EXPECT_THROW(uofstream(folder.name("made"), ios_base::out, "klingon"), fl::i18n::unknown_encoding);
-  EXPECT_TRUE(std::filesystem::remove(folder.wide("made"))) << "it was made, and is closed";
 }
 
-TEST(FileStreams, LeaveTheModeToTheRunTimeAndTheEncodingToTheConverters) {
+TEST(FileStreams, TranslateLineEndsUnlessTheyAreBinary) {
   const scratch_folder folder;
-  const struct {
-    int mode;
-    std::string after;  ///< the file, "old\r\n" before, after writing "a\n"
-  } cases[] = {
-      {ios_base::out, "a\r\n"},
-      {ios_base::out | ios_base::binary, "a\n"},
-      {ios_base::out | ios_base::trunc | ios_base::in, "a\r\n"},
-      {ios_base::out | ios_base::app, "old\r\na\r\n"},
-      {ios_base::out | ios_base::in, "a\r\n\r\n"},
-      {ios_base::out | ios_base::in | ios_base::ate | ios_base::binary, "old\r\na\n"},
-      {ios_base::in, "old\r\n"},
-      {ios_base::trunc, "old\r\n"},
-  };
-  for (const auto& [mode, after] : cases) {
-    write_file(folder.file("f"), "old\r\n");
-    uofstream(file_path(folder.name("f")), mode, "UTF-8") << u"a\n";
-    EXPECT_EQ(read_file(folder.file("f")), after) << mode;
-  }
-  const ustring text = u"\u00E9\u65E5\U0001F600\r\n";
-  uofstream(folder.name("f"), ios_base::out | ios_base::binary, "GB18030") << text;
-  EXPECT_EQ(read_file(folder.file("f")), fl::i18n::encode(text, "GB18030"));
-  uifstream same(folder.name("f"), ios_base::in | ios_base::binary, "GB18030");
-  EXPECT_EQ(all_of(same), text);
+  uofstream(file_path(folder.name("f"))) << u"a\n";
+  EXPECT_EQ(read_file(folder.file("f")), "a\r\n");
+  uofstream(folder.name("f"), ios_base::out | ios_base::binary, "UTF-8") << u"a\n";
+  EXPECT_EQ(read_file(folder.file("f")), "a\n");
   write_file(folder.file("f"), "\357\273\277a\r\nb\032c");
   uifstream in(folder.name("f"));
   EXPECT_EQ(all_of(in), u"\uFEFFa\nb");
-  uifstream writing(folder.name("f"), ios_base::out, "UTF-8");
-  EXPECT_TRUE(writing.is_open());
-  EXPECT_EQ(read_file(folder.file("f")), "") << "opened for writing, as asked";
 }
 
 TEST(FileStreams, DenyNothingToOtherReadersAndWriters) {
@@ -168,34 +137,9 @@ TEST(FileStreams, DenyNothingToOtherReadersAndWriters) {
   EXPECT_EQ(read_file(folder.file("f")), "first second");
 }
 
-TEST(FileStreams, CloseWithTheStreamAndLeaveTheStateAlone) {
+TEST(FileBuffer, IsOpenOnceAndKeepsTheBufferOfTheUser) {
   const scratch_folder folder;
-  uofstream out(folder.name("f"));
-  out << ustring(100000, u'x');
-  out.close();
-  out.close();
-  EXPECT_TRUE(!out.is_open() && out.good());
-  EXPECT_EQ(read_file(folder.file("f")).size(), 100000u);
-  out << u'x';
-  EXPECT_TRUE(out.bad());
-  uifstream in(folder.name("f"));
-  in.get();
-  in.close();
-  EXPECT_EQ(all_of(in).size(), 1023u) << "what was read ahead";
-
-  uofstream target(folder.name("target"));
-  uofstream source(folder.name("source"));
-  std::basic_streambuf<char16_t>* const former = target.rdbuf();
-  target << u"t";
-  source << u"s";
-  target = std::move(source);
-  EXPECT_EQ(read_file(folder.file("target")), "t") << "its file is closed";
-  EXPECT_TRUE(target.is_open() && !source.is_open());
-  EXPECT_EQ(target.rdbuf(), former);
-  source.close();
-  target.close();
-  EXPECT_EQ(read_file(folder.file("source")), "s");
-
+  write_file(folder.file("f"), "x");
   fl::filesystem::basic_filebuf<char> buffer;
   EXPECT_EQ(buffer.open(folder.name("f"), ios_base::in), &buffer);
   EXPECT_EQ(buffer.open(folder.name("f"), ios_base::in), nullptr);
@@ -207,36 +151,6 @@ TEST(FileStreams, CloseWithTheStreamAndLeaveTheStateAlone) {
   with_area.open(folder.name("f"), ios_base::out);
   with_area.sputn("abc", 3);
   EXPECT_STREQ(area, "abc") << "the user's buffer stays";
-}
-
-TEST(FileStreams, GoBadAndWriteNothingTwiceWhenTheSystemRefusesOnceOrTakesHalf) {
-  const scratch_folder folder;
-  ustring text;
-  while (text.size() < 200'000) {  // three times what the file's buffer holds
-    text += file_path(std::to_wstring(text.size()) + L' ').string();
-  }
-  for (const std::size_t piece : {1u, 2u, 3u, 4u, 100u, 70'000u}) {
-    for (const int way : {0, 1, 2, 3}) {
-      const bool takes_half = way % 2 != 0;
-      const int refused = 1 + way / 2;
-      injected<int (*)(int, const void*, unsigned)> writes("libstdc++-6.dll", "_write");
-      writes.handle_with([&, call = 0](auto write, int file, const void* bytes, unsigned size) mutable {
-        if (++call == refused) {
-          return takes_half ? write(file, bytes, size / 2) : -1;
-        }
-        return takes_half && call == refused + 1 ? -1 : write(file, bytes, size);
-      });
-      std::size_t accepted = 0;
-      uofstream out(folder.name("f"), ios_base::out | ios_base::binary, "UTF-8");
-      while (accepted < text.size() && (piece == 1 ? out.put(text[accepted]) : out << text.substr(accepted, piece))) {
-        accepted += piece;
-      }
-      EXPECT_TRUE(out.bad()) << piece << ' ' << way;
-      out.close();
-      const ustring written = fl::i18n::decode(read_file(folder.file("f")), "UTF-8");
-      EXPECT_TRUE(written.size() >= accepted && text.starts_with(written)) << piece << ' ' << way;
-    }
-  }
 }
 
 TEST(FileStreams, WithoutMemoryTakeNothingAndCanBeAskedAgain) {

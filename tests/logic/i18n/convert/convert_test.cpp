@@ -5,6 +5,7 @@
 
 #include "any_text.hpp"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -150,6 +151,14 @@ TEST(UnicodeEncodings, ConvertWholeTextsAsTheReferencesDo) {
   }
 }
 
+TEST(NamedEncoding, AnUnknownNameIsThrownAndSaid) {
+  for (const std::string name : {"klingon", "", "ISO-8859-77", "windows-99999999999", "cp", "cs", "cp12 52a"}) {
+    EXPECT_THROW(encode(u"x", name), unknown_encoding) << name;
+    EXPECT_THAT([&] { (void)decode("x", name); },
+                testing::ThrowsMessage<unknown_encoding>(testing::HasSubstr('"' + name + '"')));
+  }
+}
+
 // Natively the system's page is another one, and under the four bytes nothing may change for that.
 TEST(Gb18030, CountsItsSequencesOfFourBytesWhateverPairsTheSystemsPageHas) {
   const ustring text = u"\u0080\u0452\u4DFF\u9FA6\uD7FF\uE76C\uFFFF";
@@ -158,6 +167,9 @@ TEST(Gb18030, CountsItsSequencesOfFourBytesWhateverPairsTheSystemsPageHas) {
       "\x39";
   EXPECT_EQ(encode(text, "GB18030"), bytes);
   EXPECT_EQ(decode(bytes, "GB18030"), text);
+  EXPECT_EQ(decode("\x80\x81\x30\x81\x7F\x84\x32\xA4\x30 \xE3\x32\x9A\x36\xFF", "GB18030"),
+            u"\uFFFD\uFFFD0\uFFFD\x7F\uFFFD2\uFFFD0 \uFFFD2\uFFFD6\uFFFD");
+  EXPECT_EQ(decode("\x84\x31\xA5\x30 ", "GB18030"), u"\uFFFD1\uFFFD0 ") << "behind the last of the first plane";
 }
 
 }  // namespace

@@ -72,6 +72,17 @@ void expect_pieces_give(const std::basic_string<Out>& whole, const std::basic_st
   ASSERT_EQ(converter.convert(&to, to + whole.size(), &from, from + text.size(), true), 0U) << name;
 }
 
+TEST(StreamConverter, TellsBetweenCharactersWhetherAsciiStaysTheSame) {
+  for (const std::string name : {"UTF-8", "Shift_JIS", "UTF-16"}) {
+    const stream_codecvt_ustring_to_string converter(name, true);
+    char bytes[8];
+    char* to = bytes;
+    const char16_t* from = u"x";
+    converter.convert(&to, bytes + 8, &from, from + 1, false);
+    EXPECT_EQ(converter.passes_ascii(), name != "UTF-16") << name;
+  }
+}
+
 TEST(StreamConverter, PiecesPutTogetherGiveWhatTheWholeGives) {
   seeded_random random;
   for (int i = 0; i != 1000 && !HasFailure(); ++i) {

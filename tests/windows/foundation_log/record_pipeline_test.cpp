@@ -1,7 +1,6 @@
-// Loggers, their control, scope traces and checks, with the records that really arrive in the log file. What the
-// environment does from the start of a process is seen from outside, in foundation_log_child.
+// Records that really arrive in the log file, also without memory. What the environment does from the start of a
+// process is seen from outside, in foundation_log_child.
 
-#include <foundation_log/control.hpp>
 #include <foundation_log/logger.hpp>
 #include <foundation_log/scope_trace.hpp>
 
@@ -20,7 +19,6 @@
 #include <regex>
 #include <set>
 #include <sstream>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -51,110 +49,16 @@ std::string new_records() {
   return without_heads(content.substr(std::exchange(known, content.size())));
 }
 
-struct throwing {
-  friend std::ostream& operator<<(std::ostream& out, const throwing&) {
-    out << "half";
-    throw std::runtime_error("no more");
-  }
-};
-
-TEST(Logger, PrintsOnlyWhatItsMaskNamesAndSaysWhatCouldNotBePrinted) {
-  logger_type logger("mask");
-  EXPECT_EQ(logger.level(), default_level);
-  logger.log(severity::fatal, "not to be seen ", throwing());
-  logger.level(severity::note | severity::error | severity::fatal << check_shift);
-  for (unsigned flag = 1; flag <= severity_mask; flag <<= 1) {
-    EXPECT_EQ(logger.enabled(flag), flag == severity::note || flag == severity::error) << flag;
-  }
-  logger.log(severity::note, "one", ' ', 2, "\nthree ", 0.5, " ", static_cast<const char*>(nullptr));
-  logger.log(severity::note, "a ", throwing(), " b");
-  EXPECT_EQ(new_records(),
-            "[mask] note: one 2\\nthree 0.5 [unprintable]\n"
-            "[mask] note: a half[the record ends here: printing threw std::runtime_error: no more]\n");
-}
-
-TEST(LogControl, APatternSetsTheLoggersOfNowAndOfLater) {
-  logger_type which("control::process::which");
-  const logger_type other("control::other");
-  EXPECT_EQ(set_level("control::*", severity::error), 2u);
-  EXPECT_EQ(set_level("control::process::*", severity::note), 1u);
-  which.level(severity::result);
-  const logger_type late("control::process::late");
-  EXPECT_EQ(logger_type("control::process::brief").level(), severity::note);
-  using testing::FieldsAre;
-  EXPECT_THAT(channels("control::*"), testing::ElementsAre(FieldsAre("control::process::which", severity::result),
-                                                           FieldsAre("control::other", severity::error),
-                                                           FieldsAre("control::process::late", severity::note)));
-  EXPECT_EQ(set_level("control::*", 0), 3u);  // Given again, and so now the last.
-  EXPECT_EQ(logger_type("control::process::last").level(), 0u);
-}
-
-struct traced_at_unwinding {
-  logger_type& logger;
-  ~traced_at_unwinding() { const scope_trace trace(logger, "cleanup()"); }
-};
-
-TEST(ScopeTrace, ShowsEntryResultAndExitWithTheRecordsBetweenThemIndentedAndWhatIsLeftByAnException) {
-  logger_type logger("traced");
-  logger.level(severity_mask);
-  try {
-    int result = 0;
-    scope_trace outer(logger, "outer()");
-    outer.result("result", result);
-    const traced_at_unwinding cleanup{logger};
-    const scope_trace inner(logger, "inner()");
-    logger.log(severity::arguments, " this=", 1);
-    std::thread([&] { logger.log(severity::note, "elsewhere"); }).join();
-    result = 7;
-    throw std::runtime_error("out");
-  } catch (const std::runtime_error&) {
-    const scope_trace trace(logger, "handler()");
-  }
-  EXPECT_EQ(new_records(),
-            "[traced] scope_entry: outer()\n"
-            "[traced] scope_entry:   inner()\n"
-            "[traced] arguments:      this=1\n"
-            "[traced] note: elsewhere\n"
-            "[traced] scope_exit:   inner() [throw]\n"
-            "[traced] scope_entry:   cleanup()\n"
-            "[traced] scope_exit:   cleanup()\n"
-            "[traced] result:   result=7\n"
-            "[traced] scope_exit: outer() [throw]\n"
-            "[traced] scope_entry: handler()\n"
-            "[traced] scope_exit: handler()\n");
-}
-
-/// The text with which a failing check ends, or "survived".
-std::string end_of_check(const logger_type& logger) {
-  const detail::termination_handler handler(
-      [](const std::ostringstream& text, const char*, int, const char*) { throw text.str(); });
-  try {
-    logger.check_failed("unit.cpp", 7, "void f()", "count=", 42);
-  } catch (const std::string& text) {
-    return text;
-  }
-  return "survived";
-}
-
-TEST(LogCheck, IsReportedAtTheSeverityOfChecksAndEndsTheProcessOnlyIfThatIsFatal) {
-  logger_type logger("check");
-  const std::string record = "count=42\\n( Event generated in void f() at line 7 from unit.cpp )\n";
-  logger.level(severity_mask);
-  EXPECT_EQ(end_of_check(logger), "survived");
-  logger.level(severity::error << check_shift);
-  EXPECT_EQ(end_of_check(logger), "survived");
-  logger.level(severity::fatal << check_shift);
-  EXPECT_EQ(end_of_check(logger), "count=42");
-  EXPECT_EQ(new_records(), "[check] error: " + record + "[check] fatal: " + record);
-  using turn = void (*)(bool);
-  for (const turn switch_to :
-       {turn(enable_logging), turn([](bool on) { boost::log::core::get()->set_logging_enabled(on); })}) {
-    logger.level(severity_mask | severity::fatal << check_shift);
-    switch_to(false);
-    EXPECT_FALSE(logger.enabled(severity::note));
-    EXPECT_EQ(end_of_check(logger), "Expression information is not available.");
-    switch_to(true);
-  }
+TEST(RecordPipeline, WritesRecordsWithTheIndentOfTheirThreadAndNoneWhileTheCoreIsOff) {
+  logger_type logger("real");
+  logger.level(severity::scope_entry | severity::note);
+  const scope_trace trace(logger, "outer()");
+  logger.log(severity::note, "in");
+  std::thread([&] { logger.log(severity::note, "elsewhere"); }).join();
+  boost::log::core::get()->set_logging_enabled(false);
+  EXPECT_FALSE(logger.enabled(severity::note));
+  boost::log::core::get()->set_logging_enabled(true);
+  EXPECT_EQ(new_records(), "[real] scope_entry: outer()\n[real] note:   in\n[real] note: elsewhere\n");
 }
 
 // Memory ends, or only one allocation fails: nothing but the handler's exception leaves a check, and no record is cut.
@@ -207,19 +111,16 @@ TEST(LogEnvironment, DecidesFromTheFirstUseWhatGoesToStandardErrorAndABadPairIsS
   const scoped_variable file("QX_LOG_FILE", std::nullopt);
   const struct {
     const char *level, *mode, *written;
-    unsigned exit_code = 0;
   } cases[] = {
       {"", "records", ""},
-      {"child::*=all;child::b=error", "records", R"((\[child::a\] note: from a\n){4})"},
       {"child::a;child::b=note;*=frob", "records", R"((QX_LOG: .*\n){2}(\[child::b\] note: from b\n){4})"},
       {"", "late", R"(QX_LOG: "oops".*\nQX_LOG_FILE: .*\n\[child::a\] note: read late\n)"},
       {"*=all", "exit", R"(\[child::a\] note: last words\n)"},
-      {"", "check", R"([^]*\ncount=42\r\n\( at line 7 of unit.cpp in void f\(\) \)[^]*)", 3},  // Unhandled: abort.
   };
   for (const auto& each : cases) {
     const scoped_variable level("QX_LOG", each.level);
     const auto child = run_child("foundation_log_child", each.mode);
-    EXPECT_EQ(child.exit_code, each.exit_code) << each.mode;
+    EXPECT_EQ(child.exit_code, 0u) << each.mode;
     EXPECT_TRUE(std::regex_match(without_heads(child.err), std::regex(each.written))) << each.mode << child.err;
   }
 }

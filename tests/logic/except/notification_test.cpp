@@ -1,10 +1,14 @@
-// Collected messages, with texts from a real catalog.
+// Collected messages, with texts from a catalog.
 #include <fl/except/notification.hpp>
 #include <fl/io/uostringstream.hpp>
+#include <i18n/convert.hpp>
 #include <i18n/message_catalog.hpp>
 
-#include "import_patch.hpp"
+#ifdef _WIN32
 #include "support.hpp"
+#else
+#include "host/message_platform.hpp"
+#endif
 
 #include <boost/exception_ptr.hpp>
 #include <gmock/gmock.h>
@@ -21,17 +25,21 @@ namespace {
 
 using foundation::core::except::Notification;
 using resource_core::GenericMsgIDHolder;
-using test_support::injected;
 
 /// Two messages, the second of which has an argument.
 class NotificationTest : public testing::Test {
  protected:
   NotificationTest() {
+    const std::string json = "{\"late\": \"za p\xC3\xB3\xC5\xBAno\", \"count\": \"{0} left\"}";
+#ifdef _WIN32
     std::filesystem::create_directory(test_support::widen(folder_.file("en")));
-    test_support::write_file(folder_.file("en\\NOTES.json"),
-                             "{\"late\": \"za p\xC3\xB3\xC5\xBAno\", \"count\": \"{0} left\"}");
-    const std::wstring path = test_support::widen(folder_.file(""));
-    fl::i18n::MessageCatalog::add_directory(fl::ustring(path.begin(), path.end() - 1));
+    test_support::write_file(folder_.file("en\\NOTES.json"), json);
+    const std::string directory = folder_.path();
+#else
+    test_support::messages().files[u"notes\\en\\NOTES.json"] = json;
+    const std::string directory = "notes";
+#endif
+    fl::i18n::MessageCatalog::add_directory(fl::i18n::utf8_to_ustring(directory));
     fl::i18n::MessageCatalog::reload();
     notes.append({"NOTES", "late"});
     notes.append({"NOTES", "count", {std::int64_t{3}}});
@@ -43,7 +51,9 @@ class NotificationTest : public testing::Test {
         std::move(const_cast<GenericMsgIDHolder&>(of.begin()[static_cast<std::ptrdiff_t>(index)]));
   }
 
+#ifdef _WIN32
   test_support::temp_dir folder_{"notes"};
+#endif
   Notification notes;
 };
 
@@ -80,11 +90,9 @@ TEST_F(NotificationTest, CopiesShareNothingAndMovesLeaveAnEmptyOneThatCanBeUsedA
 }
 
 TEST_F(NotificationTest, PrintsALineForEachEntryInTheActiveCodePageOrInUtf16) {
-  injected<decltype(&GetACP)> active("libqxi18n.dll", "GetACP");
-  active.handle_with([](auto) { return UINT{1250}; });
   std::ostringstream narrow;
   notes.format(narrow);
-  EXPECT_EQ(narrow.str(), "za p\xF3\x9Fno\n3 left\n");
+  EXPECT_EQ(narrow.str(), fl::i18n::to_string(u"za p\u00F3\u017Ano") + "\n3 left\n");
   foundation::core::io::uostringstream wide;
   notes.format(wide);
   EXPECT_EQ(wide.str(), u"za p\u00F3\u017Ano\n3 left\n");
