@@ -7,8 +7,9 @@
 #ifdef _WIN32
 #include <windows.h>
 #else
-#include <fcntl.h>
 #include <sys/mman.h>
+
+#include <fcntl.h>
 #include <unistd.h>
 #endif
 
@@ -17,7 +18,7 @@ union {
   qxfl_mutants state;
   char room[65536];
 } none = {};
-} // namespace
+}  // namespace
 
 extern "C" {
 qxfl_mutants* qxfl_mutants_state = &none.state;
@@ -53,4 +54,4 @@ constexpr std::size_t size = sizeof(none);
 #endif
 }
 
-} // namespace
+}  // namespace

@@ -2,8 +2,8 @@
 #pragma once
 
 struct qxfl_mutants {
-  int active;               // 0: none
-  unsigned char reached[1]; // by number: 1 where a run came by; the file has room for all
+  int active;                // 0: none
+  unsigned char reached[1];  // by number: 1 where a run came by; the file has room for all
 };
 
 extern "C" {
