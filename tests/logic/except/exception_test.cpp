@@ -169,15 +169,22 @@ class message_error : public IMsgIDException {
   resource_core::BaseMsgID id_{"SHOP", "sold"};
 };
 
-template <class Error, class Class>
-void expect_caught_as_what_it_is(const std::function<void()>& raise) {
-  EXPECT_EQ(testing::Value(raise, testing::Throws<Class>()), (std::is_convertible_v<const Error*, const Class*>))
-      << typeid(Class).name();
+// A template of the one class only: of the pairs there are too many for the compiler.
+template <class Class>
+void expect_caught_as(bool expected, const std::function<void()>& raise) {
+  bool caught = false;
+  try {
+    raise();
+  } catch (const Class&) {
+    caught = true;
+  } catch (...) {
+  }
+  EXPECT_EQ(caught, expected) << typeid(Class).name();
 }
 
 template <class Error, class... Class>
 void expect_caught_as_all(const std::function<void()>& raise) {
-  (expect_caught_as_what_it_is<Error, Class>(raise), ...);
+  (expect_caught_as<Class>(std::is_convertible_v<const Error*, const Class*>, raise), ...);
 }
 
 /// Thrown here, on another thread, and in Boost's way, which is compiled where the class is at home: in the library.
