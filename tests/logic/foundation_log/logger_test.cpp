@@ -14,6 +14,7 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <vector>
 
 namespace {
 
@@ -74,6 +75,8 @@ TEST(LogControl, APatternSetsTheLoggersOfNowAndOfLater) {
                                                            FieldsAre("control::process::late", severity::note)));
   EXPECT_EQ(set_level("control::*", 0), 3u);  // Given again, and so now the last.
   EXPECT_EQ(logger_type("control::process::last").level(), 0u);
+  const std::vector<char> unterminated(other.channel().begin(), other.channel().end());
+  EXPECT_EQ(set_level({unterminated.data(), unterminated.size()}, 0), 1u);  // The sanitizer sees whoever reads on.
 }
 
 struct traced_at_unwinding {
