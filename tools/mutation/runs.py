@@ -12,6 +12,7 @@ from pathlib import Path
 
 ROOM = 65536
 GIGABYTE = 1 << 30
+SLOW = 2  # In seconds: tests that take longer run after all others.
 # The programs that keep Wine's server up between two runs, whoever started them.
 KEPT = re.compile(rb"\.keeper|^C:\\windows|^cmd|/desktop|wineserver", re.IGNORECASE)
 
@@ -121,14 +122,14 @@ def measure(bench, test):
 
 
 def hunt(bench, number, tests):
-    """(result, killer) of one change: the quickest programs first, each with those of its tests that reach it."""
-    programs = {}
+    """(result, killer) of one change: of the tests that reach it the quickest first, those of one program together."""
+    groups = {}
     for test in tests:
         if number in test.reached:
-            programs.setdefault(test.program, []).append(test)
-    if not programs:
+            groups.setdefault((test.program, test.seconds > SLOW), []).append(test)
+    if not groups:
         return "unreached", ""
-    for group in sorted(programs.values(), key=lambda group: sum(test.seconds for test in group)):
+    for group in sorted(groups.values(), key=lambda group: sum(test.seconds for test in group)):
         limit = 15 + 5 * sum(test.seconds for test in group)
         failed, killer, _ = bench.run(group[0], number, limit, [test.name for test in group])
         if failed:
