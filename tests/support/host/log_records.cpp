@@ -9,21 +9,21 @@
 
 namespace {
 
-std::mutex guard;
+std::mutex record_lock;
 std::vector<test_support::log_record> records;  // guarded
 thread_local unsigned depth = 0;
 
 }  // namespace
 
 std::vector<test_support::log_record> test_support::drain_log_records() {
-  const std::lock_guard lock(guard);
+  const std::lock_guard lock(record_lock);
   return std::exchange(records, {});
 }
 
 namespace foundation::log {
 
 bool push_record(const std::string& channel, unsigned severity, const std::string& text) {
-  const std::lock_guard lock(guard);
+  const std::lock_guard lock(record_lock);
   records.push_back({channel, severity, text, depth});
   return true;
 }
