@@ -85,7 +85,7 @@ TEST(StreamConverter, TellsBetweenCharactersWhetherAsciiStaysTheSame) {
 
 TEST(StreamConverter, PiecesPutTogetherGiveWhatTheWholeGives) {
   seeded_random random;
-  for (int i = 0; i != 1000 && !HasFailure(); ++i) {
+  for (int i = 0; i != 500 && !HasFailure(); ++i) {
     const char* const name = random.pick(names);
     const ustring text = test_support::any_text(random);
     const std::string utf8 = test_support::spoiled(encode(text, "UTF-8"), random);
