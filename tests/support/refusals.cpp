@@ -1,21 +1,14 @@
 #include "refusals.hpp"
 
+#include "every_test.hpp"
 #include "handle_leak.hpp"
 #include "import_patch.hpp"
 
 #include <boost/core/demangle.hpp>
 #include <boost/system/error_code.hpp>
-#include <gtest/gtest.h>
 
-#include <array>
-#include <cstddef>
-#include <memory>
-#include <new>
 #include <regex>
-#include <string>
 #include <typeinfo>
-#include <utility>
-#include <vector>
 
 namespace test_support {
 namespace {

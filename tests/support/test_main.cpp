@@ -3,22 +3,17 @@
 // for ever, for debugging.
 #include "test_main.hpp"
 
+#include "every_test.hpp"
 #include "refused_launches.hpp"
 #include "support.hpp"
 
 #include <boost/core/demangle.hpp>
-#include <gtest/gtest.h>
 
 #include <windows.h>
 #include <dbghelp.h>
 
-#include <array>
-#include <atomic>
 #include <csignal>
-#include <cstddef>
 #include <cstdio>
-#include <cstdlib>
-#include <thread>
 
 namespace {
 

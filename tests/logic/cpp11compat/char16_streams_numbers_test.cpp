@@ -1,12 +1,8 @@
 // Numbers on `char16_t` streams. The oracle is the streams of `char`, which leave numbers to the C run-time.
 #include <i18n/facet.hpp>
 
+#include "every_test.hpp"
 #include "seeded_random.hpp"
-
-#include <gtest/gtest.h>
-
-#include <cstdlib>
-#include <cstring>
 
 namespace {
 

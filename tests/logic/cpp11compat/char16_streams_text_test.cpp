@@ -1,12 +1,8 @@
 // Text on `char16_t` streams, against the streams of `char` that do the same.
 #include <i18n/facet.hpp>
 
+#include "every_test.hpp"
 #include "seeded_random.hpp"
-
-#include <gtest/gtest.h>
-
-#include <functional>
-#include <stdexcept>
 
 namespace {
 

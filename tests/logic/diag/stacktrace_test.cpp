@@ -2,16 +2,12 @@
 
 #include <fl/diag/stacktrace.hpp>
 
+#include "every_test.hpp"
 #include "host/diag_platform.hpp"
 #include "seeded_random.hpp"
 
-#include <gtest/gtest.h>
-
-#include <cstring>
 #include <iomanip>
 #include <locale>
-#include <sstream>
-#include <vector>
 
 namespace {
 

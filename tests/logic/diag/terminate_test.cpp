@@ -6,22 +6,13 @@
 
 #include "diag/report/report.hpp"
 #include "diag/terminate_engine.hpp"
+#include "every_test.hpp"
 #include "host/diag_platform.hpp"
 
 #include <boost/format.hpp>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <csignal>
-#include <cstdlib>
-#include <cstring>
 #include <latch>
-#include <memory>
-#include <sstream>
-#include <stdexcept>
-#include <string>
-#include <thread>
-#include <vector>
 
 namespace {
 

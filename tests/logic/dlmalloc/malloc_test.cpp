@@ -2,17 +2,10 @@
 
 #include <dlmalloc/malloc.hpp>
 
+#include "every_test.hpp"
 #include "host/arena_pages.hpp"
 #include "host/terminate.hpp"
 #include "seeded_random.hpp"
-
-#include <gmock/gmock.h>
-
-#include <algorithm>
-#include <map>
-#include <memory>
-#include <utility>
-#include <vector>
 
 namespace {
 

@@ -1,6 +1,6 @@
 #include "except/error_id.hpp"
 
-#include <gtest/gtest.h>
+#include "every_test.hpp"
 
 namespace {
 

@@ -3,20 +3,14 @@
 #include <i18n/message_catalog.hpp>
 
 #ifndef _WIN32
+#include "every_test.hpp"
 #include "host/message_platform.hpp"
 #endif
 
 #include <boost/exception/diagnostic_information.hpp>
 #include <boost/exception_ptr.hpp>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
-#include <atomic>
-#include <functional>
 #include <future>
-#include <set>
-#include <thread>
-#include <type_traits>
 
 namespace {
 

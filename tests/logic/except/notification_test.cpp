@@ -7,19 +7,13 @@
 #ifdef _WIN32
 #include "support.hpp"
 #else
+#include "every_test.hpp"
 #include "host/message_platform.hpp"
 #endif
 
 #include <boost/exception_ptr.hpp>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <filesystem>
-#include <sstream>
-#include <stdexcept>
-#include <string>
-#include <type_traits>
-#include <utility>
 
 namespace {
 

@@ -3,16 +3,9 @@
 #include <foundation_log/level.hpp>
 
 #include "environment_rules.hpp"
+#include "every_test.hpp"
 #include "pattern.hpp"
 #include "record_format.hpp"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <stdexcept>
-#include <string>
-#include <string_view>
-#include <vector>
 
 namespace {
 

@@ -4,17 +4,9 @@
 #include <foundation_log/logger.hpp>
 #include <foundation_log/scope_trace.hpp>
 
+#include "every_test.hpp"
 #include "host/log_records.hpp"
 #include "record_format.hpp"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <sstream>
-#include <stdexcept>
-#include <string>
-#include <thread>
-#include <vector>
 
 namespace {
 

@@ -2,15 +2,11 @@
 
 #include <foundation_log/termination.hpp>
 
+#include "every_test.hpp"
+
 #include <boost/exception/all.hpp>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <csignal>
-#include <optional>
-#include <sstream>
-#include <stdexcept>
-#include <string>
 
 namespace {
 

@@ -5,15 +5,9 @@
 #include <i18n/encoding.hpp>
 
 #include "any_text.hpp"
+#include "every_test.hpp"
 
 #include <boost/smart_ptr/make_shared.hpp>
-#include <gtest/gtest.h>
-
-#include <iterator>
-#include <sstream>
-#include <string>
-#include <utility>
-#include <vector>
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <i18n/encoding.hpp>
 #include <i18n/filebuf.hpp>
 
-#include <gtest/gtest.h>
+#include "every_test.hpp"
 
 #ifndef _WIN32
 #include <sys/syscall.h>
@@ -12,12 +12,6 @@
 #endif
 
 #include <filesystem>
-#include <fstream>
-#include <functional>
-#include <iterator>
-#include <random>
-#include <string>
-#include <utility>
 
 namespace {
 

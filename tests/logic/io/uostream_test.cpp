@@ -1,13 +1,11 @@
 // The UTF-16 streams over buffers and strings.
 #include <fl/io.hpp>
 
+#include "every_test.hpp"
+
 #include <boost/smart_ptr/make_shared.hpp>
-#include <gtest/gtest.h>
 
 #include <iomanip>
-#include <sstream>
-#include <type_traits>
-#include <utility>
 
 namespace {
 

@@ -1,21 +1,11 @@
 // Both kinds of pools, made directly. What they ask of nothrow `operator new` is watched and can be refused.
+#include "every_test.hpp"
 #include "mem/heap_pool.hpp"
 #include "mem/pooled_pool.hpp"
 #include "seeded_random.hpp"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <array>
-#include <cstdint>
-#include <cstdlib>
-#include <cstring>
 #include <limits>
-#include <new>
 #include <span>
-#include <stdexcept>
-#include <utility>
-#include <vector>
 
 namespace {
 

@@ -6,19 +6,12 @@
 #include <fl/mem/manager.hpp>
 #include <foundation_log/control.hpp>
 
+#include "every_test.hpp"
 #include "host/log_records.hpp"
 #include "host/memory.hpp"
 #include "host/terminate.hpp"
 
-#include <gtest/gtest.h>
-
-#include <functional>
 #include <iostream>
-#include <new>
-#include <sstream>
-#include <string>
-#include <thread>
-#include <vector>
 
 namespace {
 

@@ -1,10 +1,7 @@
 // The memory manager's option string, from its words to the features and the lines of the start-up log.
 #include "mem/option_words.hpp"
 
-#include <gtest/gtest.h>
-
-#include <sstream>
-#include <string>
+#include "every_test.hpp"
 
 namespace {
 

@@ -3,10 +3,9 @@
 #include <fl/mem/ram_state.hpp>
 #include <fl/mem/stats.hpp>
 
+#include "every_test.hpp"
 #include "host/memory.hpp"
 #include "mem/stats_reader.hpp"
-
-#include <gtest/gtest.h>
 
 #include <climits>
 

@@ -1,10 +1,6 @@
 // The counters of the observation plug-in and the table that it prints of them.
+#include "every_test.hpp"
 #include "report.hpp"
-
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <string>
 
 namespace {
 

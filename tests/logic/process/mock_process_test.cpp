@@ -4,17 +4,11 @@
 #include <fl/process/mock_process.hpp>
 #include <fl/process/open_mode.hpp>
 
+#include "every_test.hpp"
 #include "host/pipe_calls.hpp"
 #include "thrown_text.hpp"
 
 #include <boost/tuple/tuple.hpp>
-#include <gtest/gtest.h>
-
-#include <atomic>
-#include <memory>
-#include <stdexcept>
-#include <string>
-#include <thread>
 
 namespace {
 

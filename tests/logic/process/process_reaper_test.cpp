@@ -4,20 +4,12 @@
 
 #include <fl/process/testing.hpp>
 
+#include "every_test.hpp"
 #include "host/child_system.hpp"
 #include "process/child/give_up_waits_at_exit.hpp"
 #include "process/child/process_reaper_instance.hpp"
 
 #include <boost/system/system_error.hpp>
-#include <gtest/gtest.h>
-
-#include <atomic>
-#include <chrono>
-#include <cstdint>
-#include <memory>
-#include <thread>
-#include <utility>
-#include <vector>
 
 namespace process = foundation::core::process;
 namespace testing_hooks = foundation::core::process::testing;

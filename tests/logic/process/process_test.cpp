@@ -2,22 +2,14 @@
 // refuses by half, and several threads on one object.
 #include <fl/process/process.hpp>
 
+#include "every_test.hpp"
 #include "host/child_system.hpp"
 #include "process/child/process_reaper_impl.hpp"
 #include "thrown_text.hpp"
 
 #include <boost/system/system_error.hpp>
-#include <gtest/gtest.h>
 
-#include <atomic>
-#include <functional>
-#include <memory>
 #include <span>
-#include <stdexcept>
-#include <string>
-#include <thread>
-#include <utility>
-#include <vector>
 
 namespace process = foundation::core::process;
 using process::exit_status_variant;

@@ -3,14 +3,9 @@
 #include <fl/system.hpp>
 #include <foundation_log/control.hpp>
 
+#include "every_test.hpp"
 #include "host/log_records.hpp"
 #include "host/processors.hpp"
-
-#include <gmock/gmock.h>
-
-#include <new>
-#include <stdexcept>
-#include <thread>
 
 namespace {
 unsigned known_threads = 6;  ///< what the C++ library says of the machine

@@ -3,19 +3,10 @@
 
 #include <fl/system/instruction_set.hpp>
 
-#include <gmock/gmock.h>
+#include "every_test.hpp"
 
 #include <cpuid.h>
 #include <immintrin.h>
-
-#include <array>
-#include <cstring>
-#include <iterator>
-#include <map>
-#include <set>
-#include <sstream>
-#include <utility>
-#include <vector>
 
 namespace {
 

@@ -4,14 +4,9 @@
 
 #include <foundation_log/control.hpp>
 
+#include "every_test.hpp"
 #include "host/log_records.hpp"
 #include "processor_records.hpp"
-
-#include <gmock/gmock.h>
-
-#include <cstdlib>
-#include <new>
-#include <stdexcept>
 
 namespace {
 int allocations_left = -1;  ///< how many succeed before one fails, or all; -1 for all

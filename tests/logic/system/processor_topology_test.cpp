@@ -4,14 +4,10 @@
 
 #include <foundation_log/control.hpp>
 
+#include "every_test.hpp"
 #include "host/log_records.hpp"
 #include "processor_records.hpp"
 #include "seeded_random.hpp"
-
-#include <gmock/gmock.h>
-
-#include <algorithm>
-#include <array>
 
 namespace {
 

@@ -1,16 +1,10 @@
 // On a scripted system: this file stands in for the clock, for waiting, and for what is known of threads.
 #include "util/checked_lock.hpp"
 
+#include "every_test.hpp"
 #include "util/built_once.hpp"
 #include "util/thread_id.hpp"
 #include "util/waiting.hpp"
-
-#include <gtest/gtest.h>
-
-#include <atomic>
-#include <functional>
-#include <thread>
-#include <utility>
 
 namespace {
 

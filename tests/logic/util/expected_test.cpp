@@ -2,10 +2,7 @@
 
 #include <fl/util/expected.hpp>
 
-#include <gmock/gmock.h>
-
-#include <memory>
-#include <string>
+#include "every_test.hpp"
 
 namespace {
 

@@ -1,12 +1,7 @@
 #include "util/read_mostly_lock.hpp"
 
-#include <gtest/gtest.h>
-
-#include <mutex>
-#include <thread>
-#include <vector>
-
 #ifdef _WIN32
+#include "every_test.hpp"
 #include "memory_shortage.hpp"
 
 #include <windows.h>

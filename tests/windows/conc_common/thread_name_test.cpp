@@ -1,16 +1,11 @@
 // Names of threads.
 #include <conc_common/thread_name.hpp>
 
+#include "every_test.hpp"
 #include "import_patch.hpp"
 #include "support.hpp"
 
-#include <gtest/gtest.h>
-
 #include <windows.h>
-
-#include <new>
-#include <string>
-#include <thread>
 
 namespace {
 

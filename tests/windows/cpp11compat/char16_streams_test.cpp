@@ -2,8 +2,7 @@
 #include <i18n/facet.hpp>
 
 #include "char16_streams_client.hpp"
-
-#include <gtest/gtest.h>
+#include "every_test.hpp"
 
 namespace {
 

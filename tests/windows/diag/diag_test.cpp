@@ -2,25 +2,14 @@
 
 #include <fl/diag.hpp>
 
+#include "every_test.hpp"
 #include "import_patch.hpp"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <windows.h>
 #include <dbghelp.h>
 
-#include <algorithm>
-#include <atomic>
-#include <cstring>
 #include <regex>
-#include <sstream>
-#include <stdexcept>
-#include <string>
-#include <thread>
 #include <tuple>
-#include <utility>
-#include <vector>
 
 /// Shown in stacks in place of the program's file.
 extern "C" __declspec(dllexport) const char* diag_test_relative_path;

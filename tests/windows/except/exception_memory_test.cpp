@@ -1,11 +1,8 @@
 // The library's exceptions when there is no memory.
 #include <fl/except.hpp>
 
+#include "every_test.hpp"
 #include "import_patch.hpp"
-
-#include <gtest/gtest.h>
-
-#include <cstring>
 
 namespace {
 

@@ -4,25 +4,16 @@
 #include <foundation_log/logger.hpp>
 #include <foundation_log/scope_trace.hpp>
 
+#include "every_test.hpp"
 #include "import_patch.hpp"
 #include "run_child.hpp"
 #include "support.hpp"
 
 #include <boost/log/core.hpp>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <windows.h>
 
-#include <atomic>
-#include <map>
 #include <regex>
-#include <set>
-#include <sstream>
-#include <string>
-#include <string_view>
-#include <thread>
-#include <utility>
 
 namespace {
 

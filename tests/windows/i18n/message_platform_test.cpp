@@ -1,17 +1,13 @@
 // Message catalogs in real files, and what is made of the system's refusals.
 #include <i18n/message_catalog.hpp>
 
+#include "every_test.hpp"
 #include "import_patch.hpp"
 #include "support.hpp"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <windows.h>
 
 #include <filesystem>
-#include <string>
-#include <string_view>
 
 namespace {
 

@@ -1,17 +1,13 @@
 // Text files through the library as a client links it: names, line ends, sharing, memory.
 #include <fl/io.hpp>
 
+#include "every_test.hpp"
 #include "import_patch.hpp"
 #include "support.hpp"
-
-#include <gtest/gtest.h>
 
 #include <windows.h>
 
 #include <filesystem>
-#include <new>
-#include <string>
-#include <utility>
 
 namespace {
 

@@ -2,11 +2,8 @@
 
 #include <dlmalloc/validator.hpp>
 
+#include "every_test.hpp"
 #include "import_patch.hpp"
-
-#include <gtest/gtest.h>
-
-#include <vector>
 
 namespace {
 

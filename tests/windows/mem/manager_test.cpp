@@ -4,23 +4,20 @@
 #include <fl/diag.hpp>
 #include <fl/mem.hpp>
 
+#include "every_test.hpp"
 #include "import_patch.hpp"
 #include "memory_shortage.hpp"
 #include "support.hpp"
 
 #include <boost/lexical_cast/bad_lexical_cast.hpp>
-#include <gmock/gmock.h>
 
 #include <windows.h>
 #include <malloc.h>
 
 #include <csignal>
-#include <cstring>
 #include <filesystem>
 #include <iostream>
 #include <regex>
-#include <sstream>
-#include <thread>
 #include <typeinfo>
 
 namespace {

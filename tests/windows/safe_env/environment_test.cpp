@@ -1,16 +1,12 @@
 // The snapshot of the environment.
 #include <safe_env/environment.hpp>
 
+#include "every_test.hpp"
 #include "import_patch.hpp"
 
 #include <boost/system/system_error.hpp>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <windows.h>
-
-#include <string>
-#include <vector>
 
 namespace {
 

@@ -1,16 +1,11 @@
 // What the other tests take on trust: the reports of the test main, and fault injection.
 #include "test_main.hpp"
 
+#include "every_test.hpp"
 #include "import_patch.hpp"
 #include "support.hpp"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <windows.h>
-
-#include <stdexcept>
-#include <thread>
 
 namespace {
 

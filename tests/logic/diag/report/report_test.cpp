@@ -6,17 +6,10 @@
 
 #include "diag/report/escaped_message.hpp"
 #include "diag/report/register_block.hpp"
+#include "every_test.hpp"
 #include "host/diag_platform.hpp"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <chrono>
-#include <cstring>
 #include <iomanip>
-#include <sstream>
-#include <stdexcept>
-#include <string>
 
 namespace {
 

@@ -3,15 +3,10 @@
 #include <i18n/message_catalog.hpp>
 
 #include "catalog/message_platform.hpp"
+#include "every_test.hpp"
 #include "host/message_platform.hpp"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <future>
-#include <stdexcept>
-#include <string>
-#include <utility>
 
 namespace {
 

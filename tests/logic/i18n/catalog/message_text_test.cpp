@@ -5,17 +5,10 @@
 
 #include "catalog/catalog_file.hpp"
 #include "catalog/language_tag.hpp"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
+#include "every_test.hpp"
 
 #include <cfloat>
-#include <cstdint>
 #include <locale>
-#include <stdexcept>
-#include <string>
-#include <utility>
-#include <vector>
 
 namespace {
 

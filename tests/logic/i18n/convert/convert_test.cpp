@@ -4,15 +4,7 @@
 #include <i18n/encoding.hpp>
 
 #include "any_text.hpp"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <string>
-#include <string_view>
-#include <utility>
-#include <vector>
+#include "every_test.hpp"
 
 namespace {
 

@@ -3,12 +3,7 @@
 #include <i18n/stream_converter.hpp>
 
 #include "any_text.hpp"
-
-#include <gtest/gtest.h>
-
-#include <string>
-#include <string_view>
-#include <vector>
+#include "every_test.hpp"
 
 namespace {
 

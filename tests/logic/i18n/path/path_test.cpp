@@ -1,11 +1,8 @@
 // Paths as values, and the part of their native form that needs no system.
 #include <i18n/path.hpp>
 
+#include "every_test.hpp"
 #include "path/path_cleanup.hpp"
-
-#include <gtest/gtest.h>
-
-#include <utility>
 
 namespace {
 

@@ -1,13 +1,8 @@
 #include "process/launch_text/argument_quoting.hpp"
 
+#include "every_test.hpp"
 #include "every_text.hpp"
 #include "seeded_random.hpp"
-
-#include <gtest/gtest.h>
-
-#include <cstring>
-#include <string>
-#include <utility>
 
 namespace {
 

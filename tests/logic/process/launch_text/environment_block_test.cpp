@@ -3,12 +3,9 @@
 #include <fl/util/lexicographical_iless.hpp>
 #include <i18n/convert.hpp>
 
-#include <gtest/gtest.h>
+#include "every_test.hpp"
 
 #include <locale>
-#include <string>
-#include <utility>
-#include <vector>
 
 namespace {
 

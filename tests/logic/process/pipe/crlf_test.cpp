@@ -2,15 +2,9 @@
 // that the sanitizer sees a step outside.
 #include "process/pipe/crlf.hpp"
 
+#include "every_test.hpp"
 #include "every_text.hpp"
 #include "seeded_random.hpp"
-
-#include <gtest/gtest.h>
-
-#include <cstddef>
-#include <memory>
-#include <string>
-#include <utility>
 
 namespace {
 

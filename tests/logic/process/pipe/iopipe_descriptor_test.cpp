@@ -2,15 +2,12 @@
 #include <fl/process/iopipe_descriptor.hpp>
 #include <fl/process/iopipe_descriptor_impl.hpp>
 
+#include "every_test.hpp"
 #include "thrown_text.hpp"
 
 #include <boost/numeric/conversion/cast.hpp>
-#include <gtest/gtest.h>
 
 #include <locale>
-#include <stdexcept>
-#include <string>
-#include <utility>
 
 namespace {
 

@@ -2,21 +2,14 @@
 // out.
 #include <fl/process/iopipe.hpp>
 
+#include "every_test.hpp"
 #include "host/pipe_calls.hpp"
 #include "seeded_random.hpp"
 
 #include <boost/numeric/conversion/cast.hpp>
 #include <boost/system/system_error.hpp>
-#include <gtest/gtest.h>
 
-#include <cstddef>
-#include <cstdint>
-#include <memory>
-#include <optional>
-#include <sstream>
-#include <string>
 #include <typeinfo>
-#include <vector>
 
 namespace {
 

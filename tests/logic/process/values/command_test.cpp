@@ -2,13 +2,10 @@
 #include <fl/process/command.hpp>
 #include <fl/process/errors.hpp>
 
+#include "every_test.hpp"
+
 #include <boost/exception/get_error_info.hpp>
 #include <boost/exception/info.hpp>
-#include <gtest/gtest.h>
-
-#include <sstream>
-#include <string>
-#include <vector>
 
 namespace {
 

@@ -7,17 +7,9 @@
 
 #include <boost/optional/optional_io.hpp>
 #include <boost/type_traits/is_detected.hpp>
-#include <gtest/gtest.h>
 
-#include <cstdint>
-#include <cstdlib>
-#include <functional>
-#include <map>
-#include <sstream>
-#include <string>
-#include <type_traits>
-#include <vector>
 #ifndef _WIN32
+#include "every_test.hpp"
 #include "host/environment.hpp"
 #endif
 

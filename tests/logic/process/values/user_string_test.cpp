@@ -2,11 +2,8 @@
 
 #include <fl/process/errors.hpp>
 
+#include "every_test.hpp"
 #include "thrown_text.hpp"
-
-#include <gtest/gtest.h>
-
-#include <string>
 
 namespace {
 

@@ -5,24 +5,12 @@
 #include <i18n/filesystem.hpp>
 #include <i18n/stream_converter.hpp>
 
+#include "every_test.hpp"
 #include "import_patch.hpp"
 
 #include <boost/system/system_error.hpp>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <windows.h>
-
-#include <algorithm>
-#include <atomic>
-#include <cstdint>
-#include <map>
-#include <stdexcept>
-#include <string>
-#include <string_view>
-#include <thread>
-#include <type_traits>
-#include <vector>
 
 namespace {
 

@@ -6,17 +6,11 @@
 #include <fl/sysdep/windows/process_impl.hpp>
 
 #include "children.hpp"
+#include "every_test.hpp"
 #include "import_patch.hpp"
 #include "refusals.hpp"
 #include "thrown_text.hpp"
 
-#include <gtest/gtest.h>
-
-#include <cstdint>
-#include <functional>
-#include <memory>
-#include <stdexcept>
-#include <string>
 #include <tuple>
 
 namespace process = foundation::core::process;

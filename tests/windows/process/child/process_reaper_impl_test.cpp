@@ -3,12 +3,8 @@
 #include <fl/process/testing.hpp>
 
 #include "children.hpp"
+#include "every_test.hpp"
 #include "import_patch.hpp"
-
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
 
 namespace process = foundation::core::process;
 namespace testing_hooks = foundation::core::process::testing;

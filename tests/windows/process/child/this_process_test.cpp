@@ -2,17 +2,13 @@
 
 #include <fl/process/this_process.hpp>
 
+#include "every_test.hpp"
 #include "import_patch.hpp"
 #include "support.hpp"
 
 #include <boost/system/system_error.hpp>
-#include <gtest/gtest.h>
 
 #include <psapi.h>
-
-#include <cstring>
-#include <string>
-#include <vector>
 
 namespace this_process = foundation::core::process::this_process;
 using test_support::injected;

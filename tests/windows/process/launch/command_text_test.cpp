@@ -1,15 +1,9 @@
 // Arguments arrive in a real child as they were given, by the run-time's parser and by the system's.
 
 #include "children.hpp"
+#include "every_test.hpp"
 #include "every_text.hpp"
 #include "launch_texts.hpp"
-
-#include <gtest/gtest.h>
-
-#include <cstdint>
-#include <cstring>
-#include <string>
-#include <vector>
 
 namespace process = foundation::core::process;
 

@@ -2,18 +2,10 @@
 
 #include "children.hpp"
 #include "children/pattern.hpp"
+#include "every_test.hpp"
 #include "import_patch.hpp"
 
-#include <gtest/gtest.h>
-
 #include <windows.h>
-
-#include <algorithm>
-#include <atomic>
-#include <cstdint>
-#include <string>
-#include <thread>
-#include <vector>
 
 namespace process = foundation::core::process;
 using children::read_all;

@@ -4,18 +4,11 @@
 #include <fl/mem/ram_state.hpp>
 
 #include "children.hpp"
+#include "every_test.hpp"
 #include "import_patch.hpp"
 #include "launch_texts.hpp"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <windows.h>
-
-#include <functional>
-#include <memory>
-#include <new>
-#include <string>
 
 using namespace launch_texts;
 using test_support::injected;

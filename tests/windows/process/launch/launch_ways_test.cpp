@@ -7,17 +7,15 @@
 #include <fl/sysdep/windows/process_impl.hpp>
 
 #include "children.hpp"
+#include "every_test.hpp"
 #include "handle_leak.hpp"
 #include "launch_texts.hpp"
 #include "scripted_tokens.hpp"
 #include "thrown_text.hpp"
 
-#include <gtest/gtest.h>
-
 #include <shellapi.h>
 
 #include <regex>
-#include <string>
 
 namespace windows = foundation::core::sysdep::windows;
 using namespace launch_texts;

@@ -4,24 +4,13 @@
 
 #include "children.hpp"
 #include "children/pattern.hpp"
+#include "every_test.hpp"
 #include "handle_leak.hpp"
 #include "import_patch.hpp"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <windows.h>
 #include <fcntl.h>
 #include <io.h>
-
-#include <algorithm>
-#include <functional>
-#include <optional>
-#include <sstream>
-#include <stdexcept>
-#include <string>
-#include <string_view>
-#include <vector>
 
 namespace foundation::core::sysdep::windows {
 

@@ -3,6 +3,7 @@
 
 #include <fl/process/which.hpp>
 
+#include "every_test.hpp"
 #include "import_patch.hpp"
 #include "launch_texts.hpp"
 #include "run_child.hpp"
@@ -12,19 +13,11 @@
 
 #include <boost/filesystem/exception.hpp>
 #include <boost/optional/optional_io.hpp>
-#include <gtest/gtest.h>
 
 #include <windows.h>
 
-#include <algorithm>
-#include <cstring>
 #include <filesystem>
 #include <regex>
-#include <sstream>
-#include <string>
-#include <thread>
-#include <utility>
-#include <vector>
 
 namespace {
 

@@ -3,14 +3,9 @@
 
 #include "children.hpp"
 #include "children/pattern.hpp"
+#include "every_test.hpp"
 #include "handle_leak.hpp"
 #include "refusals.hpp"
-
-#include <gtest/gtest.h>
-
-#include <optional>
-#include <string>
-#include <thread>
 
 namespace process = foundation::core::process;
 namespace open_mode = process::open_mode;

@@ -4,15 +4,12 @@
 #include <fl/sysdep/windows/process_impl.hpp>
 
 #include "children.hpp"
+#include "every_test.hpp"
 #include "handle_leak.hpp"
 #include "launch_texts.hpp"
 #include "scripted_tokens.hpp"
 
-#include <gtest/gtest.h>
-
-#include <memory>
 #include <regex>
-#include <string>
 
 using namespace launch_texts;
 using foundation::core::sysdep::windows::process_impl;
