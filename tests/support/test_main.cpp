@@ -19,95 +19,48 @@ namespace {
 
 using namespace test_support;
 
-// ---- stacks, by other means than the library's: that is under test, and tests break it on purpose ----
+// By other means than the library's: that is under test, and tests break it on purpose.
 
-/// Program counters, innermost first, up to a null.
-using frames = std::array<DWORD64, 64>;
-
-/// Unwinds without the symbol service, whose own walk may need a lock that a suspended thread holds.
-frames gather(CONTEXT context) {
-  frames found{};
-  // Words of the stack that may be skipped to leave innermost code without unwind data: a call through a bad pointer, a
-  // function that keeps no frame, and the compiler's stack probe, which has saved two registers when the stack ends.
-  int skips = 3;
-  for (std::size_t count = 0; count + 1 != found.size();) {
-    DWORD64 base = 0, frame = 0;
-    void* handler_data = nullptr;
-    if (const auto function = ::RtlLookupFunctionEntry(context.Rip, &base, nullptr)) {
-      found[count++] = context.Rip;
-      ::RtlVirtualUnwind(UNW_FLAG_NHANDLER, base, context.Rip, function, &context, &handler_data, &frame, nullptr);
-    } else if (count == 0 && skips-- != 0) {
-      const auto top = reinterpret_cast<const void*>(context.Rsp);
-      ::ReadProcessMemory(::GetCurrentProcess(), top, &context.Rip, sizeof context.Rip, nullptr);
-      context.Rsp += sizeof context.Rip;
-    } else {
-      break;
-    }
-  }
-  return found;
-}
-
-void load_symbols() {
-  ::SymSetOptions(SYMOPT_DEFERRED_LOADS | SYMOPT_LOAD_LINES | SYMOPT_FAIL_CRITICAL_ERRORS);
-  ::SymInitialize(::GetCurrentProcess(), nullptr, TRUE);
-}
-
-/// "module+0x1234", which is right also where no symbols are, then the function and the line, as far as known.
-void print(DWORD64 address) {
+/// Prints the stack of a thread, this one or one that stands still, from where `context` says.
+void print_stack(HANDLE thread, CONTEXT context) {
   const HANDLE self = ::GetCurrentProcess();
-  IMAGEHLP_MODULE64 module{};
-  module.SizeOfStruct = sizeof module;
-  ::SymGetModuleInfo64(self, address, &module);
-  struct {
-    SYMBOL_INFO info;
-    char more_name[1023];
-  } symbol{};
-  symbol.info.SizeOfStruct = sizeof symbol.info;
-  symbol.info.MaxNameLen = sizeof symbol.more_name;
-  ::SymFromAddr(self, address, nullptr, &symbol.info);
-  IMAGEHLP_LINE64 line{};
-  line.SizeOfStruct = sizeof line;
-  DWORD column = 0;
-  ::SymGetLineFromAddr64(self, address, &column, &line);
-  std::fprintf(stderr, "  %s+0x%llx %s (%s:%lu)\n", module.ModuleName,
-               static_cast<unsigned long long>(address - module.BaseOfImage),
-               boost::core::demangle(symbol.info.Name).c_str(), line.FileName != nullptr ? line.FileName : "",
-               line.LineNumber);
-}
-
-void print(const frames& found) {
-  for (std::size_t at = 0; found[at] != 0; ++at) {
-    // A return address can lie behind the last instruction of a function that ends in a call.
-    print(found[at] - (at == 0 ? 0 : 1));
+  STACKFRAME64 frame{};
+  frame.AddrPC = {context.Rip, 0, AddrModeFlat};
+  frame.AddrStack = {context.Rsp, 0, AddrModeFlat};
+  frame.AddrFrame = {context.Rbp, 0, AddrModeFlat};
+  while (::StackWalk64(IMAGE_FILE_MACHINE_AMD64, self, thread, &frame, &context, nullptr, ::SymFunctionTableAccess64,
+                       ::SymGetModuleBase64, nullptr) &&
+         frame.AddrPC.Offset != 0) {
+    struct {
+      SYMBOL_INFO info;
+      char more_name[1023];
+    } symbol{};
+    symbol.info.SizeOfStruct = sizeof symbol.info;
+    symbol.info.MaxNameLen = sizeof symbol.more_name;
+    ::SymFromAddr(self, frame.AddrPC.Offset, nullptr, &symbol.info);
+    IMAGEHLP_LINE64 line{};
+    line.SizeOfStruct = sizeof line;
+    DWORD column = 0;
+    ::SymGetLineFromAddr64(self, frame.AddrPC.Offset, &column, &line);
+    std::fprintf(stderr, "  0x%llx %s (%s:%lu)\n", static_cast<unsigned long long>(frame.AddrPC.Offset),
+                 boost::core::demangle(symbol.info.Name).c_str(), line.FileName != nullptr ? line.FileName : "",
+                 line.LineNumber);
   }
 }
 
-/// Prints the stack that `context`, of this thread or one that stands still, is in.
-void dump_stack(const CONTEXT& context) {
-  load_symbols();
-  print(gather(context));
-}
-
-/// Prints the stacks of all threads but this one; each is suspended while its addresses are gathered, but not while
-/// they are turned into names.
-void dump_other_threads() {
-  load_symbols();
+void print_other_threads() {
   for (const DWORD id : thread_ids()) {
-    if (id == ::GetCurrentThreadId()) {
-      continue;
+    if (id != ::GetCurrentThreadId()) {
+      const HANDLE thread = ::OpenThread(THREAD_SUSPEND_RESUME | THREAD_GET_CONTEXT, FALSE, id);
+      CONTEXT context{};
+      context.ContextFlags = CONTEXT_FULL;
+      ::SuspendThread(thread);
+      ::GetThreadContext(thread, &context);
+      std::fprintf(stderr, "thread %lu\n", id);
+      print_stack(thread, context);
     }
-    const HANDLE thread = ::OpenThread(THREAD_SUSPEND_RESUME | THREAD_GET_CONTEXT, FALSE, id);
-    CONTEXT context{};
-    context.ContextFlags = CONTEXT_FULL;
-    ::SuspendThread(thread);
-    const frames found = ::GetThreadContext(thread, &context) ? gather(context) : frames{};
-    ::ResumeThread(thread);
-    std::fprintf(stderr, "thread %lu\n", id);
-    print(found);
   }
 }
-
-// ---- reports ----
 
 /// Takes the turn to report for this thread, for good: the process must end behind it. Another thread that asks waits
 /// for that half a minute at most, since a lock held at the time of the fault may block the report; the same thread
@@ -119,10 +72,12 @@ void begin_report(unsigned exit_code) {
     ::Sleep(former == ::GetCurrentThreadId() ? 0 : 30000);
     ::TerminateProcess(::GetCurrentProcess(), exit_code);
   }
+  ::SymSetOptions(SYMOPT_DEFERRED_LOADS | SYMOPT_LOAD_LINES | SYMOPT_FAIL_CRITICAL_ERRORS);
+  ::SymInitialize(::GetCurrentProcess(), nullptr, TRUE);
 }
 
-DWORD WINAPI dump_and_end(void* context) {
-  dump_stack(*static_cast<const CONTEXT*>(context));
+DWORD WINAPI print_and_end(void* context) {
+  print_stack(::GetCurrentThread(), *static_cast<const CONTEXT*>(context));
   ::TerminateProcess(::GetCurrentProcess(), crash_exit_code);
   return 0;
 }
@@ -140,10 +95,10 @@ LONG WINAPI report_exception(EXCEPTION_POINTERS* exception) {
                ::GetCurrentThreadId());
   // Reading debug information takes more stack than a thread has left that used it up.
   if (record.ExceptionCode == EXCEPTION_STACK_OVERFLOW) {
-    ::CreateThread(nullptr, 0, dump_and_end, exception->ContextRecord, 0, nullptr);
+    ::CreateThread(nullptr, 0, print_and_end, exception->ContextRecord, 0, nullptr);
     ::Sleep(INFINITE);
   }
-  dump_and_end(exception->ContextRecord);
+  print_and_end(exception->ContextRecord);
   return EXCEPTION_EXECUTE_HANDLER;
 }
 
@@ -152,7 +107,7 @@ void report_abort(int) {
   std::fprintf(stderr, "\ncrash: abort, thread %lu\n", ::GetCurrentThreadId());
   CONTEXT context{};
   ::RtlCaptureContext(&context);
-  dump_stack(context);
+  print_stack(::GetCurrentThread(), context);
   ::TerminateProcess(::GetCurrentProcess(), abort_exit_code);
 }
 
@@ -172,20 +127,25 @@ void install_fault_reports() {
 /// last line of GoogleTest's own name the test.
 class watchdog : public testing::EmptyTestEventListener {
  public:
-  explicit watchdog(unsigned limit_s) { std::thread(watch, limit_s).detach(); }
+  /// The thread is the system's, not the run-time's: tests take memory away, and that one allocates when it begins.
+  explicit watchdog(int limit_s) {
+    ::CreateThread(nullptr, 0, watch, reinterpret_cast<void*>(limit_s * 1000LL), 0, nullptr);
+  }
 
  private:
   void OnTestStart(const testing::TestInfo&) override { ::SetEvent(progress_); }
   void OnTestEnd(const testing::TestInfo&) override { ::SetEvent(progress_); }
   void OnTestProgramEnd(const testing::UnitTest&) override { ::SetEvent(progress_); }
 
-  static void watch(unsigned limit_s) {
-    while (::WaitForSingleObject(progress_, limit_s * 1000) == WAIT_OBJECT_0) {
+  static DWORD WINAPI watch(void* limit_ms) {
+    const auto limit = static_cast<DWORD>(reinterpret_cast<std::uintptr_t>(limit_ms));
+    while (::WaitForSingleObject(progress_, limit) == WAIT_OBJECT_0) {
     }
     begin_report(hang_exit_code);
-    std::fprintf(stderr, "\nhang: a test, or what follows it, ran longer than %u s\n", limit_s);
-    dump_other_threads();
+    std::fprintf(stderr, "\nhang: a test, or what follows it, ran longer than %lu s\n", limit / 1000);
+    print_other_threads();
     ::TerminateProcess(::GetCurrentProcess(), hang_exit_code);
+    return 0;
   }
 
   static inline const HANDLE progress_ = ::CreateEventW(nullptr, FALSE, FALSE, nullptr);
@@ -202,7 +162,7 @@ int main(int count, char** arguments) {
   testing::InitGoogleTest(&count, arguments);
   const char* const limit = std::getenv("QXFL_TEST_TIMEOUT");
   if (const int limit_s = limit != nullptr ? std::atoi(limit) : 90) {
-    testing::UnitTest::GetInstance()->listeners().Append(new watchdog(static_cast<unsigned>(limit_s)));
+    testing::UnitTest::GetInstance()->listeners().Append(new watchdog(limit_s));
   }
   return RUN_ALL_TESTS();
 }
