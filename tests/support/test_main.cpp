@@ -16,9 +16,9 @@
 #include <atomic>
 #include <csignal>
 #include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <thread>
 
 namespace {
 
@@ -177,20 +177,25 @@ void install_fault_reports() {
 /// last line of GoogleTest's own name the test.
 class watchdog : public testing::EmptyTestEventListener {
  public:
-  explicit watchdog(unsigned limit_s) { std::thread(watch, limit_s).detach(); }
+  /// The thread is the system's, not the run-time's: tests take memory away, and that one allocates when it begins.
+  explicit watchdog(int limit_s) {
+    ::CreateThread(nullptr, 0, watch, reinterpret_cast<void*>(limit_s * 1000LL), 0, nullptr);
+  }
 
  private:
   void OnTestStart(const testing::TestInfo&) override { ::SetEvent(progress_); }
   void OnTestEnd(const testing::TestInfo&) override { ::SetEvent(progress_); }
   void OnTestProgramEnd(const testing::UnitTest&) override { ::SetEvent(progress_); }
 
-  static void watch(unsigned limit_s) {
-    while (::WaitForSingleObject(progress_, limit_s * 1000) == WAIT_OBJECT_0) {
+  static DWORD WINAPI watch(void* limit_ms) {
+    const auto limit = static_cast<DWORD>(reinterpret_cast<std::uintptr_t>(limit_ms));
+    while (::WaitForSingleObject(progress_, limit) == WAIT_OBJECT_0) {
     }
     begin_report(hang_exit_code);
-    std::fprintf(stderr, "\nhang: a test, or what follows it, ran longer than %u s\n", limit_s);
+    std::fprintf(stderr, "\nhang: a test, or what follows it, ran longer than %lu s\n", limit / 1000);
     dump_other_threads();
     ::TerminateProcess(::GetCurrentProcess(), hang_exit_code);
+    return 0;
   }
 
   static inline const HANDLE progress_ = ::CreateEventW(nullptr, FALSE, FALSE, nullptr);
@@ -207,7 +212,7 @@ int main(int count, char** arguments) {
   testing::InitGoogleTest(&count, arguments);
   const char* const limit = std::getenv("QXFL_TEST_TIMEOUT");
   if (const int limit_s = limit != nullptr ? std::atoi(limit) : 90) {
-    testing::UnitTest::GetInstance()->listeners().Append(new watchdog(static_cast<unsigned>(limit_s)));
+    testing::UnitTest::GetInstance()->listeners().Append(new watchdog(limit_s));
   }
   return RUN_ALL_TESTS();
 }
