@@ -116,24 +116,22 @@ class client {
   std::size_t bytes_ = 0;  ///< of all blocks
 };
 
-class ArenaPlaced : public Arena, public WithParamInterface<page_order> {};
-
-TEST_P(ArenaPlaced, KeepsBlocksApartAndIntactAndLosesNothing) {
-  host_pages().order = GetParam();
-  test_support::seeded_random random;
-  client user(random);
-  for (int round = 0; round < 6; ++round) {
-    for (int count = 0; count < 25'000 && !HasFailure(); ++count) {
-      user.operate();
+TEST_F(Arena, KeepsBlocksApartAndIntactAndLosesNothing) {
+  for (const page_order order : {page_order::upwards, page_order::downwards, page_order::scattered}) {
+    start_again();
+    host_pages().order = order;
+    test_support::seeded_random random;
+    client user(random);
+    for (int round = 0; round < 6; ++round) {
+      for (int count = 0; count < 25'000 && !HasFailure(); ++count) {
+        user.operate();
+      }
+      user.free_all();
+      expect_nothing_lost();
+      ASSERT_FALSE(HasFailure()) << "round " << round;
     }
-    user.free_all();
-    expect_nothing_lost();
-    ASSERT_FALSE(HasFailure()) << "round " << round;
   }
 }
-
-INSTANTIATE_TEST_SUITE_P(Orders, ArenaPlaced,
-                         Values(page_order::upwards, page_order::downwards, page_order::scattered));
 
 TEST_F(Arena, IsUnharmedWhenTheSystemHasNoMemoryOrTakesNoneBack) {
   for (std::uint64_t maps = 0; maps < 40; ++maps) {

@@ -4,7 +4,6 @@
 
 #include <fl/mem/aligned_heap.hpp>
 
-#include "every_test.hpp"
 #include "host/terminate.hpp"
 #include "mem/aligned_heap_create.hpp"
 #include "seeded_random.hpp"
@@ -12,8 +11,17 @@
 
 #include <boost/format.hpp>
 #include <boost/lexical_cast/bad_lexical_cast.hpp>
+#include <gmock/gmock.h>
 
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <functional>
 #include <limits>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
 
 // The manager would make the heap, for good; here each test makes its own.
 void foundation::core::mem::manager::initialize() {}
@@ -22,6 +30,9 @@ namespace {
 
 using namespace foundation::core::mem;
 using test_support::terminations;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::StartsWith;
 
 /// The run-time's heap as the library meets it.
 struct {
@@ -146,53 +157,44 @@ bool ends_the_process(const std::function<void()>& action) {
   return !terminations().empty();
 }
 
-// The report, built apart.
+// ---- the report ----
 
-constexpr const char* no_origin =
-    " is invalid\nand does not appear to have come from any of the following routines:\n  vector_malloc, "
-    "vector_calloc, vector_realloc\n  txMalloc*, txCalloc*, txRealloc*\n\nThis suggests one of the following has "
-    "happened:\n";
-constexpr const char* foreign =
-    "  - the pointer came from an incompatible allocator (e.g. new, malloc, tuMalloc)\n"
-    "  - the pointer didn't come from any allocator (e.g. the stack, uninitialized memory)\n"
-    "  - a memory corruption destroyed the pointer";
+using text_matcher = testing::Matcher<const std::string&>;
 
-std::string passed(const std::string& label) {
-  return "The pointer passed to '" + label + "'" + no_origin + "  - the pointer has already been freed\n" + foreign +
-         " or its header\n";
+text_matcher passed(const std::string& label) {
+  return AllOf(StartsWith("The pointer passed to '" + label + "' is invalid\n"), HasSubstr("has already been freed\n"),
+               EndsWith("destroyed the pointer or its header\n"));
 }
-std::string returned(const std::string& label) {
-  return "The pointer returned from '" + label +
-         "' is invalid.\n\nThis suggests one of the following has happened\n  - the alignment of the OS allocator "
-         "(malloc) has changed\n  - a memory corruption destroyed the pointer or its header\n";
+text_matcher returned(const std::string& label) {
+  return AllOf(StartsWith("The pointer returned from '" + label + "' is invalid.\n"), EndsWith(" or its header\n"));
 }
-const std::string passed_without_header =
-    std::string("The pointer passed to 'vector_check'") + no_origin + foreign + "\n";
+const text_matcher passed_without_header =
+    AllOf(StartsWith("The pointer passed to 'vector_check' is invalid\n"), EndsWith("destroyed the pointer\n"));
 
-/// `header`: its address; `content`: what it is read to hold, if it is read.
-std::string report(const std::string& message, std::size_t alignment, const void* p, std::size_t size,
-                   std::size_t header, const std::optional<record>& content) {
-  boost::format figures(
+/// What follows the message. `header`: its address; `content`: what it is read to hold, if it is read.
+std::string figures(std::size_t alignment, const void* p, std::size_t size, std::size_t header,
+                    const std::optional<record>& content) {
+  boost::format known(
       "\nTHIS DATA IS FOR DIAGNOSTIC PURPOSES ONLY\nPID:               %1%\nNATIVE ALIGNMENT:  16 (0x10)\n"
       "REQ ALIGNMENT:     %2% (%2$#x)\nALIGNED POINTER:   %3$#x\nREQ SIZE:          %4% (%4$#x)\n"
       "HEADER ADDRESS:    %5$#x\nHEADER SIZE:       16 (0x10)\n");
-  figures % foundation::core::util::process_id() % alignment % address(p) % size % header;
+  known % foundation::core::util::process_id() % alignment % address(p) % size % header;
   if (!content) {
-    return message + figures.str() + "HEADER DATA:       INACCESSIBLE\n";
+    return known.str() + "HEADER DATA:       INACCESSIBLE\n";
   }
-  boost::format data(
+  boost::format read(
       "UNALIGNED POINTER: %1$#x\nHEADER->SIZE:      %2% (%2$#x)\nHEADER->CHECK:     %3% (%3$#x)\n"
       "HEADER->ALIGNMENT: %4% (%4$#x)\nHEADER->OFFSET:    %5% (%5$#x)\n");
-  data % (address(p) - content->offset) % content->size % content->check % content->alignment % content->offset;
-  return message + figures.str() + data.str();
+  read % (address(p) - content->offset) % content->size % content->check % content->alignment % content->offset;
+  return known.str() + read.str();
 }
 
 /// The report goes first; when that comes back, the message alone follows.
-void expect_reported(const std::function<void()>& action, const std::string& message, const std::string& whole) {
+void expect_reported(const std::function<void()>& action, const text_matcher& message, const std::string& rest) {
   EXPECT_TRUE(ends_the_process(action));
   ASSERT_EQ(terminations().size(), 2u);
-  EXPECT_EQ(terminations()[0].message, whole);
-  EXPECT_EQ(terminations()[1].message, message);
+  EXPECT_THAT(terminations()[1].message, message);
+  EXPECT_EQ(terminations()[0].message, terminations()[1].message + rest);
   for (const auto& call : terminations()) {
     EXPECT_EQ(call.file, "src/fl/mem/alignment");
     EXPECT_GT(call.line, 0);
@@ -281,6 +283,9 @@ TEST(AlignedHeap, PutsItsHeaderBelowEachBlock) {
       for (int more = 0; more < 5; ++more) {
         sizes.push_back(random.between(1, 100000));
       }
+      if (!debug) {
+        sizes.push_back(0);
+      }
       for (const std::size_t size : sizes) {
         SCOPED_TRACE(testing::Message() << alignment << " " << size);
         expect_block(alignment, size, vector_malloc(size), false, debug);
@@ -361,17 +366,6 @@ TEST(AlignedHeap, KeepsTheContentOfABlockThatChangesItsSizeAndOfOneThatCannot) {
   }
 }
 
-TEST(AlignedHeap, HasBlocksOfNoBytes) {
-  const heap unchecked(nullptr);
-  for (const auto& [count, size] : {std::pair<std::size_t, std::size_t>{0, 7}, {7, 0}, {largest / 2 + 1, 2}}) {
-    void* const block = vector_calloc(count, size);
-    EXPECT_EQ(record_of(block).size, 0u);
-    void* const grown = vector_realloc(block, 1);
-    EXPECT_EQ(record_of(grown).size, 16u);
-    vector_free(grown);
-  }
-}
-
 TEST(AlignedHeap, ThatChecksPointersReturnsNoEmptyOrMisplacedBlock) {
   const heap checked(nullptr, true);
   void* const old = vector_malloc(1);
@@ -380,7 +374,7 @@ TEST(AlignedHeap, ThatChecksPointersReturnsNoEmptyOrMisplacedBlock) {
                                   const std::function<void()>& action) {
     char* const p = memory + 96;
     run_time.next = p - content.offset;
-    expect_reported(action, returned(label), report(returned(label), 32, p, size, address(p - 16), content));
+    expect_reported(action, returned(label), figures(32, p, size, address(p - 16), content));
   };
   const record empty{0, live, 32, 32}, misplaced{48, live, 32, 24};
   expect_refused("vector_malloc", 0, empty, [] { vector_malloc(0); });
@@ -397,8 +391,7 @@ void expect_refused(void* p, bool debug) {
   const bool is_shown = address(p) % 16 == 0 && address(p) % 4096 >= 16 && address(p) > 4096;
   const std::optional content = is_shown ? std::optional(record_of(p)) : std::nullopt;
   const auto expect_passed = [&](const char* label, std::size_t size, const std::function<void()>& action) {
-    expect_reported(action, passed(label),
-                    report(passed(label), vector_alignment(), p, size, address(p) - 16, content));
+    expect_reported(action, passed(label), figures(vector_alignment(), p, size, address(p) - 16, content));
   };
   expect_passed("vector_check", 0, [=] { vector_check(p); });
   if (debug) {
@@ -452,7 +445,7 @@ TEST(AlignedHeap, ReportsByTheMessageAloneIfMemoryEndsOnTheWay) {
   const heap checked(nullptr, true);
   alignas(64) static char memory[64];
   char* const p = memory + 32;
-  const std::string whole = report(passed("vector_check"), 32, p, 0, address(p - 16), record{});
+  const std::string rest = figures(32, p, 0, address(p - 16), record{});
   int without_the_rest = 0;
   for (int nth = 1;; ++nth, ++without_the_rest) {
     try {
@@ -464,10 +457,10 @@ TEST(AlignedHeap, ReportsByTheMessageAloneIfMemoryEndsOnTheWay) {
     }
     run_time.news_until_failure = 0;
     const std::string& first = terminations().at(0).message;
-    if (first == whole) {
+    if (first.ends_with(rest)) {
       break;
     }
-    ASSERT_TRUE(first == passed("vector_check") || first == passed("%1%")) << nth << ": " << first;
+    ASSERT_THAT(first, testing::AnyOf(passed("vector_check"), passed("%1%"))) << nth;
   }
   EXPECT_GT(without_the_rest, 3);
 }
@@ -478,7 +471,7 @@ TEST(AlignedHeap, WithoutHeadersChecksOnlyTheAlignment) {
     const std::size_t own = vector_alignment();
     for (const std::size_t place : {own / 2, 3 * own + 1, largest}) {
       expect_reported([=] { vector_check(at(place)); }, passed_without_header,
-                      report(passed_without_header, own, at(place), 0, 0, std::nullopt));
+                      figures(own, at(place), 0, 0, std::nullopt));
     }
     for (const std::size_t place : {std::size_t{0}, own, 5 * own}) {
       EXPECT_FALSE(ends_the_process([=] { vector_check(at(place)); }));

@@ -6,12 +6,20 @@
 #include <fl/mem/manager.hpp>
 #include <foundation_log/control.hpp>
 
-#include "every_test.hpp"
 #include "host/log_records.hpp"
 #include "host/memory.hpp"
 #include "host/terminate.hpp"
 
+#include <boost/lexical_cast/bad_lexical_cast.hpp>
+#include <gtest/gtest.h>
+
+#include <functional>
 #include <iostream>
+#include <new>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
 
 namespace {
 
@@ -31,7 +39,7 @@ void expect(const std::string& options, const std::function<std::string()>& run,
       return end.message;
     }
   };
-  EXPECT_EXIT((std::cerr << text_of_run(), _exit(0)), testing::ExitedWithCode(0), expected);
+  EXPECT_EXIT((std::cerr << text_of_run(), _exit(testing::Test::HasFailure())), testing::ExitedWithCode(0), expected);
 }
 
 /// The start-up log, '1' or '0' for each feature, and what was asked of the system.
@@ -101,10 +109,7 @@ TEST(Manager, ChoosesTheKindOfThePools) {
 
 void other_handler() {}
 
-template <std::new_handler former>
-std::string outcome_behind() {
-  std::set_new_handler(former);
-  manager::initialize();
+std::string outcome() {
   try {
     std::get_new_handler()();
     return "returns";
@@ -115,10 +120,33 @@ std::string outcome_behind() {
   }
 }
 
+template <std::new_handler former>
+std::string outcome_behind() {
+  std::set_new_handler(former);
+  manager::initialize();
+  return outcome();
+}
+
 TEST(NewHandler, ThrowsOrLeavesItToTheHandlerBefore) {
   expect("newhandler", outcome_behind<other_handler>, "except::bad_alloc");
   expect("nonewhandler", outcome_behind<other_handler>, "returns");
   expect("nonewhandler", outcome_behind<nullptr>, "std::bad_alloc");
+}
+
+// Each construction but the last fails behind the new handler's installation. The next must not take the manager's own
+// handler for another's, which would call itself for ever.
+TEST(NewHandler, IsThatOfTheFirstAttemptAtAManager) {
+  const auto make_again = [] {
+    setenv("QX_ALIGNED_HEAP_ALIGNMENT", "abc", 1);
+    EXPECT_THROW(manager::initialize(), boost::bad_lexical_cast);
+    EXPECT_THROW(manager::initialize(), boost::bad_lexical_cast);
+    setenv("QX_ALIGNED_HEAP_ALIGNMENT", "32", 1);
+    return show() + outcome();
+  };
+  host_manager().plugin_answer = 1;
+  expect("release,observation", make_again,
+         log_line("using options 'release,observation'") + log_line("observation is ENABLED") +
+             "000110ptttstd::bad_alloc");
 }
 
 /// Puts another handler in place, then the manager's back, twice. Returns whether it is back, and the log.

@@ -13,7 +13,6 @@ namespace {
 // First in the program: threads that have ended leave what the run-time had made for them to later ones.
 TEST(ReadMostlyLock, AllocatesNothingWhereAWriterWaits) {
   static constinit foundation::core::util::read_mostly_lock lock;
-  Sleep(200);  // The test's watchdog begins with allocating.
   lock.lock_shared();
   test_support::take_memory_away();
   // The run-time has made nothing for this thread, and faults where it cannot.

@@ -4,85 +4,57 @@
 
 #include <sched.h>
 
-#include <new>
-#include <numeric>
-
 namespace test_support {
 
 namespace {
 
-constexpr std::size_t area_size = std::size_t{1} << 31;
+constexpr std::size_t area_size = std::size_t{1} << 36;
 
-char* map_nothing(char* where, std::size_t size, int fixed) {
-  return static_cast<char*>(mmap(where, size, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE | fixed, -1, 0));
-}
-char* reserve() {
-  return map_nothing(nullptr, area_size, 0);
-}
-void commit(char* start, std::size_t size) {
-  mprotect(start, size, PROT_READ | PROT_WRITE);
-}
-void decommit(char* start, std::size_t size) {
-  map_nothing(start, size, MAP_FIXED);
+/// Address space that is not to be touched, at `where` if it is not null.
+char* reserve(char* where, std::size_t size) {
+  const int flags = MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE | (where != nullptr ? MAP_FIXED : 0);
+  return static_cast<char*>(mmap(where, size, PROT_NONE, flags, -1, 0));
 }
 
 }  // namespace
 
-scripted_pages::scripted_pages() : area_(reserve()) {
-  area_ += scripted_pages::granularity - reinterpret_cast<std::uintptr_t>(area_) % granularity;
-}
-
-std::size_t scripted_pages::mapped() const {
-  return std::accumulate(regions_.begin(), regions_.end(), std::size_t{0},
-                         [](std::size_t sum, const auto& region) { return sum + region.second; });
+scripted_pages::scripted_pages() : area_(reserve(nullptr, area_size)) {
+  area_ += granularity - reinterpret_cast<std::uintptr_t>(area_) % granularity;
+  reset();
 }
 
 void scripted_pages::reset() {
   while (!regions_.empty()) {
-    give(regions_.begin()->first, regions_.begin()->second);
+    give(regions_.begin());
   }
   geometry = {4096, granularity};
   order = page_order::upwards;
   maps_left = UINT64_MAX;
   refuse_unmap = false;
-}
-
-/// A free place for the size; null if there is none.
-char* scripted_pages::place(std::size_t size) const {
-  char* const end = area_ + area_size - 2 * granularity;
-  const std::size_t gap = order == page_order::scattered ? granularity : 0;
-  char* best = nullptr;
-  char* start = area_;
-  const auto consider = [&](char* limit) {
-    if (start + size + gap <= limit) {
-      best = order == page_order::downwards ? limit - size : best != nullptr ? best : start;
-    }
-  };
-  for (const auto& [begin, length] : regions_) {
-    consider(begin);
-    start = begin + length + gap;
-  }
-  consider(end);
-  return best;
+  low_ = high_ = area_ + area_size / 2;
 }
 
 void* scripted_pages::map(std::size_t size) {
-  if (maps_left == 0 || size > area_size / 2) {
-    return nullptr;
-  }
-  char* const start = place(size);
-  if (start == nullptr) {
+  if (maps_left == 0 || size > area_size / 4) {
     return nullptr;
   }
   --maps_left;
-  commit(start, size);
+  char* start = high_;
+  if (order == page_order::downwards) {
+    start = low_ -= size;
+  } else {
+    high_ += size + (order == page_order::scattered ? granularity : 0);
+  }
+  mprotect(start, size, PROT_READ | PROT_WRITE);
   regions_.emplace(start, size);
+  mapped_ += size;
   return start;
 }
 
-void scripted_pages::give(char* start, std::size_t size) {
-  decommit(start, size);
-  regions_.erase(start);
+void scripted_pages::give(regions::iterator region) {
+  reserve(region->first, region->second);
+  mapped_ -= region->second;
+  regions_.erase(region);
 }
 
 bool scripted_pages::unmap(void* start, std::size_t size) {
@@ -94,9 +66,8 @@ bool scripted_pages::unmap(void* start, std::size_t size) {
     if (region == regions_.end() || region->second > static_cast<std::size_t>(end - next)) {
       return false;
     }
-    const std::size_t mapped = region->second;
-    give(next, mapped);
-    next += mapped;
+    next += region->second;
+    give(region);
   }
   return true;
 }

@@ -1,6 +1,6 @@
-// Takes the place of the system beneath the arena: address space is given out in a chosen order, and as long as the
-// test allows. Memory that went back faults when it is touched. Not for several threads but through the arena, whose
-// lock serialises the calls.
+// Takes the place of the system beneath the arena: address space is given out in a chosen order, none of it twice,
+// and as long as the test allows. Memory that went back faults when it is touched. Not for several threads but through
+// the arena, whose lock serialises the calls.
 #pragma once
 
 #include <dlmalloc/arena_pages.hpp>
@@ -29,7 +29,7 @@ class scripted_pages {
   bool refuse_unmap = false;             ///< nothing is taken back
 
   /// Bytes that are mapped.
-  std::size_t mapped() const;
+  std::size_t mapped() const { return mapped_; }
   /// Takes all mappings away, and the settings back.
   void reset();
 
@@ -37,11 +37,13 @@ class scripted_pages {
   bool unmap(void* start, std::size_t size);
 
  private:
-  char* place(std::size_t size) const;
-  void give(char* start, std::size_t size);
+  using regions = std::map<char*, std::size_t>;
+  void give(regions::iterator region);
 
-  char* area_;                            ///< address space of `area_size` bytes
-  std::map<char*, std::size_t> regions_;  ///< what is mapped, with its size
+  char* area_;                         ///< address space of `area_size` bytes
+  char *low_ = area_, *high_ = area_;  ///< all that is or was mapped lies between these
+  regions regions_;                    ///< what is mapped, with its size
+  std::size_t mapped_ = 0;
 };
 
 scripted_pages& host_pages();

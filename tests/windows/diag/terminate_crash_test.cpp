@@ -6,18 +6,27 @@
 #include <fl/process/mock_process.hpp>
 #include <foundation_log/logger.hpp>
 
-#include "every_test.hpp"
 #include "import_patch.hpp"
 #include "memory_shortage.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <windows.h>
 #include <dbghelp.h>
 
+#include <algorithm>
+#include <atomic>
 #include <cassert>
 #include <csignal>
+#include <cstdlib>
 #include <exception>
 #include <ostream>
 #include <regex>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <thread>
 
 namespace {
 
@@ -73,7 +82,21 @@ LONG WINAPI on_fault(EXCEPTION_POINTERS* fault) {
   diag::terminate(name != nullptr ? name : "no exception", "crash.cpp", 1, "terminate handler");
 }
 
+std::atomic<import_patch::any_function> original{nullptr}, find_symbol{nullptr}, find_symbol_anywhere{nullptr};
+const void* const named_modules[] = {GetModuleHandleW(nullptr), GetModuleHandleW(L"libqxfoundation_log.dll")};
+
+/// Has no names for the larger modules: to read their debug information takes each process seconds.
+BOOL WINAPI find_symbol_of_small_module(HANDLE process, DWORD64 address, DWORD64* distance, SYMBOL_INFO* symbol) {
+  MEMORY_BASIC_INFORMATION region{};
+  VirtualQuery(reinterpret_cast<const void*>(address), &region, sizeof region);
+  return std::ranges::find(named_modules, region.AllocationBase) != std::end(named_modules) &&
+         reinterpret_cast<decltype(&SymFromAddr)>(find_symbol_anywhere.load())(process, address, distance, symbol);
+}
+
 void install_handlers() {
+  static const import_patch service("libqxfl.dll", "SymFromAddr",
+                                    reinterpret_cast<import_patch::any_function>(find_symbol_of_small_module),
+                                    find_symbol_anywhere);
   SetUnhandledExceptionFilter(on_fault);
   std::set_terminate(on_terminate);
   std::signal(SIGABRT, [](int) { print(diag::terminate_log()); });
@@ -108,8 +131,6 @@ void overflow() {
   SetThreadStackGuarantee(&bytes);
   recurse(0);
 }
-
-std::atomic<import_patch::any_function> original{nullptr}, find_symbol{nullptr};
 
 /// The clock of threads that wait for another one. It stands still until that one is in the symbol service; from then
 /// on a second goes by with each look, up to two minutes.

@@ -28,64 +28,59 @@ using test_support::scoped_variable;
 using test_support::throws_system_failure;
 using strings = std::vector<std::string>;
 
+/// Fills a buffer as the system does, or says how much room it needs.
+BOOL give(const record_buffer& told, void* buffer, std::size_t room, ULONG* length) {
+  *length = static_cast<ULONG>(told.size());
+  if (room < told.size()) {
+    ::SetLastError(ERROR_INSUFFICIENT_BUFFER);
+    return FALSE;
+  }
+  std::copy(told.begin(), told.end(), static_cast<std::byte*>(buffer));
+  return TRUE;
+}
+
 /// A system with other processors than this one's. Cores have two threads.
-class scripted_processors {
+struct scripted_processors {
   template <class Function, class Tag = decltype([]() -> void {})>
   using injected = test_support::injected<Function, Tag>;
-  static constexpr const char* library = "libqxfl.dll";
 
- public:
-  /// How many processors there are in each group. The process may use the first.
-  explicit scripted_processors(const std::vector<std::uint8_t>& groups)
-      : records(test_support::processor_records(groups, 2)) {
-    affinity.handle_with([this](auto, HANDLE, DWORD_PTR* process, DWORD_PTR* machine) {
-      *process = process_mask;
-      *machine = 255;
-      return TRUE;
-    });
-    count_groups.handle_with([count = static_cast<WORD>(groups.size())](auto) { return count; });
-    group_affinity.handle_with([this](auto, HANDLE, USHORT* count, USHORT* told) {
-      EXPECT_GE(*count, process_groups.size());
-      *count = static_cast<USHORT>(process_groups.size());
-      std::copy(process_groups.begin(), process_groups.end(), told);
-      return TRUE;
-    });
-    processors.handle_with([this](auto, auto which, void* buffer, DWORD* length) {
-      return which == RelationAll && give(records, buffer, buffer ? *length : 0, length);
-    });
-    sets.handle_with([this](auto, void* buffer, ULONG room, ULONG* length, HANDLE, ULONG flags) {
-      return flags == 0 && give(cpu_sets, buffer, room, length);
-    });
-    power.handle_with([](auto, auto what, void* input, ULONG input_length, void* output, ULONG length) -> LONG {
-      EXPECT_TRUE(what == ProcessorInformation && !input && input_length == 0 && length % 24 == 0);
-      std::fill_n(static_cast<ULONG*>(output), length / sizeof(ULONG), 5000);
-      static_cast<ULONG*>(output)[1] = 3600;  // of the first processor
-      return 0;
-    });
-  }
+  explicit scripted_processors(std::vector<std::uint8_t> told) : groups(std::move(told)) {}
 
-  /// Fills a buffer as the system does, or says how much room it needs.
-  static BOOL give(const record_buffer& told, void* buffer, std::size_t room, ULONG* length) {
-    *length = static_cast<ULONG>(told.size());
-    if (room < told.size()) {
-      ::SetLastError(ERROR_INSUFFICIENT_BUFFER);
-      return FALSE;
-    }
-    std::copy(told.begin(), told.end(), static_cast<std::byte*>(buffer));
-    return TRUE;
-  }
-
-  // The script.
-  record_buffer records, cpu_sets;
-  std::vector<std::uint16_t> process_groups{0};
+  const std::vector<std::uint8_t> groups;  ///< how many processors there are in each
+  record_buffer records = test_support::processor_records(groups, 2), cpu_sets;
+  std::vector<std::uint16_t> process_groups{0};  ///< those that the process may use
   std::uint64_t process_mask = ~std::uint64_t{0};
 
-  injected<decltype(&::GetProcessAffinityMask)> affinity{library, "GetProcessAffinityMask"};
-  injected<decltype(&::GetActiveProcessorGroupCount)> count_groups{library, "GetActiveProcessorGroupCount"};
-  injected<decltype(&::GetProcessGroupAffinity)> group_affinity{library, "GetProcessGroupAffinity"};
-  injected<decltype(&::GetLogicalProcessorInformationEx)> processors{library, "GetLogicalProcessorInformationEx"};
-  injected<BOOL (*)(void*, ULONG, ULONG*, HANDLE, ULONG)> sets{library, "GetSystemCpuSetInformation"};
-  injected<decltype(&::CallNtPowerInformation)> power{library, "CallNtPowerInformation"};
+  injected<decltype(&::GetProcessAffinityMask)> affinity{"GetProcessAffinityMask",
+                                                         [this](auto, HANDLE, DWORD_PTR* process, DWORD_PTR* machine) {
+                                                           *process = process_mask;
+                                                           *machine = 255;
+                                                           return TRUE;
+                                                         }};
+  injected<decltype(&::GetActiveProcessorGroupCount)> count_groups{
+      "GetActiveProcessorGroupCount", [this](auto) { return static_cast<WORD>(groups.size()); }};
+  injected<decltype(&::GetProcessGroupAffinity)> group_affinity{
+      "GetProcessGroupAffinity", [this](auto, HANDLE, USHORT* count, USHORT* told) {
+        EXPECT_GE(*count, process_groups.size());
+        *count = static_cast<USHORT>(process_groups.size());
+        std::copy(process_groups.begin(), process_groups.end(), told);
+        return TRUE;
+      }};
+  injected<decltype(&::GetLogicalProcessorInformationEx)> processors{
+      "GetLogicalProcessorInformationEx", [this](auto, auto which, void* buffer, DWORD* length) {
+        return which == RelationAll && give(records, buffer, buffer ? *length : 0, length);
+      }};
+  injected<BOOL (*)(void*, ULONG, ULONG*, HANDLE, ULONG)> sets{
+      "GetSystemCpuSetInformation", [this](auto, void* buffer, ULONG room, ULONG* length, HANDLE, ULONG flags) {
+        return flags == 0 && give(cpu_sets, buffer, room, length);
+      }};
+  injected<decltype(&::CallNtPowerInformation)> power{
+      "CallNtPowerInformation", [](auto, auto what, void* input, ULONG input_length, void* output, ULONG length) {
+        EXPECT_TRUE(what == ProcessorInformation && !input && input_length == 0 && length % 24 == 0);
+        std::fill_n(static_cast<ULONG*>(output), length / sizeof(ULONG), 5000);
+        static_cast<ULONG*>(output)[1] = 3600;  // of the first processor
+        return LONG{0};
+      }};
 };
 
 const test_support::temp_dir log_folder;
@@ -129,7 +124,7 @@ TEST(CpuInfo, AsksAgainIfProcessorsAreAddedMeanwhile) {
       EXPECT_EQ(room, machine.records.size()) << "each size is taken";
       machine.records = test_support::processor_records({8, 8}, 2);
     }
-    return scripted_processors::give(machine.records, buffer, room, length);
+    return give(machine.records, buffer, room, length);
   });
   EXPECT_EQ(refreshed().lCores(), 16u);
   EXPECT_EQ(machine.processors.calls(), 3u);
