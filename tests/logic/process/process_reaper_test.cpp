@@ -82,10 +82,21 @@ TEST_F(Reaper, ARefusedRegistrationClosesTheHandleAndBreaksThePromise) {
 
 // The last callback may still be on its way out of a reaper that a thread has waited for and then destroys.
 TEST_F(Reaper, JoinFindsEveryFutureReadyAndTheReaperMayGoAtOnce) {
+  std::atomic<bool> in_callback;
+  system.before("read_exit_status", [&] {
+    in_callback = true;
+    for (int turn = 0; turn != 100; ++turn) {
+      std::this_thread::yield();  // A join that would not wait for it comes back meanwhile.
+    }
+  });
   for (int round = 0; round != 100; ++round) {
+    in_callback = false;
     auto reaper = std::make_unique<process_reaper>();
     const status_future own = wait_on(system.make_child(), *reaper), common = wait_on(system.make_child());
     std::thread ending([&] { system.end_all(); });
+    while (!in_callback) {
+      std::this_thread::yield();
+    }
     reaper->join();
     EXPECT_TRUE(testing_hooks::join_all_async_procs());
     EXPECT_TRUE(own.is_ready() && common.is_ready());
