@@ -139,7 +139,7 @@ Found B\tool.exe' B\tool.exe')"},
   }
 }
 
-TEST_F(Which, AgreesWithTheObviousSearchInTwoThousandLayouts) {
+TEST_F(Which, AgreesWithTheObviousSearchInFiveHundredLayouts) {
   test_support::seeded_random random;
   const std::string green = root_.file("gr\u00fcn & \u4e2d\u6587");
   std::filesystem::create_directory(test_support::widen(green));
@@ -149,7 +149,7 @@ TEST_F(Which, AgreesWithTheObviousSearchInTwoThousandLayouts) {
   const strings endings{"",     ".exe", ".Com", ".BAT", ".cmd", ".vbs", ".VBE", ".js", ".JSE",
                         ".wsf", ".wsh", ".msc", ".txt", ".ps1", ".dll", ".pif", ".",   ".exe.com"};
   int hits = 0;
-  for (int round = 0; round != 2000; ++round) {
+  for (int round = 0; round != 500; ++round) {
     for (int change = 0; change != 4; ++change) {
       const std::string file = random.pick(folders) + "\\" + random.pick(names) + random.pick(endings);
       std::filesystem::remove(test_support::widen(file));
@@ -169,13 +169,13 @@ TEST_F(Which, AgreesWithTheObviousSearchInTwoThousandLayouts) {
     ASSERT_EQ(which(name), expected) << name << " in " << value;
     hits += expected ? 1 : 0;
   }
-  EXPECT_TRUE(hits > 400 && hits < 1600) << hits;
+  EXPECT_TRUE(hits > 100 && hits < 400) << hits;
 }
 
 TEST_F(Which, IsAskedByEightThreadsAtOnceWhenPathHasChanged) {
   write_file("A\\tool.bat", "");
   write_file("B\\tool.bat", "");
-  for (int round = 0; round != 100; ++round) {
+  for (int round = 0; round != 30; ++round) {
     const std::string folder = round % 2 ? "A" : "B";
     const scoped_variable path("PATH", "none;" + folder);
     std::vector<found> answers(8);
