@@ -82,6 +82,8 @@ TEST(LaunchWay, IsChosenByElevationThenUserThenTheRequestForElevation) {
 TEST(NonElevated, TokenIsThatOfTheShellIfUacIsOnAndItMayReplaceOneElseOfMediumIntegrity) {
   using script = scripted_tokens;
   script system;
+  const windows::ReplaceTokenRight rights[] = {windows::ReplaceTokenPresent, windows::ReplaceTokenAbsent,
+                                               windows::ReplaceTokenUnknown};  // as present, missing, unreadable
   for (const int uac : {1, 0, -1}) {
     for (const auto privilege : {script::present, script::missing, script::unreadable}) {
       for (const auto shell : {script::usable, script::used_elevated, script::absent}) {
@@ -97,6 +99,11 @@ TEST(NonElevated, TokenIsThatOfTheShellIfUacIsOnAndItMayReplaceOneElseOfMediumIn
           system.medium_elevated = medium_elevated;
           const bool clean = loses_no_handle(
               [&] { EXPECT_EQ(outcome(system), expected == "medium" && medium_elevated ? none : expected); });
+          EXPECT_EQ(windows::IsUacEnabled(), uac);
+          EXPECT_EQ(windows::CheckReplaceTokenPrivilege(),
+                    rights[shell == script::absent ? script::unreadable : privilege]);
+          EXPECT_EQ(windows::GetExplorerProcessId(), shell == script::absent ? 0 : ::GetCurrentProcessId());
+          EXPECT_TRUE(shell != script::absent || windows::GetNonElevatedToken() == nullptr);
           // The one token that is abandoned is an elevated one of the shell.
           EXPECT_EQ(clean, !(tries_shell && shell == script::used_elevated));
         }
@@ -195,21 +202,6 @@ TEST(NonElevated, LaunchSurvivesEachRefusalThatLeavesAnotherWay) {
         "Privilege not found", "Cannot determine UAC status"}) {
     EXPECT_TRUE(std::regex_search(log, std::regex("deelevate_utils\\] note: +" + note + "\n"))) << note;
   }
-}
-
-TEST(ElevationQuestions, AnswerWithoutAnExceptionWhatCannotBeFoundOut) {
-  scripted_tokens system;
-  system.privilege = system.missing;
-  EXPECT_EQ(windows::CheckReplaceTokenPrivilege(), windows::ReplaceTokenAbsent);
-  EXPECT_EQ(windows::GetExplorerProcessId(), ::GetCurrentProcessId());
-  system.shell = system.absent;
-  EXPECT_EQ(windows::CheckReplaceTokenPrivilege(), windows::ReplaceTokenUnknown);
-  EXPECT_EQ(windows::GetNonElevatedToken(), nullptr);
-  EXPECT_EQ(windows::IsUacEnabled(), 1);
-  system.uac = 0;
-  EXPECT_EQ(windows::IsUacEnabled(), 0);
-  system.uac = -1;
-  EXPECT_EQ(windows::IsUacEnabled(), -1);
 }
 
 TEST(Elevated, ChildIsStartedByTheShell) {
