@@ -71,6 +71,13 @@ class common_event {
   HANDLE event_;
 };
 
+/// Ends a child that an event stands for.
+inline void end_stand_in(const process::process& child) {
+  void* const event = child.native_handle();
+  SetEvent(event);
+  CloseHandle(event);
+}
+
 // Each source has its own: the watched functions are types of the source.
 namespace {
 

@@ -1,4 +1,5 @@
-// Background waits on the pool of the system: many children without threads, and nothing of the library unloaded.
+// Background waits on the pool of the system, on events and on a real child: many without threads, and nothing of the
+// library unloaded.
 
 #include <fl/process/testing.hpp>
 
@@ -7,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <vector>
 
 namespace process = foundation::core::process;
@@ -14,12 +16,13 @@ namespace testing_hooks = foundation::core::process::testing;
 using test_support::injected;
 
 TEST(Reaper, ManyChildrenAtOnceAllReportAndNoThreadIsKeptForEach) {
-  children::common_event end;
+  const children::stand_ins no_processes(false);
+  const process::command any("C:\\a.exe");
   std::vector<process::process> all;
   std::vector<boost::shared_future<process::exit_status_variant>> statuses;
   const auto threads_for = [&](unsigned count) {
     while (all.size() != count) {
-      all.emplace_back(end.waiting());
+      all.emplace_back(any);
       statuses.push_back(all.back().exit_status_async());
     }
     return test_support::thread_ids().size();
@@ -31,9 +34,9 @@ TEST(Reaper, ManyChildrenAtOnceAllReportAndNoThreadIsKeptForEach) {
   for (const auto& status : statuses) {
     EXPECT_FALSE(status.is_ready());
   }
-  end.set();
+  std::for_each(all.begin(), all.end(), children::end_stand_in);
   for (const auto& status : statuses) {
-    EXPECT_EQ(status.get(), process::exit_status_variant(process::detail::exited{0, 0}));
+    EXPECT_EQ(status.get(), process::exit_status_variant(process::detail::exited{5, 5}));
   }
   while (unregistered.calls() < statuses.size()) {
     Sleep(1);  // The last of its callback; the watchdog ends a test that stays here.
