@@ -8,8 +8,8 @@
 #include "children.hpp"
 #include "import_patch.hpp"
 #include "refusals.hpp"
-#include "thrown_text.hpp"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -79,8 +79,8 @@ TEST(Process, KeepsImpossibleAnswersOfAWaitApart) {
   for (const auto& [answer, block, text] : rows) {
     injected<decltype(&WaitForSingleObject)> wait("libqxfl.dll", "WaitForSingleObject");
     wait.fail_always(answer, 0);
-    EXPECT_EQ(test_support::text_thrown_by<std::runtime_error>([&] { process_impl::wait(GetCurrentProcess(), block); }),
-              std::string("WaitForSingleObject returned ") + text);
+    EXPECT_THAT([&] { process_impl::wait(GetCurrentProcess(), block); },
+                testing::ThrowsMessage<std::runtime_error>(std::string("WaitForSingleObject returned ") + text));
   }
 }
 

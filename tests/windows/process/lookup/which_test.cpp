@@ -8,10 +8,10 @@
 #include "run_child.hpp"
 #include "seeded_random.hpp"
 #include "support.hpp"
-#include "thrown_text.hpp"
 
 #include <boost/filesystem/exception.hpp>
 #include <boost/optional/optional_io.hpp>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <windows.h>
@@ -32,7 +32,6 @@ using foundation::core::process::which;
 using test_support::injected;
 using test_support::run_child;
 using test_support::scoped_variable;
-using test_support::text_thrown_by;
 using test_support::write_file;
 using strings = std::vector<std::string>;
 using found = boost::optional<std::string>;
@@ -221,8 +220,9 @@ TEST_F(Which, LetsARefusedLookAtACandidateOut) {
     injected<decltype(&GetFileAttributesW)> looking("libboost_filesystem.dll", "GetFileAttributesW");
     opening.fail_always(INVALID_HANDLE_VALUE, ERROR_ACCESS_DENIED);
     looking.fail_always(INVALID_FILE_ATTRIBUTES, ERROR_ACCESS_DENIED);
-    EXPECT_EQ(text_thrown_by<boost::filesystem::filesystem_error>([] { which("t\u00f6\u4e2d.exe"); }),
-              "boost::filesystem::status: \u0416 [system:5]: \"t\u00f6\u4e2d.exe\"");
+    EXPECT_THAT([] { which("t\u00f6\u4e2d.exe"); },
+                testing::ThrowsMessage<boost::filesystem::filesystem_error>(
+                    "boost::filesystem::status: \u0416 [system:5]: \"t\u00f6\u4e2d.exe\""));
   }
   EXPECT_EQ(which("tool.exe"), found("tool.exe"));
 }
