@@ -3,6 +3,7 @@
 
 #include <fl/process.hpp>
 
+#include "import_patch.hpp"
 #include "support.hpp"
 
 #include <windows.h>
@@ -39,9 +40,9 @@ inline process::context output_to(process::iopipe& pipe) {
   return made;
 }
 
-/// A child that ends with `code` after `delay_ms` milliseconds.
-inline process::process exiting_child(unsigned code, unsigned delay_ms = 0) {
-  return process::process(command("exit", {std::to_string(code), std::to_string(delay_ms)}));
+/// A child that ends with `code`.
+inline process::process exiting_child(unsigned code) {
+  return process::process(command("exit", {std::to_string(code)}));
 }
 
 /// Waits until the child has ended, without touching the object.
@@ -51,7 +52,7 @@ inline void let_it_end(const process::process& child) {
   CloseHandle(handle);
 }
 
-/// An event that children wait for, set when it goes. The session has none of its name.
+/// An event that children wait for before they end, set when it goes. The session has none of its name.
 class common_event {
  public:
   common_event() : event_(CreateEventA(nullptr, TRUE, FALSE, name_.c_str())) {}
@@ -70,21 +71,41 @@ class common_event {
   HANDLE event_;
 };
 
-/// A child that lives until it is told to finish, or until this object goes. It inherits by a list.
-class waiting_child {
+/// Ends a child that an event stands for.
+inline void end_stand_in(const process::process& child) {
+  void* const event = child.native_handle();
+  SetEvent(event);
+  CloseHandle(event);
+}
+
+// Each source has its own: the watched functions are types of the source.
+namespace {
+
+/// While it lives, launches make no process: an event stands for the child and another one for its thread. The child
+/// has the id of this process, and ends when its event is set, or before it begins.
+class stand_ins {
+  using create = decltype(&CreateProcessW);
+  using read_code = decltype(&GetExitCodeProcess);
+
  public:
-  process::process& object() { return child_; }
-  void finish() { end_.set(); }
+  explicit stand_ins(bool end_at_once) : end_at_once_(end_at_once) {}
 
  private:
-  static process::context with_a_list() {
-    process::context made;
-    made.explicitlyInheritHandles(true);
-    return made;
-  }
-
-  common_event end_;
-  process::process child_{end_.waiting(), with_a_list()};
+  bool end_at_once_;
+  test_support::injected<create> create_{
+      "CreateProcessW", [this](auto, auto, auto, auto, auto, auto, auto, auto, auto, auto, PROCESS_INFORMATION* made) {
+        made->hProcess = CreateEventW(nullptr, TRUE, end_at_once_, nullptr);
+        made->hThread = CreateEventW(nullptr, TRUE, TRUE, nullptr);
+        made->dwProcessId = GetCurrentProcessId();
+        return TRUE;
+      }};
+  test_support::injected<read_code> read_code_{"GetExitCodeProcess", [](auto, HANDLE child, DWORD* code) {
+                                                 const bool ended = WaitForSingleObject(child, 0) == WAIT_OBJECT_0;
+                                                 *code = ended ? 5 : STILL_ACTIVE;
+                                                 return TRUE;
+                                               }};
 };
+
+}  // namespace
 
 }  // namespace children

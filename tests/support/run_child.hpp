@@ -13,8 +13,8 @@ struct child_result {
   std::string err;  ///< standard error, as bytes
 };
 
-/// Starts `name`.exe of the test programs' folder with one argument (UTF-8), and waits. Throws std::system_error if it
-/// cannot be started. May be called from any thread.
+/// Lets the system's command interpreter start `name`.exe of the test programs' folder with one argument, a word
+/// without special characters, and waits. May be called from any thread.
 child_result run_child(const std::string& name, const std::string& argument);
 
 }  // namespace test_support

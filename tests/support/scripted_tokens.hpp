@@ -84,6 +84,13 @@ class scripted_tokens {
     record += (record.empty() ? "" : ", ") + text.str();
   }
 
+  // What stands for a key, a level or a profile is this object.
+  BOOL take_back(const char* call, void* thing) {
+    note(call);
+    things_open -= thing == this;
+    return TRUE;
+  }
+
   std::string kind(HANDLE handle) const {
     const auto found = kinds_.find(handle);
     return found == kinds_.end() ? "own" : found->second;
@@ -172,11 +179,9 @@ class scripted_tokens {
         *reinterpret_cast<DWORD*>(data) = static_cast<DWORD>(uac);
         return LSTATUS{uac == -1 ? ERROR_FILE_NOT_FOUND : ERROR_SUCCESS};
       }};
-  injected<decltype(&::RegCloseKey)> close_key_{"RegCloseKey", [this](auto, HKEY key) {
-                                                  note("close key");
-                                                  things_open -= key == reinterpret_cast<HKEY>(this);
-                                                  return LSTATUS{ERROR_SUCCESS};
-                                                }};
+  injected<LONG (*)(HKEY)> close_key_{"RegCloseKey", [this](auto, HKEY key) {
+                                        return take_back("close key", key) ? ERROR_SUCCESS : ERROR_INVALID_HANDLE;
+                                      }};
 
   // Tokens that are made.
   injected<decltype(&::DuplicateTokenEx)> duplicate_{
@@ -200,11 +205,8 @@ class scripted_tokens {
         give_token(out, "medium");
         return BOOL{level == reinterpret_cast<SAFER_LEVEL_HANDLE>(this) && !in && flags == 0};
       }};
-  injected<decltype(&::SaferCloseLevel)> close_level_{"SaferCloseLevel", [this](auto, auto level) {
-                                                        note("close level");
-                                                        things_open -= level == reinterpret_cast<HANDLE>(this);
-                                                        return TRUE;
-                                                      }};
+  injected<decltype(&::SaferCloseLevel)> close_level_{
+      "SaferCloseLevel", [this](auto, auto level) { return take_back("close level", level); }};
   injected<decltype(&::SetTokenInformation)> set_token_{
       "SetTokenInformation", [this](auto, HANDLE token, TOKEN_INFORMATION_CLASS what, void* value, DWORD size) {
         const auto label = static_cast<TOKEN_MANDATORY_LABEL*>(value);
@@ -234,8 +236,7 @@ class scripted_tokens {
       "UnloadUserProfile", [this](auto, HANDLE token, HANDLE profile) {
         DWORD flags = 0;
         EXPECT_TRUE(kind(token) == "user" && ::GetHandleInformation(token, &flags)) << "before the token is closed";
-        note("unload");
-        things_open -= profile == this;
+        take_back("unload", profile);
         ::SetLastError(ERROR_BUSY);  // which nobody is to see
         return FALSE;
       }};
@@ -247,11 +248,8 @@ class scripted_tokens {
         *block = entries;
         return BOOL{kind(token) == "user" && !inherit};
       }};
-  injected<decltype(&::DestroyEnvironmentBlock)> destroy_block_{"DestroyEnvironmentBlock", [this](auto, auto) {
-                                                                  note("destroy block");
-                                                                  --things_open;
-                                                                  return TRUE;
-                                                                }};
+  injected<decltype(&::DestroyEnvironmentBlock)> destroy_block_{
+      "DestroyEnvironmentBlock", [this](auto, auto) { return take_back("destroy block", this); }};
 
   // The end of a child under a user.
   injected<decltype(&::RegisterWaitForSingleObject)> wait_{

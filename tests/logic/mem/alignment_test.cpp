@@ -4,6 +4,7 @@
 
 #include <fl/mem/aligned_heap.hpp>
 
+#include "every_test.hpp"
 #include "host/terminate.hpp"
 #include "mem/aligned_heap_create.hpp"
 #include "seeded_random.hpp"
@@ -11,17 +12,8 @@
 
 #include <boost/format.hpp>
 #include <boost/lexical_cast/bad_lexical_cast.hpp>
-#include <gmock/gmock.h>
 
-#include <algorithm>
-#include <cstdlib>
-#include <cstring>
-#include <functional>
 #include <limits>
-#include <optional>
-#include <string>
-#include <utility>
-#include <vector>
 
 // The manager would make the heap, for good; here each test makes its own.
 void foundation::core::mem::manager::initialize() {}

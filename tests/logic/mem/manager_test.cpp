@@ -6,20 +6,14 @@
 #include <fl/mem/manager.hpp>
 #include <foundation_log/control.hpp>
 
+#include "every_test.hpp"
 #include "host/log_records.hpp"
 #include "host/memory.hpp"
 #include "host/terminate.hpp"
 
 #include <boost/lexical_cast/bad_lexical_cast.hpp>
-#include <gtest/gtest.h>
 
-#include <functional>
 #include <iostream>
-#include <new>
-#include <sstream>
-#include <string>
-#include <thread>
-#include <vector>
 
 namespace {
 

@@ -6,9 +6,10 @@
 
 #include "every_test.hpp"
 #include "host/pipe_calls.hpp"
-#include "thrown_text.hpp"
 
 #include <boost/tuple/tuple.hpp>
+
+#include <latch>
 
 namespace {
 
@@ -17,30 +18,17 @@ namespace open_mode = process::open_mode;
 using process::context;
 using process::iopipe;
 using process::mock_process;
-using test_support::text_thrown_by;
-
-void expect_detached(mock_process& child) {
-  const std::string detached = "mock_process is detached";
-  EXPECT_EQ(text_thrown_by<std::logic_error>([&] { child.join(); }), detached);
-  EXPECT_EQ(text_thrown_by<std::logic_error>([&] { child.exit_status(); }), detached);
-  EXPECT_EQ(text_thrown_by<std::logic_error>([&] { child.exited(); }), detached);
-}
-
-void wait_until(const std::atomic<bool>& flag) {
-  while (!flag) {
-    std::this_thread::yield();
-  }
-}
+using testing::ThrowsMessage;
 
 TEST(MockProcess, HasExitedOnceTheFunctionReturnsWithItsValueWithoutTheSign) {
-  std::atomic<bool> end{false};
+  std::latch end(1);
   int calls = 0;
   mock_process child([&] {
-    wait_until(end);
+    end.wait();
     return -++calls;
   });
   EXPECT_FALSE(child.exited());
-  end = true;
+  end.count_down();
   while (!child.exited()) {
     std::this_thread::yield();  // though nobody joins
   }
@@ -54,45 +42,42 @@ TEST(MockProcess, HasExitedOnceTheFunctionReturnsWithItsValueWithoutTheSign) {
 TEST(MockProcess, DevicesForgetTheEndsThatTheModeNamesAndNobodyClosesThem) {
   test_support::pipe_script script;
   {
-    iopipe both, read, write;
+    iopipe read, write;
     context how;
-    how.inherit_pipe(both, open_mode::read | open_mode::write);
     how.inherit_pipe(read, open_mode::read);
     how.inherit_pipe(write, open_mode::write);
     mock_process child(boost::tuples::tuple<const boost::function<int()>, const context>([] { return 0; }, how));
-    EXPECT_FALSE(both.is_open_for_read() || both.is_open_for_write());
-    EXPECT_EQ(both.device().handles().read_handle(), nullptr);
-    EXPECT_EQ(both.device().handles().write_handle(), nullptr);
-    EXPECT_TRUE(read.is_open_for_write() && !read.is_open_for_read());
-    EXPECT_TRUE(write.is_open_for_read() && !write.is_open_for_write());
+    EXPECT_TRUE(read.is_open_for_write() && !read.device().handles().read_handle());
+    EXPECT_TRUE(write.is_open_for_read() && !write.device().handles().write_handle());
     child.join();
   }
   EXPECT_EQ(script.closed.size(), 2u) << "the ends that their pipes have kept";
 }
 
-TEST(MockProcess, ADetachedFunctionOutlivesItsObject) {
-  std::atomic<bool> end{false};
+TEST(MockProcess, ADetachedFunctionOutlivesItsObjectWhichTellsNothingMore) {
+  std::latch end(1);
   auto held = std::make_shared<int>();
   const std::weak_ptr<int> by_the_thread = held;
   {
-    mock_process child([&end, held = std::move(held)] {
-      wait_until(end);
+    mock_process finished([] { return 0; }), child([&end, held = std::move(held)] {
+      end.wait();
       return *held;
     });
-    child.detach();
-    expect_detached(child);
-    child.detach();
+    finished.join();
+    for (mock_process* each : {&finished, &child}) {
+      each->detach();
+      each->detach();
+      const auto detached = ThrowsMessage<std::logic_error>("mock_process is detached");
+      EXPECT_THAT([&] { each->join(); }, detached);
+      EXPECT_THAT([&] { each->exit_status(); }, detached);
+      EXPECT_THAT([&] { each->exited(); }, detached);
+    }
   }
   EXPECT_FALSE(by_the_thread.expired());
-  end = true;
+  end.count_down();
   while (!by_the_thread.expired()) {
     std::this_thread::yield();  // Its status, which nobody asks for, is stored by then.
   }
-
-  mock_process finished([] { return 0; });
-  finished.join();
-  finished.detach();
-  expect_detached(finished);
 }
 
 }  // namespace

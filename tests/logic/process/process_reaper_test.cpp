@@ -73,30 +73,26 @@ TEST_F(Reaper, ARefusedRegistrationClosesTheHandleAndBreaksThePromise) {
   EXPECT_EQ(system.open_handles(), 0u);
 }
 
-TEST_F(Reaper, JoinFindsEveryFutureReady) {
-  std::atomic<int> in_callbacks{0};
-  system.before("read_exit_status", [&] {
-    ++in_callbacks;
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));  // Time for a join that would not wait for it.
-  });
-  const status_future first = wait_on(system.make_child());
-  const status_future second = wait_on(system.make_child());
-  system.end(1);
-  system.end(2);
-  while (in_callbacks < 2) {
-    std::this_thread::yield();
-  }
-  EXPECT_TRUE(testing_hooks::join_all_async_procs());
-  EXPECT_TRUE(first.is_ready() && second.is_ready());
-}
-
 // The last callback may still be on its way out of a reaper that a thread has waited for and then destroys.
-TEST_F(Reaper, MayGoAsSoonAsItHasBeenJoined) {
-  for (int round = 1; round <= 100; ++round) {
+TEST_F(Reaper, JoinFindsEveryFutureReadyAndTheReaperMayGoAtOnce) {
+  std::atomic<bool> in_callback;
+  system.before("read_exit_status", [&] {
+    in_callback = true;
+    for (int turn = 0; turn != 100; ++turn) {
+      std::this_thread::yield();  // A join that would not wait for it comes back meanwhile.
+    }
+  });
+  for (int round = 0; round != 100; ++round) {
+    in_callback = false;
     auto reaper = std::make_unique<process_reaper>();
-    wait_on(system.make_child(), *reaper);
-    std::thread ending([&] { system.end(round); });
+    const status_future own = wait_on(system.make_child(), *reaper), common = wait_on(system.make_child());
+    std::thread ending([&] { system.end_all(); });
+    while (!in_callback) {
+      std::this_thread::yield();
+    }
     reaper->join();
+    EXPECT_TRUE(testing_hooks::join_all_async_procs());
+    EXPECT_TRUE(own.is_ready() && common.is_ready());
     reaper.reset();
     ending.join();
   }

@@ -5,7 +5,6 @@
 #include "every_test.hpp"
 #include "host/child_system.hpp"
 #include "process/child/process_reaper_impl.hpp"
-#include "thrown_text.hpp"
 
 #include <boost/system/system_error.hpp>
 
@@ -16,7 +15,8 @@ using process::exit_status_variant;
 using process::detail::exited;
 using process::detail::unknown;
 using test_support::refusal;
-using test_support::text_thrown_by;
+using testing::StartsWith;
+using testing::ThrowsMessage;
 
 namespace {
 
@@ -24,8 +24,7 @@ const process::command any("child");
 
 template <class Operation>
 void expect_refusal(const char* call, Operation operation) {
-  const std::string text = text_thrown_by<boost::system::system_error>(operation);
-  EXPECT_EQ(text.rfind(std::string(call) + ": ", 0), 0u) << text;
+  EXPECT_THAT(operation, ThrowsMessage<boost::system::system_error>(StartsWith(std::string(call) + ": ")));
 }
 
 }  // namespace
@@ -49,20 +48,21 @@ TEST_F(Process, RefusesWhatItsStateDoesNotAllow) {
       {"native handle", [](auto& object) { object.native_handle(); }},
       {"release", [](auto& object) { object.release(); }}};
   for (const auto& [name, operate] : std::span(operations).first(3)) {
-    EXPECT_EQ(text_thrown_by<process::process_kill_error>([&] { operate(child); }),
-              "An error occurred while trying to kill child process: process already exited")
+    EXPECT_THAT([&] { operate(child); },
+                ThrowsMessage<process::process_kill_error>(
+                    "An error occurred while trying to kill child process: process already exited"))
         << name;
   }
-  EXPECT_EQ(text_thrown_by<std::logic_error>([&] { child.release(); }),
-            "cannot release a process with an active future");
+  EXPECT_THAT([&] { child.release(); },
+              ThrowsMessage<std::logic_error>("cannot release a process with an active future"));
 
   process::process moved(std::move(child)), detached(any);
   EXPECT_EQ(moved.exit_status(), 5u);
   detached.detach();
   EXPECT_NO_THROW(detached.detach());
   for (const auto& [name, operate] : operations) {
-    EXPECT_EQ(text_thrown_by<std::logic_error>([&] { operate(child); }), "process has been detached") << name;
-    EXPECT_EQ(text_thrown_by<std::logic_error>([&] { operate(detached); }), "process has been detached") << name;
+    EXPECT_THAT([&] { operate(child); }, ThrowsMessage<std::logic_error>("process has been detached")) << name;
+    EXPECT_THAT([&] { operate(detached); }, ThrowsMessage<std::logic_error>("process has been detached")) << name;
   }
 }
 
@@ -72,8 +72,8 @@ TEST_F(Process, IsReleasableUntilItsStatusIsKnown) {
   EXPECT_FALSE(child.exited());
   system.end(1, still_active);
   EXPECT_FALSE(child.exited()) << "it looks as if it ran";
-  EXPECT_EQ(text_thrown_by<std::logic_error>([&] { child.exit_status(); }),
-            "tried to read native status for a process that is still running");
+  EXPECT_THAT([&] { child.exit_status(); },
+              ThrowsMessage<std::logic_error>("tried to read native status for a process that is still running"));
   EXPECT_TRUE(child.exited()) << "the wait has come back, and its answer stays";
   EXPECT_EQ(child.detailed_exit_status(), exit_status_variant(unknown{}));
   EXPECT_THROW(child.release(), std::logic_error);
@@ -161,8 +161,8 @@ TEST_F(Process, IsAsBeforeWhenTheSystemRefusesADetach) {
 TEST_F(Process, ChangesNothingWhenALaunchFails) {
   process::process child(any);
   system.before("launch_child", [] { throw process::process_init_error("no"); });
-  EXPECT_EQ(text_thrown_by<process::process_init_error>([&] { child = process::process(any); }),
-            "An error occurred while initializing child process: no");
+  EXPECT_THAT([&] { child = process::process(any); },
+              ThrowsMessage<process::process_init_error>("An error occurred while initializing child process: no"));
   EXPECT_EQ(child.id(), 1);
 }
 

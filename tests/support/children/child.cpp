@@ -7,15 +7,14 @@
 //                          bytes "e" to standard error: who reads one stream after the other hangs.
 // env                      writes every entry of its environment block as a line of UTF-8, in the block's order, then
 //                          the variable "name" as narrow programs see it, and the current directory.
-// exit CODE [DELAY_MS]     ends with the 32-bit code (decimal, negative or 0x…) after the delay.
+// exit CODE...             ends with the 32-bit code (decimal, negative or 0x…), whatever follows.
 // handles HANDLE...        takes each handle value (decimal) for that of an event and sets it. By chance it can be one
 //                          that this process has opened for itself: the parent looks which events are set.
-// pipe DESCRIPTOR          takes over the pipe ends that a descriptor names: copies standard input to a write handle
-//                          and closes it, writes the pending character to standard output, and copies what a read
-//                          handle gives there. Bytes go through as they are.
+// pipe DESCRIPTOR          takes over the read end that a descriptor names: writes the pending character to standard
+//                          output and copies what the handle gives there. Bytes go through as they are.
 // wait EVENT_NAME          waits until that event is set.
-// lines N, errors N        writes N numbered lines to standard output or error,
-// bytes N                  or N pseudo-random bytes to standard output, as pattern.hpp makes them for the reader.
+// lines N, errors N        writes N numbered lines to standard output or error, as pattern.hpp makes them for the
+// reader.
 #include "pattern.hpp"
 
 #include <windows.h>
@@ -105,11 +104,6 @@ void tell_environment(const arguments&) {
   write_all(out, lines + narrow + "\n" + to_utf8(directory) + "\n");
 }
 
-void exit_later(const arguments& given) {
-  ::Sleep(given.size() > 1 ? static_cast<DWORD>(number(given[1])) : 0);
-  ::ExitProcess(static_cast<UINT>(number(given[0])));
-}
-
 void set_events(const arguments& given) {
   for (const std::wstring& value : given) {
     ::SetEvent(reinterpret_cast<HANDLE>(number(value)));
@@ -120,14 +114,8 @@ void take_over_pipe(const arguments& given) {
   std::uintptr_t read = 0, write = 0;
   int text = 0, pending = 0, character = 0;
   std::wistringstream(given[0]) >> read >> write >> text >> pending >> character;
-  if (write != 0) {
-    copy_all(in, reinterpret_cast<HANDLE>(write));
-    ::CloseHandle(reinterpret_cast<HANDLE>(write));
-  }
   write_all(out, std::string(pending != 0 ? 1 : 0, static_cast<char>(character)));
-  if (read != 0) {
-    copy_all(reinterpret_cast<HANDLE>(read), out);
-  }
+  copy_all(reinterpret_cast<HANDLE>(read), out);
 }
 
 void wait(const arguments& given) {
@@ -139,12 +127,11 @@ const std::map<std::wstring, void (*)(const arguments&)> modes = {
     {L"system-args", tell_system_arguments},
     {L"echo", echo},
     {L"env", tell_environment},
-    {L"exit", exit_later},
+    {L"exit", [](const arguments& given) { ::ExitProcess(static_cast<UINT>(number(given[0]))); }},
     {L"handles", set_events},
     {L"pipe", take_over_pipe},
     {L"wait", wait},
     {L"lines", [](const arguments& given) { write_all(out, child_pattern::lines(number(given[0]))); }},
-    {L"bytes", [](const arguments& given) { write_all(out, child_pattern::bytes(number(given[0]))); }},
     {L"errors", [](const arguments& given) { write_all(err, child_pattern::lines(number(given[0]))); }},
 };
 

@@ -71,9 +71,7 @@ pipe_transfer scripted_read(void* handle, char* buffer, std::uint32_t bytes, boo
 
 pipe_creation create_pipe() noexcept {
   static std::uintptr_t next_handle = 0x1000;
-  if (test_support::script().creation_failure) {
-    return {{}, test_support::script().creation_failure};
-  }
+  test_support::script();  // there must be one
   void* const read = reinterpret_cast<void*>(next_handle);
   void* const write = reinterpret_cast<void*>(next_handle + 4);
   next_handle += 8;

@@ -44,7 +44,6 @@ class pipe_script {
   std::deque<read_result> reads;    ///< when it is empty, a read fails with ERROR_BROKEN_PIPE
   std::size_t consumed = 0;         ///< bytes of the first of `reads` that are used up
   std::deque<write_result> writes;  ///< when it is empty, a write takes everything
-  foundation::core::sysdep::windows::pipe_failure creation_failure;
 
   std::vector<read_call> read_calls;
   std::vector<std::string> written;  ///< what each write was given, failed ones included

@@ -6,27 +6,18 @@
 #include <fl/process/mock_process.hpp>
 #include <foundation_log/logger.hpp>
 
+#include "every_test.hpp"
 #include "import_patch.hpp"
 #include "memory_shortage.hpp"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <windows.h>
 #include <dbghelp.h>
 
-#include <algorithm>
-#include <atomic>
 #include <cassert>
 #include <csignal>
-#include <cstdlib>
 #include <exception>
 #include <ostream>
 #include <regex>
-#include <stdexcept>
-#include <string>
-#include <string_view>
-#include <thread>
 
 namespace {
 

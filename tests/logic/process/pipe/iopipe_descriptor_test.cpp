@@ -3,7 +3,6 @@
 #include <fl/process/iopipe_descriptor_impl.hpp>
 
 #include "every_test.hpp"
-#include "thrown_text.hpp"
 
 #include <boost/numeric/conversion/cast.hpp>
 
@@ -34,8 +33,8 @@ TEST(IopipeDescriptor, IsSixNumbersAndTakesZeroForWhatIsMalformedOrMissingBehind
 
 TEST(IopipeDescriptor, RefusesATextWithoutTwoHandlesAndACharacterOutOfRange) {
   for (const char* const text : {"", " ", "abc 1 0 0 0 0", "1", "99999999999999999999999 1"}) {
-    EXPECT_EQ(test_support::text_thrown_by<std::runtime_error>([&] { iopipe_descriptor{text}; }),
-              "parse_file_handle: bad stream")
+    EXPECT_THAT([&] { iopipe_descriptor{text}; },
+                testing::ThrowsMessage<std::runtime_error>("parse_file_handle: bad stream"))
         << text;
   }
   EXPECT_NO_THROW(iopipe_descriptor("1 2 0 1 127 0"));

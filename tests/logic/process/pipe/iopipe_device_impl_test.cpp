@@ -9,8 +9,6 @@
 #include <boost/numeric/conversion/cast.hpp>
 #include <boost/system/system_error.hpp>
 
-#include <typeinfo>
-
 namespace {
 
 namespace process = foundation::core::process;
@@ -22,11 +20,15 @@ using process::iopipe_descriptor;
 using process::iopipe_device;
 using process::iopipe_handles;
 using test_support::pipe_script;
+using testing::StartsWith;
+using testing::ThrowsMessage;
 using strings = std::vector<std::string>;
 
 constexpr int text_mode = process::open_mode::read | process::open_mode::write;
 constexpr int binary_mode = process::open_mode::binary;
 constexpr pipe_failure refused{"AsyncReadFile", 5};
+const std::string refused_text =
+    process::iopipe_error(boost::system::system_error(5, boost::system::system_category(), refused.call).what()).what();
 
 void* handle(std::uintptr_t value) {
   return reinterpret_cast<void*>(value);
@@ -46,24 +48,9 @@ std::string translated(std::string text) {
   return text;
 }
 
-std::string system_text(const pipe_failure& failure) {
-  return boost::system::system_error(static_cast<int>(failure.error), boost::system::system_category(), failure.call)
-      .what();
-}
-
-// The message of the exception of exactly this kind that `action` throws. The standard library adds the text of its
-// code.
-template <class Error, class Action>
-std::string message_of(Action action) {
-  try {
-    action();
-  } catch (const Error& error) {
-    EXPECT_TRUE(typeid(error) == typeid(Error)) << typeid(error).name();
-    EXPECT_EQ(error.code(), std::io_errc::stream);
-    const std::string text = error.what();
-    return text.substr(0, text.rfind(": "));
-  }
-  return "nothing thrown";
+// The error of an end that is closed.
+auto refuses(const std::string& call) {
+  return ThrowsMessage<process::iopipe_error>(StartsWith(call + " called after close_for_" + call + ": "));
 }
 
 TEST(PipeRead, WaitsForNoMoreThanItNeedsAndTakesAnEmptyOneForTheEnd) {
@@ -112,12 +99,14 @@ TEST(PipeRead, LosesNothingByChunksSizesFailuresAndHandOvers) {
     std::string got;
     for (bool ended = false; !ended;) {
       const std::size_t size = random.below(6), calls = script.read_calls.size();
-      const std::string failure = message_of<process::iopipe_read_error>([&] {
+      try {
         const std::string piece = read(*device, size);
         got += piece;
         ended = size != 0 && piece.empty();
-      });
-      failed += failure == system_text(refused) ? 1 : 0;
+      } catch (const process::iopipe_read_error& error) {
+        ASSERT_EQ(error.what(), refused_text) << error.code();
+        ++failed;
+      }
       ASSERT_TRUE(size != 0 || script.read_calls.size() == calls) << "nobody is asked for nothing";
       if (random.chance(20)) {
         const std::string handed_over = device->descriptor(process::open_mode::read);
@@ -131,16 +120,6 @@ TEST(PipeRead, LosesNothingByChunksSizesFailuresAndHandOvers) {
       ASSERT_TRUE(call.handle == handle(8) && call.overlapped == overlapped);
     }
   }
-}
-
-TEST(PipeRead, AOneByteReadTakesTwoBytesAndTheNextOneTheSecond) {
-  pipe_script script;
-  script.arrive({"ab"});
-  const iopipe_device device(iopipe_handles(handle(8), nullptr), false, binary_mode);
-  EXPECT_EQ(read(device, 1), "a");
-  EXPECT_EQ(std::string(device.descriptor(1)), "8 0 0 1 98 0");
-  EXPECT_EQ(read(device, 1), "b");
-  EXPECT_TRUE(script.read_calls.at(0).bytes == 2 && script.read_calls.at(1).bytes == 1);
 }
 
 TEST(PipeRead, RefusesWhatOneSystemCallCannotCount) {
@@ -189,7 +168,7 @@ TEST(PipeWrite, EveryFailureIsAWriteError) {
     script.writes.resize(failing);
     script.writes.push_back({0, refused});
     const iopipe_device device(text_mode);
-    EXPECT_EQ(message_of<process::iopipe_write_error>([&] { device.write("ab\ncd", 5); }), system_text(refused));
+    EXPECT_THAT([&] { device.write("ab\ncd", 5); }, ThrowsMessage<process::iopipe_write_error>(refused_text));
     EXPECT_EQ(script.written.size(), failing + 1);
     EXPECT_TRUE(device.is_open_for_write());
   }
@@ -205,9 +184,8 @@ TEST(PipeEnds, ClosedAndReleasedEndsRefuseTransfer) {
   device.release_write_handle();
   for (const std::streamsize n : {0, 1, 8}) {
     char buffer[8];
-    EXPECT_EQ(message_of<process::iopipe_error>([&] { device.read(buffer, n); }), "read called after close_for_read");
-    EXPECT_EQ(message_of<process::iopipe_error>([&] { device.write(buffer, n); }),
-              "write called after close_for_write");
+    EXPECT_THAT([&] { device.read(buffer, n); }, refuses("read"));
+    EXPECT_THAT([&] { device.write(buffer, n); }, refuses("write"));
   }
   EXPECT_EQ(script.read_calls.size(), 1u);
   EXPECT_TRUE(script.written.empty());
@@ -236,15 +214,21 @@ TEST(PipeEnds, AreClosedOnceAndWithTheLastCopyTheReadEndFirstUnlessReleased) {
   EXPECT_EQ(script.closed, (std::vector<void*>{handle(8), handle(12), handle(20)}));
 }
 
-TEST(PipeDevice, ItsDescriptorHasTheEndsThatAreOpenAndAskedFor) {
+// A one-byte read takes two bytes; the second is the next one's, here or wherever the descriptor goes.
+TEST(PipeDevice, ItsDescriptorHasTheEndsThatAreOpenAndAskedForAndThePendingCharacter) {
   pipe_script script;
+  script.arrive({"ab"});
   const iopipe_device device(iopipe_handles(handle(8), handle(12)), false, text_mode);
   const char* const texts[] = {"0 0 1 0 0 0", "8 0 1 0 0 0", "0 12 1 0 0 0", "8 12 1 0 0 0"};
   for (int mode = 0; mode != 4; ++mode) {
     EXPECT_EQ(std::string(device.descriptor(mode | binary_mode)), texts[mode]);
   }
+  EXPECT_EQ(read(device, 1), "a");
+  EXPECT_EQ(std::string(device.descriptor(1)), "8 0 1 1 98 0");
+  EXPECT_EQ(read(device, 1), "b");
+  EXPECT_TRUE(script.read_calls.at(0).bytes == 2 && script.read_calls.at(1).bytes == 1);
   device.close_for_read();
-  EXPECT_EQ(std::string(device.descriptor(3)), "0 12 1 0 0 0");
+  EXPECT_EQ(std::string(device.descriptor(3)).rfind("0 12 1 0 ", 0), 0u);
   EXPECT_EQ(std::string(iopipe().device().descriptor(0)), "0 0 0 0 0 0");
 }
 
@@ -277,7 +261,7 @@ TEST(PipeStream, ReadsLinesAndReadsOnAfterItsEndWasClosed) {
   EXPECT_TRUE(pipe.read(rest.data(), 4));
   EXPECT_EQ(rest, "four");
   pipe.exceptions(std::ios_base::badbit);
-  EXPECT_EQ(message_of<process::iopipe_error>([&] { pipe.get(); }), "read called after close_for_read");
+  EXPECT_THAT([&] { pipe.get(); }, refuses("read"));
 }
 
 TEST(PipeStream, ClosingWritesOutWhateverStateTheStreamIsInAndTellsWhatCannotBeWritten) {

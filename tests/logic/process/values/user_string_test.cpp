@@ -3,7 +3,6 @@
 #include <fl/process/errors.hpp>
 
 #include "every_test.hpp"
-#include "thrown_text.hpp"
 
 namespace {
 
@@ -22,9 +21,10 @@ TEST(UserString, GivesUserAndDomain) {
 
 TEST(UserString, RefusesAnEmptyPartAndQuotesTheText) {
   for (const std::string text : {"", "x@", "@x", "x\\", "\\x", "\\", "@", "\\a@b"}) {
-    EXPECT_EQ(test_support::text_thrown_by<process_bad_user>([&] { parse_user(text); }),
-              "Failed to parse user string \"" + text +
-                  "\". User must be specified as either USER@DOMAIN, DOMAIN\\USER or USER.");
+    EXPECT_THAT([&] { parse_user(text); },
+                testing::ThrowsMessage<process_bad_user>(
+                    "Failed to parse user string \"" + text +
+                    "\". User must be specified as either USER@DOMAIN, DOMAIN\\USER or USER."));
   }
 }
 

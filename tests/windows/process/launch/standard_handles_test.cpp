@@ -14,18 +14,15 @@
 
 namespace foundation::core::sysdep::windows {
 
-// The single steps of a launch.
+// A step of a launch that no launch takes so.
 struct process_impl_access {
   static constexpr auto no_action = static_cast<process_impl::open_action_type>(3);
-  static constexpr auto get_handle = &process_impl::get_handle;
-  static constexpr auto set_handle_to_std = &process_impl::set_handle_to_std;
   static constexpr auto open_file_handle = &process_impl::open_file_handle;
 };
 
 }  // namespace foundation::core::sysdep::windows
 
 namespace process = foundation::core::process;
-using children::read_all;
 using foundation::core::sysdep::windows::process_impl;
 using steps = foundation::core::sysdep::windows::process_impl_access;
 using test_support::injected;
@@ -74,6 +71,7 @@ unsigned status_of(const std::string& mode, const std::vector<std::string>& argu
 struct request {
   std::wstring program_line_directory;
   std::string numbers;  // whether handles are inherited, the flags of the creation and of the startup data, in hex
+  std::array<HANDLE, 3> streams;
 };
 
 // Lets a launch come as far as the creation of the child, which does not take place.
@@ -86,7 +84,9 @@ request requested(const process::command& what, const process::context& how, std
         const bool list = reinterpret_cast<STARTUPINFOEXW*>(startup)->lpAttributeList != nullptr;
         std::ostringstream numbers;
         numbers << std::hex << inherit << " " << flags << " " << startup->dwFlags << (list ? " and a list" : "");
-        made = {std::wstring(name) + L"|" + line + L"|" + directory, numbers.str()};
+        made = {std::wstring(name) + L"|" + line + L"|" + directory,
+                numbers.str(),
+                {startup->hStdInput, startup->hStdOutput, startup->hStdError}};
         EXPECT_TRUE(startup->cb == 112 && startup->wShowWindow == SW_HIDE);
         EXPECT_EQ(std::string_view(static_cast<const char*>(environment), block.size()), block);
         SetLastError(ERROR_CANCELLED);
@@ -180,40 +180,29 @@ TEST(Redirection, OutputIsInheritedFromTheRunTimesStreamsOrDiscarded) {
     const scoped_stream out(1, folder.file("out"));
     const scoped_stream err(2, folder.file("err"));
     statuses = {status_of("lines", {"2"}, plain), status_of("errors", {"3"}, plain), status_of("errors", {"1"}, merged),
-                status_of("bytes", {"200000"}, silent), status_of("errors", {"20000"}, silent)};
+                status_of("lines", {"20000"}, silent), status_of("errors", {"20000"}, silent)};
   }
   EXPECT_EQ(statuses, std::vector<unsigned>(5, 0));
   EXPECT_EQ(read_file(folder.file("out")), child_pattern::lines(2) + child_pattern::lines(1));
   EXPECT_EQ(read_file(folder.file("err")), child_pattern::lines(3));
 }
 
-TEST(Redirection, InheritedInputIsTheSystemsStandardHandle) {
-  const test_support::temp_file input("from the parent");
-  SECURITY_ATTRIBUTES inheritable = {sizeof inheritable, nullptr, TRUE};
-  const HANDLE file = CreateFileW(test_support::widen(input.path()).c_str(), GENERIC_READ, FILE_SHARE_READ,
-                                  &inheritable, OPEN_EXISTING, 0, nullptr);
-  ASSERT_NE(file, INVALID_HANDLE_VALUE);
-  const HANDLE former = GetStdHandle(STD_INPUT_HANDLE);
-  process::iopipe output;
-  SetStdHandle(STD_INPUT_HANDLE, file);
-  process::process child(children::command("echo"), children::output_to(output));
-  SetStdHandle(STD_INPUT_HANDLE, former);
-  EXPECT_EQ(read_all(output.device()), "from the parent");
-  EXPECT_EQ(child.exit_status(), 0u);
-  EXPECT_TRUE(CloseHandle(file)) << "the parent's own handle must stay open";
-}
-
 // The run-time answers -1 or -2 for a stream that it does not have: numbers that stand for this process and thread.
-TEST(Redirection, AStreamThatTheParentDoesNotHaveIsNull) {
-  for (const DWORD key : {STD_OUTPUT_HANDLE, STD_ERROR_HANDLE}) {
-    STARTUPINFOW startup = {};
-    steps::get_handle(&startup, key) = GetCurrentProcess();
+TEST(Redirection, InheritsTheSystemsInputAsItIsAndNothingForAStreamThatTheParentDoesNotHave) {
+  const HANDLE former = GetStdHandle(STD_INPUT_HANDLE), input = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+  for (const int missing : {1, 2}) {
+    SetStdHandle(STD_INPUT_HANDLE, input);
+    request made;
     {
-      const scoped_stream closed(key == STD_OUTPUT_HANDLE ? 1 : 2, std::nullopt);
-      steps::set_handle_to_std(&startup, key);
+      const scoped_stream closed(missing, std::nullopt);
+      made = requested(process::command("C:\\a.exe"), {});
     }
-    EXPECT_EQ(steps::get_handle(&startup, key), nullptr);
+    SetStdHandle(STD_INPUT_HANDLE, former);
+    EXPECT_EQ(made.streams[0], input);
+    EXPECT_EQ(made.streams[missing], nullptr);
+    EXPECT_NE(made.streams[3 - missing], nullptr);
   }
+  EXPECT_TRUE(CloseHandle(input)) << "the parent's own handle must stay open";
 }
 
 TEST(Redirection, UnknownKeysAndActionsAreRefusedAndLoseNoHandle) {

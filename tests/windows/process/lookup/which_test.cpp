@@ -9,7 +9,6 @@
 #include "run_child.hpp"
 #include "seeded_random.hpp"
 #include "support.hpp"
-#include "thrown_text.hpp"
 
 #include <boost/filesystem/exception.hpp>
 #include <boost/optional/optional_io.hpp>
@@ -25,7 +24,6 @@ using foundation::core::process::which;
 using test_support::injected;
 using test_support::run_child;
 using test_support::scoped_variable;
-using test_support::text_thrown_by;
 using test_support::write_file;
 using strings = std::vector<std::string>;
 using found = boost::optional<std::string>;
@@ -132,7 +130,7 @@ Found B\tool.exe' B\tool.exe')"},
   }
 }
 
-TEST_F(Which, AgreesWithTheObviousSearchInTwoThousandLayouts) {
+TEST_F(Which, AgreesWithTheObviousSearchInFiveHundredLayouts) {
   test_support::seeded_random random;
   const std::string green = root_.file("gr\u00fcn & \u4e2d\u6587");
   std::filesystem::create_directory(test_support::widen(green));
@@ -142,7 +140,7 @@ TEST_F(Which, AgreesWithTheObviousSearchInTwoThousandLayouts) {
   const strings endings{"",     ".exe", ".Com", ".BAT", ".cmd", ".vbs", ".VBE", ".js", ".JSE",
                         ".wsf", ".wsh", ".msc", ".txt", ".ps1", ".dll", ".pif", ".",   ".exe.com"};
   int hits = 0;
-  for (int round = 0; round != 2000; ++round) {
+  for (int round = 0; round != 500; ++round) {
     for (int change = 0; change != 4; ++change) {
       const std::string file = random.pick(folders) + "\\" + random.pick(names) + random.pick(endings);
       std::filesystem::remove(test_support::widen(file));
@@ -162,13 +160,13 @@ TEST_F(Which, AgreesWithTheObviousSearchInTwoThousandLayouts) {
     ASSERT_EQ(which(name), expected) << name << " in " << value;
     hits += expected ? 1 : 0;
   }
-  EXPECT_TRUE(hits > 400 && hits < 1600) << hits;
+  EXPECT_TRUE(hits > 100 && hits < 400) << hits;
 }
 
 TEST_F(Which, IsAskedByEightThreadsAtOnceWhenPathHasChanged) {
   write_file("A\\tool.bat", "");
   write_file("B\\tool.bat", "");
-  for (int round = 0; round != 100; ++round) {
+  for (int round = 0; round != 30; ++round) {
     const std::string folder = round % 2 ? "A" : "B";
     const scoped_variable path("PATH", "none;" + folder);
     std::vector<found> answers(8);
@@ -214,8 +212,9 @@ TEST_F(Which, LetsARefusedLookAtACandidateOut) {
     injected<decltype(&GetFileAttributesW)> looking("libboost_filesystem.dll", "GetFileAttributesW");
     opening.fail_always(INVALID_HANDLE_VALUE, ERROR_ACCESS_DENIED);
     looking.fail_always(INVALID_FILE_ATTRIBUTES, ERROR_ACCESS_DENIED);
-    EXPECT_EQ(text_thrown_by<boost::filesystem::filesystem_error>([] { which("t\u00f6\u4e2d.exe"); }),
-              "boost::filesystem::status: \u0416 [system:5]: \"t\u00f6\u4e2d.exe\"");
+    EXPECT_THAT([] { which("t\u00f6\u4e2d.exe"); },
+                testing::ThrowsMessage<boost::filesystem::filesystem_error>(
+                    "boost::filesystem::status: \u0416 [system:5]: \"t\u00f6\u4e2d.exe\""));
   }
   EXPECT_EQ(which("tool.exe"), found("tool.exe"));
 }

@@ -1,4 +1,4 @@
-// Pipes of the system, in this process and to real children and mock ones. The rules of the translation are tested with
+// Pipes of the system, in this process and to a real child. The rules of the translation are tested with
 // scripted calls.
 
 #include "children.hpp"
@@ -129,46 +129,4 @@ TEST(ChildPipes, CarryMegabytesBothWaysAtOnceWhileStandardErrorFloods) {
   EXPECT_TRUE(received == sent) << received.size() << " bytes";
   EXPECT_EQ(flooded.size(), flood);
   EXPECT_EQ(child.exit_status(), 0u);
-}
-
-// A one-byte read takes two bytes from the system and keeps the second. It must reach whoever reads on, here another
-// process that knows the pipe only by its descriptor.
-TEST(ChildPipes, APipeWithAPendingCharacterIsHandedToAnotherProcess) {
-  iopipe data, output;
-  const iopipe_device device = data.device();
-  write_all(device, "abcdef");
-  EXPECT_EQ(read_exactly(device, 1), "a");
-  process::context how = children::output_to(output);
-  how.explicitlyInheritHandles(true);
-  const process::process child(children::command("pipe", {how.inherit_pipe(data, open_mode::read)}), how);
-  EXPECT_FALSE(device.is_open_for_read()) << "the end belongs to the child now";
-  write_all(device, "gh");
-  device.close_for_write();
-  EXPECT_EQ(read_all(output.device()), "bcdefgh");
-}
-
-// The object in the example of the header: a function that answers each line with its length, and returns their number.
-TEST(MockProcess, TalksThroughItsPipesAndLeavesNoHandle) {
-  EXPECT_TRUE(loses_no_handle([] {
-    iopipe requests, answers;
-    process::context how;
-    const process::iopipe_descriptor in = how.inherit_pipe(requests, open_mode::read);
-    const process::iopipe_descriptor out = how.inherit_pipe(answers, open_mode::write);
-    const auto serve = [in, out] {
-      iopipe from(in), to(out);
-      int count = 0;
-      for (std::string line; std::getline(from, line); ++count) {
-        to << line.size() << std::endl;
-      }
-      return count;
-    };
-    process::mock_process child(serve, how);
-    std::string answer;
-    requests << "hello\n" << std::flush;
-    EXPECT_TRUE(std::getline(answers, answer) && answer == "5") << answer;
-    EXPECT_FALSE(child.exited()) << "it waits for the next line";
-    requests.close_for_write();
-    EXPECT_FALSE(std::getline(answers, answer)) << "no other handle keeps the answers from ending";
-    EXPECT_EQ(child.exit_status(), 1u);
-  }));
 }
