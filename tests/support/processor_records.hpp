@@ -12,11 +12,10 @@ namespace test_support {
 
 using record_buffer = std::vector<std::byte>;
 
-/// Appends the first `size` bytes of a record.
 template <std::size_t Words>
-void put(record_buffer& buffer, const std::array<std::uint32_t, Words>& record, std::size_t size = Words * 4) {
-  buffer.resize(buffer.size() + size);
-  std::memcpy(buffer.data() + buffer.size() - size, record.data(), size);
+void put(record_buffer& buffer, const std::array<std::uint32_t, Words>& record) {
+  buffer.resize(buffer.size() + sizeof record);
+  std::memcpy(buffer.data() + buffer.size() - sizeof record, record.data(), sizeof record);
 }
 
 /// Relationship and size, 22 bytes of no interest, the number of masks, and a mask with its group.
@@ -26,17 +25,9 @@ inline void put_core(record_buffer& buffer, std::uint64_t mask, std::uint32_t gr
   put(buffer, std::array<std::uint32_t, 12>{relationship, size, 0, 0, 0, 0, 0, 1 << 16, low, high, group});
 }
 
-/// One record for all groups: how many there can be and are; then of each, behind a head of 32 bytes, how many
-/// processors it can have and has, and their mask. Each has room for 64.
-inline void put_groups(record_buffer& buffer, const std::vector<std::uint8_t>& active_processors) {
-  const auto count = static_cast<std::uint32_t>(active_processors.size());
-  put(buffer, std::array<std::uint32_t, 8>{4, 32 + count * 48, count << 16 | count});
-  for (const std::uint32_t active : active_processors) {
-    put(buffer, std::array<std::uint32_t, 12>{active << 8 | 64});
-  }
-}
-
-/// What a processor of `groups` tells: in each group cores of `threads` logical processors each.
+/// What a processor of `groups` tells: in each group cores of `threads` logical processors each. Then comes one record
+/// for all groups: how many there can be and are; of each, behind a head of 32 bytes, how many processors it can have,
+/// which is 64, and has, and their mask.
 inline record_buffer processor_records(const std::vector<std::uint8_t>& groups, unsigned threads) {
   record_buffer buffer;
   for (std::uint32_t group = 0; group != groups.size(); ++group) {
@@ -44,7 +35,11 @@ inline record_buffer processor_records(const std::vector<std::uint8_t>& groups, 
       put_core(buffer, ((1ull << threads) - 1) << first, group);
     }
   }
-  put_groups(buffer, groups);
+  const auto count = static_cast<std::uint32_t>(groups.size());
+  put(buffer, std::array<std::uint32_t, 8>{4, 32 + count * 48, count << 16 | count});
+  for (const std::uint32_t active : groups) {
+    put(buffer, std::array<std::uint32_t, 12>{active << 8 | 64});
+  }
   return buffer;
 }
 

@@ -38,8 +38,7 @@ TEST(ErrorId, FollowsTheGrammarForEveryShortString) {
 
 TEST(ErrorId, OfAMessageJoinsCatalogAndMnemonicButForTheOldTwoPartNames) {
   EXPECT_EQ(message_error_id("TESSEL:legacy_two_part", "badArg"), "TESSEL:badArg");
-  for (const std::string catalog :
-       {"other:legacy_two_part", ":legacy_two_part", "TESSEL", "TESSEL:legacy_two_part:", ""}) {
+  for (const std::string catalog : {"other:legacy_two_part", "TESSEL", "TESSEL:legacy_two_part:", ""}) {
     EXPECT_EQ(message_error_id(catalog, "badArg"), catalog + ":badArg");
   }
 }

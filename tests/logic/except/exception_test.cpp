@@ -10,8 +10,6 @@
 #include <boost/exception/diagnostic_information.hpp>
 #include <boost/exception_ptr.hpp>
 
-#include <future>
-
 namespace {
 
 using namespace foundation::core::except;
@@ -107,13 +105,7 @@ TEST(Exception, CopiesShareTheTextFromTheFirstCallOn) {
 template <class Base>
 std::string text_of(const auto& source) {
   AnonymousInternalException<Base> assigned{Base()};
-  {
-    AnonymousInternalException<Base> original(source);
-    const AnonymousInternalException<Base> moved(std::move(original));
-    assigned = original;
-    assigned = assigned;
-    EXPECT_EQ(original.ToUstring(), moved.ToUstring());
-  }
+  assigned = AnonymousInternalException<Base>(source);
   return assigned.what();
 }
 
@@ -127,7 +119,6 @@ TEST(Exception, HasTheTextOfItsSource) {
   EXPECT_EQ(text_of<reason>(reason("")), "");
   EXPECT_EQ(text_of<exception>(reason("why")), "why");
   EXPECT_EQ(text_of<exception>(exception()), "Unknown exception");
-  EXPECT_EQ(text_of<exception>(empty()), "Unknown exception");
   EXPECT_EQ(text_of<empty>(empty()), "Unknown exception");
   EXPECT_EQ(text_of<std::bad_alloc>(std::bad_alloc()), "bad allocation");
 }
@@ -181,7 +172,7 @@ void expect_caught_as_all(const std::function<void()>& raise) {
   (expect_caught_as<Class>(std::is_convertible_v<const Error*, const Class*>, raise), ...);
 }
 
-/// Thrown here, on another thread, and in Boost's way, which is compiled where the class is at home: in the library.
+/// Thrown here, and in Boost's ways, which are compiled where the class is at home: in the library.
 template <class Error>
 void expect_arrives(const Error& error) {
   const auto expect_caught = [&](const std::function<void()>& raise) {
@@ -197,15 +188,11 @@ void expect_arrives(const Error& error) {
         IMsgIDException, IUserException, IInternalException, IException, boost::exception, clone_base>(raise);
   };
   expect_caught([&] { throw error; });
-  const auto carry = [&]() -> boost::exception_ptr {
-    try {
-      throw error;
-    } catch (...) {
-      return boost::current_exception();
-    }
-  };
-  const boost::exception_ptr parcel = std::async(std::launch::async, carry).get();
-  expect_caught([&] { boost::rethrow_exception(parcel); });
+  try {
+    throw error;
+  } catch (...) {
+    expect_caught([parcel = boost::current_exception()] { boost::rethrow_exception(parcel); });
+  }
   if constexpr (std::is_convertible_v<const Error*, const clone_base*>) {
     expect_caught([&] { static_cast<const clone_base&>(error).rethrow(); });
   }

@@ -50,18 +50,11 @@ const processor core_i7({{0, {0x0000000D, 0x756E6547, 0x6C65746E, 0x49656E69}},
                          {0x80000004, {0x2E322040, 0x48473035, 0x0000007A, 0x00000000}}},
                         0x7);
 
-/// What is kept of leaf 1, of leaf 7 and of the extended features.
-std::array<std::uint32_t, 7> words_of(const InstructionSet& told) {
-  return {told.cpuid1Eax(), told.cpuid1Ecx(),    told.cpuid1Edx(),   told.cpuid7Ebx(),
-          told.cpuid7Ecx(), told.cpuidExt1Ecx(), told.cpuidExt1Edx()};
-}
-
 token_set tokens_of(const InstructionSet& told) {
   std::istringstream features(told.getFeatureString());
   return token_set(std::istream_iterator<std::string>(features), {});
 }
 
-/// Twelve characters of a vendor's name.
 void set_vendor(processor& which, std::string text) {
   text.resize(12);
   CpuidRegisters& leaf = which.leaves[0];
@@ -81,8 +74,10 @@ TEST(InstructionSet, ReadsNoLeafBeyondTheHighestOfItsKind) {
       EXPECT_EQ(told.vendor(), "GenuineIntel");
       EXPECT_EQ(told.brand(), cut.has(0x80000004) ? "Intel(R) Core(TM) i7-4710MQ CPU @ 2.50GHz" : "");
       const unsigned one = cut.has(1), seven = cut.has(7), features = cut.has(0x80000001);
-      EXPECT_EQ(words_of(told), (std::array{one * 0x000306C3, one * 0x7FDAFBBF, one * 0xBFEBFBFF, seven * 0x000027AB,
-                                            seven, features * 0x00000021, features * 0x2C100000}));
+      EXPECT_EQ((std::array{told.cpuid1Eax(), told.cpuid1Ecx(), told.cpuid1Edx(), told.cpuid7Ebx(), told.cpuid7Ecx(),
+                            told.cpuidExt1Ecx(), told.cpuidExt1Edx()}),
+                (std::array{one * 0x000306C3, one * 0x7FDAFBBF, one * 0xBFEBFBFF, seven * 0x000027AB, seven,
+                            features * 0x00000021, features * 0x2C100000}));
       EXPECT_EQ(told.xcr0(), one * 7u);
     }
   }
@@ -90,13 +85,9 @@ TEST(InstructionSet, ReadsNoLeafBeyondTheHighestOfItsKind) {
 
 TEST(InstructionSet, CutsTextsAtAZeroBeforeItTrimsThem) {
   const std::string full = "A brand that fills all of its 48 characters: 4.2";
-  const struct {
-    std::string vendor, trimmed_vendor, brand, trimmed_brand;
-  } cases[] = {{"SiS SiS SiS ", "SiS SiS SiS", full, full},
-               {"\t\n Maker\r\v\f ", "Maker", std::string(48, ' '), ""},
-               {"Genuine\0ntel"s, "Genuine", "  One \0 more"s, "One"},
-               {"\0GenuineInte"s, "", "\0 all of it"s, ""},
-               {"genuineintel", "genuineintel", "\tOne  two\n", "One  two"}};
+  const std::array<std::string, 4> cases[] = {{"\t\n Maker\r\v\f ", "Maker", full, full},
+                                              {"Genuine\0ntel"s, "Genuine", "  One  two \0 more"s, "One  two"},
+                                              {"\0GenuineInte"s, "", std::string(48, ' '), ""}};
   processor renamed = core_i7;
   for (const auto& [vendor, trimmed_vendor, brand, trimmed_brand] : cases) {
     set_vendor(renamed, vendor);
@@ -108,7 +99,6 @@ TEST(InstructionSet, CutsTextsAtAZeroBeforeItTrimsThem) {
     const InstructionSet told{renamed};
     EXPECT_EQ(told.vendor(), trimmed_vendor);
     EXPECT_EQ(told.brand(), trimmed_brand);
-    EXPECT_FALSE(told.isIntel() || told.isAMD()) << vendor;
   }
 }
 
@@ -151,7 +141,6 @@ void add(token_set& tokens, const char* pairs, std::uint32_t bits) {
   }
 }
 
-/// Adds what these bits of a register tell of a processor of this vendor.
 void add(token_set& tokens, const documented_register& where, std::uint32_t bits, const std::string& vendor,
          bool saved) {
   add(tokens, where.all, bits);
@@ -168,13 +157,15 @@ processor bare_processor(const std::string& vendor, bool saves_registers) {
   return bare;
 }
 
-const std::string vendors[] = {"GenuineIntel", "AuthenticAMD", "CentaurHauls"};
-const token_set with_saved_registers = {"OSXSAVE", "OSYMMSAVE", "OSZMMSAVE", "XSAVE"};
-
-TEST(InstructionSet, EachBitAloneTellsWhatItStandsForWithItsVendor) {
-  for (const std::string& vendor : vendors) {
-    for (const bool saved : {false, true}) {
-      for (const documented_register& where : documented_registers) {
+TEST(InstructionSet, EachBitAloneTellsWhatItStandsForWithItsVendorAndAllTellInTheOrderOfTheirNames) {
+  const token_set with_saved_registers = {"OSXSAVE", "OSYMMSAVE", "OSZMMSAVE", "XSAVE"};
+  for (const std::string vendor : {"GenuineIntel", "AuthenticAMD", "CentaurHauls"}) {
+    token_set all = with_saved_registers;
+    processor full = bare_processor(vendor, true);
+    for (const documented_register& where : documented_registers) {
+      add(all, where, ~0u, vendor, true);
+      full.leaves[where.leaf].*where.word = ~0u;
+      for (const bool saved : {false, true}) {
         for (unsigned bit = 0; bit < 32; ++bit) {
           token_set expected = saved ? with_saved_registers : token_set();
           add(expected, where, 1u << bit, vendor, saved);
@@ -185,23 +176,12 @@ TEST(InstructionSet, EachBitAloneTellsWhatItStandsForWithItsVendor) {
         }
       }
     }
-  }
-}
-
-TEST(InstructionSet, AllBitsTogetherTellOfAllInTheOrderOfTheirNames) {
-  for (const std::string& vendor : vendors) {
-    token_set tokens = with_saved_registers;
-    processor full = bare_processor(vendor, true);
-    for (const documented_register& where : documented_registers) {
-      add(tokens, where, ~0u, vendor, true);
-      full.leaves[where.leaf].*where.word = ~0u;
-    }
-    std::string expected;
-    for (const std::string& token : tokens) {
-      expected += " " + token + " ";
+    std::string features;
+    for (const std::string& token : all) {
+      features += " " + token + " ";
     }
     const InstructionSet told{full};
-    EXPECT_EQ(told.getFeatureString(), expected);
+    EXPECT_EQ(told.getFeatureString(), features);
     EXPECT_EQ(told.isIntel(), vendor == "GenuineIntel");
     EXPECT_EQ(told.isAMD(), vendor == "AuthenticAMD");
   }
@@ -241,11 +221,8 @@ TEST(InstructionSet, TellsOfTheProcessorThatRunsThis) {
   ASSERT_TRUE(__get_cpuid(0, &eax, &vendor[0], &vendor[2], &vendor[1]));
   EXPECT_EQ(told.vendor(), reinterpret_cast<const char*>(vendor.data()));
   ASSERT_TRUE(__get_cpuid(1, &eax, &ebx, &ecx, &edx));
-  EXPECT_EQ(told.cpuid1Eax(), eax);
   EXPECT_EQ(told.cpuid1Edx(), edx);
   EXPECT_EQ(told.xcr0(), (ecx >> 26 & 3) == 3 ? enabled_state() : 0);
-  EXPECT_EQ(told.isAMD(), __builtin_cpu_is("amd") != 0);
-  EXPECT_EQ(tokens_of(told).contains("AVX2"), __builtin_cpu_supports("avx2") != 0);
 }
 
 }  // namespace

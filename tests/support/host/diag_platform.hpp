@@ -26,7 +26,6 @@ struct scripted_system {
   bool writes_to_standard_error = false;  ///< Failures are not to be shown in a dialog.
 };
 
-/// The one system of the test program, for the test to set.
 scripted_system& host_system();
 
 /// A test on such a system as above, in which one frame is on the stack.
@@ -39,7 +38,7 @@ struct scripted_test : testing::Test {
 
 /// Runs `work` on a thread of its own. Where it comes to the end of the process it stands still for good, and the test
 /// goes on with what the final stage was given: the message, and on a line of its own function, file and line. What
-/// `work` refers to must live as long. Elsewhere the end of the process is real.
+/// `work` refers to must live as long.
 std::future<std::string> run_to_final_stage(std::function<void()> work);
 
 /// A fault as a handler gets it, with `rip` as its program counter. Lives until the next call.

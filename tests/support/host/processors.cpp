@@ -3,6 +3,7 @@
 #include "system/processor_frequency.hpp"
 #include "system/processor_query.hpp"
 
+#include <new>
 #include <stdexcept>
 
 test_support::host_processors& test_support::processors() {
@@ -19,8 +20,8 @@ process_affinity getProcessAffinity() {
 }
 
 std::vector<std::byte> getProcessorRecords() {
-  if (processors().failure) {
-    std::rethrow_exception(processors().failure);
+  if (processors().no_memory) {
+    throw std::bad_alloc();
   }
   return processors().records;
 }

@@ -5,15 +5,13 @@
 #include "system/cpu_set.hpp"
 #include "system/processor_topology.hpp"
 
-#include <exception>
-
 namespace test_support {
 
 struct host_processors {
   foundation::core::system::process_affinity affinity{~std::uint64_t{0}, 1, {0}};
   record_buffer records;
   std::vector<foundation::core::system::windows::CpuSetEntry> cpu_sets;
-  std::exception_ptr failure;  ///< What asking for the records throws, unless it is null.
+  bool no_memory = false;  ///< There is none for the records.
 };
 
 /// The system refuses to name the frequency, whatever the script.

