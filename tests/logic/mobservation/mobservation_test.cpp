@@ -36,6 +36,7 @@ TEST(ObservationReport, HasRoomForAllClassesAndIsCutThen) {
   for (std::size_t which = 0; which != size_classes; ++which) {
     counted.allocated(std::size_t{1} << which);
   }
+  EXPECT_EQ(size_class(SIZE_MAX), size_classes - 1);
   report_text text;
   text.put(-50);
   put_table(text, counted);
