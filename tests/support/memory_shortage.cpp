@@ -9,25 +9,23 @@ namespace {
 
 std::atomic<bool> memory_is_gone = false;
 std::atomic<int> refused = 0;
-/// Takes the place of malloc, calloc or realloc, which their parameters tell apart.
-template <class... Arguments>
-struct shortage {
-  static constinit inline std::atomic<import_patch::any_function> original = nullptr;
 
-  static void* allocate(Arguments... arguments) {
-    using function = void* (*)(Arguments...);
-    return memory_is_gone ? ++refused, nullptr : reinterpret_cast<function>(original.load())(arguments...);
+/// Refuses what malloc, calloc or realloc is asked for, which their parameters tell apart. Returns 1 if the module uses
+/// the function, or else 0.
+template <class... Arguments>
+std::size_t patch(const char* module, const char* function) {
+  static constinit std::atomic<import_patch::any_function> original = nullptr;
+  const auto allocate = [](Arguments... arguments) {
+    const auto real = reinterpret_cast<void* (*)(Arguments...)>(original.load());
+    return memory_is_gone ? ++refused, nullptr : real(arguments...);
+  };
+  try {
+    new import_patch(module, function, reinterpret_cast<import_patch::any_function>(+allocate), original);
+    return 1;
+  } catch (const std::runtime_error&) {
+    return 0;
   }
-  /// For good. Returns 1 if the module uses the function, or else 0.
-  static std::size_t patch(const char* module, const char* function) {
-    try {
-      new import_patch(module, function, reinterpret_cast<import_patch::any_function>(&allocate), original);
-      return 1;
-    } catch (const std::runtime_error&) {
-      return 0;
-    }
-  }
-};
+}
 
 }  // namespace
 
@@ -36,9 +34,9 @@ std::size_t take_memory_away() {
   for (const char* const module :
        {"libqxfl.dll", "libqxfoundation_conc_common.dll", "libqxfoundation_log.dll", "libgcc_s_seh-1.dll",
         "libwinpthread-1.dll", "libstdc++-6.dll", static_cast<const char*>(nullptr)}) {
-    patched += shortage<std::size_t>::patch(module, "malloc");
-    patched += shortage<std::size_t, std::size_t>::patch(module, "calloc");
-    patched += shortage<void*, std::size_t>::patch(module, "realloc");
+    patched += patch<std::size_t>(module, "malloc");
+    patched += patch<std::size_t, std::size_t>(module, "calloc");
+    patched += patch<void*, std::size_t>(module, "realloc");
   }
   memory_is_gone = true;
   return patched;

@@ -11,7 +11,6 @@
 #include "util/process_id.hpp"
 
 #include <boost/format.hpp>
-#include <boost/lexical_cast/bad_lexical_cast.hpp>
 
 #include <limits>
 
@@ -35,7 +34,6 @@ struct {
   void* next = nullptr;         ///< what the next request gets, if it is set
   bool keeps_freed = false;     ///< holds back what is freed
   std::vector<void*> freed;     ///< what is held back
-  int news_until_failure = 0;   ///< which `new` from now on fails, once; 0 for none
 
   template <class Call>
   void* request(std::size_t size, Call call) {
@@ -71,19 +69,6 @@ void __wrap_free(void* p) {
     __real_free(p);
   }
 }
-}
-
-// Not inline, or the compiler takes each pair for a mismatch.
-[[gnu::noinline]] void* operator new(std::size_t size) {
-  const bool fails = run_time.news_until_failure != 0 && --run_time.news_until_failure == 0;
-  void* const block = fails ? nullptr : __real_malloc(size);
-  return block != nullptr ? block : throw std::bad_alloc();
-}
-[[gnu::noinline]] void operator delete(void* block) noexcept {
-  __real_free(block);
-}
-[[gnu::noinline]] void operator delete(void* block, std::size_t) noexcept {
-  __real_free(block);
 }
 
 namespace {
@@ -216,25 +201,6 @@ TEST(AlignedHeap, IsChosenByTheEnvironmentAndByWhetherPointersAreChecked) {
       EXPECT_TRUE(!debug || ends_the_process([] { vector_free(memory + 32); })) << "a pointer that is none of its own";
     }
   }
-}
-
-TEST(AlignedHeap, IsNotMadeFromATextThatIsNoNumber) {
-  std::vector<const char*> texts{"abc", "32 ", "0x20", "32.0", "dlmalloc2", "18446744073709551616"};
-#ifndef _WIN32
-  texts.push_back("");  // the Windows run-time removes a variable that is set to nothing
-#endif
-  for (const char* const text : texts) {
-    EXPECT_THROW(heap{text}, boost::bad_lexical_cast) << text;
-  }
-}
-
-TEST(AlignedHeap, IsTheOnlyOneUntilItGoes) {
-  const heap first("64");
-  EXPECT_TRUE(ends_the_process([] { detail::aligned_heap_create(false); }));
-  EXPECT_EQ(terminations()[0].message, "!instance");
-  EXPECT_EQ(terminations()[0].file, "src/fl/mem/alignment");
-  EXPECT_NE(terminations()[0].function.find("aligned_heap::aligned_heap()"), std::string::npos);
-  EXPECT_EQ(vector_alignment(), 64u) << "the first one still";
 }
 
 constexpr std::size_t largest = std::numeric_limits<std::size_t>::max();
@@ -431,30 +397,6 @@ TEST(AlignedHeap, ReportsAPointerIntoTheFirstPageWithoutReadingThere) {
   for (const std::size_t place : {16, 24, 4080, 4096}) {
     expect_refused(at(place), true);
   }
-}
-
-TEST(AlignedHeap, ReportsByTheMessageAloneIfMemoryEndsOnTheWay) {
-  const heap checked(nullptr, true);
-  alignas(64) static char memory[64];
-  char* const p = memory + 32;
-  const std::string rest = figures(32, p, 0, address(p - 16), record{});
-  int without_the_rest = 0;
-  for (int nth = 1;; ++nth, ++without_the_rest) {
-    try {
-      ends_the_process([=] {
-        run_time.news_until_failure = nth;
-        vector_check(p);
-      });
-    } catch (const std::bad_alloc&) {  // What stands for the end needs memory, too.
-    }
-    run_time.news_until_failure = 0;
-    const std::string& first = terminations().at(0).message;
-    if (first.ends_with(rest)) {
-      break;
-    }
-    ASSERT_THAT(first, testing::AnyOf(passed("vector_check"), passed("%1%"))) << nth;
-  }
-  EXPECT_GT(without_the_rest, 3);
 }
 
 TEST(AlignedHeap, WithoutHeadersChecksOnlyTheAlignment) {

@@ -1,6 +1,5 @@
-// Both kinds of pools, made directly. What they ask of nothrow `operator new` is watched and can be refused.
+// The pool of blocks, made directly. What it asks of nothrow `operator new` is watched and can be refused.
 #include "every_test.hpp"
-#include "mem/heap_pool.hpp"
 #include "mem/pooled_pool.hpp"
 #include "seeded_random.hpp"
 
@@ -10,7 +9,6 @@
 namespace {
 
 using foundation::core::mem::managed_pool;
-using foundation::core::mem::name_this_to_work_around_gdb_bug::heap_pool;
 using foundation::core::mem::name_this_to_work_around_gdb_bug::pooled_pool;
 
 constexpr std::size_t no_limit = std::size_t{1} << 30;
@@ -166,19 +164,6 @@ TEST(PooledPool, RefusesChunksOfNoBytesAndCannotMakeHugeOnes) {
   EXPECT_THROW(pooled_pool(most - 22, 1), std::invalid_argument);
   EXPECT_EQ(asked_by([] { EXPECT_EQ(pooled_pool(most - 23, 1).allocate(), nullptr); }), blocks_of(most - 23, {1}));
   EXPECT_EQ(pooled_pool(1, most).allocate(), nullptr);
-}
-
-TEST(HeapPool, TakesEachChunkFromTheHeapAsItIsAndFreesNoneByItself) {
-  void* kept = nullptr;
-  const auto asked = asked_by([&] {
-    heap_pool pool(13);
-    kept = pool.allocate();
-    pool.deallocate(pool.allocate());
-    EXPECT_FALSE(pool.release_free_memory());
-  });
-  EXPECT_EQ(asked, std::vector<std::size_t>(2, 13));
-  EXPECT_EQ(heap.count, 1U);
-  ::operator delete(kept);
 }
 
 /// What a client does with a pool. Each chunk is filled with a byte of its own, by which it shows if two overlap.

@@ -6,7 +6,6 @@
 namespace {
 
 using namespace foundation::core::mem::detail;
-using type = foundation::core::mem::manager::feature::type;
 
 constexpr const char* words[] = {"aligncheck", "integcheck", "newhandler", "observation", "pooling", "leaksanitizer"};
 constexpr const char* names[] = {"alignment_checking", "integrity_checking", "new_handler", "observation", "pooling",
@@ -59,28 +58,6 @@ TEST(MemOptions, EachFeatureHasAWordThatSwitchesItOnAndOneThatSwitchesItOff) {
     EXPECT_EQ(parsed(word), only);
     EXPECT_EQ(parsed("off,no" + word), none);
     EXPECT_EQ(parsed(word + ",no" + word), none);
-  }
-  EXPECT_TRUE(get_features(static_cast<type>(6), true).empty());
-  EXPECT_EQ(feature_impl(static_cast<type>(6), true).get_name(), "");
-}
-
-TEST(StartupLog, TellsWhatIsNotAvailableAndWhatDiffersFromTheReleaseProfile) {
-  for (unsigned bits = 0; bits != 4096; ++bits) {
-    feature_set requested, in_force;
-    std::string expected;
-    for (const auto which : feature_types) {
-      const bool wanted = (bits >> which & 1) != 0, is_on = (bits >> which >> 6 & 1) != 0;
-      requested.emplace(which, feature_impl(which, wanted));
-      in_force.emplace(which, feature_impl(which, is_on));
-      if (wanted != is_on) {
-        expected += line(std::string(names[which]) + " is NOT AVAILABLE");
-      } else if (is_on != (which == type::pooling)) {
-        expected += line(names[which] + std::string(is_on ? " is ENABLED" : " is DISABLED"));
-      }
-    }
-    std::ostringstream log;
-    report_features(in_force, requested, log);
-    ASSERT_EQ(log.str(), expected) << bits;
   }
 }
 

@@ -1,11 +1,9 @@
-// The advice on memory and its statistics. The figures are scripted.
+// The advice on memory. The figures are scripted.
 
 #include <fl/mem/ram_state.hpp>
-#include <fl/mem/stats.hpp>
 
 #include "every_test.hpp"
 #include "host/memory.hpp"
-#include "mem/stats_reader.hpp"
 
 #include <climits>
 
@@ -20,19 +18,11 @@ RamState state_of(std::uint64_t total, std::uint64_t available) {
   return RamState();
 }
 
-TEST(RamState, TellsThePressureOfKnownStates) {
+TEST(RamState, TellsThePressureAndAdvisesWhatIsAvailableBeyondTheReserve) {
   EXPECT_EQ(state_of(16 * gib, 0).get_memory_pressure(), 100);
   EXPECT_EQ(state_of(16 * gib, 16 * gib).get_memory_pressure(), 4);
-  RamState assigned = state_of(gib, 1);
-  assigned = state_of(16 * gib, 8 * gib);
-  test_support::host_memory() = {};
-  EXPECT_EQ(assigned.get_total_ram(), 16 * gib);
-  EXPECT_EQ(assigned.get_available_ram(), 8 * gib);
-  EXPECT_EQ(RamState(assigned).get_memory_pressure(), 22) << "a snapshot";
-}
-
-TEST(RamState, AdvisesWhatIsAvailableBeyondTheReserve) {
   const RamState half = state_of(16 * gib, 8 * gib);
+  EXPECT_EQ(half.get_memory_pressure(), 22);
   EXPECT_EQ(half.get_max_advised_allocation(22), 0u);
   // ln(0.23) / -3 = 0.48989...: that much of the whole is to remain.
   EXPECT_NEAR(static_cast<double>(half.get_max_advised_allocation(23)), (8 - 16 * 0.4898919) * double{gib}, 1e4);
@@ -42,21 +32,6 @@ TEST(RamState, AdvisesWhatIsAvailableBeyondTheReserve) {
   for (const int least : {1, 0, -1, INT_MIN}) {
     EXPECT_EQ(state_of(gib, gib).get_max_advised_allocation(least), 0u) << least;
   }
-}
-
-struct fixed_reader : MemStatsReader {
-  std::uint64_t ReadAlloced() override { return 4711; }
-};
-
-TEST(Stats, AreReadAtEachCallAndAreZeroWithoutAReader) {
-  EXPECT_EQ(stats().GetAlloced(), 0u);
-  EXPECT_EQ(stats(ULLONG_MAX).GetAlloced(), ULLONG_MAX);
-  EXPECT_FALSE(stats::IsSupported());
-  EXPECT_EQ(stats::GetStats().GetAlloced(), 0u);
-  stats_reader = std::make_unique<fixed_reader>();
-  EXPECT_TRUE(stats::IsSupported());
-  EXPECT_EQ(stats::GetStats().GetAlloced(), 4711u);
-  stats_reader.reset();
 }
 
 }  // namespace

@@ -27,7 +27,6 @@ void scripted_pages::reset() {
   while (!regions_.empty()) {
     give(regions_.begin());
   }
-  geometry = {4096, granularity};
   order = page_order::upwards;
   maps_left = UINT64_MAX;
   refuse_unmap = false;
@@ -84,7 +83,7 @@ namespace foundation::core::mem::dlmalloc::pages {
 using test_support::host_pages;
 
 geometry ask_geometry() noexcept {
-  return host_pages().geometry;
+  return {4096, test_support::scripted_pages::granularity};
 }
 
 void* map(std::size_t size, placement) noexcept {

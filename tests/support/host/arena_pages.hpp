@@ -23,12 +23,10 @@ class scripted_pages {
 
   scripted_pages();
 
-  foundation::core::mem::dlmalloc::pages::geometry geometry{4096, granularity};
   page_order order = page_order::upwards;
   std::uint64_t maps_left = UINT64_MAX;  ///< mappings until there is no more memory
   bool refuse_unmap = false;             ///< nothing is taken back
 
-  /// Bytes that are mapped.
   std::size_t mapped() const { return mapped_; }
   /// Takes all mappings away, and the settings back.
   void reset();

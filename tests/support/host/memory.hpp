@@ -1,5 +1,4 @@
-// What the logic of memory asks of a system, scripted. Pages have 4,096 bytes, and there is no reader of statistics
-// until a test sets one.
+// What the logic of memory asks of a system, scripted. Pages have 4,096 bytes; nothing reads statistics.
 #pragma once
 
 #include "mem/physical_memory.hpp"

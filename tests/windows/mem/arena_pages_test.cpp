@@ -76,12 +76,4 @@ TEST(ArenaPages, AreAskedForAtTheTopForABlockOfItsOwnAndBelowForMoreThanOne) {
   EXPECT_EQ(dlmalloc_footprint(), footprint);
 }
 
-TEST(ArenaPages, HaveTheGeometryOfTheSystem) {
-  SYSTEM_INFO system;
-  GetSystemInfo(&system);
-  const pages::geometry told = pages::ask_geometry();
-  EXPECT_EQ(told.page_size, system.dwPageSize);
-  EXPECT_EQ(told.granularity, system.dwAllocationGranularity);
-}
-
 }  // namespace
