@@ -2,5 +2,5 @@
 #include <safe_env/environment.hpp>
 
 std::vector<std::string> safe_env::get_environment_copy() {
-  return {};
+  return {"native=build"};
 }

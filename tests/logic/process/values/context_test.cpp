@@ -1,5 +1,6 @@
 #include <fl/process/context.hpp>
 #include <fl/process/iopipe.hpp>
+#include <safe_env/environment.hpp>
 
 #include "every_test.hpp"
 #include "host/pipe_calls.hpp"
@@ -44,12 +45,14 @@ context full_context(iopipe& pipe) {
   return full;
 }
 
-TEST(EnvironmentEntries, AreSplitAtTheFirstSignAndTheFirstOfANameStays) {
+TEST(EnvironmentEntries, AreSplitAtTheFirstSignAndFillANewContext) {
   const std::vector<std::string> entries = {"Path=a",    "PATH=b", "noSign", "NOSIGN=x",          "=C:=C:\\x",
                                             "=D:=D:\\y", "e=",     "x=1=2",  "p\xc3\xa4=\xc3\xb6"};
   const environment_map expected = {{"Path", "a"}, {"noSign", ""}, {"", "C:=C:\\x"},
                                     {"e", ""},     {"x", "1=2"},   {"p\xc3\xa4", "\xc3\xb6"}};
   EXPECT_EQ(environment_from_entries(entries), expected);
+  EXPECT_EQ(context().environment(), environment_from_entries(safe_env::get_environment_copy()));
+  EXPECT_FALSE(context().environment().empty());
 }
 
 TEST(Context, PrintsItsFieldsInOrder) {
