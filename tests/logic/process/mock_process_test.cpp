@@ -18,7 +18,6 @@ namespace open_mode = process::open_mode;
 using process::context;
 using process::iopipe;
 using process::mock_process;
-using testing::ThrowsMessage;
 
 TEST(MockProcess, HasExitedOnceTheFunctionReturnsWithItsValueWithoutTheSign) {
   std::latch end(1);
@@ -55,27 +54,22 @@ TEST(MockProcess, DevicesForgetTheEndsThatTheModeNamesAndNobodyClosesThem) {
 }
 
 TEST(MockProcess, ADetachedFunctionOutlivesItsObjectWhichTellsNothingMore) {
-  std::latch end(1);
-  auto held = std::make_shared<int>();
-  const std::weak_ptr<int> by_the_thread = held;
+  const auto end = std::make_shared<std::latch>(1);
   {
-    mock_process finished([] { return 0; }), child([&end, held = std::move(held)] {
-      end.wait();
-      return *held;
+    mock_process child([end] {
+      end->wait();
+      return 0;
     });
-    finished.join();
-    for (mock_process* each : {&finished, &child}) {
-      each->detach();
-      each->detach();
-      const auto detached = ThrowsMessage<std::logic_error>("mock_process is detached");
-      EXPECT_THAT([&] { each->join(); }, detached);
-      EXPECT_THAT([&] { each->exit_status(); }, detached);
-      EXPECT_THAT([&] { each->exited(); }, detached);
-    }
+    child.detach();
+    child.detach();
+    const auto detached = testing::ThrowsMessage<std::logic_error>("mock_process is detached");
+    EXPECT_THAT([&] { child.join(); }, detached);
+    EXPECT_THAT([&] { child.exit_status(); }, detached);
+    EXPECT_THAT([&] { child.exited(); }, detached);
   }
-  EXPECT_FALSE(by_the_thread.expired());
-  end.count_down();
-  while (!by_the_thread.expired()) {
+  EXPECT_GT(end.use_count(), 1) << "the thread holds it";
+  end->count_down();
+  while (end.use_count() != 1) {
     std::this_thread::yield();  // Its status, which nobody asks for, is stored by then.
   }
 }

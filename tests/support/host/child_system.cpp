@@ -5,7 +5,6 @@
 #include "process/child/process_reaper_impl.hpp"
 #include "util/process_end.hpp"
 
-#include <boost/smart_ptr/make_shared.hpp>
 #include <boost/system/system_error.hpp>
 
 #include <algorithm>
@@ -22,17 +21,9 @@ using guard = std::unique_lock<std::recursive_mutex>;
 child_system* current = nullptr;
 std::atomic<bool> process_ends{false};
 
-void abort_if(bool misused) {
-  if (misused) {
-    std::abort();
-  }
-}
-
-// Counts the call and runs what the test put before it.
+// Runs what the test put before the call.
 guard called(const char* function) {
-  abort_if(current == nullptr);
   guard lock(current->mutex);
-  ++current->counts[function];
   if (const std::function<void()> run = current->scripts[function]) {
     lock.unlock();
     run();
@@ -44,12 +35,12 @@ guard called(const char* function) {
 }  // namespace
 
 child_system::child_system() {
-  abort_if(std::exchange(current, this) != nullptr);
+  current = this;
 }
 
 child_system::~child_system() {
   end_all();
-  current = nullptr;
+  EXPECT_TRUE(waits.empty() && handles.empty());
 }
 
 void* child_system::make_child() {
@@ -120,11 +111,6 @@ std::size_t child_system::registered_waits() const {
   return waits.size();
 }
 
-unsigned child_system::calls(const std::string& function) {
-  const guard lock(mutex);
-  return counts[function];
-}
-
 void child_system::before(const std::string& function, std::function<void()> run) {
   const guard lock(mutex);
   scripts[function] = std::move(run);
@@ -147,19 +133,9 @@ using test_support::current;
 
 namespace {
 
-// What stands behind a process_impl here.
-struct record {
-  explicit record(void* opened) : handle(opened), id(current->handles[opened]) {}
-  record(const record&) = delete;
-  record& operator=(const record&) = delete;
-  ~record() { close_process_handle(handle); }
-
-  void* handle;
-  long long id;
-};
-
-const record& of(const process_impl& child) {
-  return reinterpret_cast<const record&>(child);
+// A child's object is at the address that its handle is.
+void* handle_of(const process_impl& child) {
+  return const_cast<process_impl*>(&child);
 }
 
 process::exit_status_variant status_of(void* handle) {
@@ -173,38 +149,38 @@ process::exit_status_variant status_of(void* handle) {
 
 boost::shared_ptr<process_impl> launch_child(const process::command&, const process::context&) {
   const auto lock = called("launch_child");
-  const auto made = boost::make_shared<record>(current->make_child());
-  return {made, reinterpret_cast<process_impl*>(made.get())};
+  return {static_cast<process_impl*>(current->make_child()), close_process_handle};
 }
 
 process::exit_status_variant poll_child(process_impl& child) {
   const auto lock = called("poll_child");
-  return status_of(of(child).handle);
+  return status_of(handle_of(child));
 }
 
 process::exit_status_variant wait_for_child(process_impl& child) {
   auto lock = called("wait_for_child");
-  current->changed.wait(lock, [&] { return current->code(of(child).handle).has_value(); });
-  return status_of(of(child).handle);
+  current->changed.wait(lock, [&] { return current->code(handle_of(child)).has_value(); });
+  return status_of(handle_of(child));
 }
 
 bool child_has_ended(const process_impl& child) noexcept {
   const auto lock = called("child_has_ended");
-  return current->code(of(child).handle).has_value();
+  return current->code(handle_of(child)).has_value();
 }
 
 long long child_id(const process_impl& child) {
-  return of(child).id;
+  const auto lock = called("child_id");
+  return current->handles.at(handle_of(child));
 }
 
 void* duplicate_child_handle(const process_impl& child) {
   const auto lock = called("duplicate_child_handle");
-  return current->open(of(child).id);
+  return current->open(current->handles.at(handle_of(child)));
 }
 
 void kill_child(const process_impl& child) {
   const auto lock = called("kill_child");
-  current->end(of(child).id, 1);
+  current->end(current->handles.at(handle_of(child)), 1);
 }
 
 unsigned long long child_working_set_size(process_impl&) {
@@ -230,22 +206,25 @@ void* register_wait(void* process, end_callback callback, void* context) {
 void unregister_wait(void* key) noexcept {
   auto lock = called("unregister_wait");
   const auto& wait = current->waits.at(key);
-  test_support::abort_if(wait.thread == std::this_thread::get_id());
   current->changed.wait(lock, [&] { return wait.thread == std::thread::id() || wait.finished; });
   current->waits.erase(key);
 }
 
 void unregister_wait_in_callback(void* key) noexcept {
   const auto lock = called("unregister_wait_in_callback");
-  test_support::abort_if(current->waits.at(key).thread != std::this_thread::get_id());
+  if (current->waits.at(key).thread != std::this_thread::get_id()) {
+    std::abort();
+  }
   current->waits.erase(key);
 }
 
 void close_process_handle(void* process) noexcept {
   const auto lock = called("close_process_handle");
-  test_support::abort_if(std::any_of(current->waits.begin(), current->waits.end(),
-                                     [&](const auto& wait) { return wait.second.process == process; }));
-  test_support::abort_if(current->handles.erase(process) == 0);
+  const bool waited_on = std::any_of(current->waits.begin(), current->waits.end(),
+                                     [&](const auto& wait) { return wait.second.process == process; });
+  if (waited_on || current->handles.erase(process) == 0) {
+    std::abort();
+  }
 }
 
 process::exit_status_variant read_exit_status(void* handle) {

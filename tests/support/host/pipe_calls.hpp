@@ -1,7 +1,7 @@
 // A scripted stand-in for the pipe's system calls: reads return exactly what the test lays out, writes and closes are
 // recorded. It replaces the real calls at link time, in the native build and in Windows programs that compile it in.
 //
-// One script lives at a time, on one thread. Without one, a call of the pipe's system calls aborts.
+// One script lives at a time, on one thread.
 #pragma once
 
 #include "process/pipe/pipe_calls.hpp"
