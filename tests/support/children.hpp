@@ -3,13 +3,11 @@
 
 #include <fl/process.hpp>
 
+#include "every_test.hpp"
 #include "import_patch.hpp"
 #include "support.hpp"
 
 #include <windows.h>
-
-#include <string>
-#include <vector>
 
 namespace children {
 
@@ -33,14 +31,12 @@ inline std::string read_all(const process::iopipe_device& device) {
   return all;
 }
 
-/// A context with the child's standard output in `pipe`.
 inline process::context output_to(process::iopipe& pipe) {
   process::context made;
   made.std_out(process::pipe_to(pipe));
   return made;
 }
 
-/// A child that ends with `code`.
 inline process::process exiting_child(unsigned code) {
   return process::process(command("exit", {std::to_string(code)}));
 }

@@ -2,10 +2,6 @@
 
 #include <dbghelp.h>
 
-#include <cstddef>
-#include <cstring>
-#include <string>
-
 namespace test_support {
 namespace {
 
@@ -33,13 +29,11 @@ void find_import(HMODULE module, Visit visit) {
 }
 
 // Import tables are read-only once the loader is done. The store is one aligned word: callers see the old or the new.
-bool store(import_patch::any_function* slot, import_patch::any_function value) {
+void store(import_patch::any_function* slot, import_patch::any_function value) {
   DWORD protection = 0;
-  if (!::VirtualProtect(slot, sizeof *slot, PAGE_READWRITE, &protection)) {
-    return false;
-  }
+  ::VirtualProtect(slot, sizeof *slot, PAGE_READWRITE, &protection);
   ::InterlockedExchangePointer(reinterpret_cast<void**>(slot), reinterpret_cast<void*>(value));
-  return ::VirtualProtect(slot, sizeof *slot, protection, &protection);
+  ::VirtualProtect(slot, sizeof *slot, protection, &protection);
 }
 
 }  // namespace
@@ -51,15 +45,12 @@ import_patch::import_patch(const char* module, const char* function, any_functio
     slot_ = std::strcmp(name, function) == 0 ? slot : nullptr;
     return slot_ != nullptr;
   });
-  const std::string what = std::string(module ? module : "the program") + " -> " + function;
   if (slot_ == nullptr) {
-    throw std::runtime_error("import_patch: no such module or import: " + what);
+    throw std::runtime_error(std::string("no such module or import: ") + function);
   }
   original_ = *slot_;
   original = original_;
-  if (!store(slot_, replacement)) {
-    throw std::runtime_error("import_patch: import table not writable: " + what);
-  }
+  store(slot_, replacement);
 }
 
 import_patch::~import_patch() {

@@ -1,13 +1,9 @@
 // Fault injection without a seam in the product: the import table of one loaded module is patched, so that the calls
 // which that module makes to a function of another DLL go elsewhere for as long as an object lives.
 //
-//   import_patch   redirects one imported function to a plain function pointer.
-//   injected<Fn>   counts the calls of one imported function and lets chosen ones fail or go to a handler:
-//
-//     injected<decltype(&CreateProcessW)> fault("libqxfl.dll", "CreateProcessW");
-//     fault.fail_at(1, FALSE, ERROR_ACCESS_DENIED);
-//     EXPECT_THROW(launch(), std::exception);
-//     EXPECT_EQ(fault.calls(), 1u);
+//   injected<decltype(&CreateProcessW)> fault("CreateProcessW");
+//   fault.fail_at(1, FALSE, ERROR_ACCESS_DENIED);
+//   EXPECT_THROW(launch(), std::exception);
 //
 // Only the named module is affected. The C run-time, libstdc++ and each Boost DLL have import tables of their own: what
 // they call on the module's behalf is not seen, nor is a call through a pointer from GetProcAddress. A program that
@@ -19,30 +15,20 @@
 // module are made and removed by one thread at a time.
 #pragma once
 
-#include <windows.h>
+#include "every_test.hpp"
 
-#include <atomic>
-#include <cstdint>
-#include <functional>
-#include <memory>
-#include <mutex>
-#include <optional>
-#include <stdexcept>
-#include <string>
-#include <utility>
-#include <vector>
+#include <windows.h>
 
 namespace test_support {
 
-/// Redirects what one module imports under one name, and undoes it on destruction. The module stays loaded meanwhile.
+/// Redirects what one module imports under one name to a plain function, and undoes it on destruction.
 class import_patch {
  public:
-  /// A function pointer without its type.
   using any_function = void (*)();
 
   /// `module`: the file name of a loaded module ("libqxfl.dll"), or nullptr for the program itself. `original`: gets
-  /// what the module called before, and has it when the first call reaches `replacement`. Throws std::runtime_error,
-  /// naming module and function, if the module is not loaded or does not import the function by name.
+  /// what the module called before, and has it when the first call reaches `replacement`. Throws std::runtime_error if
+  /// the module is not loaded or does not import the function by name.
   import_patch(const char* module, const char* function, any_function replacement, std::atomic<any_function>& original);
   import_patch(const import_patch&) = delete;
   import_patch& operator=(const import_patch&) = delete;
@@ -50,22 +36,22 @@ class import_patch {
   ~import_patch();
 
  private:
-  any_function* slot_ = nullptr;  ///< the word of the import table
+  any_function* slot_ = nullptr;
   any_function original_;
 };
 
 /// The names that a loaded module imports from `dll`.
 std::vector<std::string> imports_of(const char* module, const char* dll);
 
-/// Watches and breaks one imported function of one module. `Function` is its pointer type, such as
-/// `decltype(&CloseHandle)`, or spelt out where the compiler complains of ignored attributes.
+/// Counts the calls of one imported function and lets chosen ones fail or go to a handler. `Function` is its pointer
+/// type, spelt out where the compiler complains of ignored attributes.
 ///
 /// The replacement is a plain function, which finds its object through a static member. The second parameter makes each
 /// `injected<…>` in a source a type of its own, with its own such member, so that functions of one type can be watched
-/// at once. One object of each such type can live at a time, as in a loop, and they are to watch the same function.
+/// at once. One object of each such type can live at a time.
 ///
-/// Counting and failing allocate nothing, so that allocation itself can be made to fail. The destructor restores the
-/// import and waits for handlers that are still running, but not for calls that were passed on.
+/// Counting and failing allocate nothing, so that allocation itself can be made to fail. The destructor waits for
+/// handlers that are still running, but not for calls that were passed on.
 template <class Function, class Tag = decltype([]() -> void {})>
 class injected;
 
@@ -76,27 +62,29 @@ class injected<Result (*)(Arguments...), Tag> {
   /// Takes a call over: gets the original function and the arguments, on the thread that makes the call.
   using handler_type = std::function<Result(function_type original, Arguments...)>;
 
-  /// Arguments and failures as import_patch, and std::logic_error if another object of this type lives. Until told
-  /// otherwise, calls are counted and go to `handler`, or are passed on if there is none.
+  /// Calls go to `handler`, or are passed on if there is none.
   injected(const char* module, const char* function, handler_type handler = nullptr)
       : handler_(handler ? std::make_shared<const handler_type>(std::move(handler)) : nullptr),
         entry_(*this),
         patch_(module, function, reinterpret_cast<import_patch::any_function>(&replacement), original_) {}
   /// The same in libqxfl.dll.
-  injected(const char* function, handler_type handler) : injected("libqxfl.dll", function, std::move(handler)) {}
+  explicit injected(const char* function, handler_type handler = nullptr)
+      : injected("libqxfl.dll", function, std::move(handler)) {}
 
-  /// Lets the `nth` call (from 1, counted since construction or `reset`) not happen: its caller gets `result`, with
-  /// `error` as the last error. Takes the place of a failure set before.
-  void fail_at(std::uint64_t nth, Result result, DWORD error) { fail({nth, nth, result, error}); }
-  /// Lets every call fail.
-  void fail_always(Result result, DWORD error) { fail({1, UINT64_MAX, result, error}); }
-  /// Takes over every call that is not made to fail. An empty function ends that.
+  /// Lets the `nth` call (from 1) not happen: its caller gets `result`, with `error` as the last error. Takes the place
+  /// of a failure set before.
+  void fail_at(std::uint64_t nth, Result result, DWORD error) {
+    const std::lock_guard lock(mutex_);
+    failure_ = {nth, result, error};
+  }
+  void fail_always(Result result, DWORD error) { fail_at(every, result, error); }
+  /// Takes over every call that is not made to fail.
   void handle_with(handler_type handler) {
     auto shared = handler ? std::make_shared<const handler_type>(std::move(handler)) : nullptr;
     const std::lock_guard lock(mutex_);
     handler_.swap(shared);  // the former one goes after the lock
   }
-  /// The calls since construction or `reset`, those that were made to fail included.
+  /// Those that were made to fail included.
   std::uint64_t calls() const {
     const std::lock_guard lock(mutex_);
     return calls_;
@@ -110,9 +98,9 @@ class injected<Result (*)(Arguments...), Tag> {
   }
 
  private:
-  /// Lets the calls `first` to `last` fail.
+  static constexpr std::uint64_t every = 0;
   struct failure {
-    std::uint64_t first, last;
+    std::uint64_t nth;
     Result result;
     DWORD error;
   };
@@ -131,7 +119,6 @@ class injected<Result (*)(Arguments...), Tag> {
       }
     }
   };
-  /// A call that may be using the object.
   struct visit {
     visit() noexcept { ++inside_; }
     ~visit() { --inside_; }
@@ -159,24 +146,20 @@ class injected<Result (*)(Arguments...), Tag> {
   std::pair<std::optional<failure>, std::shared_ptr<const handler_type>> arrive() {
     const std::lock_guard lock(mutex_);
     ++calls_;
-    if (failure_ && failure_->first <= calls_ && calls_ <= failure_->last) {
+    if (failure_ && (failure_->nth == calls_ || failure_->nth == every)) {
       return {failure_, nullptr};
     }
     return {std::nullopt, handler_};
   }
-  void fail(const failure& which) {
-    const std::lock_guard lock(mutex_);
-    failure_ = which;
-  }
 
-  static inline std::atomic<injected*> object_{nullptr};                     ///< null when calls are passed on
-  static inline std::atomic<unsigned> inside_{0};                            ///< how many calls may be using it
-  static inline std::atomic<import_patch::any_function> original_{nullptr};  ///< kept, for calls that arrive late
+  static inline std::atomic<injected*> object_;
+  static inline std::atomic<unsigned> inside_;                      ///< how many calls may be using it
+  static inline std::atomic<import_patch::any_function> original_;  ///< kept, for calls that arrive late
 
-  mutable std::mutex mutex_;                     ///< guards the next three
-  std::uint64_t calls_ = 0;                      ///< since construction or `reset`
-  std::optional<failure> failure_;               ///< the one that is set
-  std::shared_ptr<const handler_type> handler_;  ///< or null
+  mutable std::mutex mutex_;  ///< guards the next three
+  std::uint64_t calls_ = 0;
+  std::optional<failure> failure_;
+  std::shared_ptr<const handler_type> handler_;
   // Behind the others, in this order: the import is restored, calls inside are waited for, then the state goes.
   entry entry_;
   import_patch patch_;

@@ -3,19 +3,12 @@
 
 #include <fl/process.hpp>
 
+#include "every_test.hpp"
 #include "refusals.hpp"
 
 #include <boost/algorithm/string/erase.hpp>
 #include <boost/algorithm/string/replace.hpp>
 #include <boost/system/system_error.hpp>
-
-#include <windows.h>
-
-#include <cstring>
-#include <sstream>
-#include <string>
-#include <string_view>
-#include <typeinfo>
 
 namespace launch_texts {
 
@@ -41,15 +34,13 @@ inline std::string init_error_text(const process::command& what, const std::stri
   return "An error occurred while initializing child process: " + bad_user_text(what, reason);
 }
 
-/// The text of exactly this exception, or what happened in its place; a child that starts is waited for.
+/// The text of the exception; a child that starts is waited for.
 template <class Exception>
 std::string text_of_launch(const process::command& what, const process::context& how) {
   try {
     return "exit status " + std::to_string(process::process(what, how).exit_status());
   } catch (const Exception& e) {
-    return typeid(e) == typeid(Exception) ? e.what() : std::string("a derived exception: ") + e.what();
-  } catch (const std::exception& e) {
-    return std::string("another exception: ") + e.what();
+    return e.what();
   }
 }
 
@@ -61,14 +52,6 @@ inline test_support::refusal_outcomes reasons(const process::command& what, test
     boost::algorithm::erase_all(outcome, "\n");
   }
   return outcomes;
-}
-
-/// Answers a FormatMessageW that allocates its `buffer`.
-inline DWORD give_message(LPWSTR buffer, std::wstring_view words) {
-  void* const made = ::LocalAlloc(LPTR, (words.size() + 1) * sizeof words[0]);
-  std::memcpy(made, words.data(), words.size() * sizeof words[0]);
-  *reinterpret_cast<void**>(buffer) = made;
-  return static_cast<DWORD>(words.size());
 }
 
 }  // namespace launch_texts

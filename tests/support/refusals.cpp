@@ -1,8 +1,7 @@
 #include "refusals.hpp"
 
-#include "every_test.hpp"
-#include "handle_leak.hpp"
 #include "import_patch.hpp"
+#include "support.hpp"
 
 #include <boost/core/demangle.hpp>
 #include <boost/system/error_code.hpp>

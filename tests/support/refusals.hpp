@@ -2,11 +2,9 @@
 // which calls there are, so that one which nobody thought of is refused as well.
 #pragma once
 
-#include <windows.h>
+#include "every_test.hpp"
 
-#include <functional>
-#include <map>
-#include <string>
+#include <windows.h>
 
 namespace test_support {
 

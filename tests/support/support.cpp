@@ -5,13 +5,8 @@
 #include <windows.h>
 #include <tlhelp32.h>
 
-#include <atomic>
 #include <cerrno>
-#include <cstdint>
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <system_error>
 
 namespace test_support {
@@ -90,7 +85,9 @@ scoped_variable::~scoped_variable() {
   set_variable(name_, former_);
 }
 
-std::uint32_t handle_count() {
+namespace {
+
+DWORD handle_count() {
   DWORD count = 0;
   if (::GetProcessHandleCount(::GetCurrentProcess(), &count) && count != 0) {
     return count;
@@ -107,6 +104,30 @@ std::uint32_t handle_count() {
     }
   }
   return count;
+}
+
+}  // namespace
+
+testing::AssertionResult loses_no_handle(const std::function<void()>& work) {
+  testing::AssertionResult lost = testing::AssertionFailure() << "handles before and after each run:";
+  for (int run = 0; run != 4; ++run) {
+    const auto before = handle_count();
+    work();
+    const auto after = handle_count();
+    if (after <= before) {
+      return testing::AssertionSuccess();
+    }
+    lost << " " << before << ", " << after << ";";
+  }
+  return lost;
+}
+
+child_result run_child(const std::string& name, const std::string& argument) {
+  const temp_dir folder;
+  const std::string out = folder.file("out"), err = folder.file("err");
+  const std::string line = "\"" + child_path(name) + "\" " + argument + " >\"" + out + "\" 2>\"" + err + "\"";
+  const int code = ::_wsystem(widen("\"" + line + "\"").c_str());
+  return {static_cast<std::uint32_t>(code), read_file(out), read_file(err)};
 }
 
 std::vector<unsigned long> thread_ids() {

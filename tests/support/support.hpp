@@ -4,11 +4,7 @@
 // Thread safety: free functions may be called from any thread; one object belongs to one thread.
 #pragma once
 
-#include <cstdint>
-#include <optional>
-#include <string>
-#include <string_view>
-#include <vector>
+#include "every_test.hpp"
 
 namespace test_support {
 
@@ -20,9 +16,8 @@ std::string child_path(std::string_view name);
 std::wstring widen(std::string_view utf8);
 std::string narrow(std::wstring_view utf16);
 
-/// The whole file, as bytes.
+/// As bytes; nothing is translated.
 std::string read_file(const std::string& path);
-/// Makes or replaces the file; nothing is translated.
 void write_file(const std::string& path, std::string_view content);
 
 /// A new empty folder below the user's temporary folder, removed with all that is in it.
@@ -44,16 +39,6 @@ class temp_dir {
   std::string path_;
 };
 
-/// A file with a given content in a folder of its own, removed with it.
-class temp_file {
- public:
-  explicit temp_file(std::string_view content = {}) { write_file(path(), content); }
-  std::string path() const { return folder_.file("file.tmp"); }
-
- private:
-  temp_dir folder_;
-};
-
 /// Sets an environment variable of this process, for the C run-time as well, and puts the former state back.
 class scoped_variable {
  public:
@@ -68,9 +53,21 @@ class scoped_variable {
   std::optional<std::wstring> former_;
 };
 
-/// The handles that this process has open now, to compare before and after.
-std::uint32_t handle_count();
-/// The threads of this process now, the calling one included.
+/// Repeats `work`, four times at most, until a run ends with no more handles than it began with. A leak grows with
+/// every run; what the system and the run-time make once and then keep does not: with the first exception, the first
+/// text of an error, or the first time that two threads meet at a lock, which may come with any run.
+testing::AssertionResult loses_no_handle(const std::function<void()>& work);
+
+/// What a child left behind.
+struct child_result {
+  std::uint32_t exit_code;
+  std::string out, err;
+};
+/// Lets the system's command interpreter start `name`.exe of the test programs' folder with one argument, a word
+/// without special characters, and waits: independent of the code under test. May be called from any thread.
+child_result run_child(const std::string& name, const std::string& argument);
+
+/// Those of this process now, the calling one included.
 std::vector<unsigned long> thread_ids();
 
 }  // namespace test_support

@@ -3,8 +3,7 @@
 // args ARGUMENT...         writes every argument to standard output as a record: its length in bytes as a 32-bit
 //                          little-endian number, then the bytes (UTF-8). They are those of the C run-time,
 // system-args ARGUMENT...  or those of CommandLineToArgvW.
-// echo [BYTES]             copies standard input to standard output until it ends. Another thread writes that many
-//                          bytes "e" to standard error: who reads one stream after the other hangs.
+// echo [TEXT]              writes the text to standard error and copies standard input to standard output.
 // env                      writes every entry of its environment block as a line of UTF-8, in the block's order, then
 //                          the variable "name" as narrow programs see it, and the current directory.
 // exit CODE...             ends with the 32-bit code (decimal, negative or 0x…), whatever follows.
@@ -13,10 +12,7 @@
 // pipe DESCRIPTOR          takes over the read end that a descriptor names: writes the pending character to standard
 //                          output and copies what the handle gives there. Bytes go through as they are.
 // wait EVENT_NAME          waits until that event is set.
-// lines N, errors N        writes N numbered lines to standard output or error, as pattern.hpp makes them for the
-// reader.
-#include "pattern.hpp"
-
+// out TEXT, err TEXT       writes the text to standard output or error.
 #include <windows.h>
 #include <shellapi.h>
 
@@ -25,7 +21,6 @@
 #include <map>
 #include <sstream>
 #include <string>
-#include <thread>
 #include <vector>
 
 // Keeps the C run-time's start-up from expanding * and ? in arguments: a child sees them as they were given.
@@ -88,7 +83,7 @@ void tell_system_arguments(const arguments&) {
 }
 
 void echo(const arguments& given) {
-  const std::jthread flood([&] { write_all(err, std::string(given.empty() ? 0 : number(given[0]), 'e')); });
+  write_all(err, given.empty() ? "" : to_utf8(given[0]));
   copy_all(in, out);
 }
 
@@ -131,8 +126,8 @@ const std::map<std::wstring, void (*)(const arguments&)> modes = {
     {L"handles", set_events},
     {L"pipe", take_over_pipe},
     {L"wait", wait},
-    {L"lines", [](const arguments& given) { write_all(out, child_pattern::lines(number(given[0]))); }},
-    {L"errors", [](const arguments& given) { write_all(err, child_pattern::lines(number(given[0]))); }},
+    {L"out", [](const arguments& given) { write_all(out, to_utf8(given[0])); }},
+    {L"err", [](const arguments& given) { write_all(err, to_utf8(given[0])); }},
 };
 
 }  // namespace

@@ -6,7 +6,6 @@
 
 #include "every_test.hpp"
 #include "import_patch.hpp"
-#include "run_child.hpp"
 #include "support.hpp"
 
 #include <boost/log/core.hpp>

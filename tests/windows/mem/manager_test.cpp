@@ -241,17 +241,18 @@ TEST(Plugin, CountsTheAllocationsOfItsProcess) {
 }
 
 TEST(Plugin, SaysWhyItDoesNotObserve) {
-  const test_support::temp_file report;
-  const scoped_variable target("QX_MOBSERVATION_REPORT", report.path());
+  const test_support::temp_dir folder;
+  const std::string report = folder.file("report");
+  const scoped_variable target("QX_MOBSERVATION_REPORT", report);
   const HMODULE plugin = LoadLibraryW(L"libqxtools_mobservation.dll");
   const auto init =
       reinterpret_cast<int (*)(int)>(reinterpret_cast<void (*)()>(GetProcAddress(plugin, "mobserveradminapiinit")));
   ASSERT_NE(init, nullptr);
   EXPECT_EQ(init(0), 0);
   EXPECT_TRUE(FreeLibrary(plugin));
-  EXPECT_EQ(test_support::read_file(report.path()), "C run-time allocations of process " +
-                                                        std::to_string(GetCurrentProcessId()) +
-                                                        " are not observed: it was not asked for\n");
+  EXPECT_EQ(test_support::read_file(report), "C run-time allocations of process " +
+                                                 std::to_string(GetCurrentProcessId()) +
+                                                 " are not observed: it was not asked for\n");
 }
 
 }  // namespace

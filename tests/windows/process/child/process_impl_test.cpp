@@ -10,8 +10,6 @@
 #include "import_patch.hpp"
 #include "refusals.hpp"
 
-#include <tuple>
-
 namespace process = foundation::core::process;
 using children::exiting_child;
 using children::let_it_end;
@@ -53,28 +51,14 @@ TEST(Process, IsKnownByItsIdAndHandlesWhileItRunsAndCanBeReleasedOrKilled) {
 // The callback that would bring the status is never registered. Wine does not refuse to end what has ended.
 TEST(Process, KillFindsThatTheChildHasEndedThoughItsStatusIsStillOnTheWay) {
   process::process child = exiting_child(0);
-  injected<decltype(&RegisterWaitForSingleObject)> registration("libqxfl.dll", "RegisterWaitForSingleObject");
+  injected<decltype(&RegisterWaitForSingleObject)> registration("RegisterWaitForSingleObject");
   registration.fail_always(TRUE, ERROR_SUCCESS);
   child.exit_status_async();
   let_it_end(child);
-  injected<decltype(&TerminateProcess)> terminate("libqxfl.dll", "TerminateProcess");
+  injected<decltype(&TerminateProcess)> terminate("TerminateProcess");
   terminate.fail_always(FALSE, ERROR_ACCESS_DENIED);
   EXPECT_THROW(child.kill(), process::process_kill_error);
   process::testing::set_implementation_qos(process::implementation_qos{1});  // forgets the child
-}
-
-TEST(Process, KeepsImpossibleAnswersOfAWaitApart) {
-  const std::tuple<DWORD, bool, const char*> rows[] = {
-      {WAIT_ABANDONED, false, "an unexpected value: WAIT_ABANDONED"},
-      {WAIT_TIMEOUT, true, "an unexpected value: WAIT_TIMEOUT"},
-      {7, false, "an unrecognized value"},
-  };
-  for (const auto& [answer, block, text] : rows) {
-    injected<decltype(&WaitForSingleObject)> wait("libqxfl.dll", "WaitForSingleObject");
-    wait.fail_always(answer, 0);
-    EXPECT_THAT([&] { process_impl::wait(GetCurrentProcess(), block); },
-                testing::ThrowsMessage<std::runtime_error>(std::string("WaitForSingleObject returned ") + text));
-  }
 }
 
 // A refused look at the status is kept in place of it.

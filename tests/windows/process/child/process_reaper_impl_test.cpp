@@ -26,7 +26,7 @@ TEST(Reaper, ManyChildrenAtOnceAllReportAndNoThreadIsKeptForEach) {
   const std::size_t for_ten = threads_for(10);
   // The pool waits for up to 63 handles with one thread of its own.
   EXPECT_LE(threads_for(70), for_ten + 2);
-  injected<decltype(&UnregisterWaitEx)> unregistered("libqxfl.dll", "UnregisterWaitEx");
+  injected<decltype(&UnregisterWaitEx)> unregistered("UnregisterWaitEx");
   for (const auto& status : statuses) {
     EXPECT_FALSE(status.is_ready());
   }
@@ -43,9 +43,9 @@ TEST(Reaper, HoldsTheLibraryForItsCallbacksAndLeavesTheChildrenRunning) {
   children::common_event end;
   process::process child(end.waiting());
   const auto status = child.exit_status_async();
-  injected<decltype(&GetModuleHandleExW)> held("libqxfl.dll", "GetModuleHandleExW");
   DWORD how = 0;
-  held.handle_with([&](auto original, DWORD flags, auto... rest) { return original(how = flags, rest...); });
+  const injected<decltype(&GetModuleHandleExW)> held(
+      "GetModuleHandleExW", [&](auto original, DWORD flags, auto... rest) { return original(how = flags, rest...); });
   testing_hooks::set_implementation_qos(process::implementation_qos{7});
   testing_hooks::get_implementation_qos();
   EXPECT_TRUE(how & GET_MODULE_HANDLE_EX_FLAG_PIN);

@@ -8,14 +8,8 @@
 
 #include <boost/system/system_error.hpp>
 
-#include <psapi.h>
-
 namespace this_process = foundation::core::process::this_process;
 using test_support::injected;
-
-namespace {
-constexpr const char* library = "libqxfl.dll";
-}
 
 TEST(ThisProcess, TellsItsIdWorkingSetAndPath) {
   EXPECT_EQ(this_process::id(), static_cast<long long>(GetCurrentProcessId()));
@@ -28,7 +22,7 @@ TEST(ThisProcess, TellsItsIdWorkingSetAndPath) {
 // The table of the system's answers is injected: how long a path is, and with which last error the call returns.
 TEST(ThisProcess, GrowsTheBufferOnceForALongPathAndGoesByTheLastErrorAlone) {
   const std::wstring long_path(5000, L'x');
-  injected<decltype(&GetModuleFileNameW)> name(library, "GetModuleFileNameW");
+  injected<decltype(&GetModuleFileNameW)> name("GetModuleFileNameW");
   name.handle_with([&](auto, HMODULE, LPWSTR buffer, DWORD size) -> DWORD {
     if (size <= long_path.size()) {
       SetLastError(ERROR_INSUFFICIENT_BUFFER);
@@ -49,22 +43,4 @@ TEST(ThisProcess, GrowsTheBufferOnceForALongPathAndGoesByTheLastErrorAlone) {
   name.reset();
   name.fail_always(10, ERROR_ACCESS_DENIED);
   EXPECT_THROW(this_process::absolute_path(), boost::system::system_error);
-}
-
-// Every DLL of the build says its version in its properties.
-TEST(Library, CarriesAVersionResource) {
-  const HMODULE module = GetModuleHandleA(library);
-  ASSERT_NE(module, nullptr);
-  wchar_t path[MAX_PATH] = {};
-  GetModuleFileNameW(module, path, MAX_PATH);
-  std::vector<char> data(GetFileVersionInfoSizeW(path, nullptr));
-  ASSERT_FALSE(data.empty());
-  ASSERT_TRUE(GetFileVersionInfoW(path, 0, static_cast<DWORD>(data.size()), data.data()));
-  VS_FIXEDFILEINFO* info = nullptr;
-  UINT size = 0;
-  ASSERT_TRUE(VerQueryValueW(data.data(), L"\\", reinterpret_cast<void**>(&info), &size));
-  EXPECT_EQ(info->dwFileType, static_cast<DWORD>(VFT_DLL));
-  EXPECT_EQ(std::to_string(HIWORD(info->dwFileVersionMS)) + "." + std::to_string(LOWORD(info->dwFileVersionMS)) + "." +
-                std::to_string(HIWORD(info->dwFileVersionLS)),
-            QXFL_VERSION);
 }

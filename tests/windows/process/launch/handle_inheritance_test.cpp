@@ -13,8 +13,6 @@ namespace open_mode = process::open_mode;
 
 namespace {
 
-constexpr const char* library = "libqxfl.dll";
-
 // An event that every child inherits which is not kept from it. A child that has it can set it, which is seen here:
 // proof against chance, since the number of a handle may stand for something else in a child.
 struct inheritable_event {
@@ -91,7 +89,7 @@ TEST(HandleInheritance, TheListNamesEachHandleOnceInOrderAndTheyAreAllInheritabl
   how.inherit_pipe(extra, open_mode::read | open_mode::write);
   std::vector<HANDLE> list;
   const injected<decltype(&UpdateProcThreadAttribute)> update(
-      library, "UpdateProcThreadAttribute",
+      "UpdateProcThreadAttribute",
       [&](auto original, auto target, auto flags, DWORD_PTR attribute, PVOID value, SIZE_T size, auto... rest) {
         EXPECT_EQ(attribute, DWORD_PTR{0x00020002});
         list.assign(static_cast<HANDLE*>(value), static_cast<HANDLE*>(value) + size / sizeof(HANDLE));

@@ -3,36 +3,20 @@
 #include <fl/sysdep/windows/process_impl.hpp>
 
 #include "children.hpp"
-#include "children/pattern.hpp"
 #include "every_test.hpp"
-#include "handle_leak.hpp"
 #include "import_patch.hpp"
 
 #include <windows.h>
 #include <fcntl.h>
 #include <io.h>
 
-namespace foundation::core::sysdep::windows {
-
-// A step of a launch that no launch takes so.
-struct process_impl_access {
-  static constexpr auto no_action = static_cast<process_impl::open_action_type>(3);
-  static constexpr auto open_file_handle = &process_impl::open_file_handle;
-};
-
-}  // namespace foundation::core::sysdep::windows
-
 namespace process = foundation::core::process;
 using foundation::core::sysdep::windows::process_impl;
-using steps = foundation::core::sysdep::windows::process_impl_access;
 using test_support::injected;
 using test_support::read_file;
 using test_support::write_file;
-using testing::ThrowsMessage;
 
 namespace {
-
-constexpr const char* library = "libqxfl.dll";
 
 // Points standard output (1) or error (2) of the C run-time at a file, or closes it; the system's standard handle is
 // null meanwhile, so that the two cannot be mistaken for each other. Nothing may be asserted in between: the report
@@ -78,9 +62,8 @@ struct request {
 request requested(const process::command& what, const process::context& how, std::string_view block = {}) {
   request made;
   const injected<decltype(&CreateProcessW)> creation(
-      library, "CreateProcessW",
-      [&](auto, auto name, auto line, auto, auto, auto inherit, auto flags, auto environment, auto directory,
-          auto startup, auto) {
+      "CreateProcessW", [&](auto, auto name, auto line, auto, auto, auto inherit, auto flags, auto environment,
+                            auto directory, auto startup, auto) {
         const bool list = reinterpret_cast<STARTUPINFOEXW*>(startup)->lpAttributeList != nullptr;
         std::ostringstream numbers;
         numbers << std::hex << inherit << " " << flags << " " << startup->dwFlags << (list ? " and a list" : "");
@@ -98,11 +81,12 @@ request requested(const process::command& what, const process::context& how, std
 
 }  // namespace
 
-// An input file that is missing is made as an output file is.
+// An input file that is missing is made as an output file is. Merged streams share one position in a file: with two,
+// each would overwrite the other.
 TEST(Redirection, ComesFromFilesAndReplacesOrContinuesFilesByteForByte) {
   const test_support::temp_dir folder;
   const std::string in = folder.file("in with blank"), missing = folder.file("missing"), target = folder.file("target"),
-                    data = child_pattern::bytes(300000, 5) + "\r\n\x1A\n", lines = child_pattern::lines(3);
+                    data = std::string(100000, '\0') + "\r\n\x1A\n\xFF";
   write_file(in, data);
   const process::std_out_type replaced = process::overwrite_file(target), continued = process::append_to_file(target);
   const struct {
@@ -114,11 +98,15 @@ TEST(Redirection, ComesFromFilesAndReplacesOrContinuesFilesByteForByte) {
       {children::command("echo"), [&](auto& how) { how.std_in(process::read_from_file(in)).std_out(replaced); }, data},
       {children::command("echo"), [&](auto& how) { how.std_in(process::read_from_file(missing)).std_out(replaced); },
        ""},
-      {children::command("lines", {"3"}), [&](auto& how) { how.std_out(replaced); }, lines},
-      {children::command("lines", {"3"}), [&](auto& how) { how.std_out(continued); }, lines, true},
-      {children::command("errors", {"3"}), [&](auto& how) { how.std_err(process::overwrite_file(target)); }, lines},
-      {children::command("errors", {"3"}), [&](auto& how) { how.std_err(process::append_to_file(target)); }, lines,
+      {children::command("out", {"some"}), [&](auto& how) { how.std_out(continued); }, "some", true},
+      {children::command("err", {"some"}), [&](auto& how) { how.std_err(process::overwrite_file(target)); }, "some"},
+      {children::command("err", {"some"}), [&](auto& how) { how.std_err(process::append_to_file(target)); }, "some",
        true},
+      {children::command("echo", {"none"}),
+       [&](auto& how) {
+         how.std_in(process::read_from_file(in)).std_out(replaced).std_err(process::merge_with_stdout());
+       },
+       "none" + data},
   };
   for (const auto& [what, redirect, written, continues] : rows) {
     for (const std::string& before : {std::string(), std::string(1000, 'x')}) {
@@ -130,20 +118,6 @@ TEST(Redirection, ComesFromFilesAndReplacesOrContinuesFilesByteForByte) {
     }
   }
   EXPECT_EQ(read_file(missing), "");
-}
-
-// Two positions in the file would let each stream overwrite the other.
-TEST(Redirection, MergedStreamsShareOnePositionInAFile) {
-  const test_support::temp_dir folder;
-  write_file(folder.file("in"), std::string(400000, 'i'));
-  write_file(folder.file("both"), "Old");
-  process::context how;
-  how.std_in(process::read_from_file(folder.file("in")));
-  how.std_out(process::append_to_file(folder.file("both"))).std_err(process::merge_with_stdout());
-  EXPECT_EQ(status_of("echo", {"500000"}, how), 0u);
-  std::string both = read_file(folder.file("both"));
-  std::sort(both.begin() + 3, both.end());
-  EXPECT_TRUE(both == "Old" + std::string(500000, 'e') + std::string(400000, 'i')) << both.size();
 }
 
 // The program, its directory, a variable, a file and what `which` finds all have such names, whatever the code page.
@@ -179,12 +153,12 @@ TEST(Redirection, OutputIsInheritedFromTheRunTimesStreamsOrDiscarded) {
   {
     const scoped_stream out(1, folder.file("out"));
     const scoped_stream err(2, folder.file("err"));
-    statuses = {status_of("lines", {"2"}, plain), status_of("errors", {"3"}, plain), status_of("errors", {"1"}, merged),
-                status_of("lines", {"20000"}, silent), status_of("errors", {"20000"}, silent)};
+    statuses = {status_of("out", {"one"}, plain), status_of("err", {"two"}, plain), status_of("err", {"three"}, merged),
+                status_of("out", {"four"}, silent), status_of("err", {"five"}, silent)};
   }
   EXPECT_EQ(statuses, std::vector<unsigned>(5, 0));
-  EXPECT_EQ(read_file(folder.file("out")), child_pattern::lines(2) + child_pattern::lines(1));
-  EXPECT_EQ(read_file(folder.file("err")), child_pattern::lines(3));
+  EXPECT_EQ(read_file(folder.file("out")), "onethree");
+  EXPECT_EQ(read_file(folder.file("err")), "two");
 }
 
 // The run-time answers -1 or -2 for a stream that it does not have: numbers that stand for this process and thread.
@@ -203,19 +177,6 @@ TEST(Redirection, InheritsTheSystemsInputAsItIsAndNothingForAStreamThatTheParent
     EXPECT_NE(made.streams[3 - missing], nullptr);
   }
   EXPECT_TRUE(CloseHandle(input)) << "the parent's own handle must stay open";
-}
-
-TEST(Redirection, UnknownKeysAndActionsAreRefusedAndLoseNoHandle) {
-  const test_support::temp_file file;
-  STARTUPINFOW start = {};
-  constexpr DWORD key = static_cast<DWORD>(-13);
-  EXPECT_TRUE(test_support::loses_no_handle([&] {
-    EXPECT_THAT([&] { steps::open_file_handle(&start, key, file.path(), GENERIC_WRITE, {}); },
-                ThrowsMessage<std::invalid_argument>("get_handle key must be one of STD_INPUT_HANDLE, "
-                                                     "STD_OUTPUT_HANDLE, or STD_ERROR_HANDLE"));
-    EXPECT_THAT([&] { steps::open_file_handle(&start, key, file.path(), GENERIC_WRITE, steps::no_action); },
-                ThrowsMessage<std::invalid_argument>("bad open_action (open_file_handle)"));
-  }));
 }
 
 TEST(LaunchRequest, HoldsWhatCommandAndContextSay) {
@@ -265,6 +226,6 @@ TEST(LaunchRequest, HoldsTheEnvironmentAsBytesOnlyWhereTheseAreTheText) {
   wchar_t expected[] = L"A=?\0b=2=3\0C=\0\u00e4=\U0001f600\0";
   ASSERT_EQ(MultiByteToWideChar(CP_ACP, 0, "\xff", 1, expected + 2, 1), 1);
   expect_block(expected, "0 80400 100");
-  const injected<decltype(&GetACP)> page(library, "GetACP", [](auto) { return UINT{CP_UTF8}; });
+  const injected<decltype(&GetACP)> page("GetACP", [](auto) { return UINT{CP_UTF8}; });
   expect_block("\u00e4=\U0001f600\0A=\xff\0b=2=3\0C=\0", "0 80000 100");
 }

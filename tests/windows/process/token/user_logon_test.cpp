@@ -5,7 +5,6 @@
 
 #include "children.hpp"
 #include "every_test.hpp"
-#include "handle_leak.hpp"
 #include "launch_texts.hpp"
 #include "scripted_tokens.hpp"
 
@@ -19,7 +18,6 @@ using test_support::scoped_variable;
 
 namespace {
 
-constexpr const char* library = "libqxfl.dll";
 constexpr const char* secret = "pass word 4711";
 const process::command program = children::command("exit", {"5"});
 
@@ -132,12 +130,12 @@ TEST(UserLaunch, FailsWithoutAPrivilegeThoughTheSystemCallsThatASuccess) {
 TEST(UserLaunch, TakesNamesAndPasswordsInTheLettersOfAllLanguages) {
   scripted_tokens system;
   injected<decltype(&::LogonUserW)> logon(
-      library, "LogonUserW", [&](auto, auto user, auto domain, auto password, auto type, auto provider, HANDLE* token) {
+      "LogonUserW", [&](auto, auto user, auto domain, auto password, auto type, auto provider, HANDLE* token) {
         EXPECT_EQ(user + std::wstring(L"|") + domain + L"|" + password, L"J\u00fcrgen \u20ac|\u0414|\u4e2d\U0001f600");
         EXPECT_TRUE(type == LOGON32_LOGON_INTERACTIVE && provider == LOGON32_PROVIDER_DEFAULT);
         return system.give_token(token, "user");
       });
-  injected<decltype(&::LoadUserProfileW)> load(library, "LoadUserProfileW", [](auto, HANDLE, PROFILEINFOW* info) {
+  injected<decltype(&::LoadUserProfileW)> load("LoadUserProfileW", [](auto, HANDLE, PROFILEINFOW* info) {
     EXPECT_TRUE(info->dwSize == 56 && info->dwFlags == PI_NOUI);
     EXPECT_EQ(info->lpUserName, std::wstring(L"J\u00fcrgen \u20ac"));
     ::SetLastError(injected_code);
