@@ -11,6 +11,7 @@
 
 #include <boost/format.hpp>
 
+#include <csignal>
 #include <latch>
 
 namespace {
@@ -91,7 +92,15 @@ TEST_F(Termination, BringsEveryFormOfMessageToATest) {
   EXPECT_FALSE(terminate_called());
 }
 
-#ifndef _WIN32  // There no environment can be set for the test alone.
+#ifndef _WIN32  // There neither can be had in the process of the test.
+TEST(TerminateDeathTest, TwoHandlersOnOneThreadEndTheProcess) {
+  const auto nest = [] {
+    const terminate_handler outer;
+    const terminate_handler inner;
+  };
+  EXPECT_EXIT(nest(), testing::KilledBySignal(SIGABRT), "");
+}
+
 TEST_F(Termination, ShowsNoDialogIfTheEnvironmentSaysSo) {
   constexpr const char *disable = "QX_DISABLE_TERMINATE_DIALOG", *mode = "QX_CRASH_MODE";
   const struct {

@@ -9,6 +9,25 @@
 #include "processor_records.hpp"
 
 namespace {
+int allocations_left = -1;  ///< how many succeed before one fails, or all; -1 for all
+bool memory_comes_back = false;
+}  // namespace
+
+// Not inline, or the compiler takes each pair for a mismatch.
+[[gnu::noinline]] void* operator new(std::size_t size) {
+  const bool fails = allocations_left == 0;
+  allocations_left -= allocations_left > 0 || (fails && memory_comes_back);
+  void* const block = fails ? nullptr : std::malloc(size);
+  return block != nullptr ? block : throw std::bad_alloc();
+}
+[[gnu::noinline]] void operator delete(void* block) noexcept {
+  std::free(block);
+}
+[[gnu::noinline]] void operator delete(void* block, std::size_t) noexcept {
+  std::free(block);
+}
+
+namespace {
 
 using namespace foundation::core::system::windows;
 using namespace test_support;
@@ -106,6 +125,25 @@ TEST_F(PECoresTest, PrefersCpuSetsToCounts) {
   EXPECT_THAT(drain_complaints(),
               ElementsAre(StartsWith("Windows CPU-set probe: tier sum disagrees"), "no entries today",
                           "Windows CPU-set probe: the source of the CPU sets failed"));
+}
+
+// The report of the shortage once took memory, which ended the process.
+TEST_F(PECoresTest, GoesByTheCountsWithoutMemory) {
+  for (const bool comes_back : {false, true}) {
+    memory_comes_back = comes_back;
+    std::vector<std::string> expected;  // Of what is refused: a copy of the entries, then something for each core.
+    for (allocations_left = 0;; allocations_left = static_cast<int>(expected.size())) {
+      const tiers found = computed([] { return hybrid; });
+      allocations_left = -1;
+      if (found == tiers(2, 6)) {
+        break;
+      }
+      ASSERT_EQ(found, tiers(4, 4));
+      expected.push_back(expected.empty() ? std::bad_alloc().what() : "Windows CPU-set probe: no memory");
+    }
+    EXPECT_GT(expected.size(), 8u);
+    EXPECT_EQ(drain_complaints(), comes_back ? expected : std::vector<std::string>());
+  }
 }
 
 TEST_F(PECoresTest, ReadsTheRecordsOfTheSystem) {

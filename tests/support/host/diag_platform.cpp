@@ -64,6 +64,9 @@ bool util::on_same_stack(const void*, const void*) noexcept {
 namespace diag {
 
 void final_stage(const char* message, const char* file, int line, const char* function) noexcept {
+  if (test_support::awaited == nullptr) {
+    std::abort();
+  }
   test_support::awaited->set_value(message + std::string("\n") + function + " " + file + " " + std::to_string(line));
   for (;;) {
     std::this_thread::sleep_for(std::chrono::hours(1));

@@ -111,6 +111,28 @@ TEST(Manager, TunesTheHeapOfTheRunTime) {
   expect("release", [] { return tune(-1); }, query);
 }
 
+TEST(Manager, HasItsWholeLogOrIsNotMadeWhenMemoryEnds) {
+  const scoped_variable alignment("QX_ALIGNED_HEAP_ALIGNMENT", "64");
+  const auto make_with_little_memory = [] {
+    injected<void* (*)(std::size_t)> malloc("libstdc++-6.dll", "malloc");
+    for (std::uint64_t nth = 1, made = 0; made == 0; ++nth) {
+      malloc.reset();
+      malloc.fail_at(nth, nullptr, 0);
+      try {
+        manager::initialize();
+        made = nth;
+      } catch (const std::bad_alloc&) {
+      }
+    }
+    malloc.reset();
+    return show();
+  };
+  expect("off,turbo,debug", make_with_little_memory,
+         log_line("using options 'off,turbo,debug'") + log_line("unrecognized option 'turbo'") +
+             log_line("option 'debug' must be listed first") + log_line("pooling is DISABLED") +
+             log_line("aligned_heap alignment is 64 bytes") + "000000");
+}
+
 /// Ends the process while a thread is in the arena, where it waits for pages. Then a destructor frees a block.
 std::string end_inside_the_arena() {
   take_plugin_from("plugin_agreeing");
