@@ -122,7 +122,7 @@ TEST_F(Arena, KeepsBlocksApartAndIntactAndLosesNothing) {
     host_pages().order = order;
     test_support::seeded_random random;
     client user(random);
-    for (int round = 0; round < 6; ++round) {
+    for (int round = 0; round < 3; ++round) {
       for (int count = 0; count < 25'000 && !HasFailure(); ++count) {
         user.operate();
       }
