@@ -51,6 +51,34 @@ TEST(RecordPipeline, WritesRecordsWithTheIndentOfTheirThreadAndNoneWhileTheCoreI
   EXPECT_EQ(new_records(), "[real] scope_entry: outer()\n[real] note:   in\n[real] note: elsewhere\n");
 }
 
+// Whoever holds the lock may also move the file away. The clock is scripted: each look at it takes 600 ms.
+TEST(RecordPipeline, WaitsASecondForAProcessThatStandsStillInItsWriteAndThenForNoneUntilTheFileIsFree) {
+  logger_type logger("locked");
+  logger.level(severity::note);
+  logger.log(severity::note, "opens the file");
+  const HANDLE other = CreateFileW(test_support::widen(own_log).c_str(), GENERIC_READ | DELETE,
+                                   FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0, nullptr);
+  ASSERT_NE(other, INVALID_HANDLE_VALUE);
+  OVERLAPPED place{};
+  place.OffsetHigh = 0x40000000;
+  injected<decltype(&GetTickCount64)> clock("libqxfoundation_log.dll", "GetTickCount64");
+  clock.handle_with([&](auto) { return 600 * clock.calls(); });
+  const auto looks = [&](bool is_locked) {
+    EXPECT_TRUE(!is_locked || LockFileEx(other, LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0, &place));
+    const auto before = clock.calls();
+    logger.log(severity::note, "x");
+    EXPECT_TRUE(!is_locked || UnlockFileEx(other, 0, 1, 0, &place));
+    return clock.calls() - before;
+  };
+  EXPECT_EQ(looks(true), 3u);
+  EXPECT_EQ(looks(true), 1u);
+  EXPECT_EQ(looks(false), 1u);
+  EXPECT_EQ(looks(true), 3u);
+  CloseHandle(other);
+  EXPECT_EQ(new_records(),
+            "[locked] note: opens the file\n[locked] note: x\n[locked] note: x\n[locked] note: x\n[locked] note: x\n");
+}
+
 // Memory ends, or only one allocation fails: nothing but the handler's exception leaves a check, and no record is cut.
 TEST(LogCheck, EndsTheProcessWhicheverOfItsAllocationsFails) {
   logger_type logger("starved");
@@ -104,7 +132,8 @@ TEST(LogEnvironment, DecidesFromTheFirstUseWhatGoesToStandardErrorAndABadPairIsS
   } cases[] = {
       {"", "records", ""},
       {"child::a;child::b=note;*=frob", "records", R"((QX_LOG: .*\n){2}(\[child::b\] note: from b\n){4})"},
-      {"", "late", R"(QX_LOG: "oops".*\nQX_LOG_FILE: .*\n\[child::a\] note: read late\n)"},
+      {"", "late",
+       R"(QX_LOG: "oops".*\nQX_LOG_FILE: .* cannot be opened: [A-Z].* \(error 3\).*\n\[child::a\] note: read late\n)"},
       {"*=all", "exit", R"(\[child::a\] note: last words\n)"},
   };
   for (const auto& each : cases) {
