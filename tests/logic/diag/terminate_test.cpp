@@ -92,7 +92,6 @@ TEST_F(Termination, BringsEveryFormOfMessageToATest) {
   EXPECT_FALSE(terminate_called());
 }
 
-#ifndef _WIN32  // There neither can be had in the process of the test.
 TEST(TerminateDeathTest, TwoHandlersOnOneThreadEndTheProcess) {
   const auto nest = [] {
     const terminate_handler outer;
@@ -116,7 +115,6 @@ TEST_F(Termination, ShowsNoDialogIfTheEnvironmentSaysSo) {
     EXPECT_EQ(host_system().writes_to_standard_error, each.off) << &each - cases;
   }
 }
-#endif
 
 void throw_what_is_given(const char* message, const char* file, int line, const char* function) {
   const bool as_given = file == nullptr && function == nullptr && line == 0;
