@@ -11,7 +11,6 @@
 #include "host/message_platform.hpp"
 #endif
 
-
 #include <filesystem>
 
 namespace {

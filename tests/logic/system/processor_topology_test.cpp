@@ -41,6 +41,7 @@ TEST(RecordWalk, EndsAtADamagedRecordAndSaysWhere) {
       {7, 48, {16}, "contained a record of 7 bytes at offset 16 of 48, which is too short"},
       {11, 48, {16, 11}, "contained a record of 11 bytes at offset 16 of 48, which is too short"},
       {33, 48, {16, 32}, "contained a record of 33 bytes at offset 16 of 48, which reaches past the end"},
+      {9, 24, {16, 8}, "contained a record of 9 bytes at offset 16 of 24, which reaches past the end"},
       {16, 23, {16}, "ended inside a record at offset 16 of 23"},
   };
   for (const auto& [size_of_second, total, expected, complaint] : cases) {

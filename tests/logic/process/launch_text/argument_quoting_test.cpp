@@ -40,7 +40,8 @@ TEST(ArgumentQuoting, GivesTheKnownForms) {
       {"a b\\", R"("a b\\")"},
       {"a\\\"b", R"(a\\\"b)"},
       {"\t", "\"\t\""},
-      {"\n", "\"\n\""},
+      {"\n\r", "\"\n\r\""},
+      {"\r", "\"\r\""},
       {"\v\f\xe4\xa0", "\v\f\xe4\xa0"},
       {std::string("\\\0\\", 3), std::string("\"\\\0\\\\\"", 6)},
   };
