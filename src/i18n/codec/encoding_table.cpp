@@ -28,7 +28,7 @@ constexpr encoding_row rows[] = {
     {"utf32", no_page, utf32_by_mark},
     {"usascii ascii us ansix341968 ansix341986 iso646irv1991 iso646us isoir6 367", 20127, ascii},
 
-    {"iso88591 iso885911987 isoir100 isolatin1 latin1 l1 819", 28591, nullptr},
+    {"iso88591 iso885911987 isoir100 isolatin1 latin1 l1 819", 28591, latin1},
     {"iso88592 iso885921987 isoir101 isolatin2 latin2 l2", 28592, nullptr},
     {"iso88593 iso885931988 isoir109 isolatin3 latin3 l3", 28593, nullptr},
     {"iso88594 iso885941988 isoir110 isolatin4 latin4 l4", 28594, nullptr},

@@ -1,40 +1,51 @@
-// What is no surrogate, which is nearly everything, goes eight units at a time. Thread safety: as in the header.
+// Well-formed text is the kernel's, what it leaves is taken character by character. Thread safety: as in the header.
 #include "codec/utf16_codec.hpp"
 
-#include "codec/block.hpp"
 #include "codec/immortal.hpp"
+#include "codec/kernel.hpp"
 #include "codec/unit_bytes.hpp"
 #include "codec/utf_step.hpp"
+
+#include <algorithm>
+#include <cstring>
 
 namespace fl::i18n::detail {
 namespace {
 
-constexpr std::size_t unit_size = 2;    // Bytes.
-constexpr std::size_t block_size = 16;  // Bytes, too.
+constexpr std::size_t unit_size = 2;  // Bytes.
+constexpr std::size_t steps = 16;     // Between two tries of the kernel.
 
-/// Which of eight units are surrogates.
-__m128i surrogates(__m128i units) {
-  return _mm_cmpeq_epi16(_mm_and_si128(units, lanes16(0xF800)), lanes16(0xD800));
+/// How many units at the start are well-formed, and whole.
+template <byte_order Order>
+std::size_t well_formed(const char16_t* units, std::size_t count) {
+  const simdutf::implementation& functions = *kernel().functions;
+  const simdutf::result found = Order == byte_order::little ? functions.validate_utf16le_with_errors(units, count)
+                                                            : functions.validate_utf16be_with_errors(units, count);
+  return found.error == simdutf::SUCCESS ? count : found.count;
 }
 
-/// Copies blocks without surrogates and moves both positions behind them. In one of the areas the units are in the byte
-/// order `Order`, in the other they are little-endian.
-template <byte_order Order, class Out, class In>
-void copy_blocks(const In*& from, const In* end, Out*& to, const Out* to_end) {
-  constexpr bool from_bytes = sizeof(In) == 1;
-  constexpr std::size_t in_block = block_size / sizeof(In);
-  constexpr std::size_t out_block = block_size / sizeof(Out);
-  while (static_cast<std::size_t>(end - from) >= in_block && static_cast<std::size_t>(to_end - to) >= out_block) {
-    const __m128i read = load_block(from);
-    const __m128i written =
-        Order == byte_order::little ? read : _mm_or_si128(_mm_slli_epi16(read, 8), _mm_srli_epi16(read, 8));
-    if (_mm_movemask_epi8(surrogates(from_bytes ? written : read)) != 0) {
-      return;
-    }
-    store_block(to, written);
-    from += in_block;
-    to += out_block;
+/// Copies well-formed units and moves both positions behind them. On one of the sides they are bytes in the order
+/// `Order`; those of the input are in the order `InOrder`.
+template <byte_order Order, byte_order InOrder, class Out, class In>
+void copy_by_kernel(const In*& from, const In* end, Out*& to, const Out* to_end) {
+  constexpr std::size_t in_unit = unit_size / sizeof(In);
+  constexpr std::size_t out_unit = unit_size / sizeof(Out);
+  const std::size_t most =
+      std::min(static_cast<std::size_t>(end - from) / in_unit, static_cast<std::size_t>(to_end - to) / out_unit);
+  const auto* const bytes = reinterpret_cast<const char*>(from);
+  auto* const written = reinterpret_cast<char*>(to);
+  if (most < kernel().least || !is_aligned<char16_t>(bytes) || !is_aligned<char16_t>(written)) {
+    return;
   }
+  const auto* const units = reinterpret_cast<const char16_t*>(bytes);
+  const std::size_t count = well_formed<InOrder>(units, most);
+  if constexpr (Order == byte_order::little) {
+    std::memcpy(written, bytes, count * unit_size);
+  } else {
+    kernel().functions->change_endianness_utf16(units, count, reinterpret_cast<char16_t*>(written));
+  }
+  from += count * in_unit;
+  to += count * out_unit;
 }
 
 template <byte_order Order>
@@ -42,8 +53,10 @@ class utf16_to_units final : public decoder {
  public:
   stopped convert(const char*& from, const char* end, char16_t*& to, char16_t* to_end,
                   bool last) const noexcept override {
-    for (;;) {
-      copy_blocks<Order>(from, end, to, to_end);
+    for (std::size_t taken = 0;; ++taken) {
+      if (taken % steps == 0) {
+        copy_by_kernel<Order, Order>(from, end, to, to_end);
+      }
       const std::size_t available = static_cast<std::size_t>(end - from) / unit_size;
       if (available == 0) {
         return from == end || !last ? stopped{} : stopped{stop_reason::ill_formed, 1};
@@ -74,8 +87,10 @@ class units_to_utf16 final : public encoder {
  public:
   stopped convert(const char16_t*& from, const char16_t* end, char*& to, char* to_end,
                   bool last) const noexcept override {
-    for (;;) {
-      copy_blocks<Order>(from, end, to, to_end);
+    for (std::size_t taken = 0;; ++taken) {
+      if (taken % steps == 0) {
+        copy_by_kernel<Order, byte_order::little>(from, end, to, to_end);
+      }
       if (from == end) {
         return {};
       }

@@ -2,20 +2,61 @@
 #include "codec/utf32_codec.hpp"
 
 #include "codec/immortal.hpp"
+#include "codec/kernel.hpp"
 #include "codec/unit_bytes.hpp"
 #include "codec/utf_step.hpp"
+
+#include <algorithm>
 
 namespace fl::i18n::detail {
 namespace {
 
 constexpr std::size_t unit_size = 4;  // Bytes.
+constexpr std::size_t steps = 16;     // Between two tries of the kernel, which has little-endian units alone.
+
+/// Converts well-formed units for which there is certainly room, and moves both positions behind them.
+void decode_by_kernel(const char*& from, const char* end, char16_t*& to, const char16_t* to_end) {
+  const auto [functions, least] = kernel();
+  const std::size_t count =
+      std::min(static_cast<std::size_t>(end - from) / unit_size, static_cast<std::size_t>(to_end - to) / 2);
+  if (count < least || !is_aligned<char32_t>(from)) {
+    return;
+  }
+  const auto* const units = reinterpret_cast<const char32_t*>(from);
+  const simdutf::result done = functions->convert_utf32_to_utf16le_with_errors(units, count, to);
+  const bool is_all = done.error == simdutf::SUCCESS;
+  to += is_all ? done.count : functions->utf16_length_from_utf32(units, done.count);
+  from += (is_all ? count : done.count) * unit_size;
+}
+
+void encode_by_kernel(const char16_t*& from, const char16_t* end, char*& to, const char* to_end) {
+  const auto [functions, least] = kernel();
+  std::size_t count = std::min(static_cast<std::size_t>(end - from), static_cast<std::size_t>(to_end - to) / unit_size);
+  if (count < least || !is_aligned<char32_t>(to)) {
+    return;
+  }
+  if (utf16_traits::is_first_surrogate(from[count - 1])) {
+    --count;  // Its other half is not there.
+  }
+  const simdutf::result done =
+      functions->convert_utf16le_to_utf32_with_errors(from, count, reinterpret_cast<char32_t*>(to));
+  const bool is_all = done.error == simdutf::SUCCESS;
+  to += (is_all ? done.count : functions->utf32_length_from_utf16le(from, done.count)) * unit_size;
+  from += is_all ? count : done.count;
+}
 
 template <byte_order Order>
 class utf32_to_units final : public decoder {
  public:
   stopped convert(const char*& from, const char* end, char16_t*& to, char16_t* to_end,
                   bool last) const noexcept override {
-    for (; static_cast<std::size_t>(end - from) >= unit_size; from += unit_size) {
+    for (std::size_t taken = 0;; ++taken, from += unit_size) {
+      if (Order == byte_order::little && taken % steps == 0) {
+        decode_by_kernel(from, end, to, to_end);
+      }
+      if (static_cast<std::size_t>(end - from) < unit_size) {
+        break;
+      }
       const code_point value = load_unit<Order, unit_size>(from);
       if (!boost::locale::utf::is_valid_codepoint(value)) {
         return {stop_reason::ill_formed, unit_size};
@@ -35,7 +76,13 @@ class units_to_utf32 final : public encoder {
  public:
   stopped convert(const char16_t*& from, const char16_t* end, char*& to, char* to_end,
                   bool last) const noexcept override {
-    while (from != end) {
+    for (std::size_t taken = 0;; ++taken) {
+      if (Order == byte_order::little && taken % steps == 0) {
+        encode_by_kernel(from, end, to, to_end);
+      }
+      if (from == end) {
+        return {};
+      }
       const utf16_character next = read_utf16(from, end);
       if (next.length == 0) {
         return next.cut && !last ? stopped{} : stopped{stop_reason::ill_formed, 1};
@@ -47,7 +94,6 @@ class units_to_utf32 final : public encoder {
       to += unit_size;
       from += next.length;
     }
-    return {};
   }
   std::string_view replacement() const noexcept override {
     constexpr std::string_view little("\xFD\xFF\0\0", unit_size);

@@ -2,6 +2,7 @@
 #include "codec/utf_encodings.hpp"
 
 #include "codec/ascii_codec.hpp"
+#include "codec/latin1_codec.hpp"
 #include "codec/utf16_codec.hpp"
 #include "codec/utf32_codec.hpp"
 #include "codec/utf8_codec.hpp"
@@ -20,6 +21,10 @@ text_encoding by_mark(const text_encoding& little, std::string_view little_mark,
 
 text_encoding ascii() {
   return {&ascii_decoder(), &ascii_encoder()};
+}
+
+text_encoding latin1() {
+  return {&latin1_decoder(), &latin1_encoder()};
 }
 
 text_encoding utf8() {

@@ -6,6 +6,7 @@
 namespace fl::i18n::detail {
 
 text_encoding ascii();
+text_encoding latin1();
 
 text_encoding utf8();
 text_encoding utf16_little();

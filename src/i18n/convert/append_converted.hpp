@@ -15,16 +15,19 @@
 
 namespace fl::i18n::detail {
 
+/// How many units are converted before they are appended.
+template <class Out>
+constexpr std::size_t converted_area = 4096 / sizeof(Out);
+
 /// Appends `text`, converted, to `result`, with `replacement` for each ill-formed subpart. `convert` does what
 /// `codec::convert` does, for the end of a text. `reserve(done, count)` is called before each piece is appended: of the
 /// text `done` units are converted, the last of them to `count` units, which are not in `result` yet.
 template <class Out, class In, class Convert, class Reserve>
 void append_converted(std::basic_string<Out>& result, std::basic_string_view<In> text,
                       std::basic_string_view<Out> replacement, Convert convert, Reserve reserve) {
-  constexpr std::size_t area_size = 4096 / sizeof(Out);
   constexpr std::size_t spare = codec<Out, In>::max_character;  // So that a replacement always fits.
-  Out area[area_size + spare];
-  Out* const area_end = area + area_size;
+  Out area[converted_area<Out> + spare];
+  Out* const area_end = area + converted_area<Out>;
   Out* to = area;
   const In* from = text.data();
   const In* const end = from + text.size();

@@ -1,0 +1,47 @@
+// Thread safety: as in the header.
+#include "codec/latin1_codec.hpp"
+
+#include "codec/ascii_run.hpp"
+#include "codec/immortal.hpp"
+#include "codec/kernel.hpp"
+
+namespace fl::i18n::detail {
+namespace {
+
+class latin1_to_units final : public decoder {
+ public:
+  stopped convert(const char*& from, const char* end, char16_t*& to, char16_t* to_end, bool) const noexcept override {
+    const std::size_t count = room(from, end, to, to_end);
+    to += kernel().functions->convert_latin1_to_utf16le(from, count, to);
+    from += count;
+    return from == end ? stopped{} : stopped{stop_reason::output_full};
+  }
+  std::u16string_view replacement() const noexcept override { return u"\uFFFD"; }
+};
+
+class units_to_latin1 final : public encoder {
+ public:
+  stopped convert(const char16_t*& from, const char16_t* end, char*& to, char* to_end, bool) const noexcept override {
+    const std::size_t count = room(from, end, to, to_end);
+    const simdutf::result done = kernel().functions->convert_utf16le_to_latin1_with_errors(from, count, to);
+    from += done.count;
+    to += done.count;
+    if (done.error != simdutf::SUCCESS) {
+      return {stop_reason::ill_formed, 1};
+    }
+    return from == end ? stopped{} : stopped{stop_reason::output_full};
+  }
+  std::string_view replacement() const noexcept override { return "?"; }
+};
+
+}  // namespace
+
+const decoder& latin1_decoder() noexcept {
+  return immortal<latin1_to_units>();
+}
+
+const encoder& latin1_encoder() noexcept {
+  return immortal<units_to_latin1>();
+}
+
+}  // namespace fl::i18n::detail
