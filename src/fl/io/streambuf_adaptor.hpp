@@ -49,14 +49,31 @@ struct adaptor_areas<char16_t, char> {
   static constexpr std::size_t of_refill = 4096;
 };
 
-/// How many units `sputc` can put into a buffer without asking it. The base class shows that to its heirs only.
+/// What the base class of stream buffers shows to its heirs only.
+template <class Unit, class Traits>
+struct opened : std::basic_streambuf<Unit, Traits> {
+  using base = std::basic_streambuf<Unit, Traits>;
+  using base::egptr, base::epptr, base::gbump, base::gptr, base::pptr;
+};
+
+/// How many units `sputc` can put into a buffer without asking it.
 template <class Unit, class Traits>
 std::ptrdiff_t room_in(const std::basic_streambuf<Unit, Traits>& buffer) {
-  struct heir : std::basic_streambuf<Unit, Traits> {
-    using heir::basic_streambuf::epptr;
-    using heir::basic_streambuf::pptr;
-  };
+  using heir = opened<Unit, Traits>;
   return (buffer.*&heir::epptr)() - (buffer.*&heir::pptr)();
+}
+
+/// What a buffer can give without being asked.
+template <class Unit, class Traits>
+std::pair<const Unit*, const Unit*> ready_in(const std::basic_streambuf<Unit, Traits>& buffer) {
+  using heir = opened<Unit, Traits>;
+  return {(buffer.*&heir::gptr)(), (buffer.*&heir::egptr)()};
+}
+
+/// Takes some of that away.
+template <class Unit, class Traits>
+void skip_in(std::basic_streambuf<Unit, Traits>& buffer, std::ptrdiff_t count) {
+  (buffer.*&opened<Unit, Traits>::gbump)(static_cast<int>(count));
 }
 
 }  // namespace detail
@@ -93,6 +110,7 @@ class streambuf_adaptorT : public std::basic_streambuf<From, FromTraits> {
     return underlying->pubsync();
   }
 
+  std::streamsize xsgetn(From* to, std::streamsize n) override;
   int_type underflow() override;
   int_type pbackfail(int_type c) override;
 
@@ -103,7 +121,11 @@ class streambuf_adaptorT : public std::basic_streambuf<From, FromTraits> {
   bool write_unit(From unit);
   bool write(const From* from, std::streamsize n);
   bool pass_on(const From* from, const From* end, std::size_t size);
+  bool pass_on_by(To* area, std::size_t size, const From* from, const From* end);
   bool put(const To* units, std::streamsize n);
+  void make_read_areas();
+  std::streamsize read_directly(From* to, std::streamsize n);
+  std::streamsize read_block(std::streamsize wanted, int_type& first);
   int_type refill(const To* from, const To* end);
 
   boost::shared_ptr<underlying_buffer> underlying;  ///< not null
@@ -156,14 +178,28 @@ bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::write(const From* from,
   return pass_on(from, end, size);
 }
 
-/// By way of an area of `size` units, as often as needed.
+/// By way of an area of `size` units. A block or less goes by way of the stack: the heap would take longer than all
+/// else.
 template <class From, class To, class FromTraits, class ToTraits>
 bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::pass_on(const From* from, const From* end, std::size_t size) {
-  // A line or less goes by way of the stack: the heap would take longer than all else.
-  constexpr std::size_t stack_size = 1024 / sizeof(To);
-  To on_stack[stack_size];
-  const std::unique_ptr<To[]> on_heap(size > stack_size ? new To[size] : nullptr);
-  To* const area = on_heap ? on_heap.get() : on_stack;
+  constexpr std::size_t for_line = 1024 / sizeof(To);
+  constexpr std::size_t for_block = 8192 / sizeof(To);
+  if (size <= for_line) {
+    To area[for_line];
+    return pass_on_by(area, size, from, end);
+  }
+  if (size <= for_block) {
+    To area[for_block];
+    return pass_on_by(area, size, from, end);
+  }
+  const std::unique_ptr<To[]> area(new To[size]);
+  return pass_on_by(area.get(), size, from, end);
+}
+
+/// As often as the area is full.
+template <class From, class To, class FromTraits, class ToTraits>
+bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::pass_on_by(To* area, std::size_t size, const From* from,
+                                                                    const From* end) {
   for (;;) {
     To* to = area;
     const std::size_t more = out_converter->convert(&to, area + size, &from, end, false);
@@ -189,6 +225,53 @@ bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::put(const To* units, st
   return true;
 }
 
+/// A block at a time straight to where the user wants it, as long as it comes from memory and has room there; the rest
+/// as any stream buffer does.
+template <class From, class To, class FromTraits, class ToTraits>
+std::streamsize streambuf_adaptorT<From, To, FromTraits, ToTraits>::xsgetn(From* to, std::streamsize n) {
+  std::streamsize done = 0;
+  if (in_converter && this->gptr() == this->egptr()) {
+    while (n - done >= block / 2) {
+      const std::streamsize count = read_directly(to + done, n - done);
+      if (count == 0) {
+        break;
+      }
+      done += count;
+    }
+    if (done != 0) {
+      // One can step back by one, as behind any other read.
+      read_buffer.assign(1, to[done - 1]);
+      this->setg(read_buffer.data(), read_buffer.data() + 1, read_buffer.data() + 1);
+    }
+  }
+  return done == n ? n : done + std::basic_streambuf<From, FromTraits>::xsgetn(to + done, n - done);
+}
+
+/// Converts of what the buffer beneath has ready, as much as a refill at most. Returns how much that gave: nothing also
+/// if there is too little to be worth it.
+template <class From, class To, class FromTraits, class ToTraits>
+std::streamsize streambuf_adaptorT<From, To, FromTraits, ToTraits>::read_directly(From* to, std::streamsize n) {
+  const auto [begin, end] = detail::ready_in(*underlying);
+  if (end - begin < block / 2) {
+    return 0;
+  }
+  make_read_areas();
+  const To* from = begin;
+  From* written = to;
+  in_converter->convert(&written, to + n, &from, begin + std::min<std::ptrdiff_t>(end - begin, block), false);
+  detail::skip_in(*underlying, from - begin);
+  return written - to;
+}
+
+/// Before anything is removed from the buffer beneath, so that what fails here loses nothing.
+template <class From, class To, class FromTraits, class ToTraits>
+void streambuf_adaptorT<From, To, FromTraits, ToTraits>::make_read_areas() {
+  if (!scratch) {
+    read_buffer.reserve(areas::of_refill / sizeof(From));
+    scratch.reset(new char[areas::of_refill]);
+  }
+}
+
 template <class From, class To, class FromTraits, class ToTraits>
 auto streambuf_adaptorT<From, To, FromTraits, ToTraits>::underflow() -> int_type {
   const auto is_at_end = [this] { return ToTraits::eq_int_type(underlying->sgetc(), ToTraits::eof()); };
@@ -196,23 +279,37 @@ auto streambuf_adaptorT<From, To, FromTraits, ToTraits>::underflow() -> int_type
   if (!in_converter || is_at_end()) {
     return FromTraits::eof();
   }
-  // Memory first: what fails here has removed nothing from the buffer beneath.
-  read_buffer.reserve(areas::of_refill / sizeof(From));
-  scratch.reset(new char[areas::of_refill]);
-  To input[block] = {};
+  make_read_areas();
   std::streamsize left = block;
   for (;;) {
     // More than is ready would have to be waited for, while there may be a line to answer.
     const std::streamsize ready = underlying->in_avail();
     const std::streamsize wanted = ready > 0 ? std::min(ready, left) : left;
-    const std::streamsize got = underlying->sgetn(input, wanted);
+    int_type first = FromTraits::eof();
+    const std::streamsize got = read_block(wanted, first);
     left -= got;
-    const int_type first = refill(input, input + got);
     const bool is_inside_character = read_buffer.empty() && got == wanted && left > 0;
     if (!is_inside_character || is_at_end()) {
       return first;
     }
   }
+}
+
+/// Takes as much from the buffer beneath, or less if there is no more, and returns how much. From where it lies, if it
+/// lies in memory.
+template <class From, class To, class FromTraits, class ToTraits>
+std::streamsize streambuf_adaptorT<From, To, FromTraits, ToTraits>::read_block(std::streamsize wanted,
+                                                                               int_type& first) {
+  const auto [begin, end] = detail::ready_in(*underlying);
+  if (end - begin >= wanted) {
+    detail::skip_in(*underlying, wanted);
+    first = refill(begin, begin + wanted);
+    return wanted;
+  }
+  To input[block];
+  const std::streamsize got = underlying->sgetn(input, wanted);
+  first = refill(input, input + got);
+  return got;
 }
 
 /// Makes the get area of what the input gives. The last call of the converter alone decides whether there is any: one

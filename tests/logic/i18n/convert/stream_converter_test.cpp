@@ -13,8 +13,8 @@ using namespace std::string_literals;
 using test_support::seeded_random;
 
 constexpr const char* names[] = {
-    "UTF-8",      "UTF-8-BOM",    "UTF-16",       "UTF-16LE",    "UTF-16BE",  "UTF-32",  "UTF-32LE",
-    "UTF-32BE",   "US-ASCII",     "windows-1252", "ISO-8859-16", "Shift_JIS", "GB18030", "EUC-JP",
+    "UTF-8",      "UTF-8-BOM",    "UTF-16",       "UTF-16LE",    "UTF-16BE",  "UTF-32",  "UTF-32LE", "UTF-32BE",
+    "US-ASCII",   "ISO-8859-1",   "windows-1252", "ISO-8859-16", "Shift_JIS", "GB18030", "EUC-JP",
 #ifdef _WIN32
     "ISO-8859-8", "windows-1255", "EUC-KR",       "GBK",         "Big5",      "IBM037",  "SYSTEM",
 #endif
