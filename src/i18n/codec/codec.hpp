@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string_view>
 
 namespace fl::i18n::detail {
@@ -18,7 +19,8 @@ enum class stop_reason {
 
 struct stopped {
   stop_reason why = stop_reason::input_used;
-  std::size_t ill_formed_length = 0;  ///< in units of input, from where the conversion stopped; not 0 with `ill_formed`
+  std::uint32_t ill_formed_length =
+      0;  ///< in units of input, from where the conversion stopped; not 0 with `ill_formed`
 };
 
 /// One direction of one encoding. `Out` and `In` are `char16_t` and `char`, or the reverse.

@@ -12,8 +12,8 @@
 namespace fl::i18n::detail {
 namespace {
 
-constexpr std::size_t unit_size = 2;  // Bytes.
-constexpr std::size_t steps = 16;     // Between two tries of the kernel.
+constexpr std::uint32_t unit_size = 2;  // Bytes.
+constexpr std::size_t steps = 16;       // Between two tries of the kernel.
 
 /// How many units at the start are well-formed, and whole.
 template <byte_order Order>

@@ -7,12 +7,13 @@
 #include "codec/utf_step.hpp"
 
 #include <algorithm>
+#include <cstdint>
 
 namespace fl::i18n::detail {
 namespace {
 
-constexpr std::size_t unit_size = 4;  // Bytes.
-constexpr std::size_t steps = 16;     // Between two tries of the kernel, which has little-endian units alone.
+constexpr std::uint32_t unit_size = 4;  // Bytes.
+constexpr std::size_t steps = 16;       // Between two tries of the kernel, which has little-endian units alone.
 
 /// Converts well-formed units for which there is certainly room, and moves both positions behind them.
 void decode_by_kernel(const char*& from, const char* end, char16_t*& to, const char16_t* to_end) {
@@ -66,7 +67,7 @@ class utf32_to_units final : public decoder {
       }
       to = utf16_traits::encode(value, to);
     }
-    return from == end || !last ? stopped{} : stopped{stop_reason::ill_formed, static_cast<std::size_t>(end - from)};
+    return from == end || !last ? stopped{} : stopped{stop_reason::ill_formed, static_cast<std::uint32_t>(end - from)};
   }
   std::u16string_view replacement() const noexcept override { return u"\uFFFD"; }
 };

@@ -11,14 +11,16 @@
 #include "codec/kernel.hpp"
 #include "codec/utf_step.hpp"
 
+#include <cstdint>
+
 namespace fl::i18n::detail {
 
 /// What stands at the start of some UTF-8.
 struct utf8_sequence {
   enum class state { whole, cut, ill_formed };
   state is;
-  std::size_t length;  ///< In bytes: of the character, or of what there is of it, or of the ill-formed subpart.
-  code_point value;    ///< Of a whole one.
+  std::uint32_t length;  ///< In bytes: of the character, or of what there is of it, or of the ill-formed subpart.
+  code_point value;      ///< Of a whole one.
 };
 
 /// Whether `second` can follow `lead` in a well-formed sequence. Beyond the general range of trailing bytes, four leads
@@ -57,8 +59,8 @@ inline utf8_sequence read_utf8(const char* from, const char* end) {
     return {utf8_sequence::state::ill_formed, 1, 0};
   }
   code_point value = trailing == 0 ? lead : lead & 0x3FU >> trailing;
-  std::size_t length = 1;
-  for (; length <= static_cast<std::size_t>(trailing); ++length) {
+  std::uint32_t length = 1;
+  for (; length <= static_cast<std::uint32_t>(trailing); ++length) {
     if (from + length == end) {
       return {utf8_sequence::state::cut, length, 0};
     }
@@ -88,7 +90,8 @@ inline std::size_t without_cut_character(const char* from, std::size_t size) {
 }
 
 /// Converts well-formed text as far as there is certainly room, and moves both positions behind it.
-inline void decode_by_kernel(const char*& from, const char* end, char16_t*& to, const char16_t* to_end) {
+[[gnu::always_inline]] inline void decode_by_kernel(const char*& from, const char* end, char16_t*& to,
+                                                    const char16_t* to_end) {
   const auto [functions, least] = kernel();
   for (;;) {
     const std::size_t size = room(from, end, to, to_end);  // No byte gives more than one unit.
@@ -104,14 +107,16 @@ inline void decode_by_kernel(const char*& from, const char* end, char16_t*& to, 
     }
     from += whole;
     to += done.count;
+    if (from == end) {
+      return;
+    }
   }
 }
 
-/// As `decoder::convert`.
-inline stopped decode_utf8(const char*& from, const char* end, char16_t*& to, char16_t* to_end, bool last) {
+/// What the kernel leaves, and a text that is too short for it.
+[[gnu::noinline]] inline stopped decode_by_steps(const char*& from, const char* end, char16_t*& to, char16_t* to_end,
+                                                 bool last) {
   for (;;) {
-    decode_by_kernel(from, end, to, to_end);
-    // What it leaves, and a text that is too short for it.
     for (int steps = 16; steps != 0; --steps) {
       copy_ascii(from, end, to, to_end);
       if (from == end) {
@@ -130,7 +135,19 @@ inline stopped decode_utf8(const char*& from, const char* end, char16_t*& to, ch
       to = utf16_traits::encode(next.value, to);
       from += next.length;
     }
+    decode_by_kernel(from, end, to, to_end);
   }
+}
+
+/// As `decoder::convert`.
+inline stopped decode_utf8(const char*& from_place, const char* end, char16_t*& to_place, char16_t* to_end, bool last) {
+  // Copies: the compiler must assume that the kernel changes the caller's pointers.
+  const char* from = from_place;
+  char16_t* to = to_place;
+  decode_by_kernel(from, end, to, to_end);
+  from_place = from;
+  to_place = to;
+  return from == end ? stopped{} : decode_by_steps(from_place, end, to_place, to_end, last);
 }
 
 }  // namespace fl::i18n::detail

@@ -23,7 +23,8 @@ inline std::size_t units_with_room(const char16_t* from, std::size_t available, 
 }
 
 /// Converts well-formed text as far as there is certainly room, and moves both positions behind it.
-inline void encode_by_kernel(const char16_t*& from, const char16_t* end, char*& to, const char* to_end) {
+[[gnu::always_inline]] inline void encode_by_kernel(const char16_t*& from, const char16_t* end, char*& to,
+                                                    const char* to_end) {
   const auto [functions, least] = kernel();
   for (;;) {
     const auto available = static_cast<std::size_t>(end - from);
@@ -46,13 +47,16 @@ inline void encode_by_kernel(const char16_t*& from, const char16_t* end, char*& 
     }
     from += count;
     to += done.count;
+    if (from == end) {
+      return;
+    }
   }
 }
 
-/// As `encoder::convert`.
-inline stopped encode_utf8(const char16_t*& from, const char16_t* end, char*& to, char* to_end, bool last) {
+/// What the kernel leaves, and a text that is too short for it.
+[[gnu::noinline]] inline stopped encode_by_steps(const char16_t*& from, const char16_t* end, char*& to, char* to_end,
+                                                 bool last) {
   for (;;) {
-    encode_by_kernel(from, end, to, to_end);
     for (int steps = 16; steps != 0; --steps) {
       copy_ascii(from, end, to, to_end);
       if (from == end) {
@@ -68,7 +72,19 @@ inline stopped encode_utf8(const char16_t*& from, const char16_t* end, char*& to
       to = utf8_traits::encode(next.value, to);
       from += next.length;
     }
+    encode_by_kernel(from, end, to, to_end);
   }
+}
+
+/// As `encoder::convert`.
+inline stopped encode_utf8(const char16_t*& from_place, const char16_t* end, char*& to_place, char* to_end, bool last) {
+  // Copies: see the decoder.
+  const char16_t* from = from_place;
+  char* to = to_place;
+  encode_by_kernel(from, end, to, to_end);
+  from_place = from;
+  to_place = to;
+  return from == end ? stopped{} : encode_by_steps(from_place, end, to_place, to_end, last);
 }
 
 }  // namespace fl::i18n::detail
