@@ -58,13 +58,13 @@ inline auto encoding_step(const code_page_table& table) {
   };
 }
 
-/// Steps of at most two units on either side, as many as have room, but no more than `most_steps`: then it is time to
-/// look for a block of US-ASCII again, which costs more than a step where there is none.
-template <class Out, class In, class Step>
+/// Steps of at most `Widest` units on either side, as many as have room, but no more than `most_steps`: then it is time
+/// to look for a block of US-ASCII again, which costs more than a step where there is none.
+template <std::size_t Widest, class Out, class In, class Step>
 auto many_steps(const In* end, const Out* to_end, Step step) {
   return [=](const In*& from, Out*& to) {
     constexpr std::size_t most_steps = 32;
-    for (std::size_t left = std::min(room(from, end, to, to_end) / 2, most_steps); left != 0; --left) {
+    for (std::size_t left = std::min(room(from, end, to, to_end) / Widest, most_steps); left != 0; --left) {
       if (!step(from, to)) {
         return false;
       }
@@ -73,15 +73,15 @@ auto many_steps(const In* end, const Out* to_end, Step step) {
   };
 }
 
-/// Does what `codec::convert` is to do. `step(from, to)` converts one character, of one or two units on either side,
-/// and moves both positions behind it, or returns false. `read(from, end)` gives the `character` at `from`, which is
-/// not `end`. `with_ascii`: US-ASCII characters stand for themselves.
-template <class Out, class In, class Step, class Read>
+/// Does what `codec::convert` is to do. `step(from, to)` converts one character, of at most `Widest` units on either
+/// side, and moves both positions behind it, or returns false. `read(from, end)` gives the `character` at `from`, which
+/// is not `end`. `with_ascii`: US-ASCII characters stand for themselves.
+template <std::size_t Widest = 2, class Out, class In, class Step, class Read>
 stopped convert_characters(const In*& from, const In* end, Out*& to, Out* to_end, bool last, bool with_ascii, Step step,
                            Read read) {
   for (;;) {
     convert_quickly<ascii_block, ascii_block>(from, end, to, to_end, with_ascii,
-                                              many_steps<Out, In>(end, to_end, step));
+                                              many_steps<Widest, Out, In>(end, to_end, step));
     if (from == end) {
       return {};
     }

@@ -216,6 +216,22 @@ character<char> bytes_of(const char16_t* from, const char16_t* end, const gb1803
   return four_bytes_of(next.length, next.value - first_beyond_bmp + beyond_bmp);
 }
 
+constexpr std::size_t widest = 4;  // On either side.
+
+/// A step of `convert_characters`: a pair or a byte by `quick`, all else by `read`, which gives a `character`.
+template <class Quick, class Read>
+auto step_of(Quick quick, Read read) {
+  return [=](auto& from, auto& to) {
+    if (quick(from, to)) {
+      return true;
+    }
+    const auto next = read(from, from + widest);
+    to = std::copy_n(next.out, next.out_count, to);
+    from += next.out_count != 0 ? next.length : 0;
+    return next.out_count != 0;
+  };
+}
+
 }  // namespace
 
 gb18030_table::gb18030_table(code_page_table page_936)
@@ -236,13 +252,15 @@ gb18030_table::gb18030_table(code_page_table page_936)
 stopped gb18030_decoder::convert(const char*& from, const char* end, char16_t*& to, char16_t* to_end,
                                  bool last) const noexcept {
   const auto read = [this](const char* at, const char* at_end) { return read_character(at, at_end, table_); };
-  return convert_characters(from, end, to, to_end, last, true, decoding_step(table_.pairs), read);
+  const auto step = step_of(decoding_step(table_.pairs), read);
+  return convert_characters<widest>(from, end, to, to_end, last, true, step, read);
 }
 
 stopped gb18030_encoder::convert(const char16_t*& from, const char16_t* end, char*& to, char* to_end,
                                  bool last) const noexcept {
   const auto read = [this](const char16_t* at, const char16_t* at_end) { return bytes_of(at, at_end, table_); };
-  return convert_characters(from, end, to, to_end, last, true, encoding_step(table_.pairs), read);
+  const auto step = step_of(encoding_step(table_.pairs), read);
+  return convert_characters<widest>(from, end, to, to_end, last, true, step, read);
 }
 
 }  // namespace fl::i18n::detail
