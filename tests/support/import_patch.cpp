@@ -1,5 +1,7 @@
 #include "import_patch.hpp"
 
+#include "common/windows/late_function.hpp"
+
 #include <dbghelp.h>
 
 namespace test_support {
@@ -7,7 +9,7 @@ namespace {
 
 // Calls `visit` with each name that the module imports, the DLL that it comes from, and the word of the import table
 // that holds the function, until one answers true. The names stand in a second table, entry by entry; addresses in it
-// are offsets from the module's base.
+// are offsets from the module's base. Then with what it looks up itself when it is first needed, which is found here.
 template <class Visit>
 void find_import(HMODULE module, Visit visit) {
   const auto base = reinterpret_cast<std::byte*>(module);
@@ -23,6 +25,20 @@ void find_import(HMODULE module, Visit visit) {
       if (!IMAGE_SNAP_BY_ORDINAL(name->u1.Ordinal) &&
           visit(&import->Name[0], reinterpret_cast<const char*>(base + dll->Name), slot)) {
         return;
+      }
+    }
+  }
+  using late_import = foundation::core::sysdep::windows::late_import;
+  const IMAGE_NT_HEADERS* const headers = !module ? nullptr : ::ImageNtHeader(module);
+  const IMAGE_SECTION_HEADER* section = !headers ? nullptr : IMAGE_FIRST_SECTION(headers);
+  for (int left = headers ? headers->FileHeader.NumberOfSections : 0; left != 0; --left, ++section) {
+    if (std::strcmp(reinterpret_cast<const char*>(section->Name), ".late") == 0) {
+      auto* late = reinterpret_cast<late_import*>(base + section->VirtualAddress);
+      for (auto* end = late + section->Misc.VirtualSize / sizeof *late; late != end; ++late) {
+        late->find();
+        if (visit(late->name, late->library, reinterpret_cast<import_patch::any_function*>(&late->function))) {
+          return;
+        }
       }
     }
   }

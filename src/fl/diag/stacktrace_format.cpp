@@ -96,7 +96,7 @@ void write_for_report(std::ostream& os, const stacktrace_base& stack, const void
   for (std::size_t number = 0; frame != stack.end(); ++frame, ++number) {
     frame_description known;
     if (!lookup.find_symbol(*frame, known)) {
-      write(os, "No names from here on: a thread was stopped inside the symbol service.\n");
+      write(os, "No names from here on: a thread was stopped inside the symbol service or the loader.\n");
       return write_numeric(os, frame, stack.end(), number);
     }
     find_module(*frame, known);

@@ -24,6 +24,10 @@ struct frame_description {
 /// Writes what is known of the frame's module to `known`. Allocates nothing. Any thread.
 void find_module(const void* frame, frame_description& known) noexcept;
 
+/// Loads the system's symbol service, so that this need not be done when the process is about to end. Allocates nothing
+/// itself; waits for another thread that loads a library, but not without end. Any thread.
+void prepare_symbols() noexcept;
+
 /// Holds the system's symbol service for as long as the object lives, so that it is started once for a whole stack. If
 /// it cannot be started, no symbol is known. Any number may live, on all threads.
 class symbol_lookup {
@@ -34,12 +38,12 @@ class symbol_lookup {
   ~symbol_lookup();
 
   /// Writes the frame's symbol to `known`, if it is known. False if the service cannot be asked, because a thread was
-  /// stopped in it, this one or another. Allocates nothing; waits for another thread that is in the service, but not
-  /// without end.
+  /// stopped in it, this one or another, or in the loader; then `find_module` would not return either. Allocates
+  /// nothing; waits for another thread that is in the service, but not without end.
   bool find_symbol(const void* frame, frame_description& known) const noexcept;
 
  private:
-  bool holding_;  ///< The service was free, and has a holder more.
+  bool holding_;  ///< The service and the loader were free, and the service has a holder more.
 };
 
 }  // namespace foundation::core::diag

@@ -6,6 +6,7 @@
 #include "diag/report/escaped_message.hpp"
 #include "diag/report/report_line.hpp"
 #include "diag/stack_pointer.hpp"
+#include "diag/symbol_lookup.hpp"
 #include "diag/terminate_engine.hpp"
 #include "util/built_once.hpp"
 
@@ -67,6 +68,7 @@ terminate_impl::terminate_impl() : observer_(default_observer) {
   if (dialog_is_unwanted()) {
     write_failures_to_standard_error();
   }
+  prepare_symbols();
 }
 
 terminate_impl& term() noexcept try { return engine.get(); } catch (...) {

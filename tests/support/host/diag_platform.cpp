@@ -128,6 +128,8 @@ void stacktrace_base::capture(const thread_context&, std::size_t skip) {
   capture(skip);
 }
 
+void prepare_symbols() noexcept {}
+
 symbol_lookup::symbol_lookup() noexcept : holding_(true) {
   ++host_system().lookups;
 }

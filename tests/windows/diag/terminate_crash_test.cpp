@@ -156,6 +156,23 @@ void terminate_beside_suspended_thread() {
   diag::terminate("second", "crash.cpp", 5, "g");
 }
 
+/// Another thread has stopped inside the loader, and the clock runs.
+void fault_beside_stopped_loader() {
+  interrupt_symbol_service([] {});
+  std::thread([] {
+    ULONG_PTR cookie = 0;
+    const auto lock = reinterpret_cast<import_patch::any_function>(
+        GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "LdrLockLoaderLock"));
+    reinterpret_cast<LONG (*)(ULONG, ULONG*, ULONG_PTR*)>(lock)(0, nullptr, &cookie);
+    in_service = true;
+    Sleep(INFINITE);
+  }).detach();
+  while (!in_service) {
+    Sleep(1);
+  }
+  fault_here();
+}
+
 void log_fatal_record() {
   foundation::log::basic_diagnostic_logger<char> logger("crash");
   logger.level(foundation::log::severity::fatal << foundation::log::check_shift);
@@ -201,6 +218,8 @@ TEST(Crash, EveryEndLeavesOneReportThatNamesThePlaceAndAFailureStatus) {
        AllOf(report_in_f, HasSubstr("second\n\nFunction: g, file crash.cpp, line 5"))},
       {[] { terminate_interrupted_by(overflow); }, abort_status,
        AllOf(report_in_f, HasSubstr(", file src/fl/diag/terminate, line 266\n"))},
+      {fault_beside_stopped_loader, crash_status,
+       HasPattern(R"(:\nNo names from here on[^\n]+ the loader.\n(\[ *\d+\] 0x[0-9a-f]{16}\n){5})")},
       {log_fatal_record, abort_status,
        AllOf(HasSubstr("\nAssertion in int solve() at solver.cpp line 17:\ncount=42"),
              HasSubstr("::report_check+0000"))},

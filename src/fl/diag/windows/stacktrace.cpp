@@ -3,10 +3,10 @@
 
 #include "diag/windows/guard.hpp"
 #include "diag/windows/symbol_engine.hpp"
+#include "diag/windows/symbol_service.hpp"
 #include "diag/windows/unwind.hpp"
 
 #include <windows.h>
-#include <dbghelp.h>
 
 namespace foundation::core::diag {
 
@@ -16,9 +16,9 @@ namespace {
 struct walk {
   explicit walk(const CONTEXT& from) : record(from) {}
 
-  CONTEXT record;  ///< A copy: the walk changes it.
-  symbol_engine* engine = nullptr;
-  bool acquired = false;  ///< The engine's service has one holder more.
+  CONTEXT record;                   ///< A copy: the walk changes it.
+  symbol_engine* engine = nullptr;  ///< Null if it cannot be had.
+  bool acquired = false;            ///< The engine's service has one holder more.
   const void** next = nullptr;
   const void** limit = nullptr;  ///< One past the last frame that there is room for.
   std::size_t skip = 0;
@@ -55,9 +55,11 @@ void collect_frames(void* object) {
     leave_null_function(w);
   }
   STACKFRAME64 frame = first_frame(w.record);
+  const auto table_access = symbol_service::function_table_access.get();
+  const auto module_base = symbol_service::get_module_base.get();
   while (w.engine->initialised() && w.next != w.limit &&
-         StackWalk64(IMAGE_FILE_MACHINE_AMD64, w.engine->process(), GetCurrentThread(), &frame, &w.record, nullptr,
-                     SymFunctionTableAccess64, SymGetModuleBase64, nullptr)) {
+         symbol_service::walk_stack(IMAGE_FILE_MACHINE_AMD64, w.engine->process(), GetCurrentThread(), &frame,
+                                    &w.record, nullptr, table_access, module_base, nullptr)) {
     collect_frame(w, frame.AddrPC.Offset);
   }
 }
@@ -87,11 +89,11 @@ void stacktrace_base::capture(const thread_context& context, std::size_t skip) {
     throw bad_thread_context("cannot capture stack for empty thread context");
   }
   walk w(*context.get_data());
-  w.engine = &symbol_engine::instance();
+  w.engine = symbol_service::loader_is_free() ? &symbol_engine::instance() : nullptr;
   w.next = begin();
   w.limit = begin() + capacity_;
   w.skip = skip;
-  const bool with_service = w.engine->lock().acquire() == util::checked_lock::outcome::acquired;
+  const bool with_service = w.engine != nullptr && w.engine->lock().acquire() == util::checked_lock::outcome::acquired;
   // The guard encloses the walk and not the lock, which a fault would leave locked.
   const bool through = qxfl_run_guarded(with_service ? collect_frames : collect_frames_alone, &w);
   end_ = through ? w.next : begin();

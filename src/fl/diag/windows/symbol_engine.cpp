@@ -1,10 +1,10 @@
 #include "diag/windows/symbol_engine.hpp"
 
 #include "diag/windows/readable_symbol.hpp"
+#include "diag/windows/symbol_service.hpp"
 #include "util/built_once.hpp"
 
 #include <windows.h>
-#include <dbghelp.h>
 
 #include <cstring>
 
@@ -40,7 +40,7 @@ symbol_engine& symbol_engine::instance() noexcept {
 
 symbol_engine::symbol_engine() noexcept : process_(GetCurrentProcess()), search_path_{} {
   // Nobody else has the engine yet: it needs no lock.
-  SymSetOptions(SymGetOptions() | options);
+  symbol_service::set_options(symbol_service::get_options() | options);
   GetModuleFileNameA(nullptr, search_path_, sizeof search_path_);
   search_path_[sizeof search_path_ - 1] = '\0';
   if (char* const backslash = std::strrchr(search_path_, '\\')) {
@@ -50,7 +50,7 @@ symbol_engine::symbol_engine() noexcept : process_(GetCurrentProcess()), search_
 
 void symbol_engine::acquire() noexcept {
   if (!initialised_) {
-    initialised_ = SymInitialize(process_, search_path_, TRUE) == TRUE;
+    initialised_ = symbol_service::initialize(process_, search_path_, TRUE) == TRUE;
   }
   ++holders_;
 }
@@ -60,14 +60,15 @@ void symbol_engine::release() noexcept {
     return;
   }
   initialised_ = false;
-  SymCleanup(process_);
+  symbol_service::cleanup(process_);
 }
 
 bool symbol_engine::find_symbol(const void* address, char* name, std::size_t size,
                                 std::uint64_t& displacement) noexcept {
   symbol_record record;
   DWORD64 distance = 0;
-  if (!initialised_ || SymFromAddr(process_, reinterpret_cast<DWORD64>(address), &distance, &record.info) != TRUE) {
+  if (!initialised_ ||
+      symbol_service::from_address(process_, reinterpret_cast<DWORD64>(address), &distance, &record.info) != TRUE) {
     return false;
   }
   displacement = distance;

@@ -3,6 +3,7 @@
 #include <fl/diag/symbols.hpp>
 
 #include "diag/windows/symbol_engine.hpp"
+#include "diag/windows/symbol_service.hpp"
 
 #include <windows.h>
 
@@ -60,7 +61,8 @@ void find_module(const void* frame, frame_description& known) noexcept {
   known.relative_path = relative_path_of(base, known.file);
 }
 
-symbol_lookup::symbol_lookup() noexcept : holding_(with_service([](symbol_engine& engine) { engine.acquire(); })) {}
+symbol_lookup::symbol_lookup() noexcept
+    : holding_(symbol_service::loader_is_free() && with_service([](symbol_engine& engine) { engine.acquire(); })) {}
 
 symbol_lookup::~symbol_lookup() {
   // If that cannot be done any more, the service goes on running.

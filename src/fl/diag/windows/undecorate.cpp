@@ -1,9 +1,7 @@
 #include "diag/undecorate.hpp"
 
+#include "diag/windows/symbol_service.hpp"
 #include "util/slim_lock.hpp"
-
-#include <windows.h>
-#include <dbghelp.h>
 
 #include <mutex>
 
@@ -17,7 +15,7 @@ constinit util::slim_lock undecorate_lock;  // The system's function is not safe
 
 bool undecorate(const char* name, char* buffer, std::size_t size) {
   const std::lock_guard lock(undecorate_lock);
-  return UnDecorateSymbolName(name, buffer, static_cast<DWORD>(size), UNDNAME_COMPLETE) != 0;
+  return symbol_service::undecorate_name(name, buffer, static_cast<DWORD>(size), UNDNAME_COMPLETE) != 0;
 }
 
 }  // namespace foundation::core::diag

@@ -2,6 +2,8 @@
 
 #include <fl/except/anonymous_internal_exception.hpp>
 
+#include "common/windows/late_function.hpp"
+
 #include <boost/numeric/conversion/cast.hpp>
 #include <boost/system/system_error.hpp>
 
@@ -25,6 +27,9 @@ struct processor_power_information {
 };
 static_assert(sizeof(processor_power_information) == 24);
 
+constinit sysdep::windows::late_function<decltype(::CallNtPowerInformation)> query_power
+    [[gnu::section(".late")]]{"powrprof.dll", "CallNtPowerInformation"};
+
 constexpr double hertz_per_megahertz = 1e6;
 
 }  // namespace
@@ -34,7 +39,8 @@ unsigned long long getMaximumProcessorFrequencyImpl() {
   ::GetSystemInfo(&system);
   std::vector<processor_power_information> processors(system.dwNumberOfProcessors);
   const auto length = static_cast<ULONG>(processors.size() * sizeof processors[0]);
-  if (::CallNtPowerInformation(ProcessorInformation, nullptr, 0, processors.data(), length) != 0 ||
+  const auto query = query_power.get();
+  if (query == nullptr || query(ProcessorInformation, nullptr, 0, processors.data(), length) != 0 ||
       processors.empty()) {
     const auto code = static_cast<int>(::GetLastError());
     throw except::detail::AnonymousInternalException(boost::system::system_error(

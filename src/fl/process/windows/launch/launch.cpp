@@ -5,6 +5,7 @@
 #include <fl/sysdep/windows/process_impl.hpp>
 
 #include "common/windows/handle_closer.hpp"
+#include "common/windows/late_function.hpp"
 #include "loggers.hpp"
 #include "process/launch_text/argument_quoting.hpp"
 #include "process/launch_text/batch_file.hpp"
@@ -88,11 +89,17 @@ void process_impl::launch_under_user(child_setup& setup, const command& cmd, con
 
 namespace {
 
+// The shell brings the whole of the desktop along: most programs never need it.
+constinit late_function<decltype(::ShellExecuteExA)> shell_execute_narrow
+    [[gnu::section(".late")]]{"shell32.dll", "ShellExecuteExA"};
+constinit late_function<decltype(::ShellExecuteExW)> shell_execute_wide
+    [[gnu::section(".late")]]{"shell32.dll", "ShellExecuteExW"};
+
 // Lets the system's shell start a file, elevated and without a window, and returns the process. `Request` is the narrow
 // or the wide form of what the call wants; the texts are of that form. The text of a failure is the same for both.
 template <class Request, class Text>
-HANDLE run_elevated(BOOL(WINAPI* execute)(Request*), const Text& verb, const Text& file, const Text& parameters,
-                    const Text& directory) {
+HANDLE run_elevated(late_function<BOOL WINAPI(Request*)>& execute, const Text& verb, const Text& file,
+                    const Text& parameters, const Text& directory) {
   Request request = {};
   request.cbSize = sizeof request;
   request.fMask = SEE_MASK_NOCLOSEPROCESS;
@@ -120,8 +127,8 @@ void process_impl::launch_elevated_helper(const command& cmd, const char* const&
   process::without_nul(parameters, "command line");
   const std::string verb = "runas";
   proc_info.hProcess = fits_narrow_calls({file, parameters, directory})
-                           ? run_elevated(&::ShellExecuteExA, verb, file, parameters, std::string(directory))
-                           : run_elevated(&::ShellExecuteExW, to_native(verb), to_native(file), to_native(parameters),
+                           ? run_elevated(shell_execute_narrow, verb, file, parameters, std::string(directory))
+                           : run_elevated(shell_execute_wide, to_native(verb), to_native(file), to_native(parameters),
                                           to_native(directory));
 }
 

@@ -3,6 +3,8 @@
 #include <fl/process/errors.hpp>
 #include <fl/sysdep/windows/deelevate_utils.hpp>
 
+#include "common/windows/handle_closer.hpp"
+#include "common/windows/late_function.hpp"
 #include "process/launch_text/environment_block.hpp"
 #include "process/launch_text/without_nul.hpp"
 #include "process/windows/last_error.hpp"
@@ -18,6 +20,17 @@
 namespace foundation::core::sysdep::windows {
 
 namespace {
+
+constinit late_function<decltype(::LoadUserProfileA)> load_user_profile_narrow
+    [[gnu::section(".late")]]{"userenv.dll", "LoadUserProfileA"};
+constinit late_function<decltype(::LoadUserProfileW)> load_user_profile_wide
+    [[gnu::section(".late")]]{"userenv.dll", "LoadUserProfileW"};
+constinit late_function<decltype(::UnloadUserProfile)> unload_user_profile
+    [[gnu::section(".late")]]{"userenv.dll", "UnloadUserProfile"};
+constinit late_function<decltype(::CreateEnvironmentBlock)> create_environment_block
+    [[gnu::section(".late")]]{"userenv.dll", "CreateEnvironmentBlock"};
+constinit late_function<decltype(::DestroyEnvironmentBlock)> destroy_environment_block
+    [[gnu::section(".late")]]{"userenv.dll", "DestroyEnvironmentBlock"};
 
 // What the caller can put right is raised apart from what the system refuses for reasons of its own.
 [[noreturn]] void throw_logon_failure(DWORD code) {
@@ -39,7 +52,7 @@ BOOL log_on_wide(const std::string& user, const std::string& domain, const std::
 
 // `Info` and `name` are of the form, narrow or wide, that `load` wants. Null if the system refuses.
 template <class Info, class Text>
-HANDLE load_profile_of(BOOL(WINAPI* load)(HANDLE, Info*), HANDLE token, Text name) {
+HANDLE load_profile_of(late_function<BOOL WINAPI(HANDLE, Info*)>& load, HANDLE token, Text name) {
   Info info = {};
   info.dwSize = sizeof info;
   info.dwFlags = PI_NOUI;
@@ -62,7 +75,7 @@ UserLogon::UserLogon(std::string user, std::string domain, const std::string& pa
 
 UserLogon::~UserLogon() {
   const DWORD last_error = ::GetLastError();
-  ::UnloadUserProfile(token_, profile_);
+  unload_user_profile(token_, profile_);
   ::SetLastError(last_error);
 }
 
@@ -80,14 +93,14 @@ void UserLogon::log_on(const std::string& password) {
 }
 
 void UserLogon::load_profile() {
-  profile_ = fits_narrow_calls({user_}) ? load_profile_of(&::LoadUserProfileA, token_, user_)
-                                        : load_profile_of(&::LoadUserProfileW, token_, to_native(user_));
+  profile_ = fits_narrow_calls({user_}) ? load_profile_of(load_user_profile_narrow, token_, user_)
+                                        : load_profile_of(load_user_profile_wide, token_, to_native(user_));
 }
 
 std::vector<char16_t> UserLogon::environment_with(const process::environment_map& environment) const {
   void* block = nullptr;
-  const HandleCloser<void*> closer(block, [](void*& made) { ::DestroyEnvironmentBlock(made); });
-  if (!::CreateEnvironmentBlock(&block, token_, FALSE)) {
+  const HandleCloser<void*> closer(block, [](void*& made) { destroy_environment_block(made); });
+  if (!create_environment_block(&block, token_, FALSE)) {
     throw_last_error(::GetLastError(), "CreateEnvironmentBlock");
   }
   return process::merged_environment_block(static_cast<const char16_t*>(block), environment, &to_upper, &to_utf16);
