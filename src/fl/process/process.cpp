@@ -2,20 +2,24 @@
 
 #include "loggers.hpp"
 #include "process/child/launched_child.hpp"
+#include "process/child/process_reaper_impl.hpp"
 #include "process/child/process_reaper_instance.hpp"
 
 #include <boost/exception_ptr.hpp>
 #include <boost/system/system_error.hpp>
 
+#include <memory>
 #include <stdexcept>
 #include <utility>
 #include <variant>
 
 namespace foundation::core::process {
 
+using sysdep::windows::close_process_handle;
 using sysdep::windows::process_impl;
 using sysdep::windows::process_reaper_instance;
 using status_promise = boost::promise<exit_status_variant>;
+using child_handle = std::unique_ptr<void, decltype(&close_process_handle)>;
 
 namespace {
 
@@ -147,9 +151,10 @@ void process::async_await_status() {
   }
   status_promise promise;
   status_ = promise.get_future().share();
-  void* const duplicate = duplicate_child_handle(*impl_);
+  child_handle duplicate(duplicate_child_handle(*impl_), &close_process_handle);
   lock.unlock();
-  process_reaper_instance()->async_wait_on(duplicate, std::move(promise));
+  const auto reaper = process_reaper_instance();  // may be the first, and without memory for it
+  reaper->async_wait_on(duplicate.release(), std::move(promise));
 }
 
 unsigned int process::exit_status() {
@@ -185,7 +190,8 @@ void process::detach() {
   if (!status_.valid()) {
     // Nobody asks for this status: the wait is there so that the child is reaped.
     const auto reaper = process_reaper_instance();
-    reaper->async_wait_on(duplicate_child_handle(*impl_), status_promise());
+    status_promise promise;  // Before the duplicate, which the reaper alone closes.
+    reaper->async_wait_on(duplicate_child_handle(*impl_), std::move(promise));
   }
   impl_.reset();
 }

@@ -9,6 +9,7 @@
 #include <boost/system/system_error.hpp>
 
 #include <algorithm>
+#include <memory>
 #include <utility>
 
 namespace foundation::core::sysdep::windows {
@@ -53,6 +54,7 @@ void process_reaper::async_wait_on(void* procHandle, exit_status_promise&& promi
   record_list node;
   WaitRecord& record = node.emplace_back(this, procHandle, std::move(promise));
   owner.release();
+  record.m_place = node.begin();  // Stays that of the record when the node moves to another list.
   // Registered under the lock: the callback of a child that has ended already finds the record in the list. After a
   // refusal the promise breaks outside of it, since that runs continuations.
   const std::lock_guard<std::mutex> lock(m_mutex);
@@ -74,23 +76,19 @@ void process_reaper::handleProcessExit(WaitRecord* record) noexcept {
     return;
   }
   record->m_callbackThread = util::current_thread_id();
-  // Children mostly end in the order in which they were registered, so that the search is short.
-  const auto place =
-      std::find_if(m_records.begin(), m_records.end(), [record](const WaitRecord& other) { return &other == record; });
-  m_reaping.splice(m_reaping.end(), m_records, place);
+  m_reaping.splice(m_reaping.end(), m_records, record->m_place);
   lock.unlock();
   record->reapChild();
   // Notifies under the lock: once it is released, who waits may go on, and this object may be gone.
   lock.lock();
-  done.splice(done.end(), m_reaping, place);
+  done.splice(done.end(), m_reaping, record->m_place);
   if ((m_records.empty() || m_gaveUpWaits) && onlyWaitingCallbacksAreLeft()) {
     m_allReaped.notify_all();
   }
 }
 
 bool process_reaper::onlyWaitingCallbacksAreLeft() const {
-  return std::all_of(m_reaping.begin(), m_reaping.end(),
-                     [](const WaitRecord& record) { return record.m_callbackWaits; });
+  return m_waitingCallbacks == m_reaping.size();
 }
 
 // Waits for `condition`, and for the callbacks: all of them, but for a caller that runs inside one of them only those
@@ -104,10 +102,10 @@ void process_reaper::waitForCallbacks(std::unique_lock<std::mutex>& lock, Condit
     m_allReaped.wait(lock, [&] { return condition() && m_reaping.empty(); });
     return;
   }
-  own->m_callbackWaits = true;
+  ++m_waitingCallbacks;
   m_allReaped.notify_all();
   m_allReaped.wait(lock, [&] { return condition() && onlyWaitingCallbacksAreLeft(); });
-  own->m_callbackWaits = false;
+  --m_waitingCallbacks;
 }
 
 void process_reaper::join() {

@@ -2,7 +2,7 @@
 //
 // All operations may run on any thread. A process may hold its own mutex while it registers a wait; a callback never
 // locks that mutex and never touches a process, so that the order of the two locks is fixed. Nothing here but `join`
-// waits for a child to end.
+// waits for a child to end. What a child costs does not grow with the number of the others, in whatever order they end.
 #pragma once
 
 #include <fl/process/exit_status.hpp>
@@ -42,6 +42,9 @@ class process_reaper : public std::enable_shared_from_this<process_reaper> {
   void give_up_waits() noexcept;
 
  private:
+  class WaitRecord;
+  using record_list = std::list<WaitRecord>;
+
   // One child that is being waited for.
   class WaitRecord {
    public:
@@ -54,14 +57,13 @@ class process_reaper : public std::enable_shared_from_this<process_reaper> {
     void reapChild() noexcept;
 
     process_reaper* m_reaper;            // the owner, for the callback
+    record_list::iterator m_place;       // of this record, in whichever list holds it: nobody searches for it
     void* m_processHandle;               // owned; the duplicate that is waited on
     void* m_waitHandle = nullptr;        // owned; null before the registration
     unsigned long m_callbackThread = 0;  // the id of the thread whose callback reaps the child; 0 if none does
-    bool m_callbackWaits = false;        // that callback's continuations have come to join or to give up the waits
     bool m_givenUp = false;              // a callback must leave the record alone
     exit_status_promise m_promise;       // where the status goes
   };
-  using record_list = std::list<WaitRecord>;
 
   static void onSignalled(void* record, unsigned char timed_out);
   void handleProcessExit(WaitRecord* record) noexcept;
@@ -73,6 +75,7 @@ class process_reaper : public std::enable_shared_from_this<process_reaper> {
   std::condition_variable m_allReaped;  // broadcast when those who wait may have nothing left to wait for
   record_list m_records;                // registered
   record_list m_reaping;                // of callbacks that still use this object
+  std::size_t m_waitingCallbacks = 0;   // those whose continuations wait, in `join` or to give up the waits
   bool m_gaveUpWaits = false;           // somebody waits, or has waited, for the callbacks alone
 };
 

@@ -67,8 +67,16 @@ TEST(Process, TellsWhichCallTheSystemRefused) {
   const injected<decltype(&TerminateProcess)> terminate("TerminateProcess", [](auto...) { return TRUE; });
   const process::command any("C:\\a.exe");
   const auto end_and_delete = [](process::process* child) {
-    children::end_stand_in(*child);
+    try {
+      children::end_stand_in(*child);
+    } catch (const std::logic_error&) {  // It is detached.
+    }
     delete child;
+  };
+  const auto with_a_new_reaper = [](auto& child, auto wait) {
+    static std::uint32_t service = 1000;
+    process::testing::set_implementation_qos(process::implementation_qos{++service});
+    (child.*wait)();
   };
   const std::string
       refused = "system_error: !",
@@ -80,8 +88,16 @@ TEST(Process, TellsWhichCallTheSystemRefused) {
   } rows[] = {
       {"exited", [](auto& child) { child.exited(); }, {}},
       {"status",
-       [](auto& child) { child.exit_status_async(); },
+       [&](auto& child) { with_a_new_reaper(child, &process::process::exit_status_async); },
        {{"DuplicateHandle", "system_error: Failed to duplicate process handle!"},
+        {"RegisterWaitForSingleObject", "system_error: RegisterWaitForSingleObject!"},
+        {"new", "bad_alloc: std::bad_alloc"}}},
+      {"detach",
+       [&](auto& child) {
+         children::end_stand_in(child);
+         with_a_new_reaper(child, &process::process::detach);
+       },
+       {{"DuplicateHandle", "2 x system_error: Failed to duplicate process handle!"},
         {"RegisterWaitForSingleObject", "system_error: RegisterWaitForSingleObject!"},
         {"new", "bad_alloc: std::bad_alloc"}}},
       {"kill",

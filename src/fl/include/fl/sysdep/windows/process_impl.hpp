@@ -67,8 +67,6 @@ class FL_API process_impl {
   unsigned long long working_set_size();
 
  private:
-  friend struct process_impl_access;  // For tests of the single steps.
-
   /// What becomes of a file after it is open.
   enum open_action_type { open_as_is = 0, truncate = 1, seek_to_end = 2 };
 
