@@ -240,8 +240,10 @@ std::streamsize streambuf_adaptorT<From, To, FromTraits, ToTraits>::xsgetn(From*
     }
     if (done != 0) {
       // One can step back by one, as behind any other read.
-      read_buffer.assign(1, to[done - 1]);
-      this->setg(read_buffer.data(), read_buffer.data() + 1, read_buffer.data() + 1);
+      read_buffer.resize(1);  // In reserved memory.
+      From* const last = read_buffer.data();
+      *last = to[done - 1];
+      this->setg(last, last + 1, last + 1);
     }
   }
   return done == n ? n : done + std::basic_streambuf<From, FromTraits>::xsgetn(to + done, n - done);

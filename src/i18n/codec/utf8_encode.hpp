@@ -13,7 +13,7 @@ namespace fl::i18n::detail {
 /// How many of `available` units certainly have room.
 inline std::size_t units_with_room(const char16_t* from, std::size_t available, std::size_t room_of_bytes) {
   constexpr std::size_t most_bytes = 3;  // Of a unit; a pair has four.
-  if (available <= room_of_bytes / most_bytes) {
+  if (available * most_bytes <= room_of_bytes) {
     return available;
   }
   // Of ASCII, three times as many have room.
