@@ -121,6 +121,7 @@ class streambuf_adaptorT : public std::basic_streambuf<From, FromTraits> {
   bool write_unit(From unit);
   bool write(const From* from, std::streamsize n);
   bool pass_on(const From* from, const From* end, std::size_t size);
+  bool pass_on_block(const From* from, const From* end, std::size_t size);
   bool pass_on_by(To* area, std::size_t size, const From* from, const From* end);
   bool put(const To* units, std::streamsize n);
   void make_read_areas();
@@ -178,16 +179,23 @@ bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::write(const From* from,
   return pass_on(from, end, size);
 }
 
-/// By way of an area of `size` units. A block or less goes by way of the stack: the heap would take longer than all
-/// else.
+/// By way of an area of `size` units: on the stack for a line or less, as the heap would take longer than all else.
 template <class From, class To, class FromTraits, class ToTraits>
 bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::pass_on(const From* from, const From* end, std::size_t size) {
   constexpr std::size_t for_line = 1024 / sizeof(To);
-  constexpr std::size_t for_block = 8192 / sizeof(To);
-  if (size <= for_line) {
-    To area[for_line];
-    return pass_on_by(area, size, from, end);
+  if (size > for_line) {
+    return pass_on_block(from, end, size);
   }
+  To area[for_line];
+  return pass_on_by(area, size, from, end);
+}
+
+/// Out of line: so large a frame costs time even where it is not used.
+template <class From, class To, class FromTraits, class ToTraits>
+[[gnu::noinline]] bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::pass_on_block(const From* from,
+                                                                                         const From* end,
+                                                                                         std::size_t size) {
+  constexpr std::size_t for_block = 8192 / sizeof(To);
   if (size <= for_block) {
     To area[for_block];
     return pass_on_by(area, size, from, end);

@@ -16,6 +16,9 @@
 
 namespace fl::i18n::detail {
 
+/// No kernel takes fewer units: asking which one it is would take longer than to convert them.
+constexpr std::size_t least_of_any_kernel = 8;
+
 struct kernel_choice {
   const simdutf::implementation* functions;  ///< Not null.
   /// A shorter text, in units, takes less time step by step.
@@ -28,7 +31,7 @@ inline kernel_choice& kernel() noexcept {
   static kernel_choice best = [] {
     const simdutf::implementation* const found = simdutf::get_available_implementations().detect_best_supported();
     // The one that masks what lies beyond the end is quick with a few units, too.
-    return kernel_choice{found, found->name() == "icelake" ? 8U : 64U};
+    return kernel_choice{found, found->name() == "icelake" ? least_of_any_kernel : 64};
   }();
   return best;
 }

@@ -92,6 +92,9 @@ inline std::size_t without_cut_character(const char* from, std::size_t size) {
 /// Converts well-formed text as far as there is certainly room, and moves both positions behind it.
 [[gnu::always_inline]] inline void decode_by_kernel(const char*& from, const char* end, char16_t*& to,
                                                     const char16_t* to_end) {
+  if (static_cast<std::size_t>(end - from) < least_of_any_kernel) {
+    return;
+  }
   const auto [functions, least] = kernel();
   for (;;) {
     const std::size_t size = room(from, end, to, to_end);  // No byte gives more than one unit.

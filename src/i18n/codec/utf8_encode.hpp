@@ -25,6 +25,9 @@ inline std::size_t units_with_room(const char16_t* from, std::size_t available, 
 /// Converts well-formed text as far as there is certainly room, and moves both positions behind it.
 [[gnu::always_inline]] inline void encode_by_kernel(const char16_t*& from, const char16_t* end, char*& to,
                                                     const char* to_end) {
+  if (static_cast<std::size_t>(end - from) < least_of_any_kernel) {
+    return;
+  }
   const auto [functions, least] = kernel();
   for (;;) {
     const auto available = static_cast<std::size_t>(end - from);

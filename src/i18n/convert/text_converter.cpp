@@ -71,19 +71,7 @@ void text_converter<Out, In>::start() noexcept {
 }
 
 template <class Out, class In>
-outcome text_converter<Out, In>::convert(Out*& to, Out* to_end, const In*& from, const In* from_end,
-                                         bool last) noexcept {
-  const Out* const to_begin = to;
-  if (is_between_characters() && !last) {
-    // Nearly always, and for text in small pieces as quick as it can be. What stops it, the loop meets again.
-    const In* const begin = from;
-    const stopped stop = codec_->convert(from, from_end, to, to_end, false);
-    converted_ += static_cast<std::size_t>(from - begin);
-    if (stop.why == stop_reason::input_used && from == from_end) {
-      return outcome::done;
-    }
-  }
-  const passage here{from, from_end, to, to_end, last, to_begin};
+outcome text_converter<Out, In>::go_on(const passage& here) noexcept {
   for (;;) {
     if (at_start_ && !pass_mark(here)) {
       return outcome::done;
@@ -93,7 +81,7 @@ outcome text_converter<Out, In>::convert(Out*& to, Out* to_end, const In*& from,
     }
     const stop_reason why = held_count_ == 0 ? convert_piece(here) : convert_held(here);
     if (why == stop_reason::input_used && here.is_used()) {
-      if (last) {
+      if (here.last) {
         start();
       }
       return outcome::done;

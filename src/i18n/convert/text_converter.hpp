@@ -31,7 +31,19 @@ class text_converter {
   text_converter& operator=(const text_converter&) = delete;
 
   /// As `stream_converter::convert`, but for what is ill-formed.
-  outcome convert(Out*& to, Out* to_end, const In*& from, const In* from_end, bool last) noexcept;
+  outcome convert(Out*& to, Out* to_end, const In*& from, const In* from_end, bool last) noexcept {
+    const Out* const to_begin = to;
+    if (is_between_characters() && !last) {
+      // Nearly always, and for text in small pieces as quick as it can be. What stops it, `go_on` meets again.
+      const In* const begin = from;
+      const stopped stop = codec_->convert(from, from_end, to, to_end, false);
+      converted_ += static_cast<std::size_t>(from - begin);
+      if (stop.why == stop_reason::input_used && from == from_end) {
+        return outcome::done;
+      }
+    }
+    return go_on({from, from_end, to, to_end, last, to_begin});
+  }
 
   /// Whether the next unit, if it is US-ASCII, would be written at once, as the same number: nothing is held, nothing
   /// is refused or counted.
@@ -62,6 +74,7 @@ class text_converter {
     bool is_area_empty() const noexcept { return to == to_begin; }
   };
 
+  outcome go_on(const passage& here) noexcept;
   bool is_between_characters() const noexcept { return !at_start_ && held_count_ == 0 && !has_pending(); }
   void start() noexcept;
   bool pass_mark(const passage& here) noexcept;
