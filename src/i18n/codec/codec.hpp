@@ -40,6 +40,12 @@ class codec {
   /// ill-formed. Without, it is left: fewer than `max_character` units.
   virtual stopped convert(const In*& from, const In* end, Out*& to, Out* to_end, bool last) const noexcept = 0;
 
+  /// As `convert`, right behind what was ill-formed. More of that is likely there, and a codec that is slow to find it
+  /// may have another way.
+  virtual stopped resume(const In*& from, const In* end, Out*& to, Out* to_end, bool last) const noexcept {
+    return convert(from, end, to, to_end, last);
+  }
+
   /// What stands for each ill-formed subpart: 1 to `max_character` units.
   virtual std::basic_string_view<Out> replacement() const noexcept = 0;
 };

@@ -14,6 +14,10 @@ class utf8_to_units final : public decoder {
                   bool last) const noexcept override {
     return decode_utf8(from, end, to, to_end, last);
   }
+  stopped resume(const char*& from, const char* end, char16_t*& to, char16_t* to_end,
+                 bool last) const noexcept override {
+    return decode_by_steps(from, end, to, to_end, last);
+  }
   std::u16string_view replacement() const noexcept override { return u"\uFFFD"; }
 };
 
@@ -22,6 +26,10 @@ class units_to_utf8 final : public encoder {
   stopped convert(const char16_t*& from, const char16_t* end, char*& to, char* to_end,
                   bool last) const noexcept override {
     return encode_utf8(from, end, to, to_end, last);
+  }
+  stopped resume(const char16_t*& from, const char16_t* end, char*& to, char* to_end,
+                 bool last) const noexcept override {
+    return encode_by_steps(from, end, to, to_end, last);
   }
   std::string_view replacement() const noexcept override { return "\xEF\xBF\xBD"; }
 };

@@ -20,8 +20,9 @@ template <class Out>
 constexpr std::size_t converted_area = 4096 / sizeof(Out);
 
 /// Appends `text`, converted, to `result`, with `replacement` for each ill-formed subpart. `convert` does what
-/// `codec::convert` does, for the end of a text. `reserve(done, count)` is called before each piece is appended: of the
-/// text `done` units are converted, the last of them to `count` units, which are not in `result` yet.
+/// `codec::convert` does, or `codec::resume` if its first argument says so, for the end of a text. `reserve(done,
+/// count)` is called before each piece is appended: of the text `done` units are converted, the last of them to `count`
+/// units, which are not in `result` yet.
 template <class Out, class In, class Convert, class Reserve>
 void append_converted(std::basic_string<Out>& result, std::basic_string_view<In> text,
                       std::basic_string_view<Out> replacement, Convert convert, Reserve reserve) {
@@ -31,9 +32,11 @@ void append_converted(std::basic_string<Out>& result, std::basic_string_view<In>
   Out* to = area;
   const In* from = text.data();
   const In* const end = from + text.size();
+  bool is_behind_error = false;
   for (;;) {
-    const stopped stop = convert(from, end, to, area_end);
-    if (stop.why == stop_reason::ill_formed) {
+    const stopped stop = convert(is_behind_error, from, end, to, area_end);
+    is_behind_error = stop.why == stop_reason::ill_formed;
+    if (is_behind_error) {
       from += stop.ill_formed_length;
       to = std::copy(replacement.begin(), replacement.end(), to);
       if (to < area_end) {

@@ -30,11 +30,11 @@ std::size_t convert_well_formed(std::basic_string<Out>& result, std::basic_strin
   return used;
 }
 
-template <auto Convert, class Out, class In>
+template <auto Convert, auto Resume, class Out, class In>
 void append_rest(std::basic_string<Out>& result, std::basic_string_view<In> text,
                  std::basic_string_view<Out> replacement) {
-  const auto convert = [](const In*& from, const In* end, Out*& to, Out* to_end) {
-    return Convert(from, end, to, to_end, true);
+  const auto convert = [](bool is_behind_error, const In*& from, const In* end, Out*& to, Out* to_end) {
+    return is_behind_error ? Resume(from, end, to, to_end, true) : Convert(from, end, to, to_end, true);
   };
   detail::append_converted(result, text, replacement, convert, [](std::size_t, std::size_t) {});
 }
@@ -53,7 +53,8 @@ std::string ustring_to_utf8(std::u16string_view text) {
           return kernel.convert_utf16le_to_utf8_with_errors(units, count, to);
         });
   }
-  append_rest<detail::encode_utf8>(result, text.substr(done), std::string_view("\xEF\xBF\xBD"));
+  append_rest<detail::encode_utf8, detail::encode_by_steps>(result, text.substr(done),
+                                                            std::string_view("\xEF\xBF\xBD"));
   return result;
 }
 
@@ -68,7 +69,7 @@ ustring utf8_to_ustring(std::string_view bytes) {
           return kernel.convert_utf8_to_utf16le_with_errors(text, size, to);
         });
   }
-  append_rest<detail::decode_utf8>(result, bytes.substr(done), std::u16string_view(u"\uFFFD"));
+  append_rest<detail::decode_utf8, detail::decode_by_steps>(result, bytes.substr(done), std::u16string_view(u"\uFFFD"));
   return result;
 }
 

@@ -18,8 +18,9 @@ using codec = detail::codec<Out, In>;
 template <class Out, class In>
 void append(std::basic_string<Out>& result, std::basic_string_view<In> text, const codec<Out, In>& converter) {
   const std::size_t mark_size = result.size();
-  const auto convert = [&](const In*& from, const In* end, Out*& to, Out* to_end) {
-    return converter.convert(from, end, to, to_end, true);
+  const auto convert = [&](bool is_behind_error, const In*& from, const In* end, Out*& to, Out* to_end) {
+    return is_behind_error ? converter.resume(from, end, to, to_end, true)
+                           : converter.convert(from, end, to, to_end, true);
   };
   // Room for what is left of the text, too: as much as the beginning of the text lets expect, and if that was not
   // enough, as much as it can be at most. So the text is allocated once or twice.

@@ -168,7 +168,9 @@ stop_reason text_converter<Out, In>::convert_held(const passage& here) noexcept 
 /// Converts once, with a replacement for what is ill-formed.
 template <class Out, class In>
 stop_reason text_converter<Out, In>::convert_some(const passage& here) noexcept {
-  const stopped stop = codec_->convert(here.from, here.from_end, here.to, here.to_end, here.last);
+  const stopped stop = is_behind_error_ ? codec_->resume(here.from, here.from_end, here.to, here.to_end, here.last)
+                                        : codec_->convert(here.from, here.from_end, here.to, here.to_end, here.last);
+  is_behind_error_ = stop.why == stop_reason::ill_formed && lenient_;
   if (stop.why == stop_reason::ill_formed && !lenient_) {
     const auto left = here.from_end - here.from;
     // With the second half of a pair, one can say which character is refused.

@@ -94,6 +94,7 @@ class text_converter {
 
   const text_codec* codec_ = nullptr;  ///< not null; a mark at the start of a text chooses it anew
   bool at_start_ = false;              ///< of a text that may have a mark there, and nothing of it converted
+  bool is_behind_error_ = false;       ///< what was converted last was ill-formed
   std::uint64_t converted_ = 0;        ///< see `converted`
   In held_[most] = {};                 ///< input that is used but not converted: the beginning of a character or mark
   std::size_t held_count_ = 0;         ///< units in use of `held_`, less than `most`
