@@ -82,10 +82,10 @@ const std::wstring& child_path() {
 }
 
 // The child starts in ".", as one of the library does: a directory that is named costs the system more than none.
-child start_child(const wchar_t* argument, HANDLE input) {
+child start_program(const std::wstring& path, const wchar_t* argument, HANDLE input) {
   pipe_ends output = make_pipe();
   check(SetHandleInformation(output.write.get(), HANDLE_FLAG_INHERIT, HANDLE_FLAG_INHERIT), "SetHandleInformation");
-  std::wstring command_line = L'"' + child_path() + L'"';
+  std::wstring command_line = L'"' + path + L'"';
   if (argument) {
     command_line.append(L" ").append(argument);
   }
@@ -96,11 +96,14 @@ child start_child(const wchar_t* argument, HANDLE input) {
   startup.hStdOutput = output.write.get();
   startup.hStdError = GetStdHandle(STD_ERROR_HANDLE);
   PROCESS_INFORMATION started{};
-  check(CreateProcessW(child_path().c_str(), command_line.data(), nullptr, nullptr, TRUE, 0, nullptr, L".", &startup,
-                       &started),
+  check(CreateProcessW(path.c_str(), command_line.data(), nullptr, nullptr, TRUE, 0, nullptr, L".", &startup, &started),
         "CreateProcessW");
   CloseHandle(started.hThread);
   return {unique_handle(started.hProcess), std::move(output.read)};
+}
+
+child start_child(const wchar_t* argument, HANDLE input) {
+  return start_program(child_path(), argument, input);
 }
 
 }  // namespace bench

@@ -90,8 +90,10 @@ struct child {
 /// The full path of the program that the benchmarks start, which lies beside this one.
 const std::wstring& child_path();
 
-/// Starts the child program with its output in a pipe. Null for input: this process's own standard input. `argument`
+/// Starts a program with its output in a pipe. Null for input: this process's own standard input. `argument`
 /// may be null.
+child start_program(const std::wstring& path, const wchar_t* argument, HANDLE input);
+/// The same with the child program.
 child start_child(const wchar_t* argument, HANDLE input);
 
 }  // namespace bench

@@ -76,8 +76,8 @@ void write_symbolic_frame(std::ostream& os, std::size_t number, const void* fram
 
 void write_symbolic(std::ostream& os, frame_iterator first, frame_iterator last) {
   const symbol_lookup lookup;
+  frame_description known;
   for (std::size_t number = 0; first != last; ++first, ++number) {
-    frame_description known;
     lookup.find_symbol(*first, known);
     find_module(*first, known);
     write_symbolic_frame(os, number, *first, known);
@@ -93,8 +93,8 @@ void write_for_report(std::ostream& os, const stacktrace_base& stack, const void
     frame = stack.begin();
   }
   const symbol_lookup lookup;
+  frame_description known;
   for (std::size_t number = 0; frame != stack.end(); ++frame, ++number) {
-    frame_description known;
     if (!lookup.find_symbol(*frame, known)) {
       write(os, "No names from here on: a thread was stopped inside the symbol service or the loader.\n");
       return write_numeric(os, frame, stack.end(), number);

@@ -21,12 +21,20 @@ struct frame_description {
   frame_description() noexcept { file[0] = symbol[0] = '\0'; }
 };
 
-/// Writes what is known of the frame's module to `known`. Allocates nothing. Any thread.
+/// Writes what is known of the frame's module to `known`, which may have what was found for another frame: most have the
+/// module of the one before. Allocates nothing. Any thread.
 void find_module(const void* frame, frame_description& known) noexcept;
 
 /// Loads the system's symbol service, so that this need not be done when the process is about to end. Allocates nothing
 /// itself; waits for another thread that loads a library, but not without end. Any thread.
 void prepare_symbols() noexcept;
+
+/// Until `let_symbols_go`, the symbol service, once somebody has started it, is not stopped: for those who come to
+/// print a stack and wait for another who prints, since starting it, and reading the symbols of each module, takes far
+/// longer than all the rest of a report. Starts nothing and waits for nobody. Any thread, any number of times.
+void keep_symbols() noexcept;
+/// The end of one `keep_symbols`: stops the service if it was the last and nobody holds it.
+void let_symbols_go() noexcept;
 
 /// Holds the system's symbol service for as long as the object lives, so that it is started once for a whole stack. If
 /// it cannot be started, no symbol is known. Any number may live, on all threads.
@@ -37,7 +45,7 @@ class symbol_lookup {
   symbol_lookup& operator=(const symbol_lookup&) = delete;
   ~symbol_lookup();
 
-  /// Writes the frame's symbol to `known`, if it is known. False if the service cannot be asked, because a thread was
+  /// Writes the frame's symbol to `known`, or none if it is not known. False if the service cannot be asked, because a thread was
   /// stopped in it, this one or another, or in the loader; then `find_module` would not return either. Allocates
   /// nothing; waits for another thread that is in the service, but not without end.
   bool find_symbol(const void* frame, frame_description& known) const noexcept;

@@ -76,12 +76,15 @@ terminate_impl& term() noexcept try { return engine.get(); } catch (...) {
 }
 
 bool terminate_impl::append(const report_event& event, const thread_context& context) noexcept {
+  // From before the wait, so that threads which end at once need the symbol service started only once.
+  keep_symbols();
   if (lock_.acquire(stack_pointer_of(context)) != util::checked_lock::outcome::acquired) {
-    return false;
+    return false;  // The process is about to end. The service may be where the other thread has stopped: it stays.
   }
   write_report(log_buffer_.stream(), event, context);
   was_called_ = was_called_ || event.assertion;
   lock_.unlock();
+  let_symbols_go();
   return true;
 }
 

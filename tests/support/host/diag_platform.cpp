@@ -129,6 +129,8 @@ void stacktrace_base::capture(const thread_context&, std::size_t skip) {
 }
 
 void prepare_symbols() noexcept {}
+void keep_symbols() noexcept {}
+void let_symbols_go() noexcept {}
 
 symbol_lookup::symbol_lookup() noexcept : holding_(true) {
   ++host_system().lookups;
@@ -139,6 +141,7 @@ symbol_lookup::~symbol_lookup() {
 }
 
 bool symbol_lookup::find_symbol(const void* frame, frame_description& known) const noexcept {
+  known = {};
   if (host_system().describe) {
     host_system().describe(frame, known);
   }

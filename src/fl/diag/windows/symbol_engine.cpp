@@ -49,17 +49,22 @@ symbol_engine::symbol_engine() noexcept : process_(GetCurrentProcess()), search_
 }
 
 void symbol_engine::acquire() noexcept {
-  if (!initialised_) {
-    initialised_ = symbol_service::initialize(process_, search_path_, TRUE) == TRUE;
+  if (!running_) {
+    running_ = symbol_service::initialize(process_, search_path_, TRUE) == TRUE;
   }
   ++holders_;
 }
 
 void symbol_engine::release() noexcept {
-  if (--holders_ != 0 || !initialised_) {
+  --holders_;
+  stop_if_unused();
+}
+
+void symbol_engine::stop_if_unused() noexcept {
+  if (holders_ != 0 || reservations_ != 0 || !running_) {
     return;
   }
-  initialised_ = false;
+  running_ = false;
   symbol_service::cleanup(process_);
 }
 
@@ -67,7 +72,7 @@ bool symbol_engine::find_symbol(const void* address, char* name, std::size_t siz
                                 std::uint64_t& displacement) noexcept {
   symbol_record record;
   DWORD64 distance = 0;
-  if (!initialised_ ||
+  if (!running_ ||
       symbol_service::from_address(process_, reinterpret_cast<DWORD64>(address), &distance, &record.info) != TRUE) {
     return false;
   }

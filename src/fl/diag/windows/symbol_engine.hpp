@@ -8,6 +8,7 @@
 
 #include "util/checked_lock.hpp"
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 
@@ -23,10 +24,18 @@ class symbol_engine {
 
   /// Adds a holder, and starts the service unless it runs. If it does not start, the next holder tries again.
   void acquire() noexcept;
-  /// Removes a holder, and stops the service with the last one.
+  /// Removes a holder, and stops the service with the last one, unless it is reserved.
   void release() noexcept;
+  /// Stops the service if it has no holder and is not reserved.
+  void stop_if_unused() noexcept;
+
+  /// Lets the service run on between two holders, without being one. Needs neither the engine nor its lock.
+  static void reserve() noexcept { ++reservations_; }
+  /// Takes one reservation back. Whether `stop_if_unused` is to be called, since that was the last one.
+  static bool unreserve() noexcept { return --reservations_ == 0 && running_; }
+
   /// Whether the service runs.
-  bool initialised() const noexcept { return initialised_; }
+  bool initialised() const noexcept { return running_; }
   void* process() const noexcept { return process_; }
 
   /// Writes the readable name of the symbol at `address`, zero-terminated and cut to fit, and how many bytes behind
@@ -41,7 +50,8 @@ class symbol_engine {
   /// The limit is longer than the service takes for what it does in one piece: reading the symbols of a module.
   util::checked_lock lock_{std::chrono::seconds(20)};
   std::uint32_t holders_ = 0;
-  bool initialised_ = false;  ///< The service was started and not stopped yet.
+  static inline constinit std::atomic<std::uint32_t> reservations_{0};
+  static inline constinit std::atomic<bool> running_{false};  ///< The service was started and not stopped yet.
 };
 
 }  // namespace foundation::core::diag

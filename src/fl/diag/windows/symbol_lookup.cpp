@@ -48,17 +48,30 @@ const char* relative_path_of(const void* module, std::string_view file) noexcept
 
 void find_module(const void* frame, frame_description& known) noexcept {
   const void* const base = symbols::getModuleAddress(frame);
-  if (base == nullptr) {
+  if (base != nullptr && base == known.module) {
     return;
   }
+  known.module = nullptr;
+  known.relative_path = nullptr;
+  known.file[0] = '\0';
   const auto module = static_cast<HMODULE>(const_cast<void*>(base));
-  if (GetModuleFileNameA(module, known.file, sizeof known.file) == 0) {
+  if (module == nullptr || GetModuleFileNameA(module, known.file, sizeof known.file) == 0) {
     known.file[0] = '\0';
     return;
   }
   known.file[sizeof known.file - 1] = '\0';
   known.module = base;
   known.relative_path = relative_path_of(base, known.file);
+}
+
+void keep_symbols() noexcept {
+  symbol_engine::reserve();
+}
+
+void let_symbols_go() noexcept {
+  if (symbol_engine::unreserve()) {
+    with_service([](symbol_engine& engine) { engine.stop_if_unused(); });
+  }
 }
 
 symbol_lookup::symbol_lookup() noexcept
@@ -72,10 +85,9 @@ symbol_lookup::~symbol_lookup() {
 }
 
 bool symbol_lookup::find_symbol(const void* frame, frame_description& known) const noexcept {
+  known.symbol[0] = '\0';
   return holding_ && with_service([&](symbol_engine& engine) {
-           if (!engine.find_symbol(frame, known.symbol, sizeof known.symbol, known.displacement)) {
-             known.symbol[0] = '\0';
-           }
+           engine.find_symbol(frame, known.symbol, sizeof known.symbol, known.displacement);
          });
 }
 
