@@ -13,7 +13,9 @@
 #include "windows_support.hpp"
 
 #include <cstdio>
+#include <future>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -36,8 +38,7 @@ void launch_ours(bench::product& result) {
   result.add_value(process.exit_status());
 }
 
-void launch_bare(bench::product& result) {
-  const bench::child child = bench::start_child(nullptr, nullptr);
+void take_output(const bench::child& child, bench::product& result) {
   char buffer[4096];
   while (const DWORD count = bench::read_some(child.output.get(), buffer, sizeof buffer)) {
     result.add({buffer, count});
@@ -46,6 +47,48 @@ void launch_bare(bench::product& result) {
   DWORD code = 0;
   bench::check(GetExitCodeProcess(child.process.get(), &code), "GetExitCodeProcess");
   result.add_value(static_cast<unsigned>(code));
+}
+
+void launch_bare(bench::product& result) {
+  take_output(bench::start_child(nullptr, nullptr), result);
+}
+
+// ---- eight at once ----
+//
+// Each child is given a list of what it inherits, as it must be where several are started at once: another one would
+// keep the writing end of this one's pipe open.
+
+void launch_listed(bench::product& result) {
+  static const fp::command command(boost::filesystem::path(bench::child_path()).string());
+  fp::iopipe pipe(fp::open_mode::read | fp::open_mode::write | fp::open_mode::binary);
+  fp::context context;
+  context.std_out(fp::pipe_to(pipe)).explicitlyInheritHandles(true);
+  fp::process process(command, context);
+  take_all(pipe, result);
+  result.add_value(process.exit_status());
+}
+
+void launch_listed_bare(bench::product& result) {
+  take_output(bench::start_child(nullptr, nullptr, bench::inheritance::listed), result);
+}
+
+/// Eight threads, each of which starts a child, reads its output, waits for it, and then does that once more.
+template <class Launch>
+bench::contender on_eight_threads(Launch launch) {
+  return {[launch](bench::product& result) {
+    std::vector<std::future<bench::product>> threads;
+    for (int i = 0; i != 8; ++i) {
+      threads.push_back(std::async(std::launch::async, [launch] {
+        bench::product own(bench::product::bytes::kept);
+        launch(own);
+        launch(own);
+        return own;
+      }));
+    }
+    for (auto& thread : threads) {
+      result.add(thread.get().text());
+    }
+  }};
 }
 
 void launch_boost_process(bench::product& result) {
@@ -63,5 +106,7 @@ void launch_boost_process(bench::product& result) {
 int main(int argc, char** argv) {
   bench::add_row("launch_piped_vs_createprocess", {launch_ours}, {launch_bare});
   bench::add_row("launch_piped_vs_boost_process", {launch_ours}, {launch_boost_process});
+  bench::add_row("launch_eight_threads_vs_createprocess", on_eight_threads(launch_listed),
+                 on_eight_threads(launch_listed_bare));
   return bench::run(argc, argv);
 }

@@ -4,7 +4,9 @@
 #include <io.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <random>
 
 namespace bench {
@@ -81,29 +83,71 @@ const std::wstring& child_path() {
   return path;
 }
 
+namespace {
+
+// The attributes of a start: handles that are made inheritable, and the list of them.
+class handle_list {
+ public:
+  explicit handle_list(std::vector<HANDLE> handles) : handles_(std::move(handles)) {
+    std::sort(handles_.begin(), handles_.end());
+    handles_.erase(std::unique(handles_.begin(), handles_.end()), handles_.end());
+    for (const HANDLE each : handles_) {
+      check(SetHandleInformation(each, HANDLE_FLAG_INHERIT, HANDLE_FLAG_INHERIT), "SetHandleInformation");
+    }
+    SIZE_T size = 0;
+    InitializeProcThreadAttributeList(nullptr, 1, 0, &size);
+    memory_.resize(size);
+    check(InitializeProcThreadAttributeList(get(), 1, 0, &size), "InitializeProcThreadAttributeList");
+    check(UpdateProcThreadAttribute(get(), 0, PROC_THREAD_ATTRIBUTE_HANDLE_LIST, handles_.data(),
+                                    handles_.size() * sizeof(HANDLE), nullptr, nullptr),
+          "UpdateProcThreadAttribute");
+  }
+  handle_list(const handle_list&) = delete;
+  handle_list& operator=(const handle_list&) = delete;
+  ~handle_list() { DeleteProcThreadAttributeList(get()); }
+
+  LPPROC_THREAD_ATTRIBUTE_LIST get() { return reinterpret_cast<LPPROC_THREAD_ATTRIBUTE_LIST>(memory_.data()); }
+
+ private:
+  std::vector<HANDLE> handles_;
+  std::vector<std::byte> memory_;
+};
+
+}  // namespace
+
 // The child starts in ".", as one of the library does: a directory that is named costs the system more than none.
-child start_program(const std::wstring& path, const wchar_t* argument, HANDLE input) {
+child start_program(const std::wstring& path, const wchar_t* argument, HANDLE input, inheritance inherited) {
   pipe_ends output = make_pipe();
   check(SetHandleInformation(output.write.get(), HANDLE_FLAG_INHERIT, HANDLE_FLAG_INHERIT), "SetHandleInformation");
   std::wstring command_line = L'"' + path + L'"';
   if (argument) {
     command_line.append(L" ").append(argument);
   }
-  STARTUPINFOW startup{};
+  STARTUPINFOEXW extended{};
+  STARTUPINFOW& startup = extended.StartupInfo;
   startup.cb = sizeof startup;
   startup.dwFlags = STARTF_USESTDHANDLES;
   startup.hStdInput = input ? input : GetStdHandle(STD_INPUT_HANDLE);
   startup.hStdOutput = output.write.get();
   startup.hStdError = GetStdHandle(STD_ERROR_HANDLE);
+  std::optional<handle_list> list;
+  DWORD flags = 0;
+  if (inherited == inheritance::listed) {
+    list.emplace(std::vector<HANDLE>{startup.hStdInput, startup.hStdOutput, startup.hStdError});
+    extended.lpAttributeList = list->get();
+    startup.cb = sizeof extended;
+    flags = EXTENDED_STARTUPINFO_PRESENT;
+  }
   PROCESS_INFORMATION started{};
-  check(CreateProcessW(path.c_str(), command_line.data(), nullptr, nullptr, TRUE, 0, nullptr, L".", &startup, &started),
+  check(CreateProcessW(path.c_str(), command_line.data(), nullptr, nullptr, TRUE, flags, nullptr, L".", &startup,
+                       &started),
         "CreateProcessW");
   CloseHandle(started.hThread);
   return {unique_handle(started.hProcess), std::move(output.read)};
 }
 
-child start_child(const wchar_t* argument, HANDLE input) {
-  return start_program(child_path(), argument, input);
+child start_child(const wchar_t* argument, HANDLE input, inheritance inherited) {
+  return start_program(child_path(), argument, input, inherited);
 }
 
 }  // namespace bench

@@ -90,10 +90,14 @@ struct child {
 /// The full path of the program that the benchmarks start, which lies beside this one.
 const std::wstring& child_path();
 
-/// Starts a program with its output in a pipe. Null for input: this process's own standard input. `argument`
-/// may be null.
-child start_program(const std::wstring& path, const wchar_t* argument, HANDLE input);
+/// What a child inherits: all handles that are inheritable at the moment, or its three standard ones, by a list.
+enum class inheritance { open, listed };
+
+/// Starts a program with its output in a pipe. Null for input: this process's own standard input. `argument` may be
+/// null.
+child start_program(const std::wstring& path, const wchar_t* argument, HANDLE input,
+                    inheritance inherited = inheritance::open);
 /// The same with the child program.
-child start_child(const wchar_t* argument, HANDLE input);
+child start_child(const wchar_t* argument, HANDLE input, inheritance inherited = inheritance::open);
 
 }  // namespace bench

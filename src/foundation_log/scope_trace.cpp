@@ -5,21 +5,16 @@
 
 namespace foundation::log {
 
-void scope_trace::enter() noexcept {
-  uncaught_ = std::uncaught_exceptions();
-  logger_.log(severity::scope_entry, signature_);
+int scope_trace::enter(const basic_diagnostic_logger<char>& logger, const char* signature) noexcept {
+  logger.log(severity::scope_entry, signature);
   detail::indent_attribute::increase();
+  return std::uncaught_exceptions();
 }
 
-void scope_trace::leave() noexcept {
-  if (write_result_ != nullptr) {
-    write_result_(logger_, result_name_, result_);
-  }
-  if (!active_) {
-    return;
-  }
+void scope_trace::leave(const basic_diagnostic_logger<char>& logger, const char* signature,
+                        int uncaught_at_entry) noexcept {
   detail::indent_attribute::decrease();
-  logger_.log(severity::scope_exit, signature_, std::uncaught_exceptions() > uncaught_ ? " [throw]" : "");
+  logger.log(severity::scope_exit, signature, std::uncaught_exceptions() > uncaught_at_entry ? " [throw]" : "");
 }
 
 }  // namespace foundation::log

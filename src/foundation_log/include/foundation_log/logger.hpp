@@ -48,6 +48,7 @@
 #include <atomic>
 #include <sstream>
 #include <string>
+#include <type_traits>
 
 namespace foundation::log {
 
@@ -79,7 +80,14 @@ void put_parts(std::ostream& text, const Parts&... parts) noexcept {
     note_failed_part(text);
   }
 }
+
+/// How a part goes on to where it is printed: a scalar by its value. A variable of the caller whose address went there
+/// would have to lie in memory while nothing is logged, too.
+template <class Part>
+using passed_on = std::conditional_t<std::is_scalar_v<Part>, std::remove_cv_t<Part>, const Part&>;
 }  // namespace detail
+
+class scope_trace;
 
 template <class CharT>
 class basic_diagnostic_logger;  // `char` is the only one.
@@ -114,7 +122,7 @@ class basic_diagnostic_logger<char> {
   template <class... Parts>
   void log(unsigned severity, const Parts&... parts) const noexcept {
     if (enabled(severity)) {
-      write_parts(severity, parts...);
+      write_parts<detail::passed_on<Parts>...>(severity, parts...);
     }
   }
 
@@ -138,12 +146,14 @@ class basic_diagnostic_logger<char> {
 
  private:
   friend class detail::registry;
+  friend class scope_trace;
 
   /// In `effective_`: the level has not been read from the environment yet. No level word has this bit.
   static constexpr unsigned not_configured = 1u << 31;
 
+  // Cold, so that the code of a record that is off runs straight on.
   template <class... Parts>
-  void write_parts(unsigned severity, const Parts&... parts) const noexcept {
+  [[gnu::cold, gnu::noinline]] void write_parts(unsigned severity, Parts... parts) const noexcept {
     try {
       std::ostringstream text;
       detail::put_parts(text, parts...);
@@ -153,7 +163,7 @@ class basic_diagnostic_logger<char> {
     }
   }
 
-  FOUNDATION_LOG_API bool enabled_now(unsigned severity) const noexcept;
+  [[gnu::cold]] FOUNDATION_LOG_API bool enabled_now(unsigned severity) const noexcept;
   FOUNDATION_LOG_API static bool recording() noexcept;
   FOUNDATION_LOG_API bool write(unsigned severity, const std::ostringstream& text) const noexcept;
   FOUNDATION_LOG_API void report_check(unsigned check, const std::ostringstream& text, const char* file, int line,

@@ -4,6 +4,9 @@
 //     foundation::log::scope_trace trace(logger, __PRETTY_FUNCTION__);
 //     trace.result("result", result);
 //
+// While none of its severities is enabled, a trace costs the load and the test of a record that is not, and the same
+// again for a result.
+//
 // Thread safety: an object belongs to the thread and the scope that made it.
 #pragma once
 
@@ -18,17 +21,19 @@ class scope_trace {
   /// The trace is active if `severity::scope_entry` is enabled now: then it logs the signature at that severity and
   /// raises the indent. `signature` is zero-terminated and must outlive the object, as `logger` must.
   scope_trace(basic_diagnostic_logger<char>& logger, const char* signature) noexcept
-      : logger_(logger), signature_(signature), active_(logger.enabled(severity::scope_entry)) {
-    if (active_) {
-      enter();
-    }
-  }
+      : logger_(logger),
+        signature_(signature),
+        active_(logger.enabled(severity::scope_entry)),
+        uncaught_(active_ ? enter(logger, signature) : 0) {}
 
   /// If active, lowers the indent and logs the signature at `severity::scope_exit`, with " [throw]" behind it if the
   /// scope is left by an exception. The result, if there is one, comes first, whether or not the trace is active.
-  ~scope_trace() {
-    if (active_ || write_result_ != nullptr) {
-      leave();
+  [[gnu::always_inline]] ~scope_trace() {  // Called with the object's address it would cost stores while it is off.
+    if (write_result_ != nullptr && logger_.enabled(severity::result)) {
+      write_result_(logger_, result_name_, result_);
+    }
+    if (active_) {
+      leave(logger_, signature_, uncaught_);
     }
   }
 
@@ -43,7 +48,8 @@ class scope_trace {
     result_name_ = name;
     result_ = std::addressof(value);
     write_result_ = [](const basic_diagnostic_logger<char>& logger, const char* result_name, const void* result) {
-      logger.log(severity::result, result_name, "=", *static_cast<const T*>(result));
+      logger.write_parts<const char*, const char*, const T&>(severity::result, result_name, "=",
+                                                             *static_cast<const T*>(result));
     };
   }
 
@@ -51,13 +57,17 @@ class scope_trace {
   void result(const char* name, const T&& value) = delete;  // A temporary is gone at the scope's end.
 
  private:
-  FOUNDATION_LOG_API void enter() noexcept;
-  FOUNDATION_LOG_API void leave() noexcept;
+  // Both get values instead of the object, which then needs no memory while nothing is traced.
+  /// Returns how many exceptions are in flight.
+  [[gnu::cold]] FOUNDATION_LOG_API static int enter(const basic_diagnostic_logger<char>& logger,
+                                                    const char* signature) noexcept;
+  [[gnu::cold]] FOUNDATION_LOG_API static void leave(const basic_diagnostic_logger<char>& logger, const char* signature,
+                                                     int uncaught_at_entry) noexcept;
 
   basic_diagnostic_logger<char>& logger_;
   const char* signature_;
   bool active_;
-  int uncaught_ = 0;  ///< Exceptions in flight at the entry; of an active trace only.
+  int uncaught_;  ///< Exceptions in flight at the entry; of an active trace only.
   const char* result_name_ = nullptr;
   const void* result_ = nullptr;
   void (*write_result_)(const basic_diagnostic_logger<char>&, const char*,

@@ -29,6 +29,13 @@ TEST(EnvironmentNames, AreOrderedByUpperCasedSignedBytes) {
   for (const auto& [left, right] : ascending) {
     EXPECT_TRUE(less(left, right) && !less(right, left)) << left << " | " << right;
   }
+  struct one_is_two : std::ctype<char> {
+    char do_toupper(char c) const override { return c == '1' ? '2' : c; }
+  };
+  const std::locale before = std::locale::global(std::locale(std::locale::classic(), new one_is_two));
+  EXPECT_FALSE(less("1", "2"));
+  std::locale::global(before);
+  EXPECT_TRUE(less("1", "2"));
 }
 
 // The order of bytes, which is that of the map, is another one, and holds "k" and the Kelvin sign apart.

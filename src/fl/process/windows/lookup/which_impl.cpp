@@ -61,7 +61,8 @@ boost::filesystem::file_type type_of(const path& file) {
 }
 
 bool is_command(const path& file) {
-  return type_of(file) != boost::filesystem::file_not_found && type_of(file) != boost::filesystem::directory_file &&
+  const boost::filesystem::file_type type = type_of(file);
+  return type != boost::filesystem::file_not_found && type != boost::filesystem::directory_file &&
          has_known_extension(file);
 }
 
