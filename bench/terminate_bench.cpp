@@ -35,10 +35,21 @@ constexpr std::size_t most_threads = 8;
 
 bool service_refuses = false;
 std::atomic<import_patch::any_function> original_start, original_end;
-std::atomic<std::size_t> ends{0};
+std::atomic<LONG> go{0}, ends{0};
+
+void wait_while(std::atomic<LONG>& word, LONG value) {
+  while (word == value) {
+    WaitOnAddress(&word, &value, sizeof value, INFINITE);
+  }
+}
+
+void tell_end() {
+  ++ends;
+  WakeByAddressSingle(&ends);
+}
 
 [[noreturn]] void final_stage(const wchar_t*, const wchar_t*, unsigned) {
-  ++ends;
+  tell_end();
   ExitThread(0);
 }
 
@@ -52,35 +63,64 @@ BOOL WINAPI start_service(HANDLE process, const char* path, BOOL invade) {
   asm volatile("");
 }
 
+// What the threads of one run do. They wait at their full depth until they are let go, so that neither their start nor
+// their end is within the time.
 struct thread_work {
   std::size_t depth;
   void (*work)(std::size_t);
   std::size_t number;
 };
 
+std::array<thread_work, most_threads> works;
+std::vector<HANDLE> threads;
+
+// A thread that has worked for a while has this much of its stack: else the system would add pages to it within the
+// time, for the 64 KiB that a message has room in.
+[[gnu::noipa]] void use_stack() {
+  volatile char room[128 * 1024];
+  for (std::size_t at = 0; at < sizeof room; at += 4096) {
+    room[at] = 0;
+  }
+}
+
 DWORD WINAPI thread_body(void* object) {
-  const thread_work own = *static_cast<thread_work*>(object);
+  use_stack();
+  const thread_work& own = *static_cast<thread_work*>(object);
   descend(own.depth, own.work, own.number);
   return 0;
 }
 
-void run_threads(std::size_t count, std::size_t depth, void (*work)(std::size_t)) {
-  std::array<thread_work, most_threads> works{};
-  std::array<HANDLE, most_threads> threads{};
-  for (std::size_t number = 0; number < count; ++number) {
-    works[number] = {depth, work, number};
-    threads[number] = CreateThread(nullptr, 0, thread_body, &works[number], 0, nullptr);
-    bench::check(threads[number] != nullptr, "CreateThread");
+void join_threads() {
+  for (const HANDLE thread : threads) {
+    WaitForSingleObject(thread, INFINITE);
+    CloseHandle(thread);
   }
-  WaitForMultipleObjects(static_cast<DWORD>(count), threads.data(), TRUE, INFINITE);
-  for (std::size_t number = 0; number < count; ++number) {
-    CloseHandle(threads[number]);
+  threads.clear();
+}
+
+void start_threads(std::size_t count, std::size_t depth, void (*work)(std::size_t)) {
+  join_threads();
+  go = ends = 0;
+  while (threads.size() < count) {
+    thread_work& own = works[threads.size()] = {depth, work, threads.size()};
+    threads.push_back(CreateThread(nullptr, 0, thread_body, &own, 0, nullptr));
+    bench::check(threads.back() != nullptr, "CreateThread");
+  }
+  Sleep(1);  // They come to their wait.
+}
+
+void run_threads() {
+  go = 1;
+  WakeByAddressAll(&go);
+  for (LONG ended; (ended = ends) != static_cast<LONG>(threads.size());) {
+    wait_while(ends, ended);
   }
 }
 
 // ---- ours ----
 
 void call_terminate(std::size_t) {
+  wait_while(go, 0);
   fd::terminate("it broke", "terminate_bench.cpp", 1, "call_terminate");
 }
 
@@ -88,33 +128,24 @@ void wipe_log() {
   const fd::termination_observer wiping(nullptr);
 }
 
-// The lines of all reports' stacks, one stack behind the other, each up to where a thread's stack ends: behind that
-// Wine reports words that lie there, the first of them a null.
-std::vector<std::string_view> stack_lines(std::string_view log) {
-  constexpr std::string_view heading = "Stack Trace (captured):\n", end = "] 0x0000000000000000 ";
-  std::vector<std::string_view> lines;
+// Calls `take` with the stack of each report in the log, as far as a thread's stack goes: behind that Wine reports
+// words that lie there, the first of them a null.
+template <class Take>
+void for_each_stack(std::string_view log, Take take) {
+  constexpr std::string_view heading = "Stack Trace (captured):\n", null = "] 0x0000000000000000 ";
   for (std::size_t at = 0; (at = log.find(heading, at)) != log.npos;) {
-    for (at += heading.size(); at < log.size() && log[at] == '[';) {
-      const std::string_view line = log.substr(at, log.find('\n', at) + 1 - at);
-      if (line.find(end) != line.npos) {
-        break;
-      }
-      lines.push_back(line);
-      at += line.size();
-    }
+    const std::string_view rest = log.substr(at += heading.size());
+    const std::size_t size = rest.rfind('\n', rest.find(null)) + 1;
+    take(rest.substr(0, size));
+    at += size;
   }
-  return lines;
 }
 
 std::size_t ours_depth = 0;
 
-void terminate_threads(bench::product& result, std::size_t count) {
-  ends = 0;
-  run_threads(count, ours_depth, call_terminate);
-  bench::check(ends == count, "terminate");
-  for (const std::string_view line : stack_lines(fd::terminate_log())) {
-    result.add(line);
-  }
+void terminate_threads(bench::product& result) {
+  run_threads();
+  for_each_stack(fd::terminate_log(), [&](std::string_view stack) { result.add(stack); });
 }
 
 // ---- bare calls ----
@@ -187,6 +218,7 @@ void release_service() {
 }
 
 void print_bare(std::size_t number) {
+  wait_while(go, 0);
   CONTEXT registers;
   RtlCaptureContext(&registers);
   benchmark::DoNotOptimize(registers);
@@ -208,38 +240,47 @@ void print_bare(std::size_t number) {
     release_service();
   }
   sizes[number] = size;
+  tell_end();
 }
 
-void print_threads(bench::product& result, std::size_t count) {
-  run_threads(count, ours_depth, print_bare);
-  for (std::size_t number = 0; number < count; ++number) {
+void print_threads(bench::product& result) {
+  run_threads();
+  for (std::size_t number = 0; number < threads.size(); ++number) {
     result.add({texts[number], sizes[number]});
   }
 }
 
 // ---- rows ----
 
+void prepare(std::size_t count, bool names, std::size_t depth, void (*work)(std::size_t)) {
+  wipe_log();
+  service_refuses = !names;
+  with_service = names;
+  start_threads(count, depth, work);
+}
+
 // Terminates once at that depth, without names, and gives the frames.
 std::vector<const void*> frames_at(std::size_t depth) {
-  wipe_log();
-  service_refuses = true;
-  run_threads(1, depth, call_terminate);
-  service_refuses = false;
+  prepare(1, false, depth, call_terminate);
+  run_threads();
   std::vector<const void*> found;
-  for (const std::string_view line : stack_lines(fd::terminate_log())) {
-    found.push_back(reinterpret_cast<const void*>(std::stoull(std::string(line.substr(6, 18)), nullptr, 16)));
-  }
+  for_each_stack(fd::terminate_log(), [&](std::string_view stack) {
+    for (; !stack.empty(); stack.remove_prefix(stack.find('\n') + 1)) {
+      const std::string address(stack.substr(stack.find("0x"), 18));
+      found.push_back(reinterpret_cast<const void*>(std::stoull(address, nullptr, 16)));
+    }
+  });
   return found;
 }
 
-void add_terminate_row(const std::string& name, std::size_t threads, bool names) {
-  const auto prepare = [=] {
-    wipe_log();
-    service_refuses = !names;
-    with_service = names;
-  };
-  bench::add_row(name, {[=](bench::product& result) { terminate_threads(result, threads); }, prepare},
-                 {[=](bench::product& result) { print_threads(result, threads); }, prepare});
+void add_terminate_row(const std::string& name, std::size_t count, bool names) {
+  bench::add_row(name, {terminate_threads, [=] { prepare(count, names, ours_depth, call_terminate); }},
+                 {print_threads, [=] { prepare(count, names, ours_depth, print_bare); }});
+}
+
+void terminate_one(bench::product& result) {
+  run_threads();
+  result.add("done");
 }
 
 void start_and_stop_service(bench::product& result) {
@@ -255,8 +296,7 @@ int main(int argc, char** argv) {
                          original_end);
   const import_patch start("libqxfl.dll", "SymInitialize", reinterpret_cast<import_patch::any_function>(start_service),
                            original_start);
-  const std::size_t least = frames_at(0).size();
-  ours_depth = frame_count - least;
+  ours_depth = frame_count - frames_at(0).size();
   frames = frames_at(ours_depth);
   if (frames.size() != frame_count) {
     throw std::runtime_error("no depth gives a stack of " + std::to_string(frame_count) + " frames");
@@ -265,15 +305,7 @@ int main(int argc, char** argv) {
   add_terminate_row("terminate_30_frames_vs_dbghelp", 1, true);
   add_terminate_row("terminate_8_threads_vs_dbghelp", 8, true);
   add_terminate_row("terminate_8_threads_without_names_vs_system_calls", 8, false);
-  const auto prepare = [] {
-    wipe_log();
-    service_refuses = false;
-  };
-  const auto report = [](bench::product& result) {
-    ends = 0;
-    run_threads(1, ours_depth, call_terminate);
-    result.add("done");
-  };
-  bench::add_row("terminate_vs_service_start", {report, prepare}, {start_and_stop_service, prepare});
+  bench::add_row("terminate_vs_service_start", {terminate_one, [] { prepare(1, true, ours_depth, call_terminate); }},
+                 {start_and_stop_service, [] {}});
   return bench::run(argc, argv);
 }

@@ -12,6 +12,8 @@ struct frame_description {
   static constexpr std::size_t longest_file = 260;
   static constexpr std::size_t longest_symbol = 2000;
 
+  const void* code_begin = nullptr;     ///< Of pages that belong to the module, and so do the frames in them.
+  const void* code_end = nullptr;       ///< One past them; null if the module is not known.
   const void* module = nullptr;         ///< The base of the frame's module; null if that is not known.
   const char* relative_path = nullptr;  ///< What the module exports to be shown instead of its file, or null.
   std::uint64_t displacement = 0;       ///< Bytes from the symbol's start to the frame.
@@ -21,8 +23,8 @@ struct frame_description {
   frame_description() noexcept { file[0] = symbol[0] = '\0'; }
 };
 
-/// Writes what is known of the frame's module to `known`, which may have what was found for another frame: most have the
-/// module of the one before. Allocates nothing. Any thread.
+/// Writes what is known of the frame's module to `known`, which may have what was found for another frame: most have
+/// the module of the one before. Allocates nothing. Any thread.
 void find_module(const void* frame, frame_description& known) noexcept;
 
 /// Loads the system's symbol service, so that this need not be done when the process is about to end. Allocates nothing
@@ -45,9 +47,9 @@ class symbol_lookup {
   symbol_lookup& operator=(const symbol_lookup&) = delete;
   ~symbol_lookup();
 
-  /// Writes the frame's symbol to `known`, or none if it is not known. False if the service cannot be asked, because a thread was
-  /// stopped in it, this one or another, or in the loader; then `find_module` would not return either. Allocates
-  /// nothing; waits for another thread that is in the service, but not without end.
+  /// Writes the frame's symbol to `known`, or none if it is not known. False if the service cannot be asked, because a
+  /// thread was stopped in it, this one or another, or in the loader; then `find_module` would not return either.
+  /// Allocates nothing; waits for another thread that is in the service, but not without end.
   bool find_symbol(const void* frame, frame_description& known) const noexcept;
 
  private:

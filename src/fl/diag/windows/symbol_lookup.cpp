@@ -2,6 +2,7 @@
 
 #include <fl/diag/symbols.hpp>
 
+#include "diag/windows/memory_region.hpp"
 #include "diag/windows/symbol_engine.hpp"
 #include "diag/windows/symbol_service.hpp"
 
@@ -44,24 +45,37 @@ const char* relative_path_of(const void* module, std::string_view file) noexcept
   return nullptr;
 }
 
-}  // namespace
-
-void find_module(const void* frame, frame_description& known) noexcept {
-  const void* const base = symbols::getModuleAddress(frame);
-  if (base != nullptr && base == known.module) {
-    return;
-  }
-  known.module = nullptr;
-  known.relative_path = nullptr;
-  known.file[0] = '\0';
+bool name_module(const void* base, frame_description& known) noexcept {
   const auto module = static_cast<HMODULE>(const_cast<void*>(base));
-  if (module == nullptr || GetModuleFileNameA(module, known.file, sizeof known.file) == 0) {
-    known.file[0] = '\0';
-    return;
+  if (GetModuleFileNameA(module, known.file, sizeof known.file) == 0) {
+    return false;
   }
   known.file[sizeof known.file - 1] = '\0';
   known.module = base;
   known.relative_path = relative_path_of(base, known.file);
+  return true;
+}
+
+void forget_module(frame_description& known) noexcept {
+  known.module = known.code_begin = known.code_end = nullptr;
+  known.relative_path = nullptr;
+  known.file[0] = '\0';
+}
+
+}  // namespace
+
+void find_module(const void* frame, frame_description& known) noexcept {
+  if (known.code_begin <= frame && frame < known.code_end) {
+    return;
+  }
+  MEMORY_BASIC_INFORMATION region;
+  const void* const base = find_committed_region(frame, region) ? region.AllocationBase : nullptr;
+  if (base == nullptr || (base != known.module && !name_module(base, known))) {
+    forget_module(known);
+    return;
+  }
+  known.code_begin = region.BaseAddress;
+  known.code_end = static_cast<const char*>(region.BaseAddress) + region.RegionSize;
 }
 
 void keep_symbols() noexcept {

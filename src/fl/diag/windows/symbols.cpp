@@ -2,6 +2,7 @@
 
 #include "common/windows/handle_closer.hpp"
 #include "common/windows/procedure.hpp"
+#include "diag/windows/memory_region.hpp"
 
 #include <windows.h>
 
@@ -9,8 +10,7 @@ namespace foundation::core::diag::symbols {
 
 const void* getModuleAddress(const void* address) noexcept {
   MEMORY_BASIC_INFORMATION region;
-  const bool known = VirtualQuery(address, &region, sizeof region) != 0;
-  return known && region.State == MEM_COMMIT ? region.AllocationBase : nullptr;
+  return find_committed_region(address, region) ? region.AllocationBase : nullptr;
 }
 
 const void* getSymbolAddress(const void* moduleAddress, const char* name) {
