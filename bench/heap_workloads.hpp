@@ -10,6 +10,7 @@
 #include "row.hpp"
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
@@ -162,31 +163,34 @@ class ring {
   }
 
  private:
-  std::vector<Thing> things_ = std::vector<Thing>(256);
+  std::vector<Thing> things_ = std::vector<Thing>(4);
   alignas(64) std::atomic<std::size_t> written_{0};
   alignas(64) std::atomic<std::size_t> read_{0};
 };
 
-/// Two threads: what one allocates the other frees.
+/// Two threads: what one allocates the other frees. They hand over a hundred blocks at a time: with one at a time the
+/// ring would be what they meet at, and how far one is ahead would decide over the figure.
 template <class Blocks>
 contender passing(std::size_t size, unsigned count) {
-  using blocks = ring<typename Blocks::block>;
+  using batch = std::array<typename Blocks::block, 100>;
   return {[=](product& result) {
-    constexpr mark ahead = 100;  // how many blocks each allocates before it frees the first
-    const auto exchange = [=](blocks& to, blocks& from) {
+    const auto exchange = [=](ring<batch>& to, ring<batch>& from) {
       mark sum = 0;
-      for (mark value = 0; value != count + ahead; ++value) {
-        if (value < count) {
-          to.put(Blocks::take(size, value));
+      batch blocks;
+      for (mark value = 0; value != count;) {
+        for (auto& one : blocks) {
+          one = Blocks::take(size, value++);
         }
-        if (value >= ahead) {
-          sum += Blocks::give_back(from.get());
+        to.put(blocks);
+        blocks = from.get();
+        for (const auto& one : blocks) {
+          sum += Blocks::give_back(one);
         }
       }
       return sum;
     };
-    blocks there;
-    blocks back;
+    ring<batch> there;
+    ring<batch> back;
     mark others = 0;
     std::thread other([&] { others = exchange(back, there); });
     const mark own = exchange(there, back);

@@ -168,7 +168,7 @@ constexpr std::size_t top_foot_size = first_chunk_offset + record_chunk_size + m
 
 static_assert(min_chunk_size == 32 && padded(23) == 32 && padded(24) == 32 && padded(25) == 64);
 static_assert(top_foot_size == 112 && max_request == 0 - std::size_t{128});
-static_assert(sizeof(chunk) == min_chunk_size);
+static_assert(sizeof(chunk) == min_chunk_size && sizeof(chunk) == block_alignment);
 
 // ---- bins: which sizes go where ----
 
@@ -177,10 +177,10 @@ constexpr std::size_t max_small_size = (small_bin_count - 1) * block_alignment;
 constexpr std::size_t max_small_request = max_small_size - chunk_overhead;
 static_assert(max_small_size == 224 && max_small_request == 216);
 
-constexpr unsigned small_bin_of(std::size_t size) {
-  return static_cast<unsigned>(size / block_alignment);
+constexpr std::size_t small_bin_of(std::size_t size) {
+  return size / block_alignment;
 }
-constexpr std::size_t size_of_small_bin(unsigned bin) {
+constexpr std::size_t size_of_small_bin(std::size_t bin) {
   return bin * block_alignment;
 }
 
@@ -210,7 +210,7 @@ constexpr std::size_t deciding_bits(std::size_t size, unsigned bin) {
 constexpr unsigned top_bit(std::size_t bits) {
   return static_cast<unsigned>(bits >> (8 * word_size - 1));
 }
-constexpr std::uint32_t bit_of(unsigned bin) {
+constexpr std::uint32_t bit_of(std::size_t bin) {
   return std::uint32_t{1} << bin;
 }
 
@@ -230,34 +230,42 @@ constexpr std::uint64_t index_bit(std::size_t size) {
 /// it too, and what it guards is as that thread has left it.
 class spin_lock {
  public:
-  void lock() noexcept {
-    if (word_.exchange(1, std::memory_order_acquire) != 0) [[unlikely]] {
-      wait();
-    }
+  void lock() noexcept { lock(0); }
+
+  /// Returns `kept`, which a caller so need not save for the call that hardly ever happens: what it saves before each
+  /// exchange, each exchange waits for.
+  std::uintptr_t lock(std::uintptr_t kept) noexcept {
+    return word_.exchange(1, std::memory_order_acquire) == 0 ? kept : wait(kept);
   }
   void unlock() noexcept { word_.store(0, std::memory_order_release); }
 
  private:
-  static constexpr unsigned reads_per_try = 256;  ///< Some microseconds: an owner that runs is done by then.
+  static constexpr unsigned pauses_per_try = 256;  ///< Some microseconds: an owner that runs is done by then.
+  static constexpr unsigned most_pauses = 64;      ///< between two reads: each takes the word away from its owner
   static constexpr unsigned tries_before_sleep = 64;
 
-  [[gnu::noinline]] void wait() noexcept {
+  [[gnu::noinline]] std::uintptr_t wait(std::uintptr_t kept) noexcept {
     for (unsigned tries = 1; !try_lock(); ++tries) {
       if (tries % tries_before_sleep == 0) {
         pages::back_off();
         if (pages::process_is_ending()) {
-          return;  // Nobody is left who would give it back.
+          break;  // Nobody is left who would give it back.
         }
       }
     }
+    return kept;
   }
 
   bool try_lock() noexcept {
-    for (unsigned reads = 0; reads < reads_per_try; ++reads) {
+    unsigned pauses = 1;
+    for (unsigned paused = 0; paused < pauses_per_try; paused += pauses) {
       if (word_.load(std::memory_order_relaxed) == 0) {
         return word_.exchange(1, std::memory_order_acquire) == 0;
       }
-      _mm_pause();
+      pauses = std::min(2 * pauses, most_pauses);
+      for (unsigned i = 0; i < pauses; ++i) {
+        _mm_pause();
+      }
     }
     return false;
   }
@@ -281,18 +289,24 @@ struct malloc_params {
   unsigned default_mflags = 0;
 };
 
+constexpr std::size_t cache_line = 64;  ///< bytes
+
 struct malloc_state {
-  spin_lock lock;
-  std::uint32_t small_map = 0;  ///< a bit for each small bin that holds a chunk
-  std::uint32_t tree_map = 0;   ///< likewise
-  unsigned mflags = 0;
+  /// Alone, so that who waits for it does not take the state away from its owner.
+  alignas(cache_line) spin_lock lock;
+
+  // A small request needs no more than this line and that of its bin.
+  alignas(cache_line) std::uint32_t small_map = 0;  ///< a bit for each small bin that holds a chunk
+  std::uint32_t tree_map = 0;                       ///< likewise
   std::size_t victim_size = 0;
   std::size_t top_size = 0;
   chunk* victim = nullptr;  ///< the designated victim, or null
   chunk* top = nullptr;     ///< null until there is a segment
   /// No chunk lies before it. Nothing at all belongs to an arena without memory.
   std::uintptr_t least_address = UINTPTR_MAX;
-  std::size_t trim_check = 0;                           ///< top is trimmed when it grows beyond this
+  std::size_t trim_check = 0;  ///< top is trimmed when it grows beyond this
+
+  unsigned mflags = 0;
   std::size_t release_checks = max_release_check_rate;  ///< counts down to the next look for idle segments
   std::size_t footprint = 0;                            ///< bytes obtained from the system
   std::size_t max_footprint = 0;                        ///< the most that it ever was, for those who measure the arena
@@ -302,6 +316,8 @@ struct malloc_state {
   std::uint64_t index_map = 0;          ///< a bit for each size of the index that has a node
   tree_chunk* index[index_count] = {};  ///< the nodes
 
+  /// By the size of its chunks; so the address is a sum, since a sentinel has the size of a unit.
+  chunk* small_bin(std::size_t size) { return small_bins->at(size); }
   bool owns(const void* p) const { return reinterpret_cast<std::uintptr_t>(p) >= least_address; }
 };
 
@@ -318,11 +334,10 @@ void init_bins(malloc_state& m) {
 }
 
 inline void insert_small(malloc_state& m, chunk* c, std::size_t size) {
-  const unsigned number = small_bin_of(size);
-  chunk* const bin = &m.small_bins[number];
+  chunk* const bin = m.small_bin(size);
   chunk* const first = bin->next;
   require(first->previous == bin);
-  m.small_map |= bit_of(number);
+  m.small_map |= bit_of(small_bin_of(size));
   bin->next = first->previous = c;
   c->next = first;
   c->previous = bin;
@@ -333,9 +348,9 @@ inline bool may_be_linked(const malloc_state& m, const chunk* neighbour, const c
   return neighbour == bin || m.owns(neighbour);
 }
 
-/// The chunk is in this bin.
-inline void unlink_from_small_bin(malloc_state& m, chunk* c, unsigned number) {
-  chunk* const bin = &m.small_bins[number];
+/// The chunk is in the bin of its size.
+inline void unlink_from_small_bin(malloc_state& m, chunk* c, std::size_t size) {
+  chunk* const bin = m.small_bin(size);
   chunk* const next = c->next;
   chunk* const previous = c->previous;
   require(may_be_linked(m, next, bin) && next->previous == c);
@@ -343,19 +358,20 @@ inline void unlink_from_small_bin(malloc_state& m, chunk* c, unsigned number) {
   next->previous = previous;
   previous->next = next;
   if (next == previous) {  // Only the sentinel is left.
-    m.small_map &= ~bit_of(number);
+    m.small_map &= ~bit_of(small_bin_of(size));
   }
 }
 
-inline chunk* remove_first_small(malloc_state& m, unsigned number) {
-  chunk* const bin = &m.small_bins[number];
+/// From the bin of a size, which is not empty.
+inline chunk* remove_first_small(malloc_state& m, std::size_t size) {
+  chunk* const bin = m.small_bin(size);
   chunk* const c = bin->next;
   chunk* const next = c->next;
-  require(may_be_linked(m, next, bin) && next->previous == c && c->size() == size_of_small_bin(number));
+  require(may_be_linked(m, next, bin) && next->previous == c && c->head == (size | chunk::previous_in_use));
   bin->next = next;
   next->previous = bin;
   if (next == bin) {
-    m.small_map &= ~bit_of(number);
+    m.small_map &= ~bit_of(small_bin_of(size));
   }
   return c;
 }
@@ -425,7 +441,7 @@ void insert_into_trie(malloc_state& m, tree_chunk* c, std::size_t size) {
   set_index(m, size, c);
 }
 
-void insert_large(malloc_state& m, tree_chunk* c, std::size_t size) {
+inline void insert_large(malloc_state& m, tree_chunk* c, std::size_t size) {
   if (size < index_limit && (m.index_map & index_bit(size)) != 0) {
     join_ring(m, c, m.index[index_of(size)]);
   } else {
@@ -480,16 +496,18 @@ void replace_node(malloc_state& m, tree_chunk* node, tree_chunk* successor) {
   }
 }
 
+/// Returns the chunk behind it in the ring.
+inline tree_chunk* unlink_from_ring(const malloc_state& m, tree_chunk* c) {
+  chunk* const next = c->next;
+  chunk* const previous = c->previous;
+  require(m.owns(next) && next->previous == c && m.owns(previous) && previous->next == c);
+  next->previous = previous;
+  previous->next = next;
+  return static_cast<tree_chunk*>(next);
+}
+
 void unlink_large(malloc_state& m, tree_chunk* c) {
-  tree_chunk* twin = nullptr;
-  if (c->next != c) {
-    chunk* const next = c->next;
-    chunk* const previous = c->previous;
-    require(m.owns(next) && next->previous == c && m.owns(previous) && previous->next == c);
-    next->previous = previous;
-    previous->next = next;
-    twin = static_cast<tree_chunk*>(next);
-  }
+  tree_chunk* const twin = c->next != c ? unlink_from_ring(m, c) : nullptr;
   if (c->is_node == 0) {
     return;
   }
@@ -510,7 +528,7 @@ inline void insert_chunk(malloc_state& m, chunk* c, std::size_t size) {
 
 inline void unlink_chunk(malloc_state& m, chunk* c, std::size_t size) {
   if (size <= max_small_size) {
-    unlink_from_small_bin(m, c, small_bin_of(size));
+    unlink_from_small_bin(m, c, size);
   } else {
     unlink_large(m, static_cast<tree_chunk*>(c));
   }
@@ -661,7 +679,7 @@ void* map_directly(malloc_state& m, std::size_t size) {
 }
 
 /// Gives the mapping back. If that fails, it stays mapped and counted, and nobody has it any more.
-void unmap_directly(malloc_state& m, chunk* c) {
+[[gnu::noinline]] void unmap_directly(malloc_state& m, chunk* c) {
   const std::size_t before = c->previous_size;
   const std::size_t mapping_size = before + c->size() + mapped_foot;
   require(before == first_chunk_offset && mapping_size % params.granularity == 0);
@@ -800,8 +818,13 @@ inline tree_chunk* remove_of_size(malloc_state& m, tree_chunk* node) {
   require(m.owns(node) && m.owns(node->next));
   tree_chunk* const removed = node->next_of_size();
   // Whoever writes beyond a block writes over the next one's size.
-  require(removed->size() == node->size() && removed->bin == tree_bin_of(removed->size()));
-  unlink_large(m, removed);
+  require(removed->head == node->head && removed->bin == tree_bin_of(removed->size()));
+  if (removed == node) {
+    unlink_large(m, removed);
+  } else {
+    unlink_from_ring(m, removed);
+    require(removed->is_node == 0);
+  }
   return removed;
 }
 
@@ -916,10 +939,9 @@ inline void* split_victim(malloc_state& m, std::size_t size) {
 
 /// From a small bin with larger chunks; the rest becomes the designated victim.
 inline void* split_small(malloc_state& m, std::uint32_t larger_bins, std::size_t size) {
-  const unsigned number = static_cast<unsigned>(std::countr_zero(larger_bins));
-  chunk* const c = remove_first_small(m, number);
-  const std::size_t rest_size = size_of_small_bin(number) - size;
-  replace_victim(m, cut(c, size_of_small_bin(number), size), rest_size);
+  const std::size_t chunk_size = size_of_small_bin(static_cast<std::size_t>(std::countr_zero(larger_bins)));
+  chunk* const c = remove_first_small(m, chunk_size);
+  replace_victim(m, cut(c, chunk_size, size), chunk_size - size);
   return c->block();
 }
 
@@ -934,26 +956,31 @@ inline void* allocate_elsewhere(malloc_state& m, std::size_t size) {
   return sys_alloc(m, size);
 }
 
+/// A small request from what bins have of larger chunks, of which there are some.
+[[gnu::noinline]] void* allocate_from_larger(malloc_state& m, std::uint32_t larger_bins, std::size_t size) {
+  return larger_bins != 0 ? split_small(m, larger_bins, size) : tmalloc_small(m, size);
+}
+
+/// The short ways are in line and need no register saved; the others are calls.
 inline void* allocate_small(malloc_state& m, std::size_t size) {
-  const unsigned number = small_bin_of(size);
-  const std::uint32_t bins = m.small_map >> number << number;
-  if ((bins & bit_of(number)) != 0) {
-    chunk* const c = remove_first_small(m, number);
+  const std::size_t number = small_bin_of(size);
+  const std::uint32_t bins = m.small_map >> number;
+  if ((bins & 1) != 0) {
+    chunk* const c = remove_first_small(m, size);
     c->set_used_and_mark_behind(size);
     return c->block();
   }
-  if (size > m.victim_size) {
-    if (bins != 0) {
-      return split_small(m, bins, size);
-    }
-    if (m.tree_map != 0) {
-      return tmalloc_small(m, size);
-    }
+  if (size > m.victim_size && (bins | m.tree_map) != 0) {
+    return allocate_from_larger(m, bins << number, size);
   }
   return allocate_elsewhere(m, size);
 }
 
-inline void* allocate_large(malloc_state& m, std::size_t size) {
+[[gnu::noinline]] void* allocate_large(malloc_state& m, std::size_t request) {
+  if (request >= max_request) {
+    return nullptr;
+  }
+  const std::size_t size = padded(request);
   if (m.tree_map != 0) {
     if (void* const block = tmalloc_large(m, size)) {
       return block;
@@ -963,10 +990,7 @@ inline void* allocate_large(malloc_state& m, std::size_t size) {
 }
 
 inline void* allocate(malloc_state& m, std::size_t request) {
-  if (request <= max_small_request) {
-    return allocate_small(m, padded(request));
-  }
-  return request < max_request ? allocate_large(m, padded(request)) : nullptr;
+  return request <= max_small_request ? allocate_small(m, padded(request)) : allocate_large(m, request);
 }
 
 // ---- release ----
@@ -1015,18 +1039,23 @@ inline bool grow_in_place(malloc_state& m, chunk* c, std::size_t former_size, st
   return true;
 }
 
+/// Makes a chunk the begin of top, which lies behind it.
+inline void merge_with_top(malloc_state& m, chunk* c, std::size_t size) {
+  m.top_size += size;
+  m.top = c;
+  c->head = m.top_size | chunk::previous_in_use;
+  if (m.top_size > m.trim_check) [[unlikely]] {
+    sys_trim(m);
+  }
+}
+
 /// Merges with the chunk behind, which is free, and puts the result where it belongs.
 inline void merge_behind(malloc_state& m, chunk* c, std::size_t size, chunk* behind) {
   if (behind == m.top) {
-    m.top_size += size;
-    m.top = c;
-    c->head = m.top_size | chunk::previous_in_use;
     if (c == m.victim) {
       drop_victim(m);
     }
-    if (m.top_size > m.trim_check) [[unlikely]] {
-      sys_trim(m);
-    }
+    merge_with_top(m, c, size);
   } else if (behind == m.victim) {
     m.victim_size += size;
     m.victim = c;
@@ -1045,9 +1074,8 @@ inline void merge_behind(malloc_state& m, chunk* c, std::size_t size, chunk* beh
 }
 
 /// Makes a chunk free that is in use and in a segment.
-inline void release_chunk(malloc_state& m, chunk* c, std::size_t size) {
+[[gnu::noinline]] void release_and_merge(malloc_state& m, chunk* c, std::size_t size) {
   chunk* const behind = c->at(size);
-  require(c < behind && behind->follows_used());
   if (!c->follows_used()) {
     const std::size_t before_size = c->previous_size;
     chunk* const before = c->back(before_size);
@@ -1067,6 +1095,20 @@ inline void release_chunk(malloc_state& m, chunk* c, std::size_t size) {
   } else {
     c->set_free_and_mark_behind(size, behind);
     put_in_bin(m, c, size);
+  }
+}
+
+/// The same; the short ways, of a chunk between two that stay and of one before top, are in line.
+inline void release_chunk(malloc_state& m, chunk* c, std::size_t size) {
+  chunk* const behind = c->at(size);
+  require(c < behind && behind->follows_used());
+  if (c->follows_used() && behind->is_in_use() && size <= max_small_size) {
+    c->set_free_and_mark_behind(size, behind);
+    insert_small(m, c, size);
+  } else if (c->follows_used() && behind == m.top) {
+    merge_with_top(m, c, size);
+  } else {
+    release_and_merge(m, c, size);
   }
 }
 
@@ -1172,19 +1214,26 @@ chunk* try_realloc_chunk(malloc_state& m, chunk* c, std::size_t size, [[maybe_un
 void validate(malloc_state& m);  // validator.hpp
 #endif
 
+/// Calls `operation(m, argument)` under the lock.
 template <class Operation>
-inline auto serialised(malloc_state& m, Operation operation) {
-  const std::lock_guard guard(m.lock);
-  const auto result = operation(m);
+inline auto serialised(malloc_state& m, std::uintptr_t argument, Operation operation) {
+  argument = m.lock.lock(argument);
+  const std::lock_guard guard(m.lock, std::adopt_lock);
+  const auto result = operation(m, argument);
 #ifdef DLMALLOC_CHECKING
   validate(m);
 #endif
   return result;
 }
 
+template <class Operation>
+inline auto serialised(malloc_state& m, Operation operation) {
+  return serialised(m, 0, [&](malloc_state& locked, std::uintptr_t) { return operation(locked); });
+}
+
 /// `size` in bytes; 0 gives a block too. Null if there is no memory.
 [[maybe_unused]] void* dlmalloc(std::size_t size) {
-  return serialised(arena, [size](malloc_state& m) { return allocate(m, size); });
+  return serialised(arena, size, [](malloc_state& m, std::uintptr_t request) { return allocate(m, request); });
 }
 
 /// Null does nothing.
@@ -1192,8 +1241,8 @@ inline auto serialised(malloc_state& m, Operation operation) {
   if (block == nullptr) {
     return;
   }
-  serialised(arena, [block](malloc_state& m) {
-    release(m, chunk::of(block));
+  serialised(arena, reinterpret_cast<std::uintptr_t>(block), [](malloc_state& m, std::uintptr_t address) {
+    release(m, chunk::of(reinterpret_cast<void*>(address)));
     return 0;
   });
 }

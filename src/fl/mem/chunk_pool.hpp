@@ -9,7 +9,15 @@
 
 namespace foundation::core::mem::detail {
 
-class chunk_pool : private boost::pool<boost::default_user_allocator_new_delete> {
+/// Chunks that were handed out, and chunks that came back. One count of both would make each call wait for the one
+/// before.
+struct chunk_counts {
+  std::size_t handed_out_ = 0;
+  std::size_t returned_ = 0;
+};
+
+/// The counts come first, so that they lie beside the head of the free list, with which they change.
+class chunk_pool : private chunk_counts, private boost::pool<boost::default_user_allocator_new_delete> {
  public:
   using pool::get_next_size;
   using pool::get_requested_size;
@@ -21,15 +29,16 @@ class chunk_pool : private boost::pool<boost::default_user_allocator_new_delete>
     if (first == nullptr) [[unlikely]] {
       return malloc_from_new_block(most_chunks);
     }
+    void* const chunk = pool::malloc();
     ++handed_out_;
-    return pool::malloc();
+    return chunk;
   }
 
   /// `chunk` is not null. It becomes the first of the free list, unchecked: one that is in the list already makes it a
   /// ring.
   void free(void* chunk) noexcept {
-    ++returned_;
     pool::free(chunk);
+    ++returned_;
   }
 
   /// Gives the blocks back of which no chunk is handed out, and the next block gets the size that growth has reached.
@@ -44,11 +53,6 @@ class chunk_pool : private boost::pool<boost::default_user_allocator_new_delete>
   bool release_all() noexcept;
   void sort_blocks() noexcept;
   void sort_free_chunks() noexcept;
-
-  // Chunks that were handed out, and chunks that came back. One count of both would make each call wait for the one
-  // before.
-  std::size_t handed_out_ = 0;
-  std::size_t returned_ = 0;
 };
 
 }  // namespace foundation::core::mem::detail

@@ -9,7 +9,9 @@
 
 namespace foundation::core::mem::name_this_to_work_around_gdb_bug {
 
-class pooled_pool final : public managed_pool {
+/// At a cache line: what each call writes, the head of the free list and the counts, then lies in one, and the
+/// processor writes such stores two at a time.
+class alignas(64) pooled_pool final : public managed_pool {
  public:
   /// `size`: bytes in a chunk, rounded up to a multiple of 8; `initial_chunks`: how many the first block has, where 0
   /// counts as 1. Throws `std::invalid_argument` for a size of 0, and for one that cannot be rounded up or leaves no

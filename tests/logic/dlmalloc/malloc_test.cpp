@@ -285,7 +285,7 @@ const struct {
     {"zeros for a head", 100, nullptr, [](row& r) { chunk::of(r.second)->head = 0; }, free_second, "unmap_directly"},
     {"size too large", 100, nullptr, [](row& r) { std::memset(r.third - 8, 0, 8); }, free_second, "release_chunk"},
     {"size of the chunk before", 1000, &row::first, [](row& r) { chunk::of(r.second)->previous_size += 32; },
-     free_second, "release_chunk"},
+     free_second, "release_and_merge"},
     {"next link of a small chunk", 100, &row::second,
      [](row& r) { chunk::of(r.second)->next = reinterpret_cast<chunk*>(0x10); }, [](row&) { dlmalloc(100); },
      "remove_first_small"},
