@@ -118,7 +118,6 @@ class handle_list {
 // The child starts in ".", as one of the library does: a directory that is named costs the system more than none.
 child start_program(const std::wstring& path, const wchar_t* argument, HANDLE input, inheritance inherited) {
   pipe_ends output = make_pipe();
-  check(SetHandleInformation(output.write.get(), HANDLE_FLAG_INHERIT, HANDLE_FLAG_INHERIT), "SetHandleInformation");
   std::wstring command_line = L'"' + path + L'"';
   if (argument) {
     command_line.append(L" ").append(argument);
@@ -137,6 +136,8 @@ child start_program(const std::wstring& path, const wchar_t* argument, HANDLE in
     extended.lpAttributeList = list->get();
     startup.cb = sizeof extended;
     flags = EXTENDED_STARTUPINFO_PRESENT;
+  } else {
+    check(SetHandleInformation(output.write.get(), HANDLE_FLAG_INHERIT, HANDLE_FLAG_INHERIT), "SetHandleInformation");
   }
   PROCESS_INFORMATION started{};
   check(CreateProcessW(path.c_str(), command_line.data(), nullptr, nullptr, TRUE, flags, nullptr, L".", &startup,

@@ -54,7 +54,7 @@ TEST(LaunchFailure, OfEachSystemCallIsToldAndLosesNoHandle) {
         {"GetHandleInformation", "GetHandleInformation!"},
         {"HeapAlloc", "std::bad_alloc"},
         {"InitializeProcThreadAttributeList", "2 x InitializeProcThreadAttributeList failed"},
-        {"SetHandleInformation", "10 x SetHandleInformation!"},  // streams, the pipe's ends, and all five of the list
+        {"SetHandleInformation", "5 x SetHandleInformation!"},  // streams and the pipe's ends
         {"UpdateProcThreadAttribute", "UpdateProcThreadAttribute failed"}}},
   };
   const children::stand_ins no_processes(true);

@@ -83,6 +83,16 @@ void collect(const context& ctx, const std::vector<void*>& standard, std::vector
   handles.erase(std::unique(handles.begin(), handles.end()), handles.end());
 }
 
+// The system refuses a list that names a handle which is not inheritable. The ends of pipes have been made so before,
+// and so has what was opened or duplicated for the child; what comes from elsewhere may not be.
+void mark_what_comes_from_elsewhere(const context& ctx, const std::vector<void*>& standard) {
+  std::for_each(ctx.inherited_handles().begin(), ctx.inherited_handles().end(), &mark_inheritable);
+  const HANDLE own_input = ::GetStdHandle(STD_INPUT_HANDLE);
+  if (std::find(standard.begin(), standard.end(), own_input) != standard.end()) {
+    mark_inheritable(own_input);
+  }
+}
+
 }  // namespace
 
 void process_impl::explicitly_inherit_handles(const context& ctx, STARTUPINFOEXW& startup,
@@ -97,8 +107,7 @@ void process_impl::explicitly_inherit_handles(const context& ctx, STARTUPINFOEXW
   }
   handles.reserve(count);
   collect(ctx, standard, handles);
-  // The system refuses a list that names a handle which is not inheritable.
-  std::for_each(handles.begin(), handles.end(), &mark_inheritable);
+  mark_what_comes_from_elsewhere(ctx, standard);
   LPPROC_THREAD_ATTRIBUTE_LIST list = make_attribute_list();
   HandleCloser<LPPROC_THREAD_ATTRIBUTE_LIST> closer(list, &delete_attribute_list);
   if (!::UpdateProcThreadAttribute(list, 0, PROC_THREAD_ATTRIBUTE_HANDLE_LIST, handles.data(),
