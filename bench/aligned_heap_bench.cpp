@@ -50,27 +50,12 @@ constexpr auto random_sizes = []<class Blocks> {
   return bench::replacing<Blocks>(bench::any_size<16, 4096>, 10000, 10000);
 };
 
-// The sizes of all blocks in the run-time's heap. What that heap adds to each is left out: with it, both sides take the
-// same but for some bytes that hang on the state of its free lists.
-std::uint64_t bytes_in_use() {
-  const auto heap = reinterpret_cast<HANDLE>(_get_heap_handle());
-  std::uint64_t sum = 0;
-  PROCESS_HEAP_ENTRY entry{};
-  while (HeapWalk(heap, &entry)) {
-    if (entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) {
-      sum += entry.cbData;
-    }
-  }
-  bench::check(GetLastError() == ERROR_NO_MORE_ITEMS, "HeapWalk");
-  return sum;
-}
-
 template <class Blocks>
 std::uint64_t taken_by_live_blocks(bench::product& result) {
   const bench::contender work = random_sizes.operator()<Blocks>();
-  const std::uint64_t before = bytes_in_use();
+  const std::uint64_t before = bench::bytes_in_use();
   work.prepare();
-  const std::uint64_t taken = bytes_in_use() - before;
+  const std::uint64_t taken = bench::bytes_in_use() - before;
   work.run(result);
   return taken;
 }

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <io.h>
+#include <malloc.h>
 
 #include <algorithm>
 #include <cstddef>
@@ -33,6 +34,19 @@ std::wstring find_child() {
 }
 
 }  // namespace
+
+std::uint64_t bytes_in_use() {
+  const auto heap = reinterpret_cast<HANDLE>(_get_heap_handle());
+  std::uint64_t sum = 0;
+  PROCESS_HEAP_ENTRY entry{};
+  while (HeapWalk(heap, &entry)) {
+    if (entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) {
+      sum += entry.cbData;
+    }
+  }
+  check(GetLastError() == ERROR_NO_MORE_ITEMS, "HeapWalk");
+  return sum;
+}
 
 pipe_ends make_pipe(DWORD buffer_size) {
   SECURITY_ATTRIBUTES attributes{sizeof attributes, nullptr, FALSE};

@@ -46,6 +46,10 @@ class unique_handle {
   HANDLE handle_;
 };
 
+/// The sizes of all blocks in the run-time's heap. What that heap adds to each is left out: it hangs on the state of
+/// its free lists.
+std::uint64_t bytes_in_use();
+
 /// A pipe of which neither end is inheritable.
 struct pipe_ends {
   unique_handle read;
