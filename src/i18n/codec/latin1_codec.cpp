@@ -12,7 +12,7 @@ class latin1_to_units final : public decoder {
  public:
   stopped convert(const char*& from, const char* end, char16_t*& to, char16_t* to_end, bool) const noexcept override {
     const std::size_t count = room(from, end, to, to_end);
-    to += kernel().functions->convert_latin1_to_utf16le(from, count, to);
+    to += kernel::latin1_to_utf16(from, count, to).written;
     from += count;
     return from == end ? stopped{} : stopped{stop_reason::output_full};
   }
@@ -23,11 +23,13 @@ class units_to_latin1 final : public encoder {
  public:
   stopped convert(const char16_t*& from, const char16_t* end, char*& to, char* to_end, bool) const noexcept override {
     const std::size_t count = room(from, end, to, to_end);
-    const simdutf::result done = kernel().functions->convert_utf16le_to_latin1_with_errors(from, count, to);
-    from += done.count;
-    to += done.count;
-    if (done.error != simdutf::SUCCESS) {
-      return {stop_reason::ill_formed, 1};
+    const kernel::outcome done = kernel::utf16_to_latin1(from, count, to);
+    const char16_t* const limit = from + count;
+    for (from += done.used, to += done.written; from != limit; ++from) {
+      if (*from > 0xFF) {
+        return {stop_reason::ill_formed, 1};
+      }
+      *to++ = static_cast<char>(*from);
     }
     return from == end ? stopped{} : stopped{stop_reason::output_full};
   }

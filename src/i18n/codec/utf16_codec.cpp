@@ -7,7 +7,6 @@
 #include "codec/utf_step.hpp"
 
 #include <algorithm>
-#include <cstring>
 
 namespace fl::i18n::detail {
 namespace {
@@ -15,18 +14,9 @@ namespace {
 constexpr std::uint32_t unit_size = 2;  // Bytes.
 constexpr std::size_t steps = 16;       // Between two tries of the kernel.
 
-/// How many units at the start are well-formed, and whole.
-template <byte_order Order>
-std::size_t well_formed(const char16_t* units, std::size_t count) {
-  const simdutf::implementation& functions = *kernel().functions;
-  const simdutf::result found = Order == byte_order::little ? functions.validate_utf16le_with_errors(units, count)
-                                                            : functions.validate_utf16be_with_errors(units, count);
-  return found.error == simdutf::SUCCESS ? count : found.count;
-}
-
-/// Copies well-formed units and moves both positions behind them. On one of the sides they are bytes in the order
-/// `Order`; those of the input are in the order `InOrder`.
-template <byte_order Order, byte_order InOrder, class Out, class In>
+/// Copies well-formed units by `Convert`, of the kernel, and moves both positions behind them. On one side they are
+/// bytes.
+template <auto Convert, class Out, class In>
 void copy_by_kernel(const In*& from, const In* end, Out*& to, const Out* to_end) {
   constexpr std::size_t in_unit = unit_size / sizeof(In);
   constexpr std::size_t out_unit = unit_size / sizeof(Out);
@@ -34,18 +24,13 @@ void copy_by_kernel(const In*& from, const In* end, Out*& to, const Out* to_end)
       std::min(static_cast<std::size_t>(end - from) / in_unit, static_cast<std::size_t>(to_end - to) / out_unit);
   const auto* const bytes = reinterpret_cast<const char*>(from);
   auto* const written = reinterpret_cast<char*>(to);
-  if (most < kernel().least || !is_aligned<char16_t>(bytes) || !is_aligned<char16_t>(written)) {
+  if (most < kernel::least || !kernel::is_aligned<char16_t>(bytes) || !kernel::is_aligned<char16_t>(written)) {
     return;
   }
   const auto* const units = reinterpret_cast<const char16_t*>(bytes);
-  const std::size_t count = well_formed<InOrder>(units, most);
-  if constexpr (Order == byte_order::little) {
-    std::memcpy(written, bytes, count * unit_size);
-  } else {
-    kernel().functions->change_endianness_utf16(units, count, reinterpret_cast<char16_t*>(written));
-  }
-  from += count * in_unit;
-  to += count * out_unit;
+  const kernel::outcome done = Convert(units, most, reinterpret_cast<char16_t*>(written));
+  from += done.used * in_unit;
+  to += done.written * out_unit;
 }
 
 template <byte_order Order>
@@ -55,7 +40,8 @@ class utf16_to_units final : public decoder {
                   bool last) const noexcept override {
     for (std::size_t taken = 0;; ++taken) {
       if (taken % steps == 0) {
-        copy_by_kernel<Order, Order>(from, end, to, to_end);
+        copy_by_kernel<Order == byte_order::little ? kernel::utf16_to_utf16 : kernel::utf16_big_to_utf16>(from, end, to,
+                                                                                                          to_end);
       }
       const std::size_t available = static_cast<std::size_t>(end - from) / unit_size;
       if (available == 0) {
@@ -89,7 +75,8 @@ class units_to_utf16 final : public encoder {
                   bool last) const noexcept override {
     for (std::size_t taken = 0;; ++taken) {
       if (taken % steps == 0) {
-        copy_by_kernel<Order, byte_order::little>(from, end, to, to_end);
+        copy_by_kernel<Order == byte_order::little ? kernel::utf16_to_utf16 : kernel::utf16_to_utf16_big>(from, end, to,
+                                                                                                          to_end);
       }
       if (from == end) {
         return {};

@@ -17,33 +17,27 @@ constexpr std::size_t steps = 16;       // Between two tries of the kernel, whic
 
 /// Converts well-formed units for which there is certainly room, and moves both positions behind them.
 void decode_by_kernel(const char*& from, const char* end, char16_t*& to, const char16_t* to_end) {
-  const auto [functions, least] = kernel();
   const std::size_t count =
       std::min(static_cast<std::size_t>(end - from) / unit_size, static_cast<std::size_t>(to_end - to) / 2);
-  if (count < least || !is_aligned<char32_t>(from)) {
+  if (count < kernel::least || !kernel::is_aligned<char32_t>(from)) {
     return;
   }
-  const auto* const units = reinterpret_cast<const char32_t*>(from);
-  const simdutf::result done = functions->convert_utf32_to_utf16le_with_errors(units, count, to);
-  const bool is_all = done.error == simdutf::SUCCESS;
-  to += is_all ? done.count : functions->utf16_length_from_utf32(units, done.count);
-  from += (is_all ? count : done.count) * unit_size;
+  const kernel::outcome done = kernel::utf32_to_utf16(reinterpret_cast<const char32_t*>(from), count, to);
+  from += done.used * unit_size;
+  to += done.written;
 }
 
 void encode_by_kernel(const char16_t*& from, const char16_t* end, char*& to, const char* to_end) {
-  const auto [functions, least] = kernel();
   std::size_t count = std::min(static_cast<std::size_t>(end - from), static_cast<std::size_t>(to_end - to) / unit_size);
-  if (count < least || !is_aligned<char32_t>(to)) {
+  if (count < kernel::least || !kernel::is_aligned<char32_t>(to)) {
     return;
   }
   if (utf16_traits::is_first_surrogate(from[count - 1])) {
     --count;  // Its other half is not there.
   }
-  const simdutf::result done =
-      functions->convert_utf16le_to_utf32_with_errors(from, count, reinterpret_cast<char32_t*>(to));
-  const bool is_all = done.error == simdutf::SUCCESS;
-  to += (is_all ? done.count : functions->utf32_length_from_utf16le(from, done.count)) * unit_size;
-  from += is_all ? count : done.count;
+  const kernel::outcome done = kernel::utf16_to_utf32(from, count, reinterpret_cast<char32_t*>(to));
+  from += done.used;
+  to += done.written * unit_size;
 }
 
 template <byte_order Order>

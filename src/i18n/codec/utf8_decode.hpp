@@ -92,25 +92,16 @@ inline std::size_t without_cut_character(const char* from, std::size_t size) {
 /// Converts well-formed text as far as there is certainly room, and moves both positions behind it.
 [[gnu::always_inline]] inline void decode_by_kernel(const char*& from, const char* end, char16_t*& to,
                                                     const char16_t* to_end) {
-  if (static_cast<std::size_t>(end - from) < least_of_any_kernel) {
-    return;
-  }
-  const auto [functions, least] = kernel();
   for (;;) {
     const std::size_t size = room(from, end, to, to_end);  // No byte gives more than one unit.
-    if (size < least) {
+    if (size < kernel::least) {
       return;
     }
     const std::size_t whole = without_cut_character(from, size);
-    const simdutf::result done = functions->convert_utf8_to_utf16le_with_errors(from, whole, to);
-    if (done.error != simdutf::SUCCESS) {
-      to += functions->utf16_length_from_utf8(from, done.count);
-      from += done.count;
-      return;
-    }
-    from += whole;
-    to += done.count;
-    if (from == end) {
+    const kernel::outcome done = kernel::utf8_to_utf16(from, whole, to);
+    from += done.used;
+    to += done.written;
+    if (done.used != whole || from == end) {
       return;
     }
   }

@@ -8,6 +8,8 @@
 #include "codec/kernel.hpp"
 #include "codec/utf_step.hpp"
 
+#include <algorithm>
+
 namespace fl::i18n::detail {
 
 /// How many of `available` units certainly have room.
@@ -18,39 +20,27 @@ inline std::size_t units_with_room(const char16_t* from, std::size_t available, 
   }
   // Of ASCII, three times as many have room.
   const std::size_t likely = std::min(available, room_of_bytes);
-  const bool fit = kernel().functions->utf8_length_from_utf16le(from, likely) <= room_of_bytes;
+  const bool fit = kernel::utf8_length(from, likely) <= room_of_bytes;
   return fit ? likely : room_of_bytes / most_bytes;
 }
 
 /// Converts well-formed text as far as there is certainly room, and moves both positions behind it.
 [[gnu::always_inline]] inline void encode_by_kernel(const char16_t*& from, const char16_t* end, char*& to,
                                                     const char* to_end) {
-  if (static_cast<std::size_t>(end - from) < least_of_any_kernel) {
-    return;
-  }
-  const auto [functions, least] = kernel();
   for (;;) {
     const auto available = static_cast<std::size_t>(end - from);
     const auto room_of_bytes = static_cast<std::size_t>(to_end - to);
-    if (available < least || room_of_bytes < least) {
+    if (available < kernel::least || room_of_bytes < kernel::least) {
       return;
     }
     std::size_t count = units_with_room(from, available, room_of_bytes);
     if (count != 0 && utf16_traits::is_first_surrogate(from[count - 1])) {
       --count;  // Its other half is not there.
     }
-    if (count < least / 2) {
-      return;
-    }
-    const simdutf::result done = functions->convert_utf16le_to_utf8_with_errors(from, count, to);
-    if (done.error != simdutf::SUCCESS) {
-      to += functions->utf8_length_from_utf16le(from, done.count);
-      from += done.count;
-      return;
-    }
-    from += count;
-    to += done.count;
-    if (from == end) {
+    const kernel::outcome done = kernel::utf16_to_utf8(from, count, to);
+    from += done.used;
+    to += done.written;
+    if (done.used != count || done.used == 0 || from == end) {
       return;
     }
   }

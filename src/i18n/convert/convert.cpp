@@ -13,19 +13,15 @@ namespace fl::i18n {
 namespace {
 
 /// Makes `result` the conversion of the start of `text`, as far as it is well-formed, and returns the length of that
-/// start in units of `text`. `size` of well-formed text converted, `convert` as the kernel has them.
-template <class Out, class In, class Size, class Convert>
-std::size_t convert_well_formed(std::basic_string<Out>& result, std::basic_string_view<In> text, Size size,
-                                Convert convert) {
-  std::size_t used = text.size();
+/// start in units of `text`.
+template <auto Length, auto Convert, class Out, class In>
+std::size_t convert_well_formed(std::basic_string<Out>& result, std::basic_string_view<In> text) {
+  std::size_t used = 0;
   // The string does not fill its memory first, which would take as long as to convert ASCII.
-  result.resize_and_overwrite(size(text.data(), text.size()), [&](Out* to, std::size_t) {
-    const simdutf::result done = convert(text.data(), text.size(), to);
-    if (done.error == simdutf::SUCCESS) {
-      return done.count;
-    }
-    used = done.count;
-    return size(text.data(), used);
+  result.resize_and_overwrite(Length(text.data(), text.size()), [&](Out* to, std::size_t) {
+    const detail::kernel::outcome done = Convert(text.data(), text.size(), to);
+    used = done.used;
+    return done.written;
   });
   return used;
 }
@@ -43,33 +39,20 @@ void append_rest(std::basic_string<Out>& result, std::basic_string_view<In> text
 
 std::string ustring_to_utf8(std::u16string_view text) {
   std::string result;
-  std::size_t done = 0;
   if (text.size() > detail::converted_area<char> / 3) {
-    const simdutf::implementation& kernel = *detail::kernel().functions;
-    done = convert_well_formed(
-        result, text,
-        [&](const char16_t* units, std::size_t count) { return kernel.utf8_length_from_utf16le(units, count); },
-        [&](const char16_t* units, std::size_t count, char* to) {
-          return kernel.convert_utf16le_to_utf8_with_errors(units, count, to);
-        });
+    text.remove_prefix(convert_well_formed<detail::kernel::utf8_length, detail::kernel::utf16_to_utf8>(result, text));
   }
-  append_rest<detail::encode_utf8, detail::encode_by_steps>(result, text.substr(done),
-                                                            std::string_view("\xEF\xBF\xBD"));
+  append_rest<detail::encode_utf8, detail::encode_by_steps>(result, text, std::string_view("\xEF\xBF\xBD"));
   return result;
 }
 
 ustring utf8_to_ustring(std::string_view bytes) {
   ustring result;
-  std::size_t done = 0;
   if (bytes.size() > detail::converted_area<char16_t>) {
-    const simdutf::implementation& kernel = *detail::kernel().functions;
-    done = convert_well_formed(
-        result, bytes, [&](const char* text, std::size_t size) { return kernel.utf16_length_from_utf8(text, size); },
-        [&](const char* text, std::size_t size, char16_t* to) {
-          return kernel.convert_utf8_to_utf16le_with_errors(text, size, to);
-        });
+    bytes.remove_prefix(
+        convert_well_formed<detail::kernel::utf16_length, detail::kernel::utf8_to_utf16>(result, bytes));
   }
-  append_rest<detail::decode_utf8, detail::decode_by_steps>(result, bytes.substr(done), std::u16string_view(u"\uFFFD"));
+  append_rest<detail::decode_utf8, detail::decode_by_steps>(result, bytes, std::u16string_view(u"\uFFFD"));
   return result;
 }
 

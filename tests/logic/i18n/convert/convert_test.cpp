@@ -13,17 +13,6 @@ using fl::ustring;
 using namespace fl::i18n;
 using test_support::units_of;
 
-/// Those that this processor can run, in turn.
-void use_kernel(std::size_t turn) {
-  static const auto all = [] {
-    std::vector<const simdutf::implementation*> found;
-    std::copy_if(simdutf::get_available_implementations().begin(), simdutf::get_available_implementations().end(),
-                 std::back_inserter(found), [](const auto* kernel) { return kernel->supported_by_runtime_system(); });
-    return found;
-  }();
-  detail::kernel() = {all[turn % all.size()], turn / all.size() % 2 == 0 ? 8U : 64U};
-}
-
 using byte_range = std::pair<unsigned char, unsigned char>;
 constexpr byte_range trail{0x80, 0xBF};
 /// The well-formed sequences of UTF-8, as the standard lists them: the range of each byte.
@@ -102,7 +91,7 @@ TEST(Utf8, AnyFourBytesAtTheEdgesOfTheRangesDecodeAsTheReference) {
     ASSERT_TRUE(decodes_as_reference(bytes)) << testing::PrintToString(bytes);
     row += bytes + 'x';
     if (row.size() > 120) {
-      use_kernel(i);
+      detail::kernel::use(i);
       ASSERT_TRUE(decodes_as_reference(row)) << testing::PrintToString(row);
       row.clear();
     }
@@ -135,7 +124,7 @@ std::string bytes_of(const std::basic_string<Unit>& text, bool is_big) {
 TEST(UnicodeEncodings, ConvertWholeTextsAsTheReferencesDo) {
   test_support::seeded_random random;
   for (int i = 0; i != 1000; ++i) {
-    use_kernel(static_cast<std::size_t>(i));
+    detail::kernel::use(static_cast<std::size_t>(i));
     const ustring text = test_support::any_text(random);
     ustring replaced;
     for (const char32_t point : points_of(text)) {
