@@ -1,8 +1,7 @@
 // UTF-8 to UTF-16 and back, whole strings. Thread safety: pure functions.
 //
-// A text of no more than one piece of `append_converted` needs nothing else. For a longer one, memory is taken once, of
-// the size that the result has if the text is well-formed, and the kernel writes there. From the first ill-formed place
-// on, the text goes piece by piece, and the string grows as it always does.
+// Memory is taken once, of the size that the result has if the text is well-formed, and the kernel writes there. From
+// the first ill-formed place on, the text goes piece by piece, and the string grows as it always does.
 #include <i18n/convert.hpp>
 
 #include "codec/utf8_decode.hpp"
@@ -27,8 +26,8 @@ std::size_t convert_well_formed(std::basic_string<Out>& result, std::basic_strin
 }
 
 template <auto Convert, auto Resume, class Out, class In>
-void append_rest(std::basic_string<Out>& result, std::basic_string_view<In> text,
-                 std::basic_string_view<Out> replacement) {
+[[gnu::noinline]] void append_rest(std::basic_string<Out>& result, std::basic_string_view<In> text,
+                                   std::basic_string_view<Out> replacement) {
   const auto convert = [](bool is_behind_error, const In*& from, const In* end, Out*& to, Out* to_end) {
     return is_behind_error ? Resume(from, end, to, to_end, true) : Convert(from, end, to, to_end, true);
   };
@@ -39,20 +38,24 @@ void append_rest(std::basic_string<Out>& result, std::basic_string_view<In> text
 
 std::string ustring_to_utf8(std::u16string_view text) {
   std::string result;
-  if (text.size() > detail::converted_area<char> / 3) {
+  if (text.size() >= detail::kernel::least) {
     text.remove_prefix(convert_well_formed<detail::kernel::utf8_length, detail::kernel::utf16_to_utf8>(result, text));
   }
-  append_rest<detail::encode_utf8, detail::encode_by_steps>(result, text, std::string_view("\xEF\xBF\xBD"));
+  if (!text.empty()) {
+    append_rest<detail::encode_utf8, detail::encode_by_steps>(result, text, std::string_view("\xEF\xBF\xBD"));
+  }
   return result;
 }
 
 ustring utf8_to_ustring(std::string_view bytes) {
   ustring result;
-  if (bytes.size() > detail::converted_area<char16_t>) {
+  if (bytes.size() >= detail::kernel::least) {
     bytes.remove_prefix(
         convert_well_formed<detail::kernel::utf16_length, detail::kernel::utf8_to_utf16>(result, bytes));
   }
-  append_rest<detail::decode_utf8, detail::decode_by_steps>(result, bytes, std::u16string_view(u"\uFFFD"));
+  if (!bytes.empty()) {
+    append_rest<detail::decode_utf8, detail::decode_by_steps>(result, bytes, std::u16string_view(u"\uFFFD"));
+  }
   return result;
 }
 
