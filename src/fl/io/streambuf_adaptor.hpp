@@ -233,20 +233,20 @@ bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::put(const To* units, st
   return true;
 }
 
-/// A block at a time straight to where the user wants it, as long as it comes from memory and has room there; the rest
-/// as any stream buffer does.
+/// Much at once goes straight to where the user wants it, as long as it comes from memory; the rest as in any stream
+/// buffer.
 template <class From, class To, class FromTraits, class ToTraits>
 std::streamsize streambuf_adaptorT<From, To, FromTraits, ToTraits>::xsgetn(From* to, std::streamsize n) {
   std::streamsize done = 0;
-  if (in_converter && this->gptr() == this->egptr()) {
-    while (n - done >= block / 2) {
-      const std::streamsize count = read_directly(to + done, n - done);
-      if (count == 0) {
-        break;
-      }
-      done += count;
+  if (in_converter && n >= block / 2) {
+    done = std::min<std::streamsize>(n, this->egptr() - this->gptr());
+    FromTraits::copy(to, this->gptr(), static_cast<std::size_t>(done));
+    this->gbump(static_cast<int>(done));  // A refill at most.
+    const std::streamsize before = done;
+    for (std::streamsize count = 1; done != n && count != 0; done += count) {
+      count = read_directly(to + done, n - done);
     }
-    if (done != 0) {
+    if (done != before) {
       // One can step back by one, as behind any other read.
       read_buffer.resize(1);  // In reserved memory.
       From* const last = read_buffer.data();

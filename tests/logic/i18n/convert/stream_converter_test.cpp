@@ -92,6 +92,34 @@ TEST(StreamConverter, PiecesPutTogetherGiveWhatTheWholeGives) {
   }
 }
 
+// Kernels write without looking where the area ends: how much they are given decides.
+TEST(StreamConverter, WritesNothingBehindTheAreaWhateverThereIsTooMuchOf) {
+  const std::string parts[] = {"a", "\x80", "\xC3\xA4", "\xE2\x82\xAC", "\xF0\x9F\x98\x80", "\xE2\x82"};
+  seeded_random random;
+  for (int i = 0; i != 3000; ++i) {
+    std::string text;
+    for (int runs = 0; runs != 3; ++runs) {
+      const std::string& part = random.pick(parts);
+      for (std::uint64_t left = random.below(500); left != 0; --left) {
+        text += part;
+      }
+    }
+    const ustring units = decode(text, "UTF-8");
+    const std::size_t room = 1 + random.below(units.size() + 1), room_of_bytes = 1 + random.below(3 * room);
+    ustring area(room + 64, u'?');
+    char16_t* to = area.data();
+    const char* from = text.data();
+    stream_codecvt_string_to_ustring("UTF-8", true).convert(&to, to + room, &from, from + text.size(), false);
+    ASSERT_TRUE(area.substr(room) == ustring(64, u'?') && units.starts_with({area.data(), to}));
+    std::string bytes(room_of_bytes + 64, '?');
+    char* to_byte = bytes.data();
+    const char16_t* from_unit = units.data();
+    stream_codecvt_ustring_to_string("UTF-8", true)
+        .convert(&to_byte, to_byte + room_of_bytes, &from_unit, from_unit + units.size(), false);
+    ASSERT_EQ(bytes.substr(room_of_bytes), std::string(64, '?'));
+  }
+}
+
 TEST(StreamConverter, TakesAMarkAwayOnceAndWritesItOnce) {
   const struct {
     const char* name;
