@@ -51,7 +51,7 @@ class process_reaper : public std::enable_shared_from_this<process_reaper> {
     WaitRecord(process_reaper* reaper, void* processHandle, exit_status_promise&& promise);
     WaitRecord(const WaitRecord&) = delete;
     WaitRecord& operator=(const WaitRecord&) = delete;
-    // Outside a callback it waits for one that is about to find the record given up.
+    // Outside a callback it waits for one that is about to find the record given up. A promise without a status breaks.
     ~WaitRecord();
 
     void reapChild() noexcept;
@@ -62,6 +62,7 @@ class process_reaper : public std::enable_shared_from_this<process_reaper> {
     void* m_waitHandle = nullptr;        // owned; null before the registration
     unsigned long m_callbackThread = 0;  // the id of the thread whose callback reaps the child; 0 if none does
     bool m_givenUp = false;              // a callback must leave the record alone
+    bool m_hasStatus = false;            // the promise is fulfilled, or has the failure to read the status
     exit_status_promise m_promise;       // where the status goes
   };
 
