@@ -96,7 +96,7 @@ class streambuf_adaptorT : public std::basic_streambuf<From, FromTraits> {
         direct_(dynamic_cast<put_area<To>*>(underlying.get())) {}
 
  protected:
-  std::streamsize xsputn(const From* from, std::streamsize n) override { return write(from, n) ? n : 0; }
+  std::streamsize xsputn(const From* from, std::streamsize n) override { return write(from, n); }
 
   int_type overflow(int_type c) override {
     if (FromTraits::eq_int_type(c, FromTraits::eof())) {
@@ -117,14 +117,16 @@ class streambuf_adaptorT : public std::basic_streambuf<From, FromTraits> {
  private:
   using areas = detail::adaptor_areas<From, To>;
   static constexpr std::streamsize block = 1024;  ///< units of `To` that a refill reads at most
+  static constexpr std::size_t cache_line = 64;   ///< in bytes; converters store whole lines or halves
 
   bool write_unit(From unit);
-  bool write(const From* from, std::streamsize n);
-  bool pass_on(const From* from, const From* end, std::size_t size);
-  bool pass_on_block(const From* from, const From* end, std::size_t size);
-  bool pass_on_by(To* area, std::size_t size, const From* from, const From* end);
+  std::streamsize write(const From* from, std::streamsize n);
+  std::streamsize write_directly(const From* from, std::streamsize n);
+  std::streamsize pass_on(const From* from, std::streamsize n);
+  std::streamsize pass_on_block(const From* from, std::streamsize n);
+  std::streamsize pass_on_by(To* area, std::size_t size, const From* from, std::streamsize n);
   bool put(const To* units, std::streamsize n);
-  void make_read_areas();
+  From* read_area();
   std::streamsize read_directly(From* to, std::streamsize n);
   std::streamsize read_block(std::streamsize wanted, int_type& first);
   int_type refill(const To* from, const To* end);
@@ -133,19 +135,19 @@ class streambuf_adaptorT : public std::basic_streambuf<From, FromTraits> {
   boost::shared_ptr<out_conversion> out_converter;  ///< not null
   boost::shared_ptr<in_conversion> in_converter;    ///< null if it can only be written
   bool write_pending = false;                       ///< something was written since the last `sync`
-  std::unique_ptr<char[]> scratch;                  ///< where a refill converts to; null before the first
-  std::vector<From> read_buffer;                    ///< its storage is the get area
+  std::unique_ptr<char[]> scratch;                  ///< where a refill converts to, and the get area; null at first
+  std::vector<From> read_buffer;                    ///< what a refill gave if that took several conversions
   put_area<To>* const direct_;                      ///< of `underlying`; null if it offers none
 };
 
-// Those for writing return false if the buffer beneath refused a part.
+// Those for writing return false, or 0 units, if the buffer beneath refused a part, and else how many they were given.
 
 /// Most of what is written unit by unit is ASCII, of which the converter would make the same.
 template <class From, class To, class FromTraits, class ToTraits>
 bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::write_unit(From unit) {
   const bool is_ascii = static_cast<std::make_unsigned_t<From>>(unit) < 0x80;
   if (!is_ascii || !out_converter->passes_ascii()) {
-    return write(&unit, 1);
+    return write(&unit, 1) == 1;
   }
   write_pending = true;
   const To same = static_cast<To>(unit);
@@ -158,65 +160,69 @@ bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::write_unit(From unit) {
 
 /// Into the put area of `underlying` if the conversion fits there, and by way of an area of our own otherwise.
 template <class From, class To, class FromTraits, class ToTraits>
-bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::write(const From* from, std::streamsize n) {
+std::streamsize streambuf_adaptorT<From, To, FromTraits, ToTraits>::write(const From* from, std::streamsize n) {
   if (n < 1) {
-    return true;
+    return n;
   }
   write_pending = true;
-  const From* const end = from + n;
-  const std::size_t size = areas::of_write(static_cast<std::size_t>(n));
-  if (direct_ != nullptr) {
-    const auto [area, room] = direct_->free_space();
-    if (size <= room) {
-      To* to = area;
-      const std::size_t more = out_converter->convert(&to, area + size, &from, end, false);
-      direct_->advance(static_cast<std::size_t>(to - area));
-      if (more == 0) {
-        return true;
-      }
-    }
-  }
-  return pass_on(from, end, size);
+  return direct_ != nullptr ? write_directly(from, n) : pass_on(from, n);
 }
 
-/// By way of an area of `size` units: on the stack for a line or less, as the heap would take longer than all else.
 template <class From, class To, class FromTraits, class ToTraits>
-bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::pass_on(const From* from, const From* end, std::size_t size) {
-  constexpr std::size_t for_line = 1024 / sizeof(To);
-  if (size > for_line) {
-    return pass_on_block(from, end, size);
+std::streamsize streambuf_adaptorT<From, To, FromTraits, ToTraits>::write_directly(const From* from,
+                                                                                   std::streamsize n) {
+  const std::size_t size = areas::of_write(static_cast<std::size_t>(n));
+  const auto [area, room] = direct_->free_space();
+  if (size > room) {
+    return pass_on(from, n);
   }
-  To area[for_line];
-  return pass_on_by(area, size, from, end);
+  const From* at = from;
+  To* to = area;
+  const std::size_t more = out_converter->convert(&to, area + size, &at, from + n, false);
+  direct_->advance(static_cast<std::size_t>(to - area));
+  return more == 0 || pass_on(at, from + n - at) != 0 ? n : 0;
+}
+
+/// By way of an area: on the stack for a line or less, as the heap would take longer than all else.
+template <class From, class To, class FromTraits, class ToTraits>
+std::streamsize streambuf_adaptorT<From, To, FromTraits, ToTraits>::pass_on(const From* from, std::streamsize n) {
+  constexpr std::size_t for_line = 1024 / sizeof(To);
+  const std::size_t size = areas::of_write(static_cast<std::size_t>(n));
+  if (size > for_line) {
+    return pass_on_block(from, n);
+  }
+  alignas(cache_line) To area[for_line];
+  return pass_on_by(area, size, from, n);
 }
 
 /// Out of line: so large a frame costs time even where it is not used.
 template <class From, class To, class FromTraits, class ToTraits>
-[[gnu::noinline]] bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::pass_on_block(const From* from,
-                                                                                         const From* end,
-                                                                                         std::size_t size) {
+[[gnu::noinline]] std::streamsize streambuf_adaptorT<From, To, FromTraits, ToTraits>::pass_on_block(const From* from,
+                                                                                                    std::streamsize n) {
   constexpr std::size_t for_block = 8192 / sizeof(To);
+  const std::size_t size = areas::of_write(static_cast<std::size_t>(n));
   if (size <= for_block) {
-    To area[for_block];
-    return pass_on_by(area, size, from, end);
+    alignas(cache_line) To area[for_block];
+    return pass_on_by(area, size, from, n);
   }
   const std::unique_ptr<To[]> area(new To[size]);
-  return pass_on_by(area.get(), size, from, end);
+  return pass_on_by(area.get(), size, from, n);
 }
 
 /// As often as the area is full.
 template <class From, class To, class FromTraits, class ToTraits>
-bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::pass_on_by(To* area, std::size_t size, const From* from,
-                                                                    const From* end) {
+[[gnu::always_inline]] inline std::streamsize streambuf_adaptorT<From, To, FromTraits, ToTraits>::pass_on_by(
+    To* area, std::size_t size, const From* from, std::streamsize n) {
+  const From* at = from;
   for (;;) {
     To* to = area;
-    const std::size_t more = out_converter->convert(&to, area + size, &from, end, false);
+    const std::size_t more = out_converter->convert(&to, area + size, &at, from + n, false);
     const auto count = boost::numeric_cast<std::streamsize>(static_cast<std::size_t>(to - area));
     if (count != 0 && !put(area, count)) {
-      return false;
+      return 0;
     }
     if (more == 0) {
-      return true;
+      return n;
     }
   }
 }
@@ -248,8 +254,7 @@ std::streamsize streambuf_adaptorT<From, To, FromTraits, ToTraits>::xsgetn(From*
     }
     if (done != before) {
       // One can step back by one, as behind any other read.
-      read_buffer.resize(1);  // In reserved memory.
-      From* const last = read_buffer.data();
+      From* const last = read_area();
       *last = to[done - 1];
       this->setg(last, last + 1, last + 1);
     }
@@ -265,7 +270,7 @@ std::streamsize streambuf_adaptorT<From, To, FromTraits, ToTraits>::read_directl
   if (end - begin < block / 2) {
     return 0;
   }
-  make_read_areas();
+  read_area();
   const To* from = begin;
   From* written = to;
   in_converter->convert(&written, to + n, &from, begin + std::min<std::ptrdiff_t>(end - begin, block), false);
@@ -275,11 +280,11 @@ std::streamsize streambuf_adaptorT<From, To, FromTraits, ToTraits>::read_directl
 
 /// Before anything is removed from the buffer beneath, so that what fails here loses nothing.
 template <class From, class To, class FromTraits, class ToTraits>
-void streambuf_adaptorT<From, To, FromTraits, ToTraits>::make_read_areas() {
+From* streambuf_adaptorT<From, To, FromTraits, ToTraits>::read_area() {
   if (!scratch) {
-    read_buffer.reserve(areas::of_refill / sizeof(From));
     scratch.reset(new char[areas::of_refill]);
   }
+  return reinterpret_cast<From*>(scratch.get());
 }
 
 template <class From, class To, class FromTraits, class ToTraits>
@@ -289,7 +294,7 @@ auto streambuf_adaptorT<From, To, FromTraits, ToTraits>::underflow() -> int_type
   if (!in_converter || is_at_end()) {
     return FromTraits::eof();
   }
-  make_read_areas();
+  read_area();
   std::streamsize left = block;
   for (;;) {
     // More than is ready would have to be waited for, while there may be a line to answer.
@@ -298,7 +303,8 @@ auto streambuf_adaptorT<From, To, FromTraits, ToTraits>::underflow() -> int_type
     int_type first = FromTraits::eof();
     const std::streamsize got = read_block(wanted, first);
     left -= got;
-    const bool is_inside_character = read_buffer.empty() && got == wanted && left > 0;
+    const bool gave_nothing = FromTraits::eq_int_type(first, FromTraits::eof()) && read_buffer.empty();
+    const bool is_inside_character = gave_nothing && got == wanted && left > 0;
     if (!is_inside_character || is_at_end()) {
       return first;
     }
@@ -326,13 +332,17 @@ std::streamsize streambuf_adaptorT<From, To, FromTraits, ToTraits>::read_block(s
 /// that gives nothing is the end of the file, also after calls that gave something, which then is lost.
 template <class From, class To, class FromTraits, class ToTraits>
 auto streambuf_adaptorT<From, To, FromTraits, ToTraits>::refill(const To* from, const To* end) -> int_type {
-  From* const begin = reinterpret_cast<From*>(scratch.get());
+  From* const begin = read_area();
   From* const limit = begin + areas::of_refill / sizeof(From);
   for (;;) {
     From* to = begin;
     const std::size_t more = in_converter->convert(&to, limit, &from, end, false);
     if (more == 0 && to == begin) {
       return FromTraits::eof();
+    }
+    if (more == 0 && read_buffer.empty()) {
+      this->setg(begin, begin, to);
+      return FromTraits::to_int_type(*begin);
     }
     this->setg(nullptr, nullptr, nullptr);  // It lies in the storage that is about to change.
     read_buffer.insert(read_buffer.end(), begin, to);

@@ -2,6 +2,7 @@
 
 #include <simdutf.h>
 
+#include <atomic>
 #include <cstring>
 
 namespace fl::i18n::detail::kernel {
@@ -17,10 +18,24 @@ choice choice_of(const simdutf::implementation* functions) {
   return {functions, functions->name() == "icelake" ? least : 64};
 }
 
-choice& chosen() noexcept {
+// Two threads that meet here store the same.
+constinit std::atomic<const simdutf::implementation*> chosen_functions = nullptr;
+constinit std::atomic<std::size_t> chosen_least = 0;
+
+choice choose(choice taken) noexcept {
+  chosen_least.store(taken.least, std::memory_order_relaxed);
+  chosen_functions.store(taken.functions, std::memory_order_release);
+  return taken;
+}
+
+[[gnu::noinline, gnu::cold]] choice choose_best() noexcept {
   // Not simdutf's own choice, which a variable of the environment can replace by nothing at all.
-  static choice best = choice_of(simdutf::get_available_implementations().detect_best_supported());
-  return best;
+  return choose(choice_of(simdutf::get_available_implementations().detect_best_supported()));
+}
+
+inline choice chosen() noexcept {
+  const simdutf::implementation* const functions = chosen_functions.load(std::memory_order_acquire);
+  return functions != nullptr ? choice{functions, chosen_least.load(std::memory_order_relaxed)} : choose_best();
 }
 
 /// `convert(functions)` tells how far it came, `length(functions, count)` what so many units of input give.
@@ -112,7 +127,7 @@ void use(std::size_t turn) noexcept {
   if (!functions->supported_by_runtime_system()) {
     functions = all.begin()[count - 1];
   }
-  chosen() = turn / count % 2 == 0 ? choice{functions, least} : choice_of(functions);
+  choose(turn / count % 2 == 0 ? choice{functions, least} : choice_of(functions));
 }
 
 }  // namespace fl::i18n::detail::kernel

@@ -90,11 +90,8 @@ inline std::size_t without_cut_character(const char* from, std::size_t size) {
   return size;
 }
 
-/// How many of `available` bytes certainly have room if they are well-formed.
+/// How many of `available` bytes, more than there is room for in units, have room if they are well-formed.
 inline std::size_t bytes_with_room(const char* from, std::size_t available, std::size_t room_of_units) {
-  if (available <= room_of_units) {
-    return available;  // No byte gives more than one unit.
-  }
   constexpr std::size_t most_bytes = 3;  // Of a unit; a pair has four.
   const std::size_t likely = std::min(available, most_bytes * room_of_units);
   const std::size_t length = kernel::utf16_length(from, likely);
@@ -103,28 +100,33 @@ inline std::size_t bytes_with_room(const char* from, std::size_t available, std:
   }
   // So many bytes less of well-formed text give at least as many units less as there are too many. The text need not be
   // well-formed that far.
-  const std::size_t surplus = most_bytes * (length - room_of_units);
-  const std::size_t less = likely - std::min(surplus, likely);
-  const bool fit = less > room_of_units && kernel::utf16_length(from, less) <= room_of_units;
+  const std::size_t surplus = std::min(most_bytes * (length - room_of_units), likely);
+  const std::size_t less = likely - surplus;
+  const bool fit = less > room_of_units && length - kernel::utf16_length(from + less, surplus) <= room_of_units;
   return fit ? less : room_of_units;
 }
 
 /// Converts well-formed text as far as there is certainly room, and moves both positions behind it.
 [[gnu::always_inline]] inline void decode_by_kernel(const char*& from, const char* end, char16_t*& to,
                                                     const char16_t* to_end) {
-  for (;;) {
+  for (bool is_mostly_ascii = true;;) {
     const auto available = static_cast<std::size_t>(end - from);
     const auto room_of_units = static_cast<std::size_t>(to_end - to);
     if (available < kernel::least || room_of_units < kernel::least) {
       return;
     }
-    const std::size_t whole = without_cut_character(from, bytes_with_room(from, available, room_of_units));
+    // No byte gives more than one unit. Of other text than ASCII more bytes have room, which takes time to find out.
+    const std::size_t count = available <= room_of_units ? available
+                              : is_mostly_ascii          ? room_of_units
+                                                         : bytes_with_room(from, available, room_of_units);
+    const std::size_t whole = without_cut_character(from, count);
     const kernel::outcome done = kernel::utf8_to_utf16(from, whole, to);
     from += done.used;
     to += done.written;
     if (done.used != whole || from == end) {
       return;
     }
+    is_mostly_ascii = done.used - done.written < done.used / 4;
   }
 }
 

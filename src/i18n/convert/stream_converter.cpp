@@ -9,10 +9,11 @@ namespace {
 
 constexpr const char* utf8 = "UTF-8";
 
+/// What `convert_whole` leaves. Out of line, so that this needs few registers where it does not happen.
 template <class Out, class In>
-std::size_t convert_text(detail::text_converter<Out, In>& state, const char* units, Out** to, Out* to_end,
-                         const In** from, const In* from_end, bool last) {
-  const detail::outcome end = state.convert(*to, to_end, *from, from_end, last);
+[[gnu::noinline]] std::size_t go_on(detail::text_converter<Out, In>& state, const char* units, const Out* to_begin,
+                                    Out** to, Out* to_end, const In** from, const In* from_end, bool last) {
+  const detail::outcome end = state.go_on(to_begin, *to, to_end, *from, from_end, last);
   if (end == detail::outcome::ill_formed) {
     state.refuse(state.converted(), units);
   }
@@ -22,25 +23,37 @@ std::size_t convert_text(detail::text_converter<Out, In>& state, const char* uni
 }  // namespace
 
 stream_codecvt_string_to_ustring::stream_codecvt_string_to_ustring(const std::string& encoding, bool lenient)
-    : state_(std::make_unique<detail::text_converter<char16_t, char>>(encoding, lenient)) {}
+    : state_(std::make_unique<detail::text_converter<char16_t, char>>(encoding, lenient)) {
+  set_passes_ascii(state_->passes_ascii());
+}
 
 stream_codecvt_string_to_ustring::~stream_codecvt_string_to_ustring() = default;
 
 std::size_t stream_codecvt_string_to_ustring::convert(char16_t** to, char16_t* to_end, const char** from,
                                                       const char* from_end, bool last) const {
-  const std::size_t more = convert_text(*state_, "byte", to, to_end, from, from_end, last);
+  const char16_t* const to_begin = *to;
+  if (state_->convert_whole(*to, to_end, *from, from_end, last)) {
+    return 0;  // It passes US-ASCII as before.
+  }
+  const std::size_t more = go_on(*state_, "byte", to_begin, to, to_end, from, from_end, last);
   set_passes_ascii(state_->passes_ascii());
   return more;
 }
 
 stream_codecvt_ustring_to_string::stream_codecvt_ustring_to_string(const std::string& encoding, bool lenient)
-    : state_(std::make_unique<detail::text_converter<char, char16_t>>(encoding, lenient)) {}
+    : state_(std::make_unique<detail::text_converter<char, char16_t>>(encoding, lenient)) {
+  set_passes_ascii(state_->passes_ascii());
+}
 
 stream_codecvt_ustring_to_string::~stream_codecvt_ustring_to_string() = default;
 
 std::size_t stream_codecvt_ustring_to_string::convert(char** to, char* to_end, const char16_t** from,
                                                       const char16_t* from_end, bool last) const {
-  const std::size_t more = convert_text(*state_, "unit", to, to_end, from, from_end, last);
+  const char* const to_begin = *to;
+  if (state_->convert_whole(*to, to_end, *from, from_end, last)) {
+    return 0;  // It passes US-ASCII as before.
+  }
+  const std::size_t more = go_on(*state_, "unit", to_begin, to, to_end, from, from_end, last);
   set_passes_ascii(state_->passes_ascii());
   return more;
 }

@@ -71,7 +71,9 @@ void text_converter<Out, In>::start() noexcept {
 }
 
 template <class Out, class In>
-outcome text_converter<Out, In>::go_on(const passage& here) noexcept {
+outcome text_converter<Out, In>::go_on(const Out* to_begin, Out*& to, Out* to_end, const In*& from, const In* from_end,
+                                       bool last) noexcept {
+  const passage here{from, from_end, to, to_end, last, to_begin};
   for (;;) {
     if (at_start_ && !pass_mark(here)) {
       return outcome::done;

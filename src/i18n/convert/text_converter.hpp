@@ -32,18 +32,25 @@ class text_converter {
 
   /// As `stream_converter::convert`, but for what is ill-formed.
   outcome convert(Out*& to, Out* to_end, const In*& from, const In* from_end, bool last) noexcept {
-    const Out* const to_begin = to;
-    if (is_between_characters() && !last) {
-      // Nearly always, and for text in small pieces as quick as it can be. What stops it, `go_on` meets again.
-      const In* const begin = from;
-      const stopped stop = codec_->convert(from, from_end, to, to_end, false);
-      converted_ += static_cast<std::size_t>(from - begin);
-      if (stop.why == stop_reason::input_used && from == from_end) {
-        return outcome::done;
-      }
-    }
-    return go_on({from, from_end, to, to_end, last, to_begin});
+    Out* const to_begin = to;
+    return convert_whole(to, to_end, from, from_end, last) ? outcome::done
+                                                           : go_on(to_begin, to, to_end, from, from_end, last);
   }
+
+  /// The same for a piece of whole characters that has room, between others: nearly always, and for text in small
+  /// pieces as quick as it can be. Returns false if it is none; what is left of it is for `go_on`.
+  bool convert_whole(Out*& to, Out* to_end, const In*& from, const In* from_end, bool last) noexcept {
+    if (last || !is_between_characters()) {
+      return false;
+    }
+    const In* const begin = from;
+    const stopped stop = codec_->convert(from, from_end, to, to_end, false);
+    converted_ += static_cast<std::size_t>(from - begin);
+    return stop.why == stop_reason::input_used && from == from_end;
+  }
+
+  /// The rest of a piece of which `convert_whole` has converted a part, into an area that begins at `to_begin`.
+  outcome go_on(const Out* to_begin, Out*& to, Out* to_end, const In*& from, const In* from_end, bool last) noexcept;
 
   /// Whether the next unit, if it is US-ASCII, would be written at once, as the same number: nothing is held, nothing
   /// is refused or counted.
@@ -74,7 +81,6 @@ class text_converter {
     bool is_area_empty() const noexcept { return to == to_begin; }
   };
 
-  outcome go_on(const passage& here) noexcept;
   bool is_between_characters() const noexcept { return !at_start_ && held_count_ == 0 && !has_pending(); }
   void start() noexcept;
   bool pass_mark(const passage& here) noexcept;
