@@ -126,6 +126,7 @@ class streambuf_adaptorT : public std::basic_streambuf<From, FromTraits> {
   std::streamsize pass_on_block(const From* from, std::streamsize n);
   std::streamsize pass_on_by(To* area, std::size_t size, const From* from, std::streamsize n);
   bool put(const To* units, std::streamsize n);
+  bool put_character(const To* units, std::streamsize n);
   From* read_area();
   std::streamsize read_directly(From* to, std::streamsize n);
   std::streamsize read_block(std::streamsize wanted, int_type& first);
@@ -228,11 +229,18 @@ template <class From, class To, class FromTraits, class ToTraits>
 }
 
 /// Offers each unit once, since a buffer that refuses may have kept what it was offered, or given it to some of
-/// several targets. What one character gives goes unit by unit where there is room for it, which needs no call.
+/// several targets.
 template <class From, class To, class FromTraits, class ToTraits>
 bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::put(const To* units, std::streamsize n) {
   constexpr std::streamsize most_of_a_character = 4;
-  if (n > most_of_a_character || n > detail::room_in(*underlying)) {
+  return n > most_of_a_character ? underlying->sputn(units, n) == n : put_character(units, n);
+}
+
+/// Unit by unit if there is room for it, which needs no call.
+template <class From, class To, class FromTraits, class ToTraits>
+[[gnu::noinline]] bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::put_character(const To* units,
+                                                                                         std::streamsize n) {
+  if (n > detail::room_in(*underlying)) {
     return underlying->sputn(units, n) == n;
   }
   std::for_each(units, units + n, [this](To unit) { underlying->sputc(unit); });

@@ -8,6 +8,7 @@
 #include <i18n/errors.hpp>
 
 #include "codec/find_encoding.hpp"
+#include "codec/utf8_codec.hpp"
 #include "codec/utf_step.hpp"
 
 #include <boost/throw_exception.hpp>
@@ -62,12 +63,22 @@ text_converter<Out, In>::text_converter(const std::string& encoding, bool lenien
 template <class Out, class In>
 void text_converter<Out, In>::start() noexcept {
   if constexpr (std::is_same_v<In, char>) {
-    codec_ = encoding_.from_bytes;
+    take_codec(*encoding_.from_bytes);
   } else {
-    codec_ = encoding_.to_bytes;
+    take_codec(*encoding_.to_bytes);
   }
   at_start_ = encoding_.mark_count != 0;
   converted_ = 0;
+}
+
+template <class Out, class In>
+void text_converter<Out, In>::take_codec(const text_codec& chosen) noexcept {
+  codec_ = &chosen;
+  if constexpr (std::is_same_v<In, char>) {
+    is_utf8_ = codec_ == &utf8_decoder();
+  } else {
+    is_utf8_ = codec_ == &utf8_encoder();
+  }
 }
 
 template <class Out, class In>
@@ -111,7 +122,7 @@ bool text_converter<Out, In>::pass_mark(const passage& here) noexcept {
         here.from += mark.bytes.size() - held_count_;
         held_count_ = 0;
         converted_ = mark.bytes.size();
-        codec_ = mark.rest;
+        take_codec(*mark.rest);
         at_start_ = false;
         return true;
       }

@@ -5,6 +5,8 @@
 
 #include "codec/codec.hpp"
 #include "codec/text_encoding.hpp"
+#include "codec/utf8_decode.hpp"
+#include "codec/utf8_encode.hpp"
 
 #include <cstddef>
 #include <cstdint>
@@ -44,7 +46,9 @@ class text_converter {
       return false;
     }
     const In* const begin = from;
-    const stopped stop = codec_->convert(from, from_end, to, to_end, false);
+    // UTF-8 is what nearly all text is in, and a call is a good part of the time for a line of it.
+    const stopped stop =
+        is_utf8_ ? convert_utf8(from, from_end, to, to_end) : codec_->convert(from, from_end, to, to_end, false);
     converted_ += static_cast<std::size_t>(from - begin);
     return stop.why == stop_reason::input_used && from == from_end;
   }
@@ -83,6 +87,13 @@ class text_converter {
 
   bool is_between_characters() const noexcept { return !at_start_ && held_count_ == 0 && !has_pending(); }
   void start() noexcept;
+  void take_codec(const text_codec& chosen) noexcept;
+  static stopped convert_utf8(const char*& from, const char* from_end, char16_t*& to, char16_t* to_end) noexcept {
+    return decode_utf8(from, from_end, to, to_end, false);
+  }
+  static stopped convert_utf8(const char16_t*& from, const char16_t* from_end, char*& to, char* to_end) noexcept {
+    return encode_utf8(from, from_end, to, to_end, false);
+  }
   bool pass_mark(const passage& here) noexcept;
   stop_reason convert_piece(const passage& here) noexcept;
   stop_reason convert_held(const passage& here) noexcept;
@@ -99,6 +110,7 @@ class text_converter {
   bool extends_ascii_ = false;  ///< US-ASCII stands for itself, by one unit each
 
   const text_codec* codec_ = nullptr;  ///< not null; a mark at the start of a text chooses it anew
+  bool is_utf8_ = false;               ///< that it is the one of UTF-8
   bool at_start_ = false;              ///< of a text that may have a mark there, and nothing of it converted
   bool is_behind_error_ = false;       ///< what was converted last was ill-formed
   std::uint64_t converted_ = 0;        ///< see `converted`
