@@ -156,8 +156,9 @@ inline std::size_t bytes_with_room(const char* from, std::size_t available, std:
   }
 }
 
-/// As `decoder::convert`.
-inline stopped decode_utf8(const char*& from_place, const char* end, char16_t*& to_place, char16_t* to_end, bool last) {
+/// Into an area that may be too small for all of it.
+[[gnu::noinline]] inline stopped decode_as_much(const char*& from_place, const char* end, char16_t*& to_place,
+                                                char16_t* to_end, bool last) {
   // Copies: the compiler must assume that the kernel changes the caller's pointers.
   const char* from = from_place;
   char16_t* to = to_place;
@@ -165,6 +166,24 @@ inline stopped decode_utf8(const char*& from_place, const char* end, char16_t*& 
   from_place = from;
   to_place = to;
   return from == end ? stopped{} : decode_by_steps(from_place, end, to_place, to_end, last);
+}
+
+/// As `decoder::convert`.
+inline stopped decode_utf8(const char*& from, const char* end, char16_t*& to, char16_t* to_end, bool last) {
+  const auto available = static_cast<std::size_t>(end - from);
+  if (available > static_cast<std::size_t>(to_end - to)) {
+    return decode_as_much(from, end, to, to_end, last);
+  }
+  // All of it has room: for text in pieces nearly always, and as little else is done as can be.
+  if (available >= kernel::least) {
+    const kernel::outcome done = kernel::utf8_to_utf16(from, without_cut_character(from, available), to);
+    from += done.used;
+    to += done.written;
+    if (done.used == available) {
+      return {};
+    }
+  }
+  return decode_by_steps(from, end, to, to_end, last);
 }
 
 }  // namespace fl::i18n::detail

@@ -12,16 +12,17 @@
 
 namespace fl::i18n::detail {
 
+constexpr std::size_t most_bytes_of_unit = 3;  ///< a pair has four
+
 /// How many of `available` units certainly have room.
 inline std::size_t units_with_room(const char16_t* from, std::size_t available, std::size_t room_of_bytes) {
-  constexpr std::size_t most_bytes = 3;  // Of a unit; a pair has four.
-  if (available * most_bytes <= room_of_bytes) {
+  if (available * most_bytes_of_unit <= room_of_bytes) {
     return available;
   }
   // Of ASCII, three times as many have room.
   const std::size_t likely = std::min(available, room_of_bytes);
   const bool fit = kernel::utf8_length(from, likely) <= room_of_bytes;
-  return fit ? likely : room_of_bytes / most_bytes;
+  return fit ? likely : room_of_bytes / most_bytes_of_unit;
 }
 
 /// Converts well-formed text as far as there is certainly room, and moves both positions behind it.
@@ -69,8 +70,9 @@ inline std::size_t units_with_room(const char16_t* from, std::size_t available, 
   }
 }
 
-/// As `encoder::convert`.
-inline stopped encode_utf8(const char16_t*& from_place, const char16_t* end, char*& to_place, char* to_end, bool last) {
+/// Into an area that may be too small for all of it.
+[[gnu::noinline]] inline stopped encode_as_much(const char16_t*& from_place, const char16_t* end, char*& to_place,
+                                                char* to_end, bool last) {
   // Copies: see the decoder.
   const char16_t* from = from_place;
   char* to = to_place;
@@ -78,6 +80,24 @@ inline stopped encode_utf8(const char16_t*& from_place, const char16_t* end, cha
   from_place = from;
   to_place = to;
   return from == end ? stopped{} : encode_by_steps(from_place, end, to_place, to_end, last);
+}
+
+/// As `encoder::convert`.
+inline stopped encode_utf8(const char16_t*& from, const char16_t* end, char*& to, char* to_end, bool last) {
+  const auto available = static_cast<std::size_t>(end - from);
+  if (available * most_bytes_of_unit > static_cast<std::size_t>(to_end - to)) {
+    return encode_as_much(from, end, to, to_end, last);
+  }
+  // All of it has room: see the decoder. The first half of a pair at the end stops the kernel, too.
+  if (available >= kernel::least) {
+    const kernel::outcome done = kernel::utf16_to_utf8(from, available, to);
+    from += done.used;
+    to += done.written;
+    if (done.used == available) {
+      return {};
+    }
+  }
+  return encode_by_steps(from, end, to, to_end, last);
 }
 
 }  // namespace fl::i18n::detail
