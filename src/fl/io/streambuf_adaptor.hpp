@@ -138,6 +138,7 @@ class streambuf_adaptorT : public std::basic_streambuf<From, FromTraits> {
   bool write_pending = false;                       ///< something was written since the last `sync`
   std::unique_ptr<char[]> scratch;                  ///< where a refill converts to, and the get area; null at first
   std::vector<From> read_buffer;                    ///< what a refill gave if that took several conversions
+  From last_read_{};                                ///< the get area behind a direct read
   put_area<To>* const direct_;                      ///< of `underlying`; null if it offers none
 };
 
@@ -262,9 +263,8 @@ std::streamsize streambuf_adaptorT<From, To, FromTraits, ToTraits>::xsgetn(From*
     }
     if (done != before) {
       // One can step back by one, as behind any other read.
-      From* const last = read_area();
-      *last = to[done - 1];
-      this->setg(last, last + 1, last + 1);
+      last_read_ = to[done - 1];
+      this->setg(&last_read_, &last_read_ + 1, &last_read_ + 1);
     }
   }
   return done == n ? n : done + std::basic_streambuf<From, FromTraits>::xsgetn(to + done, n - done);
@@ -278,7 +278,6 @@ std::streamsize streambuf_adaptorT<From, To, FromTraits, ToTraits>::read_directl
   if (end - begin < block / 2) {
     return 0;
   }
-  read_area();
   const To* from = begin;
   From* written = to;
   in_converter->convert(&written, to + n, &from, begin + std::min<std::ptrdiff_t>(end - begin, block), false);
