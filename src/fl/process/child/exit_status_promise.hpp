@@ -16,7 +16,7 @@ namespace foundation::core::sysdep::windows {
 
 class exit_status_promise : public boost::promise<process::exit_status_variant> {
  public:
-  exit_status_promise() { broken(); }  // In memory before it is needed.
+  exit_status_promise() : exit_status_promise(broken()) {}
   exit_status_promise(exit_status_promise&& other) noexcept
       : promise(std::move(static_cast<promise&>(other))), open_(std::exchange(other.open_, false)) {}
 
@@ -52,6 +52,9 @@ class exit_status_promise : public boost::promise<process::exit_status_variant> 
   }
 
  private:
+  /// What it breaks with is in memory before there is a promise to break.
+  explicit exit_status_promise(const boost::exception_ptr&) {}
+
   static const boost::exception_ptr& broken() {
     static const auto& kept = *new boost::exception_ptr(boost::copy_exception(boost::broken_promise()));
     return kept;
