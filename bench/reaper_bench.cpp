@@ -15,6 +15,7 @@
 namespace {
 
 namespace fp = foundation::core::process;
+using foundation::core::sysdep::windows::exit_status_promise;
 using foundation::core::sysdep::windows::process_reaper;
 
 constexpr std::size_t waits = 1000;
@@ -62,7 +63,7 @@ void reap_ours(bench::product& result) {
   std::vector<boost::future<fp::exit_status_variant>> statuses;
   statuses.reserve(waits);
   for (const HANDLE process : current->duplicates) {
-    boost::promise<fp::exit_status_variant> promise;
+    exit_status_promise promise;
     statuses.push_back(promise.get_future());
     reaper().async_wait_on(process, std::move(promise));
   }

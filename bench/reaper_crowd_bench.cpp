@@ -26,6 +26,7 @@
 namespace {
 
 namespace fp = foundation::core::process;
+using foundation::core::sysdep::windows::exit_status_promise;
 using foundation::core::sysdep::windows::process_reaper;
 using test_support::import_patch;
 
@@ -64,7 +65,7 @@ statuses wait_on(const HANDLE* first, std::size_t count) {
   statuses made;
   made.reserve(count);
   for (std::size_t i = 0; i != count; ++i) {
-    boost::promise<fp::exit_status_variant> promise;
+    exit_status_promise promise;
     made.push_back(promise.get_future());
     reaper().async_wait_on(first[i], std::move(promise));
   }

@@ -68,10 +68,20 @@ terminate_impl::terminate_impl() : observer_(default_observer) {
   if (dialog_is_unwanted()) {
     write_failures_to_standard_error();
   }
-  prepare_symbols();
 }
 
-terminate_impl& term() noexcept try { return engine.get(); } catch (...) {
+// Not part of the building: a fault in the loader is reported by the engine, which must be there.
+void terminate_impl::prepare() noexcept {
+  if (!prepared_ && !prepared_.exchange(true)) {
+    prepare_symbols();
+  }
+}
+
+terminate_impl& term() noexcept try {
+  terminate_impl& built = engine.get();
+  built.prepare();
+  return built;
+} catch (...) {
   give_up(shown_line::building, __PRETTY_FUNCTION__);
 }
 

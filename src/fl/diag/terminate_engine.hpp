@@ -27,6 +27,9 @@ class terminate_impl {
 
   terminate_impl();
 
+  /// Does once what may fault or wait. Who comes meanwhile goes on without it.
+  void prepare() noexcept;
+
   // What reads the log waits for a report that is being written, and for those that wait to be. It uses the log as it
   // is if the thread that writes has stopped; it ends the process only if that is the calling thread itself.
 
@@ -62,6 +65,7 @@ class terminate_impl {
   util::checked_lock lock_{std::chrono::hours(1)};
   text_buffer log_buffer_;
   std::atomic<bool> was_called_{false};
+  std::atomic<bool> prepared_{false};
   std::atomic<observer_type> observer_;  ///< Never null.
   util::thread_flag test_mode_;
 };

@@ -1,6 +1,7 @@
 #include <fl/process/process.hpp>
 
 #include "loggers.hpp"
+#include "process/child/exit_status_promise.hpp"
 #include "process/child/launched_child.hpp"
 #include "process/child/process_reaper_impl.hpp"
 #include "process/child/process_reaper_instance.hpp"
@@ -16,21 +17,12 @@
 namespace foundation::core::process {
 
 using sysdep::windows::close_process_handle;
+using sysdep::windows::exit_status_promise;
 using sysdep::windows::process_impl;
 using sysdep::windows::process_reaper_instance;
-using status_promise = boost::promise<exit_status_variant>;
 using child_handle = std::unique_ptr<void, decltype(&close_process_handle)>;
 
 namespace {
-
-// A wait that ends either in the status or in the system's refusal to give it.
-void fulfil(status_promise& promise, process_impl& impl) {
-  try {
-    promise.set_value(wait_for_child(impl));
-  } catch (const boost::system::system_error& e) {
-    promise.set_exception(boost::copy_exception(e));
-  }
-}
 
 struct native_status_reader {
   unsigned int operator()(const detail::unknown&) const {
@@ -134,11 +126,11 @@ void process::block_for_status() {
   if (status_.valid()) {
     return;  // Whoever made it valid fills it; the caller's get waits for that.
   }
-  status_promise promise;
+  exit_status_promise promise;
   status_ = promise.get_future().share();
   const boost::shared_ptr<process_impl> impl = impl_;  // A detach on another thread must not close the handle.
   lock.unlock();
-  fulfil(promise, *impl);
+  promise.answer([&] { return wait_for_child(*impl); });
 }
 
 void process::async_await_status() {
@@ -149,7 +141,7 @@ void process::async_await_status() {
   if (status_.valid()) {
     return;
   }
-  status_promise promise;
+  exit_status_promise promise;
   status_ = promise.get_future().share();
   child_handle duplicate(duplicate_child_handle(*impl_), &close_process_handle);
   lock.unlock();
@@ -190,7 +182,7 @@ void process::detach() {
   if (!status_.valid()) {
     // Nobody asks for this status: the wait is there so that the child is reaped.
     const auto reaper = process_reaper_instance();
-    status_promise promise;  // Before the duplicate, which the reaper alone closes.
+    exit_status_promise promise;  // Before the duplicate, which the reaper alone closes.
     reaper->async_wait_on(duplicate_child_handle(*impl_), std::move(promise));
   }
   impl_.reset();

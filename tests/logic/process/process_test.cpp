@@ -22,12 +22,30 @@ namespace {
 
 const process::command any("child");
 
+// How many allocations this thread may still make; below 0 any number.
+constinit thread_local int allocations_left = -1;
+
 template <class Operation>
 void expect_refusal(const char* call, Operation operation) {
   EXPECT_THAT(operation, ThrowsMessage<boost::system::system_error>(StartsWith(std::string(call) + ": ")));
 }
 
 }  // namespace
+
+void* operator new(std::size_t size) {
+  void* const made = allocations_left != 0 ? std::malloc(size) : nullptr;
+  allocations_left -= allocations_left > 0;
+  return made != nullptr ? made : throw std::bad_alloc();
+}
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  return std::malloc(size);
+}
+void operator delete(void* p) noexcept {
+  std::free(p);
+}
+void operator delete(void* p, std::size_t) noexcept {
+  std::free(p);
+}
 
 using Process = test_support::with_child_system;
 
@@ -155,6 +173,42 @@ TEST_F(Process, IsAsBeforeWhenTheSystemRefusesADetach) {
     EXPECT_EQ(system.registered_waits(), 0u);
     system.before(call, nullptr);
   }
+}
+
+// What has no memory for its answer breaks, or has nothing to be done then; the program goes on.
+TEST_F(Process, GoesOnWithoutMemoryForAStatus) {
+  for (int allocations = 0; allocations >= 0; ++allocations) {
+    process::process child(any);
+    try {
+      allocations_left = allocations;
+      child.exit_status_async();
+      allocations = -2;
+    } catch (const std::bad_alloc&) {
+    }
+    allocations_left = -1;
+    const auto status = child.exit_status_async();
+    if (status.is_ready()) {
+      EXPECT_THROW(status.get(), boost::broken_promise);
+    }
+  }
+  process::process child(any), refused(any);
+  const auto status = child.exit_status_async(), refused_status = refused.exit_status_async();
+  const auto continuation = status.then(boost::launch::sync, [](auto) {});
+  system.before("read_exit_status", [] { allocations_left = 0; });
+  system.end(child.id(), 6);
+  EXPECT_EQ(status.get(), exit_status_variant(exited{6, 6}));
+  system.before("read_exit_status", [] {
+    try {
+      refusal("GetExitCodeProcess")();
+    } catch (...) {
+      allocations_left = 0;
+      throw;
+    }
+  });
+  system.end(refused.id());
+  EXPECT_THROW(refused_status.get(), boost::broken_promise);
+  status.then(boost::launch::sync, [](auto) {});
+  EXPECT_TRUE(continuation.is_ready()) << "it comes with the next one";
 }
 
 TEST_F(Process, ChangesNothingWhenALaunchFails) {

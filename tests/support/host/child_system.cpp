@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdlib>
+#include <string_view>
 #include <utility>
 
 namespace test_support {
@@ -21,10 +22,11 @@ using guard = std::unique_lock<std::recursive_mutex>;
 child_system* current = nullptr;
 std::atomic<bool> process_ends{false};
 
-// Runs what the test put before the call.
-guard called(const char* function) {
+// Runs what the test put before the call. Allocates nothing itself: memory may be short.
+guard called(std::string_view function) {
   guard lock(current->mutex);
-  if (const std::function<void()> run = current->scripts[function]) {
+  const auto script = current->scripts.find(function);
+  if (const auto run = script != current->scripts.end() ? script->second : nullptr) {
     lock.unlock();
     run();
     lock.lock();

@@ -59,7 +59,7 @@ class child_system {
   std::map<void*, long long> handles;
   std::map<void*, wait> waits;
   std::vector<std::thread> threads;
-  std::map<std::string, std::function<void()>> scripts;
+  std::map<std::string, std::function<void()>, std::less<>> scripts;
   std::uintptr_t last_handle = 0x1000;
 };
 

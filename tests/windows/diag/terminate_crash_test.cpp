@@ -173,6 +173,13 @@ void fault_beside_stopped_loader() {
   fault_here();
 }
 
+/// As on a damaged heap.
+void terminate_with_faulty_loader() {
+  const import_patch loader("libqxfl.dll", "LoadLibraryExA", reinterpret_cast<import_patch::any_function>(fault_here),
+                            original);
+  diag::terminate("message", "crash.cpp", 4, "f");
+}
+
 void log_fatal_record() {
   foundation::log::basic_diagnostic_logger<char> logger("crash");
   logger.level(foundation::log::severity::fatal << foundation::log::check_shift);
@@ -220,6 +227,8 @@ TEST(Crash, EveryEndLeavesOneReportThatNamesThePlaceAndAFailureStatus) {
        AllOf(report_in_f, HasSubstr(", file src/fl/diag/terminate, line 266\n"))},
       {fault_beside_stopped_loader, crash_status,
        HasPattern(R"(:\nNo names from here on[^\n]+ the loader.\n(\[ *\d+\] 0x[0-9a-f]{16}\n){5})")},
+      {terminate_with_faulty_loader, crash_status,
+       AllOf(HasSubstr(fault), HasPattern(R"(\nNo names from here on[^\n]+\n(\[ *\d+\] 0x[0-9a-f]{16}\n){5})"))},
       {log_fatal_record, abort_status,
        AllOf(HasSubstr("\nAssertion in int solve() at solver.cpp line 17:\ncount=42"),
              HasSubstr("::report_check+0000"))},

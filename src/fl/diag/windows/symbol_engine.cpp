@@ -39,8 +39,6 @@ symbol_engine& symbol_engine::instance() noexcept {
 }
 
 symbol_engine::symbol_engine() noexcept : process_(GetCurrentProcess()), search_path_{} {
-  // Nobody else has the engine yet: it needs no lock.
-  symbol_service::set_options(symbol_service::get_options() | options);
   GetModuleFileNameA(nullptr, search_path_, sizeof search_path_);
   search_path_[sizeof search_path_ - 1] = '\0';
   if (char* const backslash = std::strrchr(search_path_, '\\')) {
@@ -49,6 +47,9 @@ symbol_engine::symbol_engine() noexcept : process_(GetCurrentProcess()), search_
 }
 
 void symbol_engine::acquire() noexcept {
+  if (!has_options_) {
+    has_options_ = symbol_service::set_options(symbol_service::get_options() | options) != 0;
+  }
   if (!running_) {
     running_ = symbol_service::initialize(process_, search_path_, TRUE) == TRUE;
   }

@@ -49,6 +49,7 @@ class symbol_engine {
   char search_path_[260];  ///< The directory of the executable.
   /// The limit is longer than the service takes for what it does in one piece: reading the symbols of a module.
   util::checked_lock lock_{std::chrono::seconds(20)};
+  bool has_options_ = false;  ///< Set by the first holder that could: the building of the engine must not fault.
   std::uint32_t holders_ = 0;
   static inline constinit std::atomic<std::uint32_t> reservations_{0};
   static inline constinit std::atomic<bool> running_{false};  ///< The service was started and not stopped yet.

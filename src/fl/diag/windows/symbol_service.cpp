@@ -17,6 +17,8 @@ constexpr const char* library = "dbghelp.dll";
 
 constexpr std::uint64_t longest_wait = 5000;  ///< For the loader, in milliseconds.
 
+constinit std::atomic<DWORD> loading_thread{0};  ///< The one that prepares, or was stopped while it did.
+
 bool try_loader() noexcept {
   constexpr ULONG only_try = 2, locked = 1;
   ULONG state = 0;
@@ -46,6 +48,9 @@ bool try_loader() noexcept {
 // The lock is not kept while the service is loaded: that may have to wait for a thread that loads something, too, and
 // has yet to take the lock.
 bool loader_is_free() noexcept {
+  if (loading_thread == GetCurrentThreadId()) {
+    return false;
+  }
   const std::uint64_t begin = util::milliseconds_passed();
   for (unsigned turn = 0; !try_loader(); ++turn) {
     if (util::milliseconds_passed() - begin >= longest_wait) {
@@ -60,7 +65,9 @@ bool loader_is_free() noexcept {
 
 void prepare_symbols() noexcept {
   if (symbol_service::loader_is_free()) {
+    symbol_service::loading_thread = GetCurrentThreadId();
     symbol_service::initialize.find();
+    symbol_service::loading_thread = 0;
   }
 }
 

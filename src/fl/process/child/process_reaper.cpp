@@ -5,34 +5,16 @@
 #include "process/child/process_reaper_impl.hpp"
 #include "util/thread_id.hpp"
 
-#include <boost/exception_ptr.hpp>
-#include <boost/system/system_error.hpp>
+#include <boost/thread/exceptions.hpp>
 
 #include <algorithm>
 #include <memory>
+#include <new>
 #include <utility>
 
 namespace foundation::core::sysdep::windows {
 
 namespace severity = log::severity;
-
-namespace {
-
-/// What a promise without a status ends with.
-const boost::exception_ptr& broken() {
-  static const auto& kept = *new boost::exception_ptr(boost::copy_exception(boost::broken_promise()));
-  return kept;
-}
-
-/// As the promise's destructor would, which makes its exception only then and ends the process if there is no memory.
-void break_promise(exit_status_promise& promise) noexcept {
-  try {
-    promise.set_exception(broken());
-  } catch (...) {  // Without memory for its continuations, which are not run then; or nobody can ask for the status.
-  }
-}
-
-}  // namespace
 
 process_reaper::WaitRecord::WaitRecord(process_reaper* reaper, void* processHandle, exit_status_promise&& promise)
     : m_reaper(reaper), m_processHandle(processHandle), m_promise(std::move(promise)) {}
@@ -44,9 +26,6 @@ process_reaper::WaitRecord::~WaitRecord() {
     unregister_wait(m_waitHandle);
   }
   close_process_handle(m_processHandle);
-  if (!m_hasStatus) {
-    break_promise(m_promise);
-  }
 }
 
 void process_reaper::WaitRecord::reapChild() noexcept {
@@ -54,11 +33,10 @@ void process_reaper::WaitRecord::reapChild() noexcept {
   loggers::process_reaper.log(severity::arguments, " m_processHandle=", m_processHandle);
   try {
     // The handle is signalled, or this would not run: waiting once more would cost a system call for each child.
-    m_promise.set_value(read_exit_status(m_processHandle));
-  } catch (const boost::system::system_error& e) {
-    m_promise.set_exception(boost::copy_exception(e));
+    m_promise.answer([this] { return read_exit_status(m_processHandle); });
+  } catch (const std::bad_alloc&) {  // The promise breaks if it has no answer yet.
+  } catch (const boost::thread_resource_error&) {
   }
-  m_hasStatus = true;
 }
 
 process_reaper::process_reaper() noexcept {
@@ -73,7 +51,6 @@ void process_reaper::async_wait_on(void* procHandle, exit_status_promise&& promi
   const log::scope_trace trace(loggers::process_reaper, __PRETTY_FUNCTION__);
   loggers::process_reaper.log(severity::arguments, " procHandle=", procHandle);
   std::unique_ptr<void, decltype(&close_process_handle)> owner(procHandle, &close_process_handle);
-  broken();  // In memory before it is needed.
   record_list node;
   WaitRecord& record = node.emplace_back(this, procHandle, std::move(promise));
   owner.release();

@@ -5,9 +5,7 @@
 // waits for a child to end. What a child costs does not grow with the number of the others, in whatever order they end.
 #pragma once
 
-#include <fl/process/exit_status.hpp>
-
-#include <boost/thread/future.hpp>
+#include "process/child/exit_status_promise.hpp"
 
 #include <condition_variable>
 #include <list>
@@ -15,8 +13,6 @@
 #include <mutex>
 
 namespace foundation::core::sysdep::windows {
-
-using exit_status_promise = boost::promise<process::exit_status_variant>;
 
 class process_reaper : public std::enable_shared_from_this<process_reaper> {
  public:
@@ -51,7 +47,7 @@ class process_reaper : public std::enable_shared_from_this<process_reaper> {
     WaitRecord(process_reaper* reaper, void* processHandle, exit_status_promise&& promise);
     WaitRecord(const WaitRecord&) = delete;
     WaitRecord& operator=(const WaitRecord&) = delete;
-    // Outside a callback it waits for one that is about to find the record given up. A promise without a status breaks.
+    // Outside a callback it waits for one that is about to find the record given up.
     ~WaitRecord();
 
     void reapChild() noexcept;
@@ -62,7 +58,6 @@ class process_reaper : public std::enable_shared_from_this<process_reaper> {
     void* m_waitHandle = nullptr;        // owned; null before the registration
     unsigned long m_callbackThread = 0;  // the id of the thread whose callback reaps the child; 0 if none does
     bool m_givenUp = false;              // a callback must leave the record alone
-    bool m_hasStatus = false;            // the promise is fulfilled, or has the failure to read the status
     exit_status_promise m_promise;       // where the status goes
   };
 
