@@ -128,7 +128,7 @@ class streambuf_adaptorT : public std::basic_streambuf<From, FromTraits> {
   bool put(const To* units, std::streamsize n);
   bool put_character(const To* units, std::streamsize n);
   From* read_area();
-  std::streamsize read_directly(From* to, std::streamsize n);
+  std::streamsize read_directly(From* to, std::streamsize n, std::size_t& more);
   std::streamsize read_block(std::streamsize wanted, int_type& first);
   int_type refill(const To* from, const To* end);
 
@@ -257,23 +257,31 @@ std::streamsize streambuf_adaptorT<From, To, FromTraits, ToTraits>::xsgetn(From*
     FromTraits::copy(to, this->gptr(), static_cast<std::size_t>(done));
     this->gbump(static_cast<int>(done));  // A refill at most.
     const std::streamsize before = done;
+    std::size_t more = 0;
     for (std::streamsize count = 1; done != n && count != 0; done += count) {
-      count = read_directly(to + done, n - done);
+      count = read_directly(to + done, n - done, more);
     }
     if (done != before) {
       // One can step back by one, as behind any other read.
       From* const last = read_area();
-      *last = to[done - 1];
-      this->setg(last, last + 1, last + 1);
+      From* end = last;
+      *end++ = to[done - 1];
+      if (more != 0) {
+        // What the converter has taken but had no room for: the buffer beneath may be at its end and not ask for it.
+        const To* nothing = nullptr;
+        in_converter->convert(&end, last + areas::of_refill / sizeof(From), &nothing, nothing, false);
+      }
+      this->setg(last, last + 1, end);
     }
   }
   return done == n ? n : done + std::basic_streambuf<From, FromTraits>::xsgetn(to + done, n - done);
 }
 
 /// Converts of what the buffer beneath has ready, as much as a refill at most. Returns how much that gave: nothing also
-/// if there is too little to be worth it.
+/// if there is too little to be worth it. `more`: as the converter says, if it was asked.
 template <class From, class To, class FromTraits, class ToTraits>
-std::streamsize streambuf_adaptorT<From, To, FromTraits, ToTraits>::read_directly(From* to, std::streamsize n) {
+std::streamsize streambuf_adaptorT<From, To, FromTraits, ToTraits>::read_directly(From* to, std::streamsize n,
+                                                                                  std::size_t& more) {
   const auto [begin, end] = detail::ready_in(*underlying);
   if (end - begin < block / 2) {
     return 0;
@@ -281,7 +289,7 @@ std::streamsize streambuf_adaptorT<From, To, FromTraits, ToTraits>::read_directl
   read_area();
   const To* from = begin;
   From* written = to;
-  in_converter->convert(&written, to + n, &from, begin + std::min<std::ptrdiff_t>(end - begin, block), false);
+  more = in_converter->convert(&written, to + n, &from, begin + std::min<std::ptrdiff_t>(end - begin, block), false);
   detail::skip_in(*underlying, from - begin);
   return written - to;
 }

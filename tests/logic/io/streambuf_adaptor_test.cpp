@@ -290,6 +290,8 @@ TEST(Adaptor, WritesWhatEncodeGivesAndReadsWhatDecodeGivesHoweverTheTextIsCut) {
     ASSERT_EQ(units->str(), text) << encoding;
     ASSERT_EQ(all_of(*of_units, random), utf8) << encoding;
     ASSERT_EQ(all_of(*make_ustreambuf_adaptor(file, encoding), random), text) << encoding;
+    file->str(bytes);
+    ASSERT_EQ(all_of(*make_utf8streambuf_adaptor(file, encoding), random), utf8) << encoding;
     const auto source = boost::make_shared<scripted_buffer<char>>();
     source->shows_block = random.chance(80);
     for (std::size_t at = 0; at < bytes.size(); at += source->blocks.back().size()) {
