@@ -122,9 +122,9 @@ class streambuf_adaptorT : public std::basic_streambuf<From, FromTraits> {
   bool write_unit(From unit);
   std::streamsize write(const From* from, std::streamsize n);
   std::streamsize write_directly(const From* from, std::streamsize n);
-  std::streamsize pass_on(const From* from, std::streamsize n);
-  std::streamsize pass_on_block(const From* from, std::streamsize n);
-  std::streamsize pass_on_by(To* area, std::size_t size, const From* from, std::streamsize n);
+  std::streamsize pass_on(const From* from, const From* end, std::streamsize n);
+  std::streamsize pass_on_block(const From* from, const From* end, std::streamsize n);
+  std::streamsize pass_on_by(To* area, std::size_t size, const From* from, const From* end, std::streamsize n);
   bool put(const To* units, std::streamsize n);
   bool put_character(const To* units, std::streamsize n);
   From* read_area();
@@ -166,7 +166,7 @@ std::streamsize streambuf_adaptorT<From, To, FromTraits, ToTraits>::write(const 
     return n;
   }
   write_pending = true;
-  return direct_ != nullptr ? write_directly(from, n) : pass_on(from, n);
+  return direct_ != nullptr ? write_directly(from, n) : pass_on(from, from + n, n);
 }
 
 template <class From, class To, class FromTraits, class ToTraits>
@@ -174,50 +174,54 @@ std::streamsize streambuf_adaptorT<From, To, FromTraits, ToTraits>::write_direct
                                                                                    std::streamsize n) {
   const std::size_t size = areas::of_write(static_cast<std::size_t>(n));
   const auto [area, room] = direct_->free_space();
-  if (size > room) {
-    return pass_on(from, n);
-  }
   const From* at = from;
+  const From* const end = from + n;
+  if (size > room) {
+    return pass_on(at, end, n);
+  }
   To* to = area;
-  const std::size_t more = out_converter->convert(&to, area + size, &at, from + n, false);
+  const std::size_t more = out_converter->convert(&to, area + size, &at, end, false);
   direct_->advance(static_cast<std::size_t>(to - area));
-  return more == 0 || pass_on(at, from + n - at) != 0 ? n : 0;
+  return more == 0 ? n : pass_on(at, end, n);
 }
 
-/// By way of an area: on the stack for a line or less, as the heap would take longer than all else.
+/// What is left of `n` units, which may be nothing but what the converter has taken and not given yet. By way of an
+/// area: on the stack for a line or less, as the heap would take longer than all else.
 template <class From, class To, class FromTraits, class ToTraits>
-std::streamsize streambuf_adaptorT<From, To, FromTraits, ToTraits>::pass_on(const From* from, std::streamsize n) {
+std::streamsize streambuf_adaptorT<From, To, FromTraits, ToTraits>::pass_on(const From* from, const From* end,
+                                                                            std::streamsize n) {
   constexpr std::size_t for_line = 1024 / sizeof(To);
   const std::size_t size = areas::of_write(static_cast<std::size_t>(n));
   if (size > for_line) {
-    return pass_on_block(from, n);
+    return pass_on_block(from, end, n);
   }
   alignas(cache_line) To area[for_line];
-  return pass_on_by(area, size, from, n);
+  return pass_on_by(area, size, from, end, n);
 }
 
 /// Out of line: so large a frame costs time even where it is not used.
 template <class From, class To, class FromTraits, class ToTraits>
 [[gnu::noinline]] std::streamsize streambuf_adaptorT<From, To, FromTraits, ToTraits>::pass_on_block(const From* from,
+                                                                                                    const From* end,
                                                                                                     std::streamsize n) {
   constexpr std::size_t for_block = 8192 / sizeof(To);
   const std::size_t size = areas::of_write(static_cast<std::size_t>(n));
   if (size <= for_block) {
     alignas(cache_line) To area[for_block];
-    return pass_on_by(area, size, from, n);
+    return pass_on_by(area, size, from, end, n);
   }
   const std::unique_ptr<To[]> area(new To[size]);
-  return pass_on_by(area.get(), size, from, n);
+  return pass_on_by(area.get(), size, from, end, n);
 }
 
 /// As often as the area is full.
 template <class From, class To, class FromTraits, class ToTraits>
 [[gnu::always_inline]] inline std::streamsize streambuf_adaptorT<From, To, FromTraits, ToTraits>::pass_on_by(
-    To* area, std::size_t size, const From* from, std::streamsize n) {
+    To* area, std::size_t size, const From* from, const From* end, std::streamsize n) {
   const From* at = from;
   for (;;) {
     To* to = area;
-    const std::size_t more = out_converter->convert(&to, area + size, &at, from + n, false);
+    const std::size_t more = out_converter->convert(&to, area + size, &at, end, false);
     const auto count = boost::numeric_cast<std::streamsize>(static_cast<std::size_t>(to - area));
     if (count != 0 && !put(area, count)) {
       return 0;
