@@ -12,7 +12,9 @@ install(EXPORT qxfl NAMESPACE qxfl:: DESTINATION "${package_dir}" FILE qxflTarge
 install(FILES ${qxfl_runtime_dlls} DESTINATION ${CMAKE_INSTALL_BINDIR})
 
 # Who passes libqxi18n.dll on passes simdutf on, too, if that is static.
-find_file(QXFL_SIMDUTF_LICENCE LICENSE-MIT PATH_SUFFIXES share/licenses/simdutf NO_CMAKE_FIND_ROOT_PATH)
+# It is where simdutf was found, which simdutf_ROOT alone may have told.
+find_file(QXFL_SIMDUTF_LICENCE LICENSE-MIT HINTS "${simdutf_DIR}/../../.." PATH_SUFFIXES share/licenses/simdutf
+          NO_CMAKE_FIND_ROOT_PATH)
 mark_as_advanced(QXFL_SIMDUTF_LICENCE)
 if(QXFL_SIMDUTF_LICENCE)
   install(FILES "${QXFL_SIMDUTF_LICENCE}" DESTINATION "${CMAKE_INSTALL_DATADIR}/licenses/qxfl" RENAME simdutf.txt)

@@ -122,13 +122,14 @@ class streambuf_adaptorT : public std::basic_streambuf<From, FromTraits> {
   bool write_unit(From unit);
   std::streamsize write(const From* from, std::streamsize n);
   std::streamsize write_directly(const From* from, std::streamsize n);
-  std::streamsize pass_on(const From* from, std::streamsize n);
-  std::streamsize pass_on_block(const From* from, std::streamsize n);
-  std::streamsize pass_on_by(To* area, std::size_t size, const From* from, std::streamsize n);
+  std::streamsize pass_on(const From* from, const From* end, std::streamsize n);
+  std::streamsize pass_on_block(const From* from, const From* end, std::streamsize n);
+  std::streamsize pass_on_by(To* area, std::size_t size, const From* from, const From* end, std::streamsize n);
   bool put(const To* units, std::streamsize n);
   bool put_character(const To* units, std::streamsize n);
   From* read_area();
-  std::streamsize read_directly(From* to, std::streamsize n);
+  std::streamsize read_directly(From* to, std::streamsize n, std::size_t& more);
+  void keep(const From* begin, const From* end, bool is_more);
   std::streamsize read_block(std::streamsize wanted, int_type& first);
   int_type refill(const To* from, const To* end);
 
@@ -138,7 +139,6 @@ class streambuf_adaptorT : public std::basic_streambuf<From, FromTraits> {
   bool write_pending = false;                       ///< something was written since the last `sync`
   std::unique_ptr<char[]> scratch;                  ///< where a refill converts to, and the get area; null at first
   std::vector<From> read_buffer;                    ///< what a refill gave if that took several conversions
-  From last_read_{};                                ///< the get area behind a direct read
   put_area<To>* const direct_;                      ///< of `underlying`; null if it offers none
 };
 
@@ -167,7 +167,7 @@ std::streamsize streambuf_adaptorT<From, To, FromTraits, ToTraits>::write(const 
     return n;
   }
   write_pending = true;
-  return direct_ != nullptr ? write_directly(from, n) : pass_on(from, n);
+  return direct_ != nullptr ? write_directly(from, n) : pass_on(from, from + n, n);
 }
 
 template <class From, class To, class FromTraits, class ToTraits>
@@ -175,50 +175,54 @@ std::streamsize streambuf_adaptorT<From, To, FromTraits, ToTraits>::write_direct
                                                                                    std::streamsize n) {
   const std::size_t size = areas::of_write(static_cast<std::size_t>(n));
   const auto [area, room] = direct_->free_space();
-  if (size > room) {
-    return pass_on(from, n);
-  }
   const From* at = from;
+  const From* const end = from + n;
+  if (size > room) {
+    return pass_on(at, end, n);
+  }
   To* to = area;
-  const std::size_t more = out_converter->convert(&to, area + size, &at, from + n, false);
+  const std::size_t more = out_converter->convert(&to, area + size, &at, end, false);
   direct_->advance(static_cast<std::size_t>(to - area));
-  return more == 0 || pass_on(at, from + n - at) != 0 ? n : 0;
+  return more == 0 ? n : pass_on(at, end, n);
 }
 
-/// By way of an area: on the stack for a line or less, as the heap would take longer than all else.
+/// What is left of `n` units, which may be nothing but what the converter has taken and not given yet. By way of an
+/// area: on the stack for a line or less, as the heap would take longer than all else.
 template <class From, class To, class FromTraits, class ToTraits>
-std::streamsize streambuf_adaptorT<From, To, FromTraits, ToTraits>::pass_on(const From* from, std::streamsize n) {
+std::streamsize streambuf_adaptorT<From, To, FromTraits, ToTraits>::pass_on(const From* from, const From* end,
+                                                                            std::streamsize n) {
   constexpr std::size_t for_line = 1024 / sizeof(To);
   const std::size_t size = areas::of_write(static_cast<std::size_t>(n));
   if (size > for_line) {
-    return pass_on_block(from, n);
+    return pass_on_block(from, end, n);
   }
   alignas(cache_line) To area[for_line];
-  return pass_on_by(area, size, from, n);
+  return pass_on_by(area, size, from, end, n);
 }
 
 /// Out of line: so large a frame costs time even where it is not used.
 template <class From, class To, class FromTraits, class ToTraits>
 [[gnu::noinline]] std::streamsize streambuf_adaptorT<From, To, FromTraits, ToTraits>::pass_on_block(const From* from,
+                                                                                                    const From* end,
                                                                                                     std::streamsize n) {
   constexpr std::size_t for_block = 8192 / sizeof(To);
   const std::size_t size = areas::of_write(static_cast<std::size_t>(n));
   if (size <= for_block) {
     alignas(cache_line) To area[for_block];
-    return pass_on_by(area, size, from, n);
+    return pass_on_by(area, size, from, end, n);
   }
   const std::unique_ptr<To[]> area(new To[size]);
-  return pass_on_by(area.get(), size, from, n);
+  return pass_on_by(area.get(), size, from, end, n);
 }
 
 /// As often as the area is full.
 template <class From, class To, class FromTraits, class ToTraits>
 [[gnu::always_inline]] inline std::streamsize streambuf_adaptorT<From, To, FromTraits, ToTraits>::pass_on_by(
-    To* area, std::size_t size, const From* from, std::streamsize n) {
+    To* area, std::size_t size, const From* from, const From* end, std::streamsize n) {
   const From* at = from;
   for (;;) {
     To* to = area;
-    const std::size_t more = out_converter->convert(&to, area + size, &at, from + n, false);
+    const std::size_t more = out_converter->convert(&to, area + size, &at, end, false);
     const auto count = boost::numeric_cast<std::streamsize>(static_cast<std::size_t>(to - area));
     if (count != 0 && !put(area, count)) {
       return 0;
@@ -258,29 +262,45 @@ std::streamsize streambuf_adaptorT<From, To, FromTraits, ToTraits>::xsgetn(From*
     FromTraits::copy(to, this->gptr(), static_cast<std::size_t>(done));
     this->gbump(static_cast<int>(done));  // A refill at most.
     const std::streamsize before = done;
+    std::size_t more = 0;
     for (std::streamsize count = 1; done != n && count != 0; done += count) {
-      count = read_directly(to + done, n - done);
+      count = read_directly(to + done, n - done, more);
     }
     if (done != before) {
-      // One can step back by one, as behind any other read.
-      last_read_ = to[done - 1];
-      this->setg(&last_read_, &last_read_ + 1, &last_read_ + 1);
+      keep(to + before, to + done, more != 0);
     }
   }
   return done == n ? n : done + std::basic_streambuf<From, FromTraits>::xsgetn(to + done, n - done);
 }
 
-/// Converts of what the buffer beneath has ready, as much as a refill at most. Returns how much that gave: nothing also
-/// if there is too little to be worth it.
+/// Makes a get area behind a direct read: in front what one can step back to, as much as a refill would have given, and
+/// behind it what the converter has taken but had no room for. The buffer beneath may be at its end and not ask for it.
 template <class From, class To, class FromTraits, class ToTraits>
-std::streamsize streambuf_adaptorT<From, To, FromTraits, ToTraits>::read_directly(From* to, std::streamsize n) {
+void streambuf_adaptorT<From, To, FromTraits, ToTraits>::keep(const From* begin, const From* end, bool is_more) {
+  From* const area = read_area();
+  const std::ptrdiff_t kept = std::min<std::ptrdiff_t>(end - begin, block);
+  FromTraits::copy(area, end - kept, static_cast<std::size_t>(kept));
+  From* area_end = area + kept;
+  if (is_more) {
+    const To* nothing = nullptr;
+    in_converter->convert(&area_end, area + areas::of_refill / sizeof(From), &nothing, nothing, false);
+  }
+  this->setg(area, area + kept, area_end);
+}
+
+/// Converts of what the buffer beneath has ready, as much as a refill at most. Returns how much that gave: nothing also
+/// if there is too little to be worth it. `more`: as the converter says, if it was asked.
+template <class From, class To, class FromTraits, class ToTraits>
+std::streamsize streambuf_adaptorT<From, To, FromTraits, ToTraits>::read_directly(From* to, std::streamsize n,
+                                                                                  std::size_t& more) {
   const auto [begin, end] = detail::ready_in(*underlying);
   if (end - begin < block / 2) {
     return 0;
   }
+  read_area();
   const To* from = begin;
   From* written = to;
-  in_converter->convert(&written, to + n, &from, begin + std::min<std::ptrdiff_t>(end - begin, block), false);
+  more = in_converter->convert(&written, to + n, &from, begin + std::min<std::ptrdiff_t>(end - begin, block), false);
   detail::skip_in(*underlying, from - begin);
   return written - to;
 }

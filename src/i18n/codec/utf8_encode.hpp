@@ -25,16 +25,19 @@ inline std::size_t units_with_room(const char16_t* from, std::size_t available, 
   return fit ? likely : room_of_bytes / most_bytes_of_unit;
 }
 
-/// Converts well-formed text as far as there is certainly room, and moves both positions behind it.
+/// Converts well-formed text as far as there is certainly room, and moves both positions behind it. `asks`: to find out
+/// about more room, at once, which reads as much text as has room. Otherwise only once what surely has room is
+/// well-formed: a text that is ill-formed again and again would be read to its end each time.
 [[gnu::always_inline]] inline void encode_by_kernel(const char16_t*& from, const char16_t* end, char*& to,
-                                                    const char* to_end) {
-  for (;;) {
+                                                    const char* to_end, bool asks) {
+  for (;; asks = true) {
     const auto available = static_cast<std::size_t>(end - from);
     const auto room_of_bytes = static_cast<std::size_t>(to_end - to);
     if (available < kernel::least || room_of_bytes < kernel::least) {
       return;
     }
-    std::size_t count = units_with_room(from, available, room_of_bytes);
+    std::size_t count = asks ? units_with_room(from, available, room_of_bytes)
+                             : std::min(available, room_of_bytes / most_bytes_of_unit);
     if (count != 0 && utf16_traits::is_first_surrogate(from[count - 1])) {
       --count;  // Its other half is not there.
     }
@@ -66,7 +69,7 @@ inline std::size_t units_with_room(const char16_t* from, std::size_t available, 
       to = utf8_traits::encode(next.value, to);
       from += next.length;
     }
-    encode_by_kernel(from, end, to, to_end);
+    encode_by_kernel(from, end, to, to_end, false);
   }
 }
 
@@ -76,7 +79,7 @@ inline std::size_t units_with_room(const char16_t* from, std::size_t available, 
   // Copies: see the decoder.
   const char16_t* from = from_place;
   char* to = to_place;
-  encode_by_kernel(from, end, to, to_end);
+  encode_by_kernel(from, end, to, to_end, true);
   from_place = from;
   to_place = to;
   return from == end ? stopped{} : encode_by_steps(from_place, end, to_place, to_end, last);

@@ -271,6 +271,12 @@ TEST(Adaptor, WritesWhatEncodeGivesAndReadsWhatDecodeGivesHoweverTheTextIsCut) {
   const auto unit_by_unit = make_ustreambuf_adaptor(first, "UTF-8");
   EXPECT_TRUE(unit_by_unit->sputc(u'a') == u'a' && unit_by_unit->sputc(u'\u0080') == u'\u0080');
   EXPECT_EQ(first->str(), "a\xC2\x80") << "the first that is not ASCII";
+  first->str(std::string(500, 'a') + std::string(500, 'b'));
+  ustring block(1000, u'\0');
+  ASSERT_EQ(unit_by_unit->sgetn(block.data(), 1000), 1000);
+  for (; !block.empty(); block.pop_back()) {
+    ASSERT_EQ(unit_by_unit->sungetc(), block.back()) << block.size() << ": within what was read at once";
+  }
   constexpr const char* encodings[] = {"UTF-8", "UTF-16", "UTF-32BE", "US-ASCII", "Shift_JIS", "GB18030"};
   seeded_random random;
   for (int i = 0; i != 1000; ++i) {
@@ -290,6 +296,8 @@ TEST(Adaptor, WritesWhatEncodeGivesAndReadsWhatDecodeGivesHoweverTheTextIsCut) {
     ASSERT_EQ(units->str(), text) << encoding;
     ASSERT_EQ(all_of(*of_units, random), utf8) << encoding;
     ASSERT_EQ(all_of(*make_ustreambuf_adaptor(file, encoding), random), text) << encoding;
+    file->str(bytes);
+    ASSERT_EQ(all_of(*make_utf8streambuf_adaptor(file, encoding), random), utf8) << encoding;
     const auto source = boost::make_shared<scripted_buffer<char>>();
     source->shows_block = random.chance(80);
     for (std::size_t at = 0; at < bytes.size(); at += source->blocks.back().size()) {

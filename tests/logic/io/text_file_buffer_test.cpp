@@ -1,9 +1,13 @@
 // Text files: modes, encodings, moves, and writes that the system refuses. Natively over a file buffer of the test's.
+#include "io/text_file_buffer.hpp"
+
 #include <fl/io.hpp>
 #include <i18n/encoding.hpp>
 #include <i18n/filebuf.hpp>
 
 #include "every_test.hpp"
+
+#include <boost/smart_ptr/make_shared.hpp>
 
 #ifndef _WIN32
 #include <sys/syscall.h>
@@ -71,6 +75,12 @@ TEST_F(FileStreams, LeaveTheModeToTheRunTimeAndTheEncodingToTheConverters) {
   EXPECT_EQ(content_of("f"), fl::i18n::encode(text, "GB18030"));
   uifstream same(fl::filesystem::path(u"f"), binary_in, "GB18030");
   EXPECT_EQ(all_of(same), fl::i18n::decode(content_of("f"), "GB18030"));
+  const auto file = boost::make_shared<text_file_buffer>();
+  file->open(ustring(u"f"), ios_base::out | ios_base::binary);
+  file->sputc('.');  // which opens the put area
+  EXPECT_EQ(make_utf8streambuf_adaptor(file, "UTF-32")->sputc('x'), 'x') << "with the mark too much for an area";
+  file->close();
+  EXPECT_EQ(content_of("f"), '.' + fl::i18n::encode(u"x", "UTF-32"));
   uofstream(ustring(u"f")) << u"\u00E9 = " << 1.5;
   uifstream in(ustring(u"f"));
   EXPECT_EQ(all_of(in), u"\u00E9 = 1.5") << "UTF-8, with numbers";
