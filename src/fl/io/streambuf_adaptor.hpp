@@ -15,6 +15,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <streambuf>
 #include <string>
@@ -53,7 +54,7 @@ struct adaptor_areas<char16_t, char> {
 template <class Unit, class Traits>
 struct opened : std::basic_streambuf<Unit, Traits> {
   using base = std::basic_streambuf<Unit, Traits>;
-  using base::egptr, base::epptr, base::gbump, base::gptr, base::pptr;
+  using base::eback, base::egptr, base::epptr, base::gbump, base::gptr, base::pptr;
 };
 
 /// How many units `sputc` can put into a buffer without asking it.
@@ -70,7 +71,14 @@ std::pair<const Unit*, const Unit*> ready_in(const std::basic_streambuf<Unit, Tr
   return {(buffer.*&heir::gptr)(), (buffer.*&heir::egptr)()};
 }
 
-/// Takes some of that away.
+/// What it gave of that before, as far as it is still in memory.
+template <class Unit, class Traits>
+std::pair<const Unit*, const Unit*> given_by(const std::basic_streambuf<Unit, Traits>& buffer) {
+  using heir = opened<Unit, Traits>;
+  return {(buffer.*&heir::eback)(), (buffer.*&heir::gptr)()};
+}
+
+/// Takes some of what is ready away.
 template <class Unit, class Traits>
 void skip_in(std::basic_streambuf<Unit, Traits>& buffer, std::ptrdiff_t count) {
   (buffer.*&opened<Unit, Traits>::gbump)(static_cast<int>(count));
@@ -117,7 +125,8 @@ class streambuf_adaptorT : public std::basic_streambuf<From, FromTraits> {
  private:
   using areas = detail::adaptor_areas<From, To>;
   static constexpr std::streamsize block = 1024;  ///< units of `To` that a refill reads at most
-  static constexpr std::size_t cache_line = 64;   ///< in bytes; converters store whole lines or halves
+  static constexpr std::ptrdiff_t area_size = areas::of_refill / sizeof(From);
+  static constexpr std::size_t cache_line = 64;  ///< in bytes; converters store whole lines or halves
 
   bool write_unit(From unit);
   std::streamsize write(const From* from, std::streamsize n);
@@ -128,8 +137,9 @@ class streambuf_adaptorT : public std::basic_streambuf<From, FromTraits> {
   bool put(const To* units, std::streamsize n);
   bool put_character(const To* units, std::streamsize n);
   From* read_area();
-  std::streamsize read_directly(From* to, std::streamsize n, std::size_t& more);
-  void keep(const From* begin, const From* end, bool is_more);
+  std::streamsize read_directly(From* to, std::streamsize n);
+  void keep(const From* begin, const From* end, const To* source);
+  bool convert_again();
   std::streamsize read_block(std::streamsize wanted, int_type& first);
   int_type refill(const To* from, const To* end);
 
@@ -139,6 +149,8 @@ class streambuf_adaptorT : public std::basic_streambuf<From, FromTraits> {
   bool write_pending = false;                       ///< something was written since the last `sync`
   std::unique_ptr<char[]> scratch;                  ///< where a refill converts to, and the get area; null at first
   std::vector<From> read_buffer;                    ///< what a refill gave if that took several conversions
+  From last_read_{};                                ///< the get area behind a direct read that can be converted again
+  std::pair<const To*, const To*> source_{};        ///< of that read, in the buffer beneath; null behind any other
   put_area<To>* const direct_;                      ///< of `underlying`; null if it offers none
 };
 
@@ -262,37 +274,66 @@ std::streamsize streambuf_adaptorT<From, To, FromTraits, ToTraits>::xsgetn(From*
     FromTraits::copy(to, this->gptr(), static_cast<std::size_t>(done));
     this->gbump(static_cast<int>(done));  // A refill at most.
     const std::streamsize before = done;
-    std::size_t more = 0;
+    const To* const source = detail::ready_in(*underlying).first;
+    const bool is_between = in_converter->passes_ascii();
     for (std::streamsize count = 1; done != n && count != 0; done += count) {
-      count = read_directly(to + done, n - done, more);
+      count = read_directly(to + done, n - done);
     }
     if (done != before) {
-      keep(to + before, to + done, more != 0);
+      keep(to + before, to + done, is_between ? source : nullptr);
     }
   }
   return done == n ? n : done + std::basic_streambuf<From, FromTraits>::xsgetn(to + done, n - done);
 }
 
-/// Makes a get area behind a direct read: in front what one can step back to, as much as a refill would have given, and
-/// behind it what the converter has taken but had no room for. The buffer beneath may be at its end and not ask for it.
+/// Makes a get area behind a direct read of [begin, end), so that one can step back as far as after a refill. Nearly
+/// nobody does: if all of it could be converted once more, from `source`, that waits until it is asked for.
 template <class From, class To, class FromTraits, class ToTraits>
-void streambuf_adaptorT<From, To, FromTraits, ToTraits>::keep(const From* begin, const From* end, bool is_more) {
+void streambuf_adaptorT<From, To, FromTraits, ToTraits>::keep(const From* begin, const From* end, const To* source) {
+  if (source != nullptr && in_converter->passes_ascii() && end - begin <= area_size) {
+    last_read_ = end[-1];
+    this->setg(&last_read_, &last_read_ + 1, &last_read_ + 1);
+    source_ = {source, detail::ready_in(*underlying).first};
+    return;
+  }
   From* const area = read_area();
   const std::ptrdiff_t kept = std::min<std::ptrdiff_t>(end - begin, block);
   FromTraits::copy(area, end - kept, static_cast<std::size_t>(kept));
+  // Behind it what the converter has taken but had no room for: the buffer beneath may be at its end and not ask for
+  // it.
   From* area_end = area + kept;
-  if (is_more) {
-    const To* nothing = nullptr;
-    in_converter->convert(&area_end, area + areas::of_refill / sizeof(From), &nothing, nothing, false);
-  }
+  const To* nothing = nullptr;
+  in_converter->convert(&area_end, area + area_size, &nothing, nothing, false);
   this->setg(area, area + kept, area_end);
+  source_ = {};
+}
+
+/// Makes the get area of all of a direct read, of which one unit is left to step back to. Returns whether it is there.
+template <class From, class To, class FromTraits, class ToTraits>
+bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::convert_again() {
+  const auto [from, end] = std::exchange(source_, {});
+  const auto [given_begin, given_end] = detail::given_by(*underlying);
+  if (from == nullptr || end != given_end || std::less<>()(from, given_begin)) {
+    return false;  // Or somebody else has read there since.
+  }
+  From* const area = read_area();
+  From* to = area;
+  const To* at = from;
+  // As a text of its own: what ends it, as the beginning of a character that did not go on, is what it was. The
+  // converter is between characters before and behind it, and goes on as if nothing had been.
+  in_converter->convert(&to, area + area_size, &at, end, true);
+  if (to - area < 2) {
+    return false;
+  }
+  to[-1] = last_read_;  // Which may have been put back as another one.
+  this->setg(area, to - 1, to);
+  return true;
 }
 
 /// Converts of what the buffer beneath has ready, as much as a refill at most. Returns how much that gave: nothing also
-/// if there is too little to be worth it. `more`: as the converter says, if it was asked.
+/// if there is too little to be worth it.
 template <class From, class To, class FromTraits, class ToTraits>
-std::streamsize streambuf_adaptorT<From, To, FromTraits, ToTraits>::read_directly(From* to, std::streamsize n,
-                                                                                  std::size_t& more) {
+std::streamsize streambuf_adaptorT<From, To, FromTraits, ToTraits>::read_directly(From* to, std::streamsize n) {
   const auto [begin, end] = detail::ready_in(*underlying);
   if (end - begin < block / 2) {
     return 0;
@@ -300,7 +341,7 @@ std::streamsize streambuf_adaptorT<From, To, FromTraits, ToTraits>::read_directl
   read_area();
   const To* from = begin;
   From* written = to;
-  more = in_converter->convert(&written, to + n, &from, begin + std::min<std::ptrdiff_t>(end - begin, block), false);
+  in_converter->convert(&written, to + n, &from, begin + std::min<std::ptrdiff_t>(end - begin, block), false);
   detail::skip_in(*underlying, from - begin);
   return written - to;
 }
@@ -360,13 +401,14 @@ std::streamsize streambuf_adaptorT<From, To, FromTraits, ToTraits>::read_block(s
 template <class From, class To, class FromTraits, class ToTraits>
 auto streambuf_adaptorT<From, To, FromTraits, ToTraits>::refill(const To* from, const To* end) -> int_type {
   From* const begin = read_area();
-  From* const limit = begin + areas::of_refill / sizeof(From);
+  From* const limit = begin + area_size;
   for (;;) {
     From* to = begin;
     const std::size_t more = in_converter->convert(&to, limit, &from, end, false);
     if (more == 0 && to == begin) {
       return FromTraits::eof();
     }
+    source_ = {};
     if (more == 0 && read_buffer.empty()) {
       this->setg(begin, begin, to);
       return FromTraits::to_int_type(*begin);
@@ -385,12 +427,14 @@ auto streambuf_adaptorT<From, To, FromTraits, ToTraits>::refill(const To* from, 
 /// Steps back within the get area, and only there.
 template <class From, class To, class FromTraits, class ToTraits>
 auto streambuf_adaptorT<From, To, FromTraits, ToTraits>::pbackfail(int_type c) -> int_type {
-  if (this->gptr() == nullptr || this->gptr() == this->eback()) {
+  const bool is_at_begin = this->gptr() == this->eback();  // Both null, if there is no get area.
+  if (is_at_begin && !convert_again()) {
     return FromTraits::eof();
   }
   this->gbump(-1);
   if (FromTraits::eq_int_type(c, FromTraits::eof())) {
-    return FromTraits::eof();
+    // Within a get area the base class steps back by itself.
+    return is_at_begin ? FromTraits::to_int_type(*this->gptr()) : FromTraits::eof();
   }
   *this->gptr() = FromTraits::to_char_type(c);
   return c;

@@ -260,8 +260,18 @@ std::basic_string<Unit> all_of(std::basic_streambuf<Unit>& buffer, seeded_random
   Unit area[3000];
   while (const std::streamsize got = buffer.sgetn(area, random.pick(lengths))) {
     result.append(area, static_cast<std::size_t>(got));
-    EXPECT_EQ(buffer.sungetc(), std::char_traits<Unit>::to_int_type(result.back()));
-    buffer.sbumpc();
+    std::size_t back = 0;  // As far as it goes, and at least by one.
+    for (auto unit = std::char_traits<Unit>::eof(); back != result.size(); ++back) {
+      if ((unit = buffer.sungetc()) == std::char_traits<Unit>::eof()) {
+        break;
+      }
+      EXPECT_EQ(unit, std::char_traits<Unit>::to_int_type(result.rbegin()[static_cast<std::ptrdiff_t>(back)]));
+    }
+    EXPECT_GE(back, 1u);
+    result.resize(result.size() - back);  // To be read once more.
+    for (; back != 0; --back) {
+      result += std::char_traits<Unit>::to_char_type(buffer.sbumpc());
+    }
   }
   return result;
 }
