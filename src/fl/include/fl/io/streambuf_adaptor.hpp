@@ -19,8 +19,8 @@
 //    it.
 //  - What stands in the middle of a character at the end of everything is dropped. If a buffer that was asked for more
 //    gives such a beginning only, that reads as the end.
-//  - One can step back (`unget`, `putback`) within what was last taken from the buffer beneath, as long as nobody else has
-//    read there since, and always by one unit.
+//  - One can step back (`unget`, `putback`) within what was last taken from the buffer beneath, as long as nobody else
+//    has read there since, and always by one unit.
 //  - No position can be asked for or set. One direction does not know of the other one.
 //  - A write of a line or so needs no memory, a longer one some for its length, for as long as it takes.
 //  - Out of memory leaves as `std::bad_alloc`, which a stream over the adaptor turns into `badbit`.
