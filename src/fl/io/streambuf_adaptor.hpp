@@ -8,6 +8,7 @@
 #include <cpp11compat/char16_streams.hpp>
 #include <i18n/stream_converter.hpp>
 
+#include "io/opened_buffer.hpp"
 #include "io/put_area.hpp"
 
 #include <boost/numeric/conversion/cast.hpp>
@@ -49,40 +50,6 @@ struct adaptor_areas<char16_t, char> {
   static constexpr std::size_t of_write(std::size_t units) noexcept { return std::max<std::size_t>(5 * units, 25); }
   static constexpr std::size_t of_refill = 4096;
 };
-
-/// What the base class of stream buffers shows to its heirs only.
-template <class Unit, class Traits>
-struct opened : std::basic_streambuf<Unit, Traits> {
-  using base = std::basic_streambuf<Unit, Traits>;
-  using base::eback, base::egptr, base::epptr, base::gbump, base::gptr, base::pptr;
-};
-
-/// How many units `sputc` can put into a buffer without asking it.
-template <class Unit, class Traits>
-std::ptrdiff_t room_in(const std::basic_streambuf<Unit, Traits>& buffer) {
-  using heir = opened<Unit, Traits>;
-  return (buffer.*&heir::epptr)() - (buffer.*&heir::pptr)();
-}
-
-/// What a buffer can give without being asked.
-template <class Unit, class Traits>
-std::pair<const Unit*, const Unit*> ready_in(const std::basic_streambuf<Unit, Traits>& buffer) {
-  using heir = opened<Unit, Traits>;
-  return {(buffer.*&heir::gptr)(), (buffer.*&heir::egptr)()};
-}
-
-/// What it gave of that before, as far as it is still in memory.
-template <class Unit, class Traits>
-std::pair<const Unit*, const Unit*> given_by(const std::basic_streambuf<Unit, Traits>& buffer) {
-  using heir = opened<Unit, Traits>;
-  return {(buffer.*&heir::eback)(), (buffer.*&heir::gptr)()};
-}
-
-/// Takes some of what is ready away.
-template <class Unit, class Traits>
-void skip_in(std::basic_streambuf<Unit, Traits>& buffer, std::ptrdiff_t count) {
-  (buffer.*&opened<Unit, Traits>::gbump)(static_cast<int>(count));
-}
 
 }  // namespace detail
 

@@ -19,8 +19,8 @@ enum class stop_reason {
 
 struct stopped {
   stop_reason why = stop_reason::input_used;
-  std::uint32_t ill_formed_length =
-      0;  ///< in units of input, from where the conversion stopped; not 0 with `ill_formed`
+  /// In units of input, from where the conversion stopped; not 0 with `ill_formed`.
+  std::uint32_t ill_formed_length = 0;
 };
 
 /// One direction of one encoding. `Out` and `In` are `char16_t` and `char`, or the reverse.
