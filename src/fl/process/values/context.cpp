@@ -29,7 +29,8 @@ context::context(const context& other)
       explicitly_inherit_handles_(other.explicitly_inherit_handles_),
       create_no_window_(other.create_no_window_),
       hide_windows_(other.hide_windows_),
-      elevation_level_(other.elevation_level_) {}
+      elevation_level_(other.elevation_level_),
+      launch_attributes_(other.launch_attributes_) {}
 
 context& context::operator=(const context& other) {
   context copy(other);
@@ -53,6 +54,7 @@ void context::swap(context& other) {
   create_no_window_.swap(other.create_no_window_);
   hide_windows_.swap(other.hide_windows_);
   std::swap(elevation_level_, other.elevation_level_);
+  launch_attributes_.swap(other.launch_attributes_);
 }
 
 environment_map& context::environment() {

@@ -26,7 +26,13 @@
 
 #include <iosfwd>
 #include <map>
+#include <memory>
 #include <string>
+
+namespace foundation::core::detail {
+struct launch_attribute_access;
+struct launch_attribute_list;
+}  // namespace foundation::core::detail
 
 namespace foundation::core::process {
 
@@ -121,6 +127,8 @@ class FL_API context {
   iopipe_descriptor inherit_pipe(iopipe& pipe, Mode mode) = delete;
 
  private:
+  friend struct core::detail::launch_attribute_access;
+
   environment_map environment_;
   std_in_type std_in_;
   std_out_type std_out_;
@@ -134,6 +142,7 @@ class FL_API context {
   boost::optional<bool> create_no_window_;
   boost::optional<bool> hide_windows_;
   ElevationLevel elevation_level_ = ElevationLevel::Unset;
+  std::shared_ptr<const core::detail::launch_attribute_list> launch_attributes_;  // null as long as none was set
 };
 
 /// Equal in every field but the inherited pipes, text by its bytes.

@@ -66,8 +66,9 @@ process_impl::child_setup::inheritance::inheritance(STARTUPINFOEXW& startup, con
     : list_closer(startup.lpAttributeList, &delete_attribute_list) {
   allow_pipes_to_be_inherited(ctx.inherited_pipes());
   explicitly_inherit_handles(ctx, startup, handles);
-  any_inherited =
-      has_list() || streams.change_handles() || !ctx.inherited_handles().empty() || !ctx.inherited_pipes().empty();
+  owners = pass_launch_attributes(ctx, startup);
+  any_inherited = !handles.empty() || streams.change_handles() || !ctx.inherited_handles().empty() ||
+                  !ctx.inherited_pipes().empty();
 }
 
 DWORD process_impl::child_setup::make_creation_flags(const context& ctx, const inheritance& inherited) {

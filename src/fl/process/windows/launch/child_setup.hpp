@@ -10,6 +10,7 @@
 
 #include <windows.h>
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -43,13 +44,15 @@ class process_impl::child_setup {
     StdHandleGuard<process::std_err_type> err;  // behind `out`, whose handle it may share
   };
 
-  // Which handles the child inherits. With a list, the startup data refer to it, and it refers to `handles`.
+  // Which handles the child inherits, and the attributes that others gave the context. With a list, the startup data
+  // refer to it, and it refers to `handles` and what the attributes own.
   struct inheritance {
     inheritance(STARTUPINFOEXW& startup, const process::context& ctx, const standard_streams& streams);
     bool has_list() const { return list_closer.handle != nullptr; }
 
-    std::vector<void*> handles;                                    // those of the list, if there is one
-    const HandleCloser<LPPROC_THREAD_ATTRIBUTE_LIST> list_closer;  // behind `handles`
+    std::vector<void*> handles;                                    // those that the list names, if any
+    std::vector<std::shared_ptr<const void>> owners;               // of what its other attributes refer to
+    const HandleCloser<LPPROC_THREAD_ATTRIBUTE_LIST> list_closer;  // behind what the list refers to
     bool any_inherited = false;
   };
 

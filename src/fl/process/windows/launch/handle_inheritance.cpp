@@ -1,16 +1,21 @@
-// What a child inherits beside its standard handles, and the explicit list that keeps everything else from it.
+// What a child inherits beside its standard handles, and the explicit list that keeps everything else from it. Other
+// attributes share the startup data's list with that one.
 
+#include <fl/process/launch_attributes.hpp>
 #include <fl/process/open_mode.hpp>
 #include <fl/sysdep/windows/process_impl.hpp>
 
 #include "common/windows/handle_closer.hpp"
+#include "process/windows/last_error.hpp"
 #include "process/windows/launch/attribute_list.hpp"
 #include "process/windows/launch/mark_inheritable.hpp"
 
 #include <windows.h>
 
 #include <algorithm>
+#include <memory>
 #include <stdexcept>
+#include <utility>
 
 namespace foundation::core::sysdep::windows {
 
@@ -108,7 +113,7 @@ void process_impl::explicitly_inherit_handles(const context& ctx, STARTUPINFOEXW
   handles.reserve(count);
   collect(ctx, standard, handles);
   mark_what_comes_from_elsewhere(ctx, standard);
-  LPPROC_THREAD_ATTRIBUTE_LIST list = make_attribute_list();
+  LPPROC_THREAD_ATTRIBUTE_LIST list = make_attribute_list(1 + detail::launch_attributes(ctx).size());
   HandleCloser<LPPROC_THREAD_ATTRIBUTE_LIST> closer(list, &delete_attribute_list);
   if (!::UpdateProcThreadAttribute(list, 0, PROC_THREAD_ATTRIBUTE_HANDLE_LIST, handles.data(),
                                    handles.size() * sizeof(void*), nullptr, nullptr)) {
@@ -116,6 +121,26 @@ void process_impl::explicitly_inherit_handles(const context& ctx, STARTUPINFOEXW
   }
   startup.lpAttributeList = list;
   closer.mode = CloseOnDestruction::leave;
+}
+
+// The list may exist already, with room for these.
+std::vector<std::shared_ptr<const void>> process_impl::pass_launch_attributes(const context& ctx,
+                                                                              STARTUPINFOEXW& startup) {
+  const auto& attributes = detail::launch_attributes(ctx);
+  std::vector<std::shared_ptr<const void>> owners;
+  owners.reserve(attributes.size());
+  if (!attributes.empty() && !startup.lpAttributeList) {
+    startup.lpAttributeList = make_attribute_list(attributes.size());
+  }
+  for (const auto& [number, source] : attributes) {
+    detail::launch_attribute value = source();
+    owners.push_back(std::move(value.owner));
+    if (!::UpdateProcThreadAttribute(startup.lpAttributeList, 0, number, const_cast<void*>(value.address), value.size,
+                                     nullptr, nullptr)) {
+      throw_last_error(::GetLastError(), "UpdateProcThreadAttribute");
+    }
+  }
+  return owners;
 }
 
 }  // namespace foundation::core::sysdep::windows

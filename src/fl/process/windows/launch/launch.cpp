@@ -1,6 +1,7 @@
 // Starting a child: the one place where all settings of a context meet.
 
 #include <fl/process/errors.hpp>
+#include <fl/process/launch_attributes.hpp>
 #include <fl/sysdep/windows/deelevate_utils.hpp>
 #include <fl/sysdep/windows/process_impl.hpp>
 
@@ -67,6 +68,13 @@ launch_way choose_way(const context& ctx) {
     return launch_way::elevated;
   }
   return launch_way::plain;
+}
+
+// A child outside of the job that it is meant for must never run.
+void refuse_launch_attributes(const context& ctx) {
+  if (!detail::launch_attributes(ctx).empty()) {
+    throw std::invalid_argument("an elevated child cannot start inside a job, nor with other attributes of a launch");
+  }
 }
 
 }  // namespace
@@ -143,6 +151,7 @@ boost::shared_ptr<process_impl> process_impl::launch_untranslated(const command&
       launch_under_user(setup, cmd, ctx);
       break;
     case launch_way::elevated:
+      refuse_launch_attributes(ctx);
       launch_elevated_helper(cmd, setup.directory(), setup.info());
       break;
     case launch_way::plain:

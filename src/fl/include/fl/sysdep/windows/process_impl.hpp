@@ -19,6 +19,7 @@
 #include <boost/tuple/tuple.hpp>
 
 #include <map>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -110,6 +111,8 @@ class FL_API process_impl {
   static void close_inherited_pipes(const std::map<process::iopipe_device, int>& pipes);
   static void explicitly_inherit_handles(const process::context& ctx, _STARTUPINFOEXW& startup,
                                          std::vector<void*>& handles);
+  static std::vector<std::shared_ptr<const void>> pass_launch_attributes(const process::context& ctx,
+                                                                         _STARTUPINFOEXW& startup);
 
   void* hProcess;             // owned
   void* hThread;              // owned; null after an elevated launch
