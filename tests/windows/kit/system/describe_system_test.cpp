@@ -155,6 +155,7 @@ TEST_F(DescribeSystem, TellsTheLimitsOfTheJobAroundIt) {
   {
     const injected<about_job> job(kit_dll, "QueryInformationJobObject", answer);
     EXPECT_EQ(told(~0u, JOB_OBJECT_CPU_RATE_CONTROL_ENABLE | JOB_OBJECT_CPU_RATE_CONTROL_HARD_CAP), all);
+    EXPECT_THAT(told(0, JOB_OBJECT_CPU_RATE_CONTROL_HARD_CAP), testing::HasSubstr("time of the job: 100.00%")) << "off";
     const std::pair<DWORD, std::string> cases[] = {
         {JOB_OBJECT_LIMIT_JOB_MEMORY, "memory of the job: "},
         {JOB_OBJECT_LIMIT_PROCESS_MEMORY, "memory of a process of the job: "},
