@@ -11,8 +11,9 @@
 //                          that this process has opened for itself: the parent looks which events are set.
 // pipe DESCRIPTOR          takes over the read end that a descriptor names: writes the pending character to standard
 //                          output and copies what the handle gives there. Bytes go through as they are.
-// wait EVENT_NAME          waits until that event is set.
-// out TEXT, err TEXT       writes the text to standard output or error.
+// start ARGUMENT...        starts this program with these arguments, words without special characters, and waits for
+// it. wait EVENT_NAME          waits until that event is set. out TEXT, err TEXT       writes the text to standard
+// output or error.
 #include <windows.h>
 #include <shellapi.h>
 
@@ -117,6 +118,20 @@ void wait(const arguments& given) {
   ::WaitForSingleObject(::OpenEventW(SYNCHRONIZE, FALSE, given[0].c_str()), INFINITE);
 }
 
+void start(const arguments& given) {
+  wchar_t program[1024] = L"";
+  ::GetModuleFileNameW(nullptr, program, 1024);
+  std::wstring line = L"child";
+  for (const std::wstring& argument : given) {
+    line += L" " + argument;
+  }
+  STARTUPINFOW startup = {};
+  startup.cb = sizeof startup;
+  PROCESS_INFORMATION made = {};
+  ::CreateProcessW(program, line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup, &made);
+  ::WaitForSingleObject(made.hProcess, INFINITE);
+}
+
 const std::map<std::wstring, void (*)(const arguments&)> modes = {
     {L"args", tell_arguments},
     {L"system-args", tell_system_arguments},
@@ -125,6 +140,7 @@ const std::map<std::wstring, void (*)(const arguments&)> modes = {
     {L"exit", [](const arguments& given) { ::ExitProcess(static_cast<UINT>(number(given[0]))); }},
     {L"handles", set_events},
     {L"pipe", take_over_pipe},
+    {L"start", start},
     {L"wait", wait},
     {L"out", [](const arguments& given) { write_all(out, to_utf8(given[0])); }},
     {L"err", [](const arguments& given) { write_all(err, to_utf8(given[0])); }},
