@@ -32,6 +32,7 @@
 #include <kit/shell_text.hpp>
 #include <kit/throw_with_location.hpp>
 #include <kit/user_error.hpp>
+#include <kit/job.hpp>
 #include <resource_core/msg_id.hpp>
 #include <resource_core/msg_id_holder.hpp>
 #include <safe_env/environment.hpp>

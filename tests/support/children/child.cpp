@@ -16,6 +16,7 @@
 // pipe DESCRIPTOR          takes over the read end that a descriptor names: writes the pending character to standard
 //                          output and copies what the handle gives there. Bytes go through as they are.
 // start MODE ARGUMENT...   starts this program in that mode, with the same streams, and ends without waiting for it.
+// tree MODE ARGUMENT...    the same, but waits for its end.
 // wait EVENT_NAME          waits until that event is set.
 // out TEXT, err TEXT       writes the text to standard output or error.
 #include <windows.h>
@@ -140,7 +141,7 @@ void flood(const arguments& given) {
 }
 
 // The arguments hold nothing that needs quotes.
-void start(const arguments& given) {
+HANDLE start_this_program(const arguments& given) {
   wchar_t file[MAX_PATH] = L"";
   ::GetModuleFileNameW(nullptr, file, MAX_PATH);
   std::wstring line = L"child";
@@ -153,6 +154,15 @@ void start(const arguments& given) {
   if (!::CreateProcessW(file, line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &how, &made)) {
     ::ExitProcess(1);
   }
+  return made.hProcess;
+}
+
+void start(const arguments& given) {
+  start_this_program(given);
+}
+
+void tree(const arguments& given) {
+  ::WaitForSingleObject(start_this_program(given), INFINITE);
 }
 
 void run(const std::wstring& mode, const arguments& given);
@@ -175,6 +185,7 @@ const std::map<std::wstring, void (*)(const arguments&)> modes = {
     {L"handles", set_events},
     {L"pipe", take_over_pipe},
     {L"start", start},
+    {L"tree", tree},
     {L"wait", wait},
     {L"out", [](const arguments& given) { write_all(out, to_utf8(given[0])); }},
     {L"err", [](const arguments& given) { write_all(err, to_utf8(given[0])); }},
