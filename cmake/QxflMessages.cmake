@@ -26,8 +26,6 @@
 # - each catalog is there in English, which all languages fall back to;
 # - each language has all of the messages and no others. One that falls back to another of them, as de-AT does to de,
 #   may have fewer.
-set(QXFL_MESSAGES_SCRIPT "${CMAKE_CURRENT_LIST_DIR}/QxflCompileMessages.cmake")
-
 function(qxfl_add_message_catalog)
   cmake_parse_arguments(PARSE_ARGV 0 arg "" "TARGET;IDENTIFIERS;NAMESPACE" "FILES;DIRECTORY")
   if(NOT TARGET "${arg_TARGET}" OR arg_UNPARSED_ARGUMENTS OR NOT (arg_FILES OR arg_DIRECTORY))
@@ -56,6 +54,7 @@ function(qxfl_add_message_catalog)
     list(APPEND files ${found})
   endforeach()
 
+  set(script "${CMAKE_CURRENT_FUNCTION_LIST_DIR}/QxflCompileMessages.cmake")
   set(folder "${CMAKE_CURRENT_BINARY_DIR}/${name}")
   set(header "${folder}/include/${arg_IDENTIFIERS}")
   set(source "${folder}/${name}.cpp")
@@ -65,8 +64,8 @@ function(qxfl_add_message_catalog)
 set(header [[@header@]])\nset(source [[@source@]])\nset(generator [[@CMAKE_GENERATOR@]])\n")
   add_custom_command(
     OUTPUT "${header}" "${source}"
-    COMMAND "${CMAKE_COMMAND}" -D "SETTINGS=${folder}/settings.cmake" -P "${QXFL_MESSAGES_SCRIPT}"
-    DEPENDS ${files} "${folder}/settings.cmake" "${QXFL_MESSAGES_SCRIPT}"
+    COMMAND "${CMAKE_COMMAND}" -D "SETTINGS=${folder}/settings.cmake" -P "${script}"
+    DEPENDS ${files} "${folder}/settings.cmake" "${script}"
     COMMENT "Checking the message catalogs of ${arg_TARGET}"
     VERBATIM)
   target_sources(${arg_TARGET} PRIVATE "${source}" "${header}")

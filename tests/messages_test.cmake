@@ -74,7 +74,8 @@ catalog(en/two.json "{\"a\": \"1\"\n\"b\": \"2\"}")
 catalog(en/open.json "{\"a\": \"1\",\n\"b\": \"2}")
 catalog(en/more.json "{\"a\": \"1\"}\n}")
 catalog(en/line.json "{\n\"a\": \"1\n\"}")
-catalog(en/escape.json "{\"a\": \"\\\\\\x\",\n\"b\": \"\\ud83d\", \"c\": \"\\u12\"}")
+catalog(en/marks.json "${mark}${mark}{}")
+catalog(en/escape.json "{\"a\": \"\\\\\\x\",\n\"b\": \"\\ud83d\", \"c\": \"\\u12\\n34\"}")
 catalog(en/twice.json "{\"a\": \"1\", \"b\": \"2\",\n\"a\": \"3\"}")
 catalog(en/names.json "{\"out-of-stock\": \"{0}\",\n\"delete\": \"{0}\", \"\\u0061\": \"{0}\", \"\": \"\"}")
 catalog(en/braces.json "{\"a\": \"{0}}\",\n\"b\": \"{{}} {item} {01}\"}")
@@ -100,6 +101,7 @@ expect("en/byte.json:2: error: the file is not in UTF-8 (byte fc)"
        "en/open.json:2: error: a closing double quote is missing"
        "en/more.json:1: error: more stands behind the object"
        "en/line.json:2: error: a tab or the end of the line stands within double quotes"
+       "en/marks.json:1: error: one object from names to texts is expected"
        "en/escape.json:1: error: \\x stands for no character"
        "en/escape.json:2: error: \\ud83d stands for no character"
        "en/escape.json:2: error: \\u12 stands for no character"

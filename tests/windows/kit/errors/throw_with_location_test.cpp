@@ -53,6 +53,10 @@ TEST(ThrowWithLocation, ThrowsAnErrorOfAnyKindWithItsPlace) {
   expect_thrown_whole(plain("plain"));
   expect_thrown_whole(std::bad_alloc());
   expect_thrown_whole(with_facts());
+  EXPECT_THAT(
+      [] { shop::sell("E14", 0); },
+      Throws<shop::sold_out>(ResultOf([](const shop::sold_out& error) { return boost::diagnostic_information(error); },
+                                      HasSubstr("shop.cpp(10): Throw in function sell\n"))));
   expect_thrown_whole<std::exception>(boost::enable_current_exception(boost::enable_error_info(plain("a clone"))));
 }
 
