@@ -23,19 +23,20 @@
 #include <i18n/message_catalog.hpp>
 #include <i18n/path.hpp>
 #include <i18n/stream_converter.hpp>
+#include <resource_core/msg_id.hpp>
+#include <resource_core/msg_id_holder.hpp>
+#include <safe_env/environment.hpp>
+
 #include <kit/by_lines.hpp>
 #include <kit/cancellation.hpp>
 #include <kit/describe_system.hpp>
 #include <kit/exit_code_text.hpp>
+#include <kit/job.hpp>
 #include <kit/run.hpp>
 #include <kit/run_output.hpp>
 #include <kit/shell_text.hpp>
 #include <kit/throw_with_location.hpp>
 #include <kit/user_error.hpp>
-#include <kit/job.hpp>
-#include <resource_core/msg_id.hpp>
-#include <resource_core/msg_id_holder.hpp>
-#include <safe_env/environment.hpp>
 
 #ifdef _WINDOWS_
 #error "a public header includes a Windows header"
