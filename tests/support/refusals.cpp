@@ -34,10 +34,16 @@ const std::regex left_alone(
 const std::regex giving_back(".*(Close|Destroy|Free|Unload|Unregister).*");
 
 // What a refused function returns, where that is not 0.
-const std::map<std::string, word> failures = {
-    {"CreateFileA", ~word{0}},       {"CreateFileW", ~word{0}},           {"CreateToolhelp32Snapshot", ~word{0}},
-    {"GetStdHandle", ~word{0}},      {"RegOpenKeyExA", refused_code},     {"RegQueryValueExA", refused_code},
-    {"SetFilePointer", 0xFFFFFFFFu}, {"WaitForSingleObject", WAIT_FAILED}};
+const std::map<std::string, word> failures = {{"CreateFileA", ~word{0}},
+                                              {"CreateFileW", ~word{0}},
+                                              {"CreateToolhelp32Snapshot", ~word{0}},
+                                              {"CreateNamedPipeW", ~word{0}},
+                                              {"WaitForMultipleObjects", WAIT_FAILED},
+                                              {"GetStdHandle", ~word{0}},
+                                              {"RegOpenKeyExA", refused_code},
+                                              {"RegQueryValueExA", refused_code},
+                                              {"SetFilePointer", 0xFFFFFFFFu},
+                                              {"WaitForSingleObject", WAIT_FAILED}};
 
 template <std::size_t Index, class Function = any_call>
 struct replacement;
@@ -71,17 +77,17 @@ constexpr std::array<any_call, sizeof...(Index)> make_replacements(std::index_se
 
 using patches = std::vector<std::unique_ptr<import_patch>>;
 
-patches watch_imports() {
+patches watch_imports(const char* module) {
   static constexpr auto replacements = make_replacements(std::make_index_sequence<std::size(watched)>());
   patches made;
   const auto add = [&](const std::string& import, const std::string& name) {
     const auto call = reinterpret_cast<import_patch::any_function>(replacements.at(made.size()));
     watched_import& next = watched[made.size()];
     next.name = name;
-    made.push_back(std::make_unique<import_patch>("libqxfl.dll", import.c_str(), call, next.original));
+    made.push_back(std::make_unique<import_patch>(module, import.c_str(), call, next.original));
   };
   for (const char* const dll : {"ADVAPI32.dll", "KERNEL32.dll", "SHELL32.dll", "USERENV.dll"}) {
-    for (const std::string& import : imports_of("libqxfl.dll", dll)) {
+    for (const std::string& import : imports_of(module, dll)) {
       if (!std::regex_match(import, left_alone)) {
         add(import, import);
       }
@@ -138,8 +144,8 @@ std::string refuse_calls(const watched_import& import, int count, const std::fun
 
 }  // namespace
 
-refusal_outcomes refuse_each_call(const std::function<watched_operation()>& prepare) {
-  const patches all = watch_imports();
+refusal_outcomes refuse_each_call(const std::function<watched_operation()>& prepare, const char* module) {
+  const patches all = watch_imports(module);
   run(prepare());  // Something may be made once, at first.
   const std::string normal = run(prepare());
   std::vector<std::pair<const watched_import*, int>> made;

@@ -1,4 +1,4 @@
-// Each call that libqxfl.dll makes of the system in the course of an operation, refused in turn. A first run tells
+// Each call that a library makes of the system in the course of an operation, refused in turn. A first run tells
 // which calls there are, so that one which nobody thought of is refused as well.
 #pragma once
 
@@ -23,7 +23,8 @@ using refusal_outcomes = std::map<std::string, std::string>;
 /// Runs an operation, which `prepare` makes anew each time, for each call that it makes on this thread, with that call
 /// refused: nothing happens, and it returns a failure. Only what gives something back happens all the same. Expects
 /// that no run loses a handle or closes one that is not open, and that the operation comes to the same as at first when
-/// nothing is refused any more.
-refusal_outcomes refuse_each_call(const std::function<watched_operation()>& prepare);
+/// nothing is refused any more. The calls are those of the loaded module of that file name.
+refusal_outcomes refuse_each_call(const std::function<watched_operation()>& prepare,
+                                  const char* module = "libqxfl.dll");
 
 }  // namespace test_support

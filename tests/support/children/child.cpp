@@ -16,6 +16,7 @@
 // pipe DESCRIPTOR          takes over the read end that a descriptor names: writes the pending character to standard
 //                          output and copies what the handle gives there. Bytes go through as they are.
 // start MODE ARGUMENT...   starts this program in that mode, with the same streams, and ends without waiting for it.
+// tree EVENT_NAME          starts this program in the mode "wait", writes "ready" and waits itself.
 // wait EVENT_NAME          waits until that event is set.
 // out TEXT, err TEXT       writes the text to standard output or error.
 #include <windows.h>
@@ -155,6 +156,12 @@ void start(const arguments& given) {
   }
 }
 
+void tree(const arguments& given) {
+  start({L"wait", given[0]});
+  write_all(out, "ready");
+  wait(given);
+}
+
 void run(const std::wstring& mode, const arguments& given);
 
 void close_streams(const arguments& given) {
@@ -175,6 +182,7 @@ const std::map<std::wstring, void (*)(const arguments&)> modes = {
     {L"handles", set_events},
     {L"pipe", take_over_pipe},
     {L"start", start},
+    {L"tree", tree},
     {L"wait", wait},
     {L"out", [](const arguments& given) { write_all(out, to_utf8(given[0])); }},
     {L"err", [](const arguments& given) { write_all(err, to_utf8(given[0])); }},
