@@ -26,6 +26,7 @@
 #include <kit/by_lines.hpp>
 #include <kit/cancellation.hpp>
 #include <kit/run.hpp>
+#include <kit/run_all.hpp>
 #include <kit/run_output.hpp>
 #include <resource_core/msg_id.hpp>
 #include <resource_core/msg_id_holder.hpp>

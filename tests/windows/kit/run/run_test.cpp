@@ -206,7 +206,7 @@ TEST(Run, ThrowsOnRequestWhatAFailedCommandSaid) {
     EXPECT_EQ(error.result().exit_code(), 1u);
     const std::string text = error.what();
     EXPECT_THAT(text,
-                testing::AllOf(HasSubstr("child\" close o echo a"), testing::EndsWith("exit code 1:\nthe reason")));
+                testing::AllOf(HasSubstr("child.exe close o echo aaa"), testing::EndsWith("exit code 1:\nthe reason")));
   }
 }
 
