@@ -20,10 +20,10 @@ using watched_operation = std::function<std::string()>;
 /// CreatePipe!". Allocations are "new", without numbers.
 using refusal_outcomes = std::map<std::string, std::string>;
 
-/// Runs an operation, which `prepare` makes anew each time, for each call that it makes on this thread, with that call
-/// refused: nothing happens, and it returns a failure. Only what gives something back happens all the same. Expects
-/// that no run loses a handle or closes one that is not open, and that the operation comes to the same as at first when
-/// nothing is refused any more. The calls are those of the loaded module of that file name.
+/// Runs an operation, which `prepare` makes anew each time, for each call that `module` makes in it on this thread,
+/// with that call refused: nothing happens, and it returns a failure. Only what gives something back happens all the
+/// same. Expects that no run loses a handle or closes one that is not open, and that the operation comes to the same as
+/// at first when nothing is refused any more.
 refusal_outcomes refuse_each_call(const std::function<watched_operation()>& prepare,
                                   const char* module = "libqxfl.dll");
 

@@ -25,6 +25,7 @@
 #include <i18n/stream_converter.hpp>
 #include <kit/by_lines.hpp>
 #include <kit/cancellation.hpp>
+#include <kit/job.hpp>
 #include <kit/run.hpp>
 #include <kit/run_all.hpp>
 #include <kit/run_output.hpp>

@@ -130,7 +130,7 @@ TEST(Run, RespectsTheStreamsOfTheContextAndRefusesTwoInputs) {
 
 TEST(Run, AProcessThatKeepsTheOutputsIsWaitedForAWhileAndThenEnded) {
   endless event;
-  const kit::run_result kept = kit::run(command("start", {"wait", event.name()}), {}, draining(100ms));
+  const kit::run_result kept = kit::run(command("leave", {"wait", event.name()}), {}, draining(100ms));
   EXPECT_TRUE(kept.succeeded() && kept.out.given_up && kept.err.given_up);
   event.wait_until_alone();
 }
@@ -172,7 +172,7 @@ TEST(Run, ACancelledCommandEndsWithItsTreeOrDoesNotStart) {
       Sleep(100);
       later.request_stop();
     });
-    kit::run(command("start", {"wait", event.name()}), {}, draining(24h), {}, later.get_token());
+    kit::run(command("leave", {"wait", event.name()}), {}, draining(24h), {}, later.get_token());
   }));
 }
 
@@ -283,7 +283,7 @@ TEST(Run, WhatTheSystemRefusesIsThrownAndLeavesNothing) {
             "");
   endless event;
   EXPECT_EQ(refused([&] {
-              const kit::run_result result = kit::run(command("start", {"wait", event.name()}), {}, draining(1ms));
+              const kit::run_result result = kit::run(command("leave", {"wait", event.name()}), {}, draining(1ms));
               event.wait_until_alone();
               return std::to_string(result.out.given_up) + std::to_string(result.exit_code().value_or(99));
             }),
