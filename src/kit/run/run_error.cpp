@@ -7,7 +7,24 @@
 namespace foundation::kit {
 namespace {
 
-constexpr std::size_t told_bytes = 2000;  // of what the command wrote, for the text of the exception
+// For the text of the exception, in bytes.
+constexpr std::size_t told_of_command = 500;
+constexpr std::size_t told_of_output = 2000;
+
+bool is_in_a_character(char byte) {
+  return (byte & 0xC0) == 0x80;  // not its first byte
+}
+
+std::string shortened(std::string command) {
+  if (command.size() > told_of_command) {
+    std::size_t end = told_of_command;
+    while (end != 0 && is_in_a_character(command[end])) {
+      --end;
+    }
+    command.replace(end, std::string::npos, "...");
+  }
+  return command;
+}
 
 void tell_end(std::ostream& text, const run_result& result) {
   switch (result.end) {
@@ -33,22 +50,23 @@ void tell_end(std::ostream& text, const run_result& result) {
 // The last whole lines, or a part of the last one if that is too long.
 std::string_view last_lines(std::string_view text) {
   text = text.substr(0, text.find_last_not_of("\r\n ") + 1);
-  if (text.size() <= told_bytes) {
+  if (text.size() <= told_of_output) {
     return text;
   }
-  text.remove_prefix(text.size() - told_bytes);
+  text.remove_prefix(text.size() - told_of_output);
   const std::size_t line_end = text.find('\n');
   const std::size_t begun = line_end != std::string_view::npos ? line_end + 1 : 0;
   text.remove_prefix(begun);
-  while (!text.empty() && (text.front() & 0xC0) == 0x80) {
+  while (!text.empty() && is_in_a_character(text.front())) {
     text.remove_prefix(1);  // no part of a character
   }
   return text;
 }
 
 std::string describe(const process::command& command, const run_result& result) {
-  std::ostringstream text;
-  text << '"' << command << '"';
+  std::ostringstream line, text;
+  line << command;
+  text << '"' << shortened(line.str()) << '"';
   tell_end(text, result);
   const std::string written = result.err.bytes.empty() ? result.out.text() : result.err.text();
   const std::string_view last = last_lines(written);

@@ -15,8 +15,10 @@
 //                          that this process has opened for itself: the parent looks which events are set.
 // pipe DESCRIPTOR          takes over the read end that a descriptor names: writes the pending character to standard
 //                          output and copies what the handle gives there. Bytes go through as they are.
-// start MODE ARGUMENT...   starts this program in that mode, with the same streams, and ends without waiting for it.
-// tree MODE ARGUMENT...    the same, but waits for its end.
+// leave ARGUMENT...        starts this program with these arguments, words without special characters, with the same
+//                          streams, and ends.
+// start ARGUMENT...        does the same, but waits for it.
+// tree EVENT_NAME          leaves a process behind that waits for that event, writes "ready" and waits for it, too.
 // wait EVENT_NAME          waits until that event is set.
 // out TEXT, err TEXT       writes the text to standard output or error.
 #include <windows.h>
@@ -140,29 +142,28 @@ void flood(const arguments& given) {
   write_all(out, std::to_string(taken));
 }
 
-// The arguments hold nothing that needs quotes.
 HANDLE start_this_program(const arguments& given) {
-  wchar_t file[MAX_PATH] = L"";
-  ::GetModuleFileNameW(nullptr, file, MAX_PATH);
+  wchar_t program[1024] = L"";
+  ::GetModuleFileNameW(nullptr, program, 1024);
   std::wstring line = L"child";
   for (const std::wstring& argument : given) {
-    line += L' ' + argument;
+    line += L" " + argument;
   }
-  STARTUPINFOW how = {};
-  how.cb = sizeof how;
-  PROCESS_INFORMATION made;
-  if (!::CreateProcessW(file, line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &how, &made)) {
-    ::ExitProcess(1);
-  }
+  STARTUPINFOW startup = {};
+  startup.cb = sizeof startup;
+  PROCESS_INFORMATION made = {};
+  ::CreateProcessW(program, line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup, &made);
   return made.hProcess;
 }
 
 void start(const arguments& given) {
-  start_this_program(given);
+  ::WaitForSingleObject(start_this_program(given), INFINITE);
 }
 
 void tree(const arguments& given) {
-  ::WaitForSingleObject(start_this_program(given), INFINITE);
+  start_this_program({L"wait", given[0]});
+  write_all(out, "ready");
+  wait(given);
 }
 
 void run(const std::wstring& mode, const arguments& given);
@@ -183,6 +184,7 @@ const std::map<std::wstring, void (*)(const arguments&)> modes = {
     {L"exit", [](const arguments& given) { ::ExitProcess(static_cast<UINT>(number(given[0]))); }},
     {L"flood", flood},
     {L"handles", set_events},
+    {L"leave", [](const arguments& given) { start_this_program(given); }},
     {L"pipe", take_over_pipe},
     {L"start", start},
     {L"tree", tree},

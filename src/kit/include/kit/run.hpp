@@ -1,6 +1,6 @@
 // Running a command to its end: input in, outputs out, and how it went.
 //
-//   const kit::run_limits limits{.time = 10s, .output = 1 << 20};
+//   const kit::run_limits limits = {.time = 10s, .output = 1 << 20};  // in C++17, set the members one by one
 //   const kit::run_result done = kit::run(process::make_command(git, "status"), {}, limits);
 //   if (done.succeeded()) std::cout << done.out.text();
 //
@@ -49,13 +49,13 @@ namespace foundation::kit {
 
 /// What a command may use. What is left empty is not limited.
 struct run_limits {
-  std::optional<std::chrono::milliseconds> time;  ///< from the launch on; then the whole tree is ended
+  std::optional<std::chrono::milliseconds> time = {};  ///< from the launch on; then the whole tree is ended
   /// Bytes that are kept of each output. Of what is longer, the first and the last half are; the rest is read and
   /// dropped, so that the child never waits.
-  std::optional<std::size_t> output;
+  std::optional<std::size_t> output = {};
   /// How long outputs are waited for that are still open when the child has ended, or the tree has been ended.
   std::chrono::milliseconds drain{2000};
-  job_limits job;  ///< memory, processors, number of processes
+  job_limits job = {};  ///< memory, processors, number of processes
 };
 
 /// Called on the caller's thread with each piece of an output as it arrives, which is never empty, and with an empty
@@ -66,17 +66,17 @@ using output_receiver = std::function<void(std::string_view piece)>;
 struct run_options {
   /// The child's input, if the context names none. With neither this nor `next_input` nor `inherit_input` the child has
   /// an input without content ("NUL").
-  std::optional<std::string> input;
+  std::optional<std::string> input = {};
   /// The input in pieces: called on the caller's thread whenever the child can take more, until it returns an empty
   /// one. While it runs no output is read. What it throws ends the tree and leaves `run`.
-  std::function<std::string()> next_input;
+  std::function<std::string()> next_input = {};
   bool inherit_input = false;  ///< the child has this process's input
 
   bool capture_out = true, capture_err = true;  ///< false: the output goes where that of this process goes
-  output_receiver on_out, on_err;               ///< besides what is kept; see also kit/by_lines.hpp
+  output_receiver on_out = {}, on_err = {};     ///< besides what is kept; see also kit/by_lines.hpp
 
-  std::optional<kit::cancellation> cancellation;  ///< a request for it ends the tree
-  bool check = false;                             ///< throw run_error unless the command succeeds
+  std::optional<kit::cancellation> cancellation = {};  ///< a request for it ends the tree
+  bool check = false;                                  ///< throw run_error unless the command succeeds
 };
 
 /// Who ended the child.

@@ -6,6 +6,7 @@
 #include "common/windows/handle_closer.hpp"
 #include "common/windows/system_error.hpp"
 #include "run/windows/child_streams.hpp"
+#include "run/windows/run_stoppable.hpp"
 
 #include <boost/variant/get.hpp>
 #include <kit/run.hpp>
@@ -55,7 +56,7 @@ std::uint64_t number(const FILETIME& time) {
 class running_command {
  public:
   running_command(const process::command& what, const process::context& how, const run_limits& limits,
-                  const run_options& options);
+                  const run_options& options, const kit::cancellation* stop);
   running_command(const running_command&) = delete;
   running_command& operator=(const running_command&) = delete;
 
@@ -73,6 +74,7 @@ class running_command {
 
   const run_limits& limits_;
   const run_options& options_;
+  const kit::cancellation* const stop_;  // besides that of the options; may be null
   const steady::time_point began_ = steady::now();
   job job_;
   std::optional<input_writer> input_;
@@ -86,8 +88,8 @@ class running_command {
 };
 
 running_command::running_command(const process::command& what, const process::context& how, const run_limits& limits,
-                                 const run_options& options)
-    : limits_(limits), options_(options), job_(limits.job) {
+                                 const run_options& options, const kit::cancellation* stop)
+    : limits_(limits), options_(options), stop_(stop), job_(limits.job) {
   launch(what, how);
   if (limits_.time) {
     until_ = later(began_, *limits_.time);
@@ -140,12 +142,17 @@ void running_command::follow() {
 
 // What comes first here is told first: however busy the pipes are, the rest is not forgotten.
 void running_command::wait() {
-  std::array<HANDLE, 5> handles;
+  std::array<HANDLE, 6> handles;
   DWORD count = 0;
-  const bool cancellable = options_.cancellation && end_ != run_end::cancelled;
-  if (cancellable) {
-    handles[count++] = options_.cancellation->native_handle();
+  if (end_ != run_end::cancelled) {
+    if (options_.cancellation) {
+      handles[count++] = options_.cancellation->native_handle();
+    }
+    if (stop_ != nullptr) {
+      handles[count++] = stop_->native_handle();
+    }
   }
+  const DWORD cancellations = count;
   if (!child_ended_) {
     handles[count++] = process_;
   }
@@ -161,10 +168,9 @@ void running_command::wait() {
   if (which == WAIT_FAILED) {
     throw_system_error(::GetLastError(), "WaitForMultipleObjects");
   }
-  const HANDLE signalled = which < count ? handles[which] : nullptr;
-  if (cancellable && signalled == handles[0]) {
+  if (which < cancellations) {
     cancel();
-  } else if (!child_ended_ && signalled == process_) {
+  } else if (!child_ended_ && which == cancellations) {
     note_end_of_child();
   } else if (!draining_ && until_ && steady::now() >= *until_) {
     end_tree(run_end::time_limit);
@@ -243,28 +249,37 @@ void check(const process::context& how, const run_options& options) {
   }
 }
 
+bool is_cancelled(const run_options& options, const cancellation* stop) {
+  return (options.cancellation && options.cancellation->requested()) || (stop != nullptr && stop->requested());
+}
+
 run_result run_to_the_end(const process::command& what, const process::context& how, const run_limits& limits,
-                          const run_options& options) {
-  if (options.cancellation && options.cancellation->requested()) {
+                          const run_options& options, const cancellation* stop) {
+  if (is_cancelled(options, stop)) {
     run_result result;
     result.end = run_end::cancelled;
     return result;
   }
-  running_command running(what, how, limits, options);
+  running_command running(what, how, limits, options, stop);
   running.follow();
   return running.finish();
 }
 
 }  // namespace
 
-run_result run(const process::command& what, const process::context& how, const run_limits& limits,
-               const run_options& options) {
+run_result detail::run_stoppable(const process::command& what, const process::context& how, const run_limits& limits,
+                                 const run_options& options, const cancellation* stop) {
   check(how, options);
-  run_result result = run_to_the_end(what, how, limits, options);
+  run_result result = run_to_the_end(what, how, limits, options, stop);
   if (options.check && !result.succeeded()) {
     throw run_error(what, std::move(result));
   }
   return result;
+}
+
+run_result run(const process::command& what, const process::context& how, const run_limits& limits,
+               const run_options& options) {
+  return detail::run_stoppable(what, how, limits, options, nullptr);
 }
 
 }  // namespace foundation::kit

@@ -35,7 +35,7 @@ process::context held_by(const kit::job& job) {
 /// A child that waits for its own child, which waits for an event.
 process::command tree(const children::common_event& event) {
   process::command made = event.waiting();
-  made.args().insert(made.args().begin(), "tree");
+  made.args().insert(made.args().begin(), "start");
   return made;
 }
 
