@@ -356,6 +356,7 @@ set(made "// Made from message catalogs: change those and build.\n")
 
 set(text "${made}#pragma once
 
+#include <i18n/message_argument.hpp>
 #include <resource_core/msg_id.hpp>
 
 namespace ${namespace} {
@@ -372,8 +373,8 @@ foreach(catalog IN LISTS catalogs)
   foreach(mnemonic IN LISTS mnemonics_${english})
     set(parameters "${marks_${english}_${mnemonic}}")
     set(arguments "${parameters}")
-    list(TRANSFORM parameters PREPEND "const resource_core::MsgArgument& argument")
-    list(TRANSFORM arguments PREPEND "argument")
+    list(TRANSFORM parameters PREPEND "const fl::i18n::message_argument& argument")
+    list(TRANSFORM arguments REPLACE "(.+)" "argument\\1.value()")
     list(JOIN parameters ", " parameters)
     list(JOIN arguments ", " arguments)
     string(APPEND text "

@@ -8,8 +8,8 @@
 # those that come later.
 #
 # The target's sources include HEADER ("<target>_messages.hpp" unless given). It has for each message a function that
-# makes its id and takes as many arguments as its text has marks, so that neither a name nor an argument can be
-# forgotten; NAME is "<target>_messages" unless given, and no two targets of a program have the same:
+# makes its id and takes as many arguments, numbers or texts, as its text has marks, so that neither a name nor an
+# argument can be forgotten; NAME is "<target>_messages" unless given, and no two targets of a program have the same:
 #
 #     qxfl_add_message_catalog(TARGET shop DIRECTORY messages IDENTIFIERS messages.hpp NAMESPACE messages)
 #

@@ -8,7 +8,6 @@
 
 #include <kit/user_error.hpp>
 
-#include <cstdint>
 #include <exception>
 #include <iostream>
 #include <string>
@@ -20,12 +19,12 @@ namespace {
 
 class out_of_stock : public foundation::kit::user_error<out_of_stock> {
  public:
-  out_of_stock(const std::string& item, std::int64_t wanted, std::int64_t left)
+  out_of_stock(const std::string& item, int wanted, int left)
       : user_error(messages::SHOP::outOfStock(wanted, item, left)) {}
 };
 
-void sell(const std::string& item, std::int64_t wanted) {
-  constexpr std::int64_t left = 3;
+void sell(const std::string& item, int wanted) {
+  constexpr int left = 3;
   if (wanted > left) {
     throw out_of_stock(item, wanted, left);
   }

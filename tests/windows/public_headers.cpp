@@ -20,6 +20,7 @@
 #include <i18n/facet.hpp>
 #include <i18n/filebuf.hpp>
 #include <i18n/filesystem.hpp>
+#include <i18n/message_argument.hpp>
 #include <i18n/message_catalog.hpp>
 #include <i18n/path.hpp>
 #include <i18n/stream_converter.hpp>

@@ -3,7 +3,7 @@
 //
 //     class out_of_stock : public foundation::kit::user_error<out_of_stock> {
 //      public:
-//       out_of_stock(const std::string& item, std::int64_t wanted, std::int64_t left)
+//       out_of_stock(const std::string& item, int wanted, int left)
 //           : user_error(messages::SHOP::outOfStock(wanted, item, left)) {}
 //     };
 //

@@ -1,6 +1,7 @@
 // What message catalogs do without the system: arguments in texts, languages, names and contents of files.
 #include "catalog/message_text.hpp"
 
+#include <i18n/message_argument.hpp>
 #include <i18n/message_catalog.hpp>
 
 #include "catalog/catalog_file.hpp"
@@ -39,6 +40,34 @@ TEST(MessageText, ArgumentsTakeThePlaceOfTheirMarksOnceWhateverTheLocaleAndNothi
   }
   EXPECT_EQ(insert_arguments(u"{10}", std::vector<MsgArgument>(11, 1.5)), u"1.5");
   std::locale::global(former);
+}
+
+TEST(MessageArgument, IsAnyNumberOrTextButNoCharacterOrTruthValue) {
+  using fl::i18n::message_argument;
+  const std::string utf8 = "\xC3\xA9";
+  const std::u16string utf16 = u"\u00E9";
+  const message_argument arguments[] = {7,
+                                        UINT64_MAX,
+                                        INT64_MIN,
+                                        std::size_t{INT64_MAX},
+                                        0.5f,
+                                        "literal",
+                                        utf8,
+                                        utf16,
+                                        std::string_view(),
+                                        u"16",
+                                        std::u16string_view(),
+                                        MsgArgument(utf8)};
+  const MsgArgument expected[] = {
+      std::int64_t{7}, "18446744073709551615", INT64_MIN, INT64_MAX, 0.5, "literal", utf8, utf16, "", u"16", u"", utf8};
+  ASSERT_EQ(std::size(arguments), std::size(expected));
+  for (std::size_t i = 0; i != std::size(expected); ++i) {
+    EXPECT_EQ(arguments[i].value(), expected[i]) << i;
+  }
+  const auto takes = [](auto... refused) {
+    return (std::is_convertible_v<decltype(refused), message_argument> || ...);
+  };
+  EXPECT_FALSE(takes(true, 'c', L'c', u'c', U'c', nullptr));
 }
 
 TEST(LanguageTag, IsPutInItsUsualCaseOrQuotedAndFallsBackPartByPartToEnglish) {
