@@ -23,7 +23,14 @@
 #include <i18n/message_catalog.hpp>
 #include <i18n/path.hpp>
 #include <i18n/stream_converter.hpp>
+#include <kit/aligned_allocator.hpp>
+#include <kit/aligned_block.hpp>
+#include <kit/aligned_heap_resource.hpp>
+#include <kit/arena_resource.hpp>
 #include <kit/describe_system.hpp>
+#include <kit/locked_resource.hpp>
+#include <kit/pool.hpp>
+#include <kit/pool_resource.hpp>
 #include <resource_core/msg_id.hpp>
 #include <resource_core/msg_id_holder.hpp>
 #include <safe_env/environment.hpp>

@@ -52,7 +52,7 @@ struct arena_resource::state {
   }
 
   /// Null if there is no memory.
-  void* allocate(std::size_t size) noexcept {
+  void* allocate(std::size_t size) {
     return arena::serialised(blocks, [=, this](arena::malloc_state& m) {
       void* const block = arena::allocate(m, size);
       if (block != nullptr && arena::chunk::of(block)->is_mapped()) {
@@ -61,7 +61,7 @@ struct arena_resource::state {
       return block;
     });
   }
-  void deallocate(void* block) noexcept {
+  void deallocate(void* block) {
     arena::serialised(blocks, [=, this](arena::malloc_state& m) {
       arena::chunk* const c = arena::chunk::of(block);
       if (c->is_mapped()) {

@@ -29,7 +29,7 @@ void* pool::allocate() {
   return chunk != nullptr ? chunk : throw core::except::bad_alloc();
 }
 
-void pool::deallocate(void* chunk) noexcept {
+void pool::deallocate(void* chunk) {
   pool_->deallocate(chunk);
 }
 

@@ -62,7 +62,7 @@ class KIT_API pool {
   /// One chunk, not null. Throws `std::bad_alloc`.
   [[nodiscard]] void* allocate();
   /// `chunk` comes from this pool and was not given back since, or is null.
-  void deallocate(void* chunk) noexcept;
+  void deallocate(void* chunk);
 
   /// An object made of `arguments`. Throws `std::invalid_argument` if it is larger than a chunk, `std::bad_alloc`, and
   /// what its constructor throws.
