@@ -173,17 +173,18 @@ TEST(Pool, MakesObjectsThatGoBackToIt) {
   const void* const chunk = text.get();
   kit::pool moved = std::move(pool);
   text.reset();
-  const auto number = moved.make<int>(7);
+  auto number = moved.make<int>(7);
   EXPECT_EQ(number.get(), chunk) << "the chunk is used again";
   EXPECT_EQ(*number, 7);
-  EXPECT_FALSE(moved.release_free_memory());
+  EXPECT_FALSE(moved.release_free_memory()) << "one is out";
   struct thrower {
     thrower() { throw std::range_error("not made"); }
   };
   EXPECT_THROW(moved.make<thrower>(), std::range_error);
   moved.deallocate(nullptr);
-  void* const plain = moved.allocate();
-  moved.deallocate(plain);
+  moved.deallocate(moved.allocate());
+  number.reset();
+  EXPECT_TRUE(moved.release_free_memory()) << "none is out";
 }
 
 TEST(Pool, RefusesWhatDoesNotFit) {
@@ -200,17 +201,30 @@ TEST(Pool, RefusesWhatDoesNotFit) {
   EXPECT_THROW((huge.make<char>('x')), std::bad_alloc);
 }
 
-/// Notes what it is asked for.
+/// Notes what it is asked for. Serves one thread at a time, and sees to it that others would come in between.
 class watched_resource : public std::pmr::memory_resource {
  public:
   std::vector<std::pair<std::size_t, std::size_t>> out;  ///< sizes and alignments
 
  private:
+  struct visit {
+    std::atomic<int>& inside;
+
+    explicit visit(std::atomic<int>& visitors) : inside(visitors) {
+      EXPECT_EQ(inside++, 0);
+      std::this_thread::yield();
+    }
+    ~visit() { --inside; }
+  };
+  std::atomic<int> inside_{0};
+
   void* do_allocate(std::size_t size, std::size_t alignment) override {
+    const visit here(inside_);
     out.emplace_back(size, alignment);
     return std::pmr::new_delete_resource()->allocate(size, alignment);
   }
   void do_deallocate(void* p, std::size_t size, std::size_t alignment) override {
+    const visit here(inside_);
     const auto found = std::find(out.begin(), out.end(), std::pair(size, alignment));
     ASSERT_NE(found, out.end()) << size << " bytes at " << alignment;
     out.erase(found);
