@@ -30,6 +30,14 @@
 #include <kit/run.hpp>
 #include <kit/run_all.hpp>
 #include <kit/run_output.hpp>
+#include <kit/aligned_allocator.hpp>
+#include <kit/aligned_block.hpp>
+#include <kit/aligned_heap_resource.hpp>
+#include <kit/arena_resource.hpp>
+#include <kit/describe_system.hpp>
+#include <kit/locked_resource.hpp>
+#include <kit/pool.hpp>
+#include <kit/pool_resource.hpp>
 #include <resource_core/msg_id.hpp>
 #include <resource_core/msg_id_holder.hpp>
 #include <safe_env/environment.hpp>
