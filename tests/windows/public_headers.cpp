@@ -24,6 +24,7 @@
 #include <i18n/path.hpp>
 #include <i18n/stream_converter.hpp>
 #include <kit/arguments.hpp>
+#include <kit/console.hpp>
 #include <kit/exit_code_text.hpp>
 #include <kit/shell_text.hpp>
 #include <resource_core/msg_id.hpp>
