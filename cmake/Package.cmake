@@ -7,7 +7,8 @@ configure_package_config_file("${CMAKE_CURRENT_LIST_DIR}/qxflConfig.cmake.in" "$
                               INSTALL_DESTINATION "${package_dir}")
 write_basic_package_version_file("${CMAKE_BINARY_DIR}/qxflConfigVersion.cmake" COMPATIBILITY SameMinorVersion)
 install(FILES "${CMAKE_BINARY_DIR}/qxflConfig.cmake" "${CMAKE_BINARY_DIR}/qxflConfigVersion.cmake"
-              "${CMAKE_CURRENT_LIST_DIR}/QxflBoost.cmake" DESTINATION "${package_dir}")
+              "${CMAKE_CURRENT_LIST_DIR}/QxflBoost.cmake" "${CMAKE_CURRENT_LIST_DIR}/QxflMessages.cmake"
+              "${CMAKE_CURRENT_LIST_DIR}/QxflCompileMessages.cmake" DESTINATION "${package_dir}")
 install(EXPORT qxfl NAMESPACE qxfl:: DESTINATION "${package_dir}" FILE qxflTargets.cmake)
 install(FILES ${qxfl_runtime_dlls} DESTINATION ${CMAKE_INSTALL_BINDIR})
 

@@ -1,5 +1,6 @@
-# The installed package serves a project of its own: installs into a fresh folder, builds examples/first against it as
-# the README says, and runs the program there. Run by CTest as
+# The installed package serves projects of their own: installs into a fresh folder, builds examples/first against it as
+# the README says, and runs the program there. Another has messages, which are checked again when one changes. Run by
+# CTest as
 #   cmake -D SOURCE=… -D BUILD=… -D PREFIX_PATH=… -D TOOLCHAIN=… -D EMULATOR=… -P package_test.cmake
 
 set(work "${BUILD}/package_test")
@@ -33,4 +34,49 @@ run("the build" "${CMAKE_COMMAND}" --build "${work}/build")
 run("the program" "${EMULATOR}" "${work}/installed/bin/first.exe")
 if(NOT output MATCHES "[1-9][0-9]* lines, exit status 0")
   message(FATAL_ERROR "the program printed something else:\n${output}")
+endif()
+
+# ---- messages ----
+
+set(shop "${work}/shop")
+file(WRITE "${shop}/CMakeLists.txt" "cmake_minimum_required(VERSION 3.25)
+project(shop LANGUAGES CXX)
+find_package(qxfl REQUIRED)
+add_executable(shop shop.cpp)
+target_link_libraries(shop PRIVATE qxfl::kit)
+qxfl_add_message_catalog(TARGET shop DIRECTORY messages)
+")
+file(WRITE "${shop}/shop.cpp" "#include <kit/user_error.hpp>
+#include <shop_messages.hpp>
+#include <iostream>
+struct few : foundation::kit::user_error<few> {
+  few() : user_error(shop_messages::SHOP::few(3)) {}
+};
+int main() try {
+  throw few();
+} catch (const std::exception& e) {
+  std::cout << e.what();
+}
+")
+
+# Builds and runs the program, which is to say this.
+function(expect_said text)
+  run("the build" "${CMAKE_COMMAND}" --build "${work}/shop_build")
+  run("the program" "${CMAKE_COMMAND}" -E env QX_MESSAGE_PATH= "${EMULATOR}" "${work}/installed/bin/shop.exe")
+  if(NOT output MATCHES "^${text}")
+    message(FATAL_ERROR "${text} is expected, but the program printed\n${output}")
+  endif()
+endfunction()
+
+file(WRITE "${shop}/messages/en/SHOP.json" "{\"few\": \"Only {0} are left\"}")
+list(TRANSFORM configure REPLACE "^.*/examples/first$" "${shop}")
+run("the configuration" ${configure} -B "${work}/shop_build")
+expect_said("Only 3 are left")
+file(WRITE "${shop}/messages/en/SHOP.json" "{\"few\": \"{0} are left\"}")
+expect_said("3 are left")
+file(WRITE "${shop}/messages/de/SHOP.json" "{\"few\": \"Noch wenige\"}")
+execute_process(COMMAND "${CMAKE_COMMAND}" --build "${work}/shop_build" RESULT_VARIABLE result OUTPUT_VARIABLE output
+                ERROR_VARIABLE output)
+if(result EQUAL 0 OR NOT output MATCHES "de/SHOP.json:1: error: the marks of \"few\" are none, but {0} in ")
+  message(FATAL_ERROR "a fault in a new catalog did not end the build: ${result}\n${output}")
 endif()

@@ -31,6 +31,9 @@
 #include <resource_core/msg_id_holder.hpp>
 #include <safe_env/environment.hpp>
 
+#include <kit/throw_with_location.hpp>
+#include <kit/user_error.hpp>
+
 #ifdef _WINDOWS_
 #error "a public header includes a Windows header"
 #endif

@@ -22,6 +22,10 @@ void MessageCatalog::add_directory(const ustring& path) {
   store().add_directory(path);
 }
 
+void MessageCatalog::add_catalog(const std::string& language, const std::string& catalog, std::string_view json) {
+  store().add_catalog(language, catalog, json);
+}
+
 void MessageCatalog::set_language(const std::string& tag) {
   store().set_language(tag);
 }

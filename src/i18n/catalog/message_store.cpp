@@ -63,7 +63,7 @@ std::string joined(const std::vector<ustring>& texts) {
 
 message_store::message_store()
     : search_(std::make_shared<const search>(
-          search{split_path(message_path_variable()), fallback_chain(tag_of_locale(display_language()))})) {}
+          search{split_path(message_path_variable()), fallback_chain(tag_of_locale(display_language())), {}})) {}
 
 ustring message_store::text_of(const resource_core::BaseMsgID& id) {
   const auto where = current_search();
@@ -75,6 +75,11 @@ ustring message_store::text_of(const resource_core::BaseMsgID& id) {
     for (const ustring& directory : where->directories) {
       const shared_texts texts = texts_in(directory, path_of(directory, language, *file));
       if (const auto found = texts->find(id.mnemonic()); found != texts->end()) {
+        return insert_arguments(found->second, id.arguments());
+      }
+    }
+    if (const auto added = where->in_memory.find({language, *file}); added != where->in_memory.end()) {
+      if (const auto found = added->second->find(id.mnemonic()); found != added->second->end()) {
         return insert_arguments(found->second, id.arguments());
       }
     }
@@ -92,6 +97,24 @@ void message_store::add_directory(const ustring& path) {
   change_search([&](search& changed) {
     std::erase(changed.directories, path);
     changed.directories.insert(changed.directories.begin(), path);
+  });
+}
+
+void message_store::add_catalog(const std::string& language, const std::string& catalog, std::string_view json) {
+  const std::string tag = canonical_tag(language);
+  const auto file = catalog_file_name(catalog);
+  if (!file) {
+    boost::throw_exception(std::invalid_argument("no catalog can have the name \"" + catalog + "\""),
+                           BOOST_CURRENT_LOCATION);
+  }
+  const catalog_texts texts = parse_catalog(json, ustring(tag.begin(), tag.end()) + u'\\' + *file + u" (in memory)");
+  change_search([&](search& changed) {
+    shared_texts& kept = changed.in_memory[{tag, *file}];
+    catalog_texts all = texts;
+    if (kept) {
+      all.insert(kept->begin(), kept->end());  // What is in `all` already stays.
+    }
+    kept = std::make_shared<const catalog_texts>(std::move(all));
   });
 }
 

@@ -16,6 +16,8 @@
 #include <mutex>
 #include <shared_mutex>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 namespace fl::i18n::detail {
@@ -28,16 +30,18 @@ class message_store {
 
   ustring text_of(const resource_core::BaseMsgID& id);
   void add_directory(const ustring& path);
+  void add_catalog(const std::string& language, const std::string& catalog, std::string_view json);
   void set_language(const std::string& tag);
   std::string language() const;
   void reload();
 
  private:
-  struct search {
-    std::vector<ustring> directories;    ///< in the order of the search
-    std::vector<std::string> languages;  ///< likewise; the first is the one in force
-  };
   using shared_texts = std::shared_ptr<const catalog_texts>;
+  struct search {
+    std::vector<ustring> directories;                                   ///< in the order of the search
+    std::vector<std::string> languages;                                 ///< likewise; the first is the one in force
+    std::map<std::pair<std::string, ustring>, shared_texts> in_memory;  ///< by language and name of file, not null
+  };
 
   std::shared_ptr<const search> current_search() const;
   template <class Change>

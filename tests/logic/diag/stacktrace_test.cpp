@@ -89,7 +89,7 @@ std::string printed(const stacktrace_base& stack, std::ostream& (*form)(std::ost
   if (form != nullptr) {
     os << numeric << form;
   }
-  stack.format(os, start);
+  EXPECT_EQ(&(start != nullptr ? stack.format(os, start) : os << stack), &os);
   EXPECT_EQ(os.flags(), flags);
   EXPECT_EQ(os.fill(), '*');
   return os.str();
@@ -108,6 +108,12 @@ TEST_F(StacktracePrint, NumericAndRawFormsAreExactAndBeginWhereTheyAreTold) {
   for (const auto form : {numeric, raw, symbolic}) {
     EXPECT_EQ(printed(stack, form, at(5)), "");
   }
+}
+
+TEST_F(StacktracePrint, ContextsAndStacksFollowEachOtherInAStream) {
+  std::ostringstream os;
+  os << raw << stack_of<2>({at(1)}) << thread_context(false) << "end";
+  EXPECT_EQ(os.str(), "1\n(empty)\nend");
 }
 
 TEST_F(StacktracePrint, SymbolicFormShowsWhatIsKnownOfEachFrame) {

@@ -55,7 +55,7 @@ class I18N_API missing_message : public std::runtime_error {
   std::shared_ptr<const resource_core::BaseMsgID> id_;  ///< not null; shared by all copies
 };
 
-/// A catalog file is there but cannot be read, or is not one object from mnemonics to texts, each mnemonic once.
+/// A catalog is there but cannot be read, or is not one object from mnemonics to texts, each mnemonic once.
 /// `what()` says, in UTF-8, the file and the reason, with line and column where the content is at fault.
 class I18N_API bad_catalog : public std::runtime_error {
  public:

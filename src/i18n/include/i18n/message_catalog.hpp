@@ -21,6 +21,10 @@
 // file that is not there is no error. Nor is a directory that cannot be reached, on a server that does not answer for
 // one: it is passed over for a minute, and the first time the channel "fl::i18n::messages" of the log says so.
 //
+// Texts in memory. A program may bring its catalogs along (`add_catalog`, which the CMake function
+// `qxfl_add_message_catalog` writes the calls of). Within a language they come after all directories: a file has the
+// last word, so that a text can be mended without a new program.
+//
 // Files are read when they are first needed and kept. So is the knowledge that one is not there, or a directory out of
 // reach. `reload` forgets all of that.
 //
@@ -34,6 +38,7 @@
 #include <resource_core/msg_id.hpp>
 
 #include <string>
+#include <string_view>
 
 namespace fl::i18n {
 
@@ -52,6 +57,13 @@ class I18N_API MessageCatalog {
   /// counts from the current directory of the moment in which a file is read. Throws `std::invalid_argument` for an
   /// empty path and one with a zero.
   static void add_directory(const ustring& path);
+
+  /// Adds the texts of a catalog in one language from memory: `json` is what a file of it would hold. Where texts for
+  /// that catalog and language were added before, those that come now go before them. `reload` does not forget them.
+  ///
+  /// Throws `std::invalid_argument`, which quotes it, for a tag that `set_language` refuses, an empty one and a name
+  /// that no catalog can have, and `bad_catalog` for content at fault; then nothing is added.
+  static void add_catalog(const std::string& language, const std::string& catalog, std::string_view json);
 
   /// Sets the language in force; empty stands for the user's display language, as it is now. Throws
   /// `std::invalid_argument`, which quotes the tag, if that is not made of letters and digits in parts separated by

@@ -75,6 +75,32 @@ TEST(MessageCatalog, AMissingMessageSaysWhatWasTriedAndABadFileWhatIsWrong) {
   EXPECT_EQ(text("BAD", "a"), u"mended");
 }
 
+TEST(MessageCatalog, TextsInMemoryComeAfterAllFilesOfTheirLanguageAndBeforeThatToFallBackOn) {
+  MessageCatalog::add_directory(u"disk");
+  MessageCatalog::set_language("de-AT");
+  messages().files[u"disk\\de\\OWN.x.json"] = R"({"a": "mended"})";
+  messages().files[u"disk\\en\\OWN.x.json"] = R"({"b": "English", "d": "English"})";
+  MessageCatalog::add_catalog("en", "OWN:x", R"({"d": "in memory", "e": "in memory"})");
+  MessageCatalog::add_catalog("DE", "OWN:x", "\xEF\xBB\xBF{\"a\": \"in memory\", \"b\": \"older\", \"c\": \"{0}\"}");
+  MessageCatalog::add_catalog("de", "OWN:x", R"({"b": "newer"})");
+  const std::tuple<const char*, const char*, const char*> refused[] = {
+      {"", "OWN:x", "{}"}, {"../de", "OWN:x", "{}"}, {"de", "OWN.x", "{}"}};
+  for (const auto& [language, catalog, json] : refused) {
+    EXPECT_THROW(MessageCatalog::add_catalog(language, catalog, json), std::invalid_argument) << language << catalog;
+  }
+  EXPECT_THAT([] { MessageCatalog::add_catalog("de", "OWN:x", "{\"c\": \"lost\",\n\"b\": 1}"); },
+              ThrowsMessage<fl::i18n::bad_catalog>(
+                  StartsWith("the message catalog de\\OWN.x.json (in memory) cannot be used: line 2, column ")));
+  for (int round = 0; round != 2; ++round) {
+    ustring all;
+    for (const char* const mnemonic : {"a", "b", "c", "d", "e"}) {
+      all += text("OWN:x", mnemonic) + u'|';
+    }
+    EXPECT_EQ(all, u"mended|newer|5|English|in memory|");
+    MessageCatalog::reload();
+  }
+}
+
 TEST(MessageCatalog, ReadsAFileOnceUntilItIsToldToForgetAndHoldsNobodyUpMeanwhile) {
   MessageCatalog::add_directory(u"once");
   MessageCatalog::set_language("en");

@@ -1,8 +1,7 @@
 // Call stacks as plain arrays of return addresses, and their three printed forms.
 //
 //     foundation::core::diag::stacktrace<64> here;       // this thread's stack, innermost frame first
-//     std::cerr << numeric;                              // or raw, or symbolic, which is the default
-//     here.format(std::cerr, nullptr);
+//     std::cerr << numeric << here;                      // or raw, or symbolic, which is the default
 //
 // A stack has a fixed capacity and no heap storage, so that one can be captured in a failing process. It stays an array
 // of numbers until it is printed in the symbolic form:
@@ -83,6 +82,8 @@ class FL_API stacktrace_base {
   /// the innermost one if `start` is null; nothing if no frame is equal. Numbers count from the first printed frame.
   /// The stream's flags, fill character and locale do not matter and are left alone. Returns `os`.
   std::ostream& format(std::ostream& os, const void* start) const;
+  /// The same from the innermost frame on.
+  friend std::ostream& operator<<(std::ostream& os, const stacktrace_base& stack) { return stack.format(os, nullptr); }
 
  protected:
   /// For a derived copy constructor, which fills the `size` frames itself.
@@ -137,7 +138,7 @@ static_assert(sizeof(stacktrace<3>) == sizeof(stacktrace_base) + 3 * sizeof(void
 /// Exchanges the frames, as many as fit: the rest of the larger stack is lost if the other has no room for it.
 FL_API void swap(stacktrace_base& a, stacktrace_base& b) noexcept;
 
-/// Manipulators: the form in which `format` prints to this stream from now on.
+/// Manipulators: the form in which stacks are printed to this stream from now on.
 FL_API std::ostream& symbolic(std::ostream& os);  ///< address, module and function; how every stream begins
 FL_API std::ostream& numeric(std::ostream& os);   ///< number and address
 FL_API std::ostream& raw(std::ostream& os);       ///< address

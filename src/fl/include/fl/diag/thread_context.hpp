@@ -2,8 +2,7 @@
 //
 //     foundation::core::diag::thread_context here;          // this function, now
 //     foundation::core::diag::thread_context fault(info);   // in a fault handler: where the fault was
-//     fault.format(std::cerr);
-//     foundation::core::diag::stacktrace<64>(fault).format(std::cerr, nullptr);
+//     std::cerr << fault << foundation::core::diag::stacktrace<64>(fault);
 //
 // Allocates nothing, so that it can be used on the stack of a failing thread. Thread safety: a plain value.
 #pragma once
@@ -64,6 +63,7 @@ class FL_API thread_context : public windows::context_base {
   /// Writes the register block, or "(empty)" on a line. A register block leaves the stream in decimal and with a blank
   /// as its fill character. Returns `os`.
   std::ostream& format(std::ostream& os) const;
+  friend std::ostream& operator<<(std::ostream& os, const thread_context& context) { return context.format(os); }
 
   /// True if the context holds a state.
   // NOLINTNEXTLINE(google-explicit-constructor)
