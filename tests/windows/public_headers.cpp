@@ -38,6 +38,11 @@
 #include <kit/locked_resource.hpp>
 #include <kit/pool.hpp>
 #include <kit/pool_resource.hpp>
+#include <kit/arguments.hpp>
+#include <kit/console.hpp>
+#include <kit/exit_code_text.hpp>
+#include <kit/replacing_file.hpp>
+#include <kit/shell_text.hpp>
 #include <resource_core/msg_id.hpp>
 #include <resource_core/msg_id_holder.hpp>
 #include <safe_env/environment.hpp>
