@@ -10,9 +10,15 @@
 
 #include <fl/export.hpp>
 #include <fl/util/ustring.hpp>
+#include <i18n/convert.hpp>
 
+#include <initializer_list>
 #include <iosfwd>
+#include <iterator>
 #include <string>
+#include <string_view>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace foundation::core::process {
@@ -63,5 +69,89 @@ make_command(const std::string& name, const std::string& arg1, const std::string
              const std::string& arg5 = detail::unspecified(), const std::string& arg6 = detail::unspecified(),
              const std::string& arg7 = detail::unspecified(), const std::string& arg8 = detail::unspecified(),
              const std::string& arg9 = detail::unspecified(), const std::string& arg10 = detail::unspecified());
+
+// The same for other texts, for more of them, and for those that somebody has gathered already:
+//
+//   make_command("compiler", u"gr\u00fcn.c", "-o", name_as_a_string_view);
+//   make_command("compiler", {"-c", "a.c"});
+//   make_command("compiler", files);                       // what one can loop over
+//   make_command("compiler", argv + 1, argv + argc);
+//
+// A text is what converts to std::string or is a view of UTF-8, or of UTF-16, of which UTF-8 is made
+// (i18n/convert.hpp). A string literal is a text, and no array of characters. Who leaves nothing out writes no
+// `detail::unspecified()` here.
+
+namespace detail {
+
+template <class T>
+inline constexpr bool is_string = std::is_convertible_v<const T&, std::string>;
+
+template <class T>
+inline constexpr bool is_text = is_string<T> || std::is_convertible_v<const T&, std::string_view> ||
+                                std::is_convertible_v<const T&, std::u16string_view>;
+
+/// Whether the function above takes them.
+template <class Name, class... Texts>
+inline constexpr bool are_strings_for_make_command =
+    sizeof...(Texts) >= 1 && sizeof...(Texts) <= 10 && (is_string<Name> && ... && is_string<Texts>);
+
+template <class Iterator>
+inline constexpr bool points_to_text = is_text<std::decay_t<decltype(*std::declval<Iterator&>())>>;
+
+template <class Text>
+std::string utf8_of(const Text& text) {
+  if constexpr (is_string<Text>) {
+    return text;
+  } else if constexpr (std::is_convertible_v<const Text&, std::string_view>) {
+    return std::string(std::string_view(text));
+  } else {
+    return fl::i18n::ustring_to_utf8(std::u16string_view(text));
+  }
+}
+
+}  // namespace detail
+
+/// A command with all of [first, last).
+template <
+    class Name, class Iterator,
+    std::enable_if_t<detail::is_text<Name> && !detail::is_text<Iterator> && detail::points_to_text<Iterator>, int> = 0>
+command make_command(const Name& name, Iterator first, Iterator last) {
+  command made(detail::utf8_of(name));
+  for (; first != last; ++first) {
+    made.args().push_back(detail::utf8_of(*first));
+  }
+  return made;
+}
+
+/// A command with all elements of `arguments`.
+template <class Name, class Range,
+          std::enable_if_t<detail::is_text<Name> && !detail::is_text<std::decay_t<Range>> &&
+                               detail::points_to_text<decltype(std::begin(std::declval<Range&>()))>,
+                           int> = 0>
+command make_command(const Name& name, Range&& arguments) {
+  command made(detail::utf8_of(name));
+  for (const auto& argument : arguments) {
+    made.args().push_back(detail::utf8_of(argument));
+  }
+  return made;
+}
+
+/// Likewise.
+template <class Name, class Text, std::enable_if_t<detail::is_text<Name> && detail::is_text<Text>, int> = 0>
+command make_command(const Name& name, std::initializer_list<Text> arguments) {
+  return make_command(name, arguments.begin(), arguments.end());
+}
+
+/// A command with as many arguments as are given, which may be none.
+template <class Name, class... Texts,
+          std::enable_if_t<(detail::is_text<Name> && ... && detail::is_text<Texts>) &&
+                               !detail::are_strings_for_make_command<Name, Texts...>,
+                           int> = 0>
+command make_command(const Name& name, const Texts&... arguments) {
+  command made(detail::utf8_of(name));
+  made.args().reserve(sizeof...(Texts));
+  (made.args().push_back(detail::utf8_of(arguments)), ...);
+  return made;
+}
 
 }  // namespace foundation::core::process

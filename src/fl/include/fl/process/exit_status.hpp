@@ -51,4 +51,9 @@ using exit_status_variant = std::variant<unknown, exited, signaled>;
 
 using detail::exit_status_variant;
 
+// Its alternatives, to ask for: `if (const auto* end = std::get_if<process::exited>(&status))`.
+using detail::exited;
+using detail::signaled;
+using detail::unknown;
+
 }  // namespace foundation::core::process
