@@ -26,6 +26,7 @@
 #include <kit/arguments.hpp>
 #include <kit/exit_code_text.hpp>
 #include <kit/shell_text.hpp>
+#include <kit/describe_system.hpp>
 #include <resource_core/msg_id.hpp>
 #include <resource_core/msg_id_holder.hpp>
 #include <safe_env/environment.hpp>

@@ -50,9 +50,38 @@ const processor core_i7({{0, {0x0000000D, 0x756E6547, 0x6C65746E, 0x49656E69}},
                          {0x80000004, {0x2E322040, 0x48473035, 0x0000007A, 0x00000000}}},
                         0x7);
 
+/// What the processor has of all features there are, each asked for by itself.
+token_set features_of(const InstructionSet& told) {
+  using enum Feature;
+  constexpr Feature features[] = {
+      abm,       adx,    aes,         avx,    avx2,   avx512cd, avx512er, avx512f,  avx512pf, bmi1,      bmi2,
+      clfsh,     cmov,   cmpxchg16b,  cx8,    erms,   f16c,     fma,      fsgsbase, fxsr,     hle,       hypervisor,
+      invpcid,   lahf,   lzcnt,       mmx,    mmxext, monitor,  movbe,    msr,      osxsave,  osymmsave, oszmmsave,
+      pclmulqdq, popcnt, prefetchwt1, rdrand, rdseed, rdtscp,   rtm,      sep,      sha,      sse,       sse2,
+      sse3,      sse41,  sse42,       sse4a,  ssse3,  syscall,  tbm,      xop,      xsave,    _3dnow,    _3dnowext};
+  std::istringstream names(
+      "ABM ADX AES AVX AVX2 AVX512CD AVX512ER AVX512F AVX512PF BMI1 BMI2 CLFSH CMOV CMPXCHG16B CX8 ERMS F16C FMA "
+      "FSGSBASE FXSR HLE HYPERVISOR INVPCID LAHF LZCNT MMX MMXEXT MONITOR MOVBE MSR OSXSAVE OSYMMSAVE OSZMMSAVE "
+      "PCLMULQDQ POPCNT PREFETCHWT1 RDRAND RDSEED RDTSCP RTM SEP SHA SSE SSE2 SSE3 SSE41 SSE42 SSE4a SSSE3 "
+      "SYSCALL TBM XOP XSAVE _3DNOW _3DNOWEXT");
+  token_set had;
+  for (const Feature feature : features) {
+    std::string name;
+    names >> name;
+    if (told.has(feature)) {
+      had.insert(name);
+    }
+  }
+  EXPECT_TRUE(names.eof());
+  return had;
+}
+
+/// Those of the feature string.
 token_set tokens_of(const InstructionSet& told) {
   std::istringstream features(told.getFeatureString());
-  return token_set(std::istream_iterator<std::string>(features), {});
+  const token_set tokens(std::istream_iterator<std::string>(features), {});
+  EXPECT_EQ(features_of(told), tokens);
+  return tokens;
 }
 
 void set_vendor(processor& which, std::string text) {
