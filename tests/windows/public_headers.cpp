@@ -24,9 +24,11 @@
 #include <i18n/path.hpp>
 #include <i18n/stream_converter.hpp>
 #include <kit/arguments.hpp>
-#include <kit/exit_code_text.hpp>
-#include <kit/shell_text.hpp>
+#include <kit/crash_handler.hpp>
 #include <kit/describe_system.hpp>
+#include <kit/exit_code_text.hpp>
+#include <kit/job.hpp>
+#include <kit/shell_text.hpp>
 #include <resource_core/msg_id.hpp>
 #include <resource_core/msg_id_holder.hpp>
 #include <safe_env/environment.hpp>
