@@ -32,8 +32,8 @@ std::size_t patch(const char* module, const char* function) {
 std::size_t take_memory_away() {
   std::size_t patched = 0;
   for (const char* const module :
-       {"libqxfl.dll", "libqxfoundation_conc_common.dll", "libqxfoundation_log.dll", "libgcc_s_seh-1.dll",
-        "libwinpthread-1.dll", "libstdc++-6.dll", static_cast<const char*>(nullptr)}) {
+       {"libqxfl.dll", "libqxfoundation_conc_common.dll", "libqxfoundation_log.dll", "libqxkit.dll",
+        "libgcc_s_seh-1.dll", "libwinpthread-1.dll", "libstdc++-6.dll", static_cast<const char*>(nullptr)}) {
     patched += patch<std::size_t>(module, "malloc");
     patched += patch<std::size_t, std::size_t>(module, "calloc");
     patched += patch<void*, std::size_t>(module, "realloc");

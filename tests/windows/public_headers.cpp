@@ -42,6 +42,11 @@
 #include <kit/console.hpp>
 #include <kit/exit_code_text.hpp>
 #include <kit/replacing_file.hpp>
+#include <kit/arguments.hpp>
+#include <kit/crash_handler.hpp>
+#include <kit/describe_system.hpp>
+#include <kit/exit_code_text.hpp>
+#include <kit/job.hpp>
 #include <kit/shell_text.hpp>
 #include <resource_core/msg_id.hpp>
 #include <resource_core/msg_id_holder.hpp>

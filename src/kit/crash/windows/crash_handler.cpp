@@ -1,0 +1,270 @@
+// The places from which a crash comes to us, what was there before, and who may install.
+#include <fl/diag/terminate.hpp>
+
+#include "common/windows/procedure.hpp"
+#include "crash/windows/crash_process.hpp"
+#include "crash/windows/stack_reserve.hpp"
+#include "crash/windows/uncaught.hpp"
+
+#include <kit/crash_handler.hpp>
+
+#include <windows.h>
+
+#include <atomic>
+#include <csignal>
+#include <cstdlib>
+#include <exception>
+#include <memory>
+#include <stdexcept>
+#include <utility>
+
+namespace foundation::kit {
+
+namespace {
+
+using signal_handler = void (*)(int);
+
+constexpr DWORD gnu_exception = 0x20474343;  ///< what the compiler's run-time throws C++ exceptions with
+constexpr std::uint32_t abort_status = 3;
+constexpr std::uint32_t fail_fast = 0xC0000409, invalid_run_time_argument = 0xC0000417;
+
+/// What stood in the places. Stays known after the removal, for those who have kept the addresses of ours.
+struct former_handlers {
+  std::atomic<LPTOP_LEVEL_EXCEPTION_FILTER> filter{nullptr};
+  std::atomic<std::terminate_handler> terminate{nullptr};
+  std::atomic<signal_handler> abort{nullptr};
+  std::atomic<_invalid_parameter_handler> invalid_parameter{nullptr};
+};
+
+struct installation {
+  explicit installation(const crash_handler_options& options)
+      : targets(options), watches_parameters(options.invalid_parameters) {}
+
+  crash_targets targets;
+  bool watches_parameters;  ///< The options ask for it, and the run-time lets us.
+};
+
+constinit former_handlers former;
+constinit installation* installed = nullptr;
+constinit SRWLOCK guard = SRWLOCK_INIT;  ///< of what is installed; a crash does not take it
+
+class guard_lock {
+ public:
+  guard_lock() noexcept { AcquireSRWLockExclusive(&guard); }
+  guard_lock(const guard_lock&) = delete;
+  guard_lock& operator=(const guard_lock&) = delete;
+  ~guard_lock() { ReleaseSRWLockExclusive(&guard); }
+};
+
+// The compiler's library has functions of these names in any case, a copy for each module, which do nothing where the
+// run-time has none. Then there is no place for a handler, and an invalid parameter is none of its business.
+#ifdef _UCRT
+_invalid_parameter_handler set_invalid_parameter_handler(_invalid_parameter_handler handler) noexcept {
+  return _set_invalid_parameter_handler(handler);
+}
+_invalid_parameter_handler get_invalid_parameter_handler() noexcept {
+  return _get_invalid_parameter_handler();
+}
+#else
+using get_handler = _invalid_parameter_handler (*)();
+using set_handler = _invalid_parameter_handler (*)(_invalid_parameter_handler);
+
+template <class Function>
+Function find_in_run_time(const char* name) noexcept {
+  return core::sysdep::windows::find_procedure<Function>(GetModuleHandleW(L"msvcrt.dll"), name);
+}
+
+_invalid_parameter_handler set_invalid_parameter_handler(_invalid_parameter_handler handler) noexcept {
+  const auto set = find_in_run_time<set_handler>("_set_invalid_parameter_handler");
+  return set != nullptr ? set(handler) : nullptr;
+}
+/// Null as well where the run-time has no such place.
+_invalid_parameter_handler get_invalid_parameter_handler() noexcept {
+  const auto get = find_in_run_time<get_handler>("_get_invalid_parameter_handler");
+  return get != nullptr ? get() : nullptr;
+}
+#endif
+
+LONG WINAPI on_fault(EXCEPTION_POINTERS* fault) {
+  const EXCEPTION_RECORD& record = *fault->ExceptionRecord;
+  // A C++ exception that nobody catches goes on to std::terminate when the run-time is told that nobody did.
+  if (record.ExceptionCode == gnu_exception && (record.ExceptionFlags & EXCEPTION_NONCONTINUABLE) == 0) {
+    return EXCEPTION_CONTINUE_EXECUTION;
+  }
+  end_crashed_process({crash_kind::fault, record.ExceptionCode, fault, nullptr});
+  const auto before = former.filter.load();
+  return before != nullptr ? before(fault) : EXCEPTION_CONTINUE_SEARCH;
+}
+
+[[noreturn]] void on_terminate() {
+  end_crashed_process({crash_kind::terminate, fail_fast, nullptr, nullptr});
+  if (const auto before = former.terminate.load()) {
+    before();
+  }
+  std::abort();
+}
+
+void on_abort(int signal) {
+  std::signal(SIGABRT, on_abort);  // The run-time has taken it out; the next one to abort is not to end the process.
+  end_crashed_process({crash_kind::abort, abort_status, nullptr, nullptr});
+  const auto before = former.abort.load();
+  std::signal(SIGABRT, SIG_DFL);
+  if (before != SIG_DFL && before != SIG_IGN) {
+    before(signal);
+  }
+}
+
+void on_invalid_parameter(const wchar_t* expression, const wchar_t* function, const wchar_t* file, unsigned line,
+                          std::uintptr_t reserved) {
+  char name[128];
+  std::size_t length = 0;
+  for (; function != nullptr && function[length] != L'\0' && length < sizeof name - 1; ++length) {
+    name[length] = function[length] < 0x7F ? static_cast<char>(function[length]) : '?';
+  }
+  name[length] = '\0';
+  end_crashed_process(
+      {crash_kind::invalid_parameter, invalid_run_time_argument, nullptr, length != 0 ? name : nullptr});
+  if (const auto before = former.invalid_parameter.load()) {
+    before(expression, function, file, line, reserved);
+  }
+}
+
+// Each puts what was there before back, if ours is still there.
+
+void restore_filter() noexcept {
+  if (const auto found = SetUnhandledExceptionFilter(former.filter); found != on_fault) {
+    SetUnhandledExceptionFilter(found);
+  }
+}
+
+void restore_terminate() noexcept {
+  if (std::get_terminate() == on_terminate) {
+    std::set_terminate(former.terminate);
+  }
+}
+
+void restore_abort() noexcept {
+  if (const signal_handler found = std::signal(SIGABRT, former.abort); found != on_abort) {
+    std::signal(SIGABRT, found);
+  }
+}
+
+void restore_invalid_parameter() noexcept {
+  if (get_invalid_parameter_handler() == on_invalid_parameter) {
+    set_invalid_parameter_handler(former.invalid_parameter);
+  }
+}
+
+void put_handlers(installation& what) noexcept {
+  former.filter = SetUnhandledExceptionFilter(on_fault);
+  former.terminate = std::set_terminate(on_terminate);
+  former.abort = std::signal(SIGABRT, on_abort);
+  if (what.watches_parameters) {
+    former.invalid_parameter = set_invalid_parameter_handler(on_invalid_parameter);
+    what.watches_parameters = get_invalid_parameter_handler() == on_invalid_parameter;
+  }
+}
+
+void restore_handlers(const installation& what) noexcept {
+  if (what.watches_parameters) {
+    restore_invalid_parameter();
+  }
+  restore_abort();
+  restore_terminate();
+  restore_filter();
+}
+
+hook_state state_of(bool ours) {
+  return ours ? hook_state::active : hook_state::replaced;
+}
+
+hook_state look_at_filter() noexcept {
+  const auto found = SetUnhandledExceptionFilter(on_fault);
+  if (found != on_fault) {
+    SetUnhandledExceptionFilter(found);
+  }
+  return state_of(found == on_fault);
+}
+
+hook_state look_at_abort() noexcept {
+  const signal_handler found = std::signal(SIGABRT, on_abort);
+  if (found != on_abort) {
+    std::signal(SIGABRT, found);
+  }
+  return state_of(found == on_abort);
+}
+
+}  // namespace
+
+crash_handler install_crash_handler(const crash_handler_options& options) {
+  const guard_lock lock;
+  if (installed != nullptr) {
+    throw std::logic_error("a crash handler is installed already");
+  }
+  auto made = std::make_unique<installation>(options);
+  core::diag::disable_terminate_dialog();
+  prepare_uncaught();
+  set_stack_reserve(options.stack_reserve);
+  open_crash_process(made->targets);
+  put_handlers(*made);
+  installed = made.release();
+  return {};
+}
+
+crash_handler::crash_handler(crash_handler&& other) noexcept : installed_(std::exchange(other.installed_, false)) {}
+
+crash_handler& crash_handler::operator=(crash_handler&& other) noexcept {
+  if (this != &other) {
+    uninstall();
+    installed_ = std::exchange(other.installed_, false);
+  }
+  return *this;
+}
+
+crash_handler::~crash_handler() {
+  uninstall();
+}
+
+void crash_handler::uninstall() noexcept {
+  if (!std::exchange(installed_, false)) {
+    return;
+  }
+  if (!close_crash_process()) {
+    return;  // The program's own callback is ending the process.
+  }
+  const guard_lock lock;
+  restore_handlers(*installed);
+  set_stack_reserve(0);
+  delete std::exchange(installed, nullptr);
+}
+
+crash_handler_status look_at_crash_handler() noexcept {
+  const guard_lock lock;
+  crash_handler_status status{};
+  if (installed == nullptr) {
+    return status;
+  }
+  status.faults = look_at_filter();
+  status.terminate = state_of(std::get_terminate() == on_terminate);
+  status.abort = look_at_abort();
+  if (installed->watches_parameters) {
+    status.invalid_parameters = state_of(get_invalid_parameter_handler() == on_invalid_parameter);
+  }
+  if (installed->targets.dump) {
+    status.dump = state_of(installed->targets.dump->waits());
+  }
+  return status;
+}
+
+bool crash_handler_is_active() noexcept {
+  const crash_handler_status found = look_at_crash_handler();
+  const auto in_order = [](hook_state state) { return state != hook_state::replaced; };
+  return found.faults == hook_state::active && found.terminate == hook_state::active &&
+         found.abort == hook_state::active && in_order(found.invalid_parameters) && in_order(found.dump);
+}
+
+bool reserve_stack_for_crash_report() noexcept {
+  return reserve_stack();
+}
+
+}  // namespace foundation::kit
