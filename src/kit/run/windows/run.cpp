@@ -67,7 +67,6 @@ class running_command {
   void launch(const process::command& what, const process::context& how);
   void wait();
   bool is_over() const;
-  void cancel();
   void end_tree(run_end why);
   void note_end_of_child();
   void read_accounts(run_result& result) const;
@@ -84,6 +83,7 @@ class running_command {
   std::optional<steady::time_point> until_;  // the end of the time limit; later of the wait for what is still open
   run_end end_ = run_end::by_itself;
   bool child_ended_ = false;
+  bool stopped_ = false;   // by the time limit or a request: no further one is looked for
   bool draining_ = false;  // the child has ended or was ended: `until_` is the end of everything
 };
 
@@ -123,8 +123,9 @@ bool running_command::is_over() const {
   return (child_ended_ && closed) || (draining_ && steady::now() >= *until_);
 }
 
+// What has come is taken before anything is given up.
 void running_command::follow() {
-  while (!is_over()) {
+  for (;;) {
     if (input_) {
       input_->go_on();
     }
@@ -134,9 +135,10 @@ void running_command::follow() {
     if (err_) {
       err_->go_on();
     }
-    if (!is_over()) {
-      wait();
+    if (is_over()) {
+      return;
     }
+    wait();
   }
 }
 
@@ -144,7 +146,7 @@ void running_command::follow() {
 void running_command::wait() {
   std::array<HANDLE, 6> handles;
   DWORD count = 0;
-  if (end_ != run_end::cancelled) {
+  if (!stopped_) {
     if (options_.cancellation) {
       handles[count++] = options_.cancellation->native_handle();
     }
@@ -169,7 +171,7 @@ void running_command::wait() {
     throw_system_error(::GetLastError(), "WaitForMultipleObjects");
   }
   if (which < cancellations) {
-    cancel();
+    end_tree(run_end::cancelled);
   } else if (!child_ended_ && which == cancellations) {
     note_end_of_child();
   } else if (!draining_ && until_ && steady::now() >= *until_) {
@@ -177,17 +179,19 @@ void running_command::wait() {
   }
 }
 
-void running_command::cancel() {
-  if (draining_) {
-    until_ = steady::now();  // Nothing is left to be ended.
-  } else {
-    end_tree(run_end::cancelled);
-  }
-}
-
+// In the last moment the child may have ended by itself; then nobody ends it, but nobody waits for the rest either.
 void running_command::end_tree(run_end why) {
+  if (!child_ended_ && ::WaitForSingleObject(process_, 0) == WAIT_OBJECT_0) {
+    note_end_of_child();
+  }
+  if (draining_) {
+    until_ = steady::now();
+    stopped_ = true;
+    return;
+  }
   job_.terminate();
   end_ = why;
+  stopped_ = true;
   draining_ = true;
   until_ = later(steady::now(), limits_.drain);
 }

@@ -1,8 +1,10 @@
 // Many commands, some at a time: in order, without loss, and ended with whoever ends the call.
 
 #include "children.hpp"
+#include "endless.hpp"
 #include "every_test.hpp"
 #include "import_patch.hpp"
+#include "seeded_random.hpp"
 
 #include <kit/run_all.hpp>
 
@@ -10,6 +12,7 @@
 
 namespace kit = foundation::kit;
 namespace process = foundation::core::process;
+using namespace std::chrono_literals;
 using children::command;
 using test_support::injected;
 using test_support::loses_no_handle;
@@ -18,23 +21,49 @@ namespace {
 
 struct stop_here : std::exception {};
 
-// What every command does that nobody ends.
-class endless_commands {
- public:
-  ~endless_commands() { CloseHandle(event_); }
-  process::command one() const { return command("wait", {name_}); }
-
- private:
-  std::string name_ = "qxfl-endless-all-" + std::to_string(GetCurrentProcessId());
-  HANDLE event_ = CreateEventA(nullptr, TRUE, FALSE, name_.c_str());
-};
-
 std::vector<process::command> numbered(int count) {
   std::vector<process::command> commands;
   for (int i = 0; i != count; ++i) {
     commands.push_back(command("exit", {std::to_string(i)}));
   }
   return commands;
+}
+
+// One of the things that a command can do to those who run it, and whether it went as it must.
+struct trial {
+  kit::run_request request;
+  std::function<bool(const kit::run_result&)> is_right;
+};
+
+trial make_trial(std::uint64_t kind, const std::string& event, test_support::seeded_random& random) {
+  const std::size_t size = random.below(300'000);
+  trial made = {{command("echo", {"told"})}, nullptr};
+  switch (kind) {
+    case 0:
+      made.request.what = command("flood", {std::to_string(size)});
+      made.request.limits.output = 1000;
+      made.is_right = [size](const kit::run_result& result) {
+        return result.succeeded() && result.out.bytes.size() + result.out.dropped == size + 1 &&
+               result.err.bytes.size() + result.err.dropped == size;
+      };
+      return made;
+    case 1:
+      made.request.what = command("leave", {"wait", event});
+      made.request.limits.drain = 20ms;
+      made.is_right = [](const kit::run_result& result) { return result.succeeded() && result.out.given_up; };
+      return made;
+    case 2:
+      made.request.what = command("tree", {event});
+      made.request.limits.time = std::chrono::milliseconds(random.below(300));
+      made.is_right = [](const kit::run_result& result) { return result.end == kit::run_end::time_limit; };
+      return made;
+    default:
+      made.request.options.input = random.text<std::string>(size, "abc\n");
+      made.is_right = [text = *made.request.options.input](const kit::run_result& result) {
+        return result.succeeded() && result.out.bytes == text && result.err.bytes == "told";
+      };
+      return made;
+  }
 }
 
 }  // namespace
@@ -84,8 +113,8 @@ TEST(RunAll, RequestsHaveTheirOwnSettingsAndTheirOwnCallbacksFailThemAlone) {
 
 // Each of these would wait for ever if anything that runs were left running.
 TEST(RunAll, WhoeverEndsTheCallEndsAllThatRunsAndStartsNoMore) {
-  const endless_commands endless;
-  std::vector<process::command> commands(7, endless.one());
+  const endless event;
+  std::vector<process::command> commands(7, command("wait", {event.name()}));
   commands[0] = command("exit", {"9"});
   EXPECT_TRUE(loses_no_handle([&] {
     kit::run_all_options throwing;
@@ -118,8 +147,8 @@ TEST(RunAll, WhoeverEndsTheCallEndsAllThatRunsAndStartsNoMore) {
 }
 
 TEST(RunAll, TheSystemsRefusalsEndTheCall) {
-  const endless_commands endless;
-  const std::vector<process::command> commands(3, endless.one());
+  const endless event;
+  const std::vector<process::command> commands(3, command("wait", {event.name()}));
   EXPECT_TRUE(loses_no_handle([&] {
     const DWORD caller = GetCurrentThreadId();
     injected<decltype(&WaitForMultipleObjects)> wait("libqxkit.dll", "WaitForMultipleObjects");
@@ -131,8 +160,34 @@ TEST(RunAll, TheSystemsRefusalsEndTheCall) {
       return original(arguments...);
     });
     EXPECT_THROW(kit::run_all(commands, 3), boost::system::system_error);
-    injected<decltype(&CreateEventW)> event("libqxkit.dll", "CreateEventW");
-    event.fail_at(2, nullptr, ERROR_NOT_ENOUGH_QUOTA);  // behind that of the request to stop
+    injected<decltype(&CreateEventW)> create("libqxkit.dll", "CreateEventW");
+    create.fail_at(2, nullptr, ERROR_NOT_ENOUGH_QUOTA);  // behind that of the request to stop
     EXPECT_THROW(kit::run_all(commands, 3), boost::system::system_error);
+  }));
+}
+
+// QXFL_SOAK_RUNS says how many runs: a few here, ten thousand before a release.
+TEST(RunAll, ManyRunsOfAllKindsLoseNoByteNoHandleAndNoProcess) {
+  const char* const wanted = std::getenv("QXFL_SOAK_RUNS");
+  const int runs = wanted != nullptr ? std::atoi(wanted) : 40;
+  constexpr int batch = 40;
+  test_support::seeded_random random;
+  endless event;
+  EXPECT_TRUE(loses_no_handle([&] {
+    for (int done = 0; done < runs; done += batch) {
+      std::vector<kit::run_request> requests;
+      std::vector<std::function<bool(const kit::run_result&)>> right;
+      for (std::uint64_t i = 0; i != batch; ++i) {
+        trial made = make_trial(i % 6, event.name(), random);
+        requests.push_back(std::move(made.request));
+        right.push_back(std::move(made.is_right));
+      }
+      kit::run_all_options options;
+      options.on_end = [&](std::size_t i, const kit::run_outcome& outcome) {
+        EXPECT_TRUE(!outcome.error && right[i](outcome.result)) << requests[i].what << " in run " << done + int(i);
+      };
+      kit::run_all(requests, 8, options);
+    }
+    event.wait_until_alone();
   }));
 }

@@ -1,6 +1,7 @@
 // Commands that do to their streams whatever a command can do, and a system that refuses.
 
 #include "children.hpp"
+#include "endless.hpp"
 #include "every_test.hpp"
 #include "import_patch.hpp"
 #include "refusals.hpp"
@@ -23,31 +24,6 @@ namespace {
 
 constexpr char kit_dll[] = "libqxkit.dll";
 constexpr std::size_t huge = 3'000'000;  // far more than all pipes hold
-
-// An event that is never set: what waits for it lives until it is ended.
-class endless {
- public:
-  endless() : event_(CreateEventA(nullptr, TRUE, FALSE, name_.c_str())) {}
-  endless(const endless&) = delete;
-  endless& operator=(const endless&) = delete;
-  ~endless() { CloseHandle(event_); }
-  const std::string& name() const { return name_; }
-
-  /// Returns when no process but this one has the event any more. The test's watchdog sees to it if that never comes.
-  void wait_until_alone() {
-    CloseHandle(std::exchange(event_, nullptr));
-    while (const HANDLE found = OpenEventA(SYNCHRONIZE, FALSE, name_.c_str())) {
-      CloseHandle(found);
-      Sleep(1);
-    }
-    event_ = CreateEventA(nullptr, TRUE, FALSE, name_.c_str());
-  }
-
- private:
-  static inline unsigned made_ = 0;
-  std::string name_ = "qxfl-endless-" + std::to_string(GetCurrentProcessId()) + "-" + std::to_string(++made_);
-  HANDLE event_;
-};
 
 kit::run_limits draining(std::chrono::milliseconds drain) {
   kit::run_limits limits;
