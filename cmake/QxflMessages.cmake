@@ -68,6 +68,7 @@ set(header [[@header@]])\nset(source [[@source@]])\nset(generator [[@CMAKE_GENER
     DEPENDS ${files} "${folder}/settings.cmake" "${script}"
     COMMENT "Checking the message catalogs of ${arg_TARGET}"
     VERBATIM)
+  set_source_files_properties("${source}" PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)  # Its names are short.
   target_sources(${arg_TARGET} PRIVATE "${source}" "${header}")
   target_include_directories(${arg_TARGET} PRIVATE "${folder}/include")
 endfunction()

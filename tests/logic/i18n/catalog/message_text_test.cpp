@@ -44,25 +44,20 @@ TEST(MessageText, ArgumentsTakeThePlaceOfTheirMarksOnceWhateverTheLocaleAndNothi
 
 TEST(MessageArgument, IsAnyNumberOrTextButNoCharacterOrTruthValue) {
   using fl::i18n::message_argument;
-  const std::string utf8 = "\xC3\xA9";
-  const std::u16string utf16 = u"\u00E9";
-  const message_argument arguments[] = {7,
-                                        UINT64_MAX,
-                                        INT64_MIN,
-                                        std::size_t{INT64_MAX},
-                                        0.5f,
-                                        "literal",
-                                        utf8,
-                                        utf16,
-                                        std::string_view(),
-                                        u"16",
-                                        std::u16string_view(),
-                                        MsgArgument(utf8)};
-  const MsgArgument expected[] = {
-      std::int64_t{7}, "18446744073709551615", INT64_MIN, INT64_MAX, 0.5, "literal", utf8, utf16, "", u"16", u"", utf8};
-  ASSERT_EQ(std::size(arguments), std::size(expected));
-  for (std::size_t i = 0; i != std::size(expected); ++i) {
-    EXPECT_EQ(arguments[i].value(), expected[i]) << i;
+  const std::u16string text = u"\u00E9";
+  const std::pair<message_argument, MsgArgument> cases[] = {{7, std::int64_t{7}},
+                                                            {UINT64_MAX, "18446744073709551615"},
+                                                            {std::size_t{INT64_MAX}, INT64_MAX},
+                                                            {0.5f, 0.5},
+                                                            {"literal", "literal"},
+                                                            {"x"s, "x"},
+                                                            {std::string_view(), ""},
+                                                            {u"literal", u"literal"},
+                                                            {text, text},
+                                                            {std::u16string_view(text), text},
+                                                            {MsgArgument(text), text}};
+  for (const auto& [argument, value] : cases) {
+    EXPECT_EQ(argument.value(), value);
   }
   const auto takes = [](auto... refused) {
     return (std::is_convertible_v<decltype(refused), message_argument> || ...);

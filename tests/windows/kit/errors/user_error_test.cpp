@@ -1,5 +1,7 @@
 // User errors made from the template, thrown by one module and caught in another, and their texts, which are compiled
 // into the one that throws.
+#undef NDEBUG  // The header asserts.
+
 #include <i18n/message_catalog.hpp>
 
 #include "every_test.hpp"
@@ -19,7 +21,10 @@ using fl::i18n::MessageCatalog;
 using shop::out_of_stock;
 using shop::sold_out;
 
-class bare : public foundation::kit::user_error<bare> {};
+class bare : public foundation::kit::user_error<bare> {
+ public:
+  bare() : user_error(resource_core::BaseMsgID()) {}
+};
 
 template <class Error>
 Error caught(const std::function<void()>& raise) {
@@ -69,6 +74,14 @@ TEST(UserError, StaysOfItsClassWhereverItGoes) {
   EXPECT_EQ(first.GetMsgID(), second.GetMsgID()) << "moving is copying";
   first = none;
   EXPECT_EQ(first.GetErrorID(), "SHOP:soldOut");
+}
+
+TEST(UserError, DerivedFromInThePlainWayIsNotedBeforeItIsCutDown) {
+  const struct plainly_derived : bare {
+  } error;
+  const boost::exception_detail::clone_base& base = error;
+  EXPECT_EXIT(base.rethrow(), ExitedWithCode(3), "derive from user_error<This, Base>");
+  EXPECT_EXIT(std::ignore = base.clone(), ExitedWithCode(3), "derive from user_error<This, Base>");
 }
 
 TEST(UserError, SpeaksEachLanguageFromTheProgramItselfUnlessAFileSaysOtherwise) {
