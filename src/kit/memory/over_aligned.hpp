@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <limits>
 #include <stdexcept>
 #include <string>
@@ -29,14 +30,16 @@ inline std::size_t over_aligned_size(std::size_t size, std::size_t alignment) no
 inline void* over_align(void* heap_block, std::size_t alignment) noexcept {
   const auto address = reinterpret_cast<std::uintptr_t>(heap_block);
   const std::uintptr_t above = alignment - (address & (alignment - 1));  // never 0
-  void** const block = reinterpret_cast<void**>(static_cast<char*>(heap_block) + above);
-  block[-1] = heap_block;
+  char* const block = static_cast<char*>(heap_block) + above;
+  std::memcpy(block - sizeof heap_block, &heap_block, sizeof heap_block);
   return block;
 }
 
 /// The block of the heap that such a place lies in.
-inline void* heap_block_of(void* over_aligned) noexcept {
-  return static_cast<void**>(over_aligned)[-1];
+inline void* heap_block_of(const void* over_aligned) noexcept {
+  void* heap_block = nullptr;
+  std::memcpy(&heap_block, static_cast<const char*>(over_aligned) - sizeof heap_block, sizeof heap_block);
+  return heap_block;
 }
 
 }  // namespace foundation::kit::detail

@@ -124,7 +124,8 @@ std::string limit(const std::optional<job_restrictions>& job, std::optional<Limi
   if (!job) {
     return unknown;
   }
-  return *job.*which ? in_words(*(*job.*which)) : "unlimited";
+  const std::optional<Limit>& restriction = (*job).*which;
+  return restriction ? in_words(*restriction) : "unlimited";
 }
 
 void add_job(fact_list& list, const system_facts& facts) {
