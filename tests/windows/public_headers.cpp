@@ -26,6 +26,8 @@
 #include <kit/arguments.hpp>
 #include <kit/console.hpp>
 #include <kit/exit_code_text.hpp>
+#include <kit/progress_line.hpp>
+#include <kit/recode.hpp>
 #include <kit/replacing_file.hpp>
 #include <kit/shell_text.hpp>
 #include <resource_core/msg_id.hpp>
