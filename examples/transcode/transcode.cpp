@@ -1,173 +1,130 @@
-// Converts a text file from one encoding to another, whatever its size. Bytes come from a file buffer of the library, a
-// converter makes UTF-16 of them, and they leave through a stream of UTF-16 that writes the other encoding.
-#include <fl/io.hpp>
+// Converts a text file from one encoding to another, whatever its size, by way of UTF-16. What goes wrong is told in
+// the user's language.
 #include <i18n/convert.hpp>
+#include <i18n/encoding.hpp>
+#include <i18n/filebuf.hpp>
 
-#include "options.hpp"
-#include "progress.hpp"
+#include "messages.hpp"
 
-#include <fcntl.h>
-#include <io.h>
+#include <boost/system/system_error.hpp>
+#include <kit/arguments.hpp>
+#include <kit/console.hpp>
+#include <kit/progress_line.hpp>
+#include <kit/recode.hpp>
+#include <kit/replacing_file.hpp>
+#include <kit/user_error.hpp>
 
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
-#include <exception>
-#include <filesystem>
-#include <iostream>
-#include <stdexcept>
+#include <optional>
 #include <string>
 #include <vector>
 
-namespace io = foundation::core::io;
+namespace kit = foundation::kit;
+namespace message = messages::TRANSCODE;
 
 namespace {
 
-using byte_buffer = std::basic_streambuf<char>;
-using byte_file = fl::filesystem::basic_filebuf<char>;
-using text_stream = std::basic_ostream<char16_t>;
+constexpr const char* usage_text =
+    "usage: transcode [--strict] FROM TO [IN] [OUT]\n"
+    "\n"
+    "Converts the file IN from the encoding FROM to the encoding TO (UTF-8, UTF-16LE, Shift_JIS, GB18030,\n"
+    "windows-1252, ...; SYSTEM is the active code page) and writes it to OUT, which may be IN. \"-\" or nothing\n"
+    "stands for standard input and output. Line ends stay as they are.\n"
+    "\n"
+    "What is ill-formed becomes U+FFFD, and a character that TO lacks a question mark. With --strict either ends\n"
+    "the work with a message that says where it stands, and an OUT that was there before stays as it was.\n"
+    "\n"
+    "exit status: 0 done, 1 not done, 2 wrong usage\n";
 
-constexpr std::size_t block_size = 65536;  // bytes that are read at a time
-
-[[noreturn]] void fail(const std::string& what, const fl::filesystem::path& file, const std::string& why) {
-  throw std::runtime_error(what + " " + fl::i18n::ustring_to_utf8(file.string()) + ": " + why);
-}
-
-std::filesystem::path system_form(const fl::filesystem::path& file) {
-  return file.native_access_form();
-}
-
-/// Standard input, or the file with that name, which `file` holds then.
-byte_buffer& open_input(const fl::filesystem::path& name, byte_file& file) {
-  if (name.empty()) {
-    _setmode(_fileno(stdin), _O_BINARY);
-    return *std::cin.rdbuf();
-  }
-  if (!file.open(name.string(), std::ios_base::in | std::ios_base::binary)) {
-    fail("cannot read", name, std::strerror(errno));
-  }
-  return file;
-}
-
-/// In bytes; 0 for what has no size.
-std::uint64_t size_of(byte_buffer& bytes) {
-  const std::streamoff end = bytes.pubseekoff(0, std::ios_base::end, std::ios_base::in);
-  return end > 0 && bytes.pubseekpos(0, std::ios_base::in) == 0 ? static_cast<std::uint64_t>(end) : 0;
-}
-
-/// Converts a block and hands the units to `use(units, count)`.
-template <class Converter, class In, class Area, class Use>
-void convert_block(const Converter& converter, const In* from, const In* end, bool last, Area& area, Use use) {
-  for (std::size_t more = 1; more != 0;) {
-    auto* to = area.data();
-    more = converter.convert(&to, area.data() + area.size(), &from, end, last);
-    use(area.data(), to - area.data());
-  }
-}
-
-/// Throws if a strict conversion meets what it cannot convert, and if `out` does not accept the text.
-void convert_all(byte_buffer& in, text_stream& out, const transcode_options& options, progress& shown) {
-  const fl::i18n::stream_codecvt_string_to_ustring decoder(options.from, !options.strict);
-  // The streams of the library put a question mark for what the encoding lacks. Who is strict asks before.
-  const fl::i18n::stream_codecvt_ustring_to_string probe(options.to, !options.strict);
-  std::vector<char> bytes(block_size), probed(block_size);
-  std::vector<char16_t> units(block_size);
-  for (bool last = false; !last;) {
-    const std::streamsize count = in.sgetn(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    last = count < static_cast<std::streamsize>(bytes.size());
-    convert_block(decoder, bytes.data(), bytes.data() + count, last, units,
-                  [&](const char16_t* text, std::streamsize n) {
-                    if (options.strict) {
-                      convert_block(probe, text, text + n, false, probed, [](const char*, std::streamsize) {});
-                    }
-                    out.write(text, n);
-                  });
-    if (!out) {
-      throw std::runtime_error("the output cannot be written");
-    }
-    shown.add(static_cast<std::uint64_t>(count));
-  }
-  if (!out.flush()) {
-    throw std::runtime_error("the output cannot be written");
-  }
-}
-
-/// A file that takes the place of another one when it is whole, and is removed if it does not come to that.
-class new_file {
+class problem : public kit::user_error<problem> {
  public:
-  explicit new_file(const fl::filesystem::path& final_name)
-      : final_name_(final_name), name_(final_name.string() + u".part") {}
-  new_file(const new_file&) = delete;
-  new_file& operator=(const new_file&) = delete;
-  ~new_file() {
-    std::error_code ignored;
-    if (!kept_) {
-      std::filesystem::remove(system_form(name_), ignored);
-    }
-  }
-
-  const fl::filesystem::path& name() const { return name_; }
-  void keep() {
-    std::error_code error;
-    std::filesystem::rename(system_form(name_), system_form(final_name_), error);
-    if (error) {
-      fail("cannot write", final_name_, error.message());
-    }
-    kept_ = true;
-  }
-
- private:
-  fl::filesystem::path final_name_;
-  fl::filesystem::path name_;  // while it is written
-  bool kept_ = false;
+  explicit problem(resource_core::BaseMsgID id, int status = 1) : user_error(std::move(id)), exit_status(status) {}
+  int exit_status;
 };
 
-void write_to_file(byte_buffer& in, const transcode_options& options, progress& shown, byte_file& in_file) {
-  new_file target(options.output);
-  io::uofstream out(target.name(), std::ios_base::out | std::ios_base::binary, options.to);
-  if (!out.is_open()) {
-    fail("cannot write", target.name(), std::strerror(errno));
+struct options {
+  bool strict = false;
+  std::string from, to;       // names of encodings
+  std::string input, output;  // names of files; "-": standard input and output
+};
+
+options parse(std::vector<std::string> words) {
+  const bool strict = !words.empty() && words[0] == "--strict";
+  words.erase(words.begin(), words.begin() + strict);
+  if (words.size() < 2 || words.size() > 4 || words[0].rfind("--", 0) == 0) {
+    throw problem(message::usage(), 2);
   }
-  convert_all(in, out, options, shown);
-  out.close();
-  in_file.close();  // It may be the file whose place the new one takes.
-  target.keep();
+  words.resize(4, "-");
+  for (const std::string& encoding : {words[0], words[1]}) {
+    try {
+      fl::i18n::decode("", encoding);
+    } catch (const fl::i18n::unknown_encoding&) {
+      throw problem(message::unknownEncoding(encoding), 2);
+    }
+  }
+  return {strict, words[0], words[1], words[2], words[3]};
 }
 
-void write_to_standard_output(byte_buffer& in, const transcode_options& options, progress& shown) {
-  _setmode(_fileno(stdout), _O_BINARY);
-  io::uostream out = io::make_uostream_adaptor(std::cout, options.to);
-  convert_all(in, out, options, shown);
+std::optional<std::uint64_t> size_of(std::streambuf& bytes) {
+  const std::streamoff size = bytes.pubseekoff(0, std::ios_base::end, std::ios_base::in);
+  const bool is_known = size >= 0 && bytes.pubseekpos(0, std::ios_base::in) == 0;
+  return is_known ? std::optional<std::uint64_t>(size) : std::nullopt;
 }
 
-void transcode(const transcode_options& options) {
-  byte_file in_file;
-  byte_buffer& in = open_input(options.input, in_file);
-  progress shown(size_of(in_file));
-  if (options.output.empty()) {
-    write_to_standard_output(in, options, shown);
-  } else {
-    write_to_file(in, options, shown, in_file);
+void convert(std::istream& in, std::ostream& out, const options& how) {
+  kit::progress_line line(kit::console().err());
+  const std::optional<std::uint64_t> total = size_of(*in.rdbuf());
+  try {
+    kit::recode(in, how.from, out, how.to, how.strict ? kit::lossy::refuse : kit::lossy::replace,
+                [&](std::uint64_t bytes) { line.show_bytes(bytes, total); });
+  } catch (const kit::missing_character& e) {
+    const std::string text = e.what();  // begins with the character
+    throw problem(
+        message::notInEncoding(text.substr(0, text.find(' ')), how.to, static_cast<std::int64_t>(e.position())));
+  } catch (const fl::i18n::conversion_error& e) {
+    throw problem(message::illFormed(how.from, static_cast<std::int64_t>(e.position())));
+  } catch (const std::ios_base::failure&) {
+    const char* const reason = std::strerror(EIO);
+    throw problem(in.bad() ? message::cannotRead(how.input, reason) : message::cannotWrite(how.output, reason));
+  }
+}
+
+void transcode(const options& how) {
+  fl::filesystem::basic_filebuf<char> file;
+  if (how.input != "-" && !file.open(fl::i18n::utf8_to_ustring(how.input), std::ios_base::in | std::ios_base::binary)) {
+    throw problem(message::cannotRead(how.input, std::strerror(errno)));
+  }
+  std::istream in(how.input == "-" ? kit::console().in().rdbuf() : &file);
+  try {
+    if (how.output == "-") {
+      return convert(in, kit::console().out(), how);
+    }
+    kit::replacing_file out(fl::filesystem::path(fl::i18n::utf8_to_ustring(how.output)));
+    out.stream().exceptions(std::ios_base::badbit);  // to know the reason
+    convert(in, out.stream(), how);
+    file.close();  // It may be the file whose place the new one takes.
+    out.keep();
+  } catch (const boost::system::system_error& e) {
+    throw problem(message::cannotWrite(how.output, e.code().message()));
   }
 }
 
 }  // namespace
 
-int wmain(int argc, wchar_t** argv) {
-  std::ios_base::sync_with_stdio(false);
-  try {
-    const transcode_options options = parse_options(argc, argv);
-    if (options.help) {
-      std::cout << usage_text;
-    } else {
-      transcode(options);
-    }
-    return 0;
-  } catch (const std::invalid_argument& e) {  // unknown encodings too
-    std::cerr << "transcode: " << e.what() << "\n\n" << usage_text;
-    return 2;
-  } catch (const std::exception& e) {
-    std::cerr << "transcode: " << e.what() << "\n";
-    return 1;
+int main() try {
+  std::vector<std::string> words = kit::utf8_arguments();
+  words.erase(words.begin());
+  if (!words.empty() && words[0] == "--help") {
+    kit::console().out() << usage_text;
+  } else {
+    transcode(parse(words));
   }
+  return 0;
+} catch (const problem& e) {
+  kit::console().err() << "transcode: " << e.what() << (e.exit_status == 2 ? std::string("\n\n") + usage_text : "\n");
+  return e.exit_status;
+} catch (const std::exception& e) {
+  kit::console().err() << "transcode: " << e.what() << '\n';
+  return 1;
 }

@@ -24,6 +24,13 @@
 #include <i18n/message_catalog.hpp>
 #include <i18n/path.hpp>
 #include <i18n/stream_converter.hpp>
+#include <kit/arguments.hpp>
+#include <kit/console.hpp>
+#include <kit/exit_code_text.hpp>
+#include <kit/progress_line.hpp>
+#include <kit/recode.hpp>
+#include <kit/replacing_file.hpp>
+#include <kit/shell_text.hpp>
 #include <resource_core/msg_id.hpp>
 #include <resource_core/msg_id_holder.hpp>
 #include <safe_env/environment.hpp>

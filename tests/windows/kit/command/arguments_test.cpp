@@ -29,27 +29,9 @@ TEST(Arguments, AreThoseThatTheSystemSees) {
   std::wstring line;
   test_support::injected<decltype(&GetCommandLineW)> given("libqxkit.dll", "GetCommandLineW",
                                                            [&](auto) { return line.data(); });
-  const std::wstring lines[] = {L"a",
-                                L"\"a b\"c d",
-                                L"a\"b c\" d",
-                                L" a",
-                                L"\t",
-                                L"\"a",
-                                L"\"\"",
-                                L"a\\\"b c",
-                                L"x  a \t b ",
-                                L"x \"\" \"\"",
-                                L"x \"a\"\"b c\" d",
-                                L"x \"\"\" a",
-                                L"x a\\\\\\\"",
-                                L"x \u00e4 \U0001F600 \x4e2d"};
-  for (const std::wstring& each : lines) {
-    line = each;
-    EXPECT_EQ(foundation::kit::utf8_arguments(), of_the_system(line)) << test_support::narrow(line);
-  }
   test_support::seeded_random random;
   for (int round = 0; round < 20000; ++round) {
-    line = L'x' + random.text(random.below(14), std::wstring(L"ab \t\\\\\"\"\""));
+    line = random.text(random.between(1, 16), std::wstring(L"ab\u00e4 \t\\\\\"\"\""));
     ASSERT_EQ(foundation::kit::utf8_arguments(), of_the_system(line)) << test_support::narrow(line);
   }
   line = L"";
