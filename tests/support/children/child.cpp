@@ -11,9 +11,10 @@
 //                          that this process has opened for itself: the parent looks which events are set.
 // pipe DESCRIPTOR          takes over the read end that a descriptor names: writes the pending character to standard
 //                          output and copies what the handle gives there. Bytes go through as they are.
-// start ARGUMENT...        starts this program with these arguments, words without special characters, and waits for
-// it. wait EVENT_NAME          waits until that event is set. out TEXT, err TEXT       writes the text to standard
-// output or error.
+// start ARGUMENT...        starts this program with these arguments, words without special characters, and its own
+//                          streams, and waits for it.
+// wait EVENT_NAME          waits until that event is set.
+// out TEXT, err TEXT       writes the text to standard output or error.
 #include <windows.h>
 #include <shellapi.h>
 
@@ -127,6 +128,10 @@ void start(const arguments& given) {
   }
   STARTUPINFOW startup = {};
   startup.cb = sizeof startup;
+  startup.dwFlags = STARTF_USESTDHANDLES;
+  startup.hStdInput = in;
+  startup.hStdOutput = out;
+  startup.hStdError = err;
   PROCESS_INFORMATION made = {};
   ::CreateProcessW(program, line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup, &made);
   ::WaitForSingleObject(made.hProcess, INFINITE);
