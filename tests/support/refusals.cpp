@@ -34,10 +34,16 @@ const std::regex left_alone(
 const std::regex giving_back(".*(Close|Destroy|Free|Unload|Unregister).*");
 
 // What a refused function returns, where that is not 0.
-const std::map<std::string, word> failures = {
-    {"CreateFileA", ~word{0}},       {"CreateFileW", ~word{0}},           {"CreateToolhelp32Snapshot", ~word{0}},
-    {"GetStdHandle", ~word{0}},      {"RegOpenKeyExA", refused_code},     {"RegQueryValueExA", refused_code},
-    {"SetFilePointer", 0xFFFFFFFFu}, {"WaitForSingleObject", WAIT_FAILED}};
+const std::map<std::string, word> failures = {{"CreateFileA", ~word{0}},
+                                              {"CreateFileW", ~word{0}},
+                                              {"CreateToolhelp32Snapshot", ~word{0}},
+                                              {"CreateNamedPipeW", ~word{0}},
+                                              {"WaitForMultipleObjects", WAIT_FAILED},
+                                              {"GetStdHandle", ~word{0}},
+                                              {"RegOpenKeyExA", refused_code},
+                                              {"RegQueryValueExA", refused_code},
+                                              {"SetFilePointer", 0xFFFFFFFFu},
+                                              {"WaitForSingleObject", WAIT_FAILED}};
 
 template <std::size_t Index, class Function = any_call>
 struct replacement;

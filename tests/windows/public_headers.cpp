@@ -23,7 +23,12 @@
 #include <i18n/message_catalog.hpp>
 #include <i18n/path.hpp>
 #include <i18n/stream_converter.hpp>
+#include <kit/by_lines.hpp>
+#include <kit/cancellation.hpp>
 #include <kit/job.hpp>
+#include <kit/run.hpp>
+#include <kit/run_all.hpp>
+#include <kit/run_output.hpp>
 #include <resource_core/msg_id.hpp>
 #include <resource_core/msg_id_holder.hpp>
 #include <safe_env/environment.hpp>

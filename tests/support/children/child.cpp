@@ -3,21 +3,28 @@
 // args ARGUMENT...         writes every argument to standard output as a record: its length in bytes as a 32-bit
 //                          little-endian number, then the bytes (UTF-8). They are those of the C run-time,
 // system-args ARGUMENT...  or those of CommandLineToArgvW.
+// close STREAMS MODE ARGUMENT...
+//                          closes standard streams (of i, o and e those that are named), then does what MODE says.
 // echo [TEXT]              writes the text to standard error and copies standard input to standard output.
 // env                      writes every entry of its environment block as a line of UTF-8, in the block's order, then
 //                          the variable "name" as narrow programs see it, and the current directory.
 // exit CODE...             ends with the 32-bit code (decimal, negative or 0x…), whatever follows.
+// flood BYTES              writes as many bytes to both outputs, in turn and in pieces, then reads its input to the end
+//                          and writes how many bytes that had.
 // handles HANDLE...        takes each handle value (decimal) for that of an event and sets it. By chance it can be one
 //                          that this process has opened for itself: the parent looks which events are set.
 // pipe DESCRIPTOR          takes over the read end that a descriptor names: writes the pending character to standard
 //                          output and copies what the handle gives there. Bytes go through as they are.
-// start ARGUMENT...        starts this program with these arguments, words without special characters, and its own
-//                          streams, and waits for it.
+// leave ARGUMENT...        starts this program with these arguments, words without special characters, with the same
+//                          streams, and ends.
+// start ARGUMENT...        does the same, but waits for it.
+// tree EVENT_NAME          leaves a process behind that waits for that event, writes "ready" and waits for it, too.
 // wait EVENT_NAME          waits until that event is set.
 // out TEXT, err TEXT       writes the text to standard output or error.
 #include <windows.h>
 #include <shellapi.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cwchar>
 #include <map>
@@ -119,7 +126,23 @@ void wait(const arguments& given) {
   ::WaitForSingleObject(::OpenEventW(SYNCHRONIZE, FALSE, given[0].c_str()), INFINITE);
 }
 
-void start(const arguments& given) {
+void flood(const arguments& given) {
+  const std::string piece(5000, 'x');
+  for (std::uint64_t rest = number(given[0]); rest != 0; rest -= std::min<std::uint64_t>(rest, piece.size())) {
+    const std::string_view part = std::string_view(piece).substr(0, rest);
+    write_all(out, part);
+    write_all(err, part);
+  }
+  std::uint64_t taken = 0;
+  char buffer[4096];
+  DWORD got = 0;
+  while (::ReadFile(in, buffer, sizeof buffer, &got, nullptr) && got != 0) {
+    taken += got;
+  }
+  write_all(out, std::to_string(taken));
+}
+
+HANDLE start_this_program(const arguments& given) {
   wchar_t program[1024] = L"";
   ::GetModuleFileNameW(nullptr, program, 1024);
   std::wstring line = L"child";
@@ -134,26 +157,53 @@ void start(const arguments& given) {
   startup.hStdError = err;
   PROCESS_INFORMATION made = {};
   ::CreateProcessW(program, line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup, &made);
-  ::WaitForSingleObject(made.hProcess, INFINITE);
+  return made.hProcess;
+}
+
+void start(const arguments& given) {
+  ::WaitForSingleObject(start_this_program(given), INFINITE);
+}
+
+void tree(const arguments& given) {
+  start_this_program({L"wait", given[0]});
+  write_all(out, "ready");
+  wait(given);
+}
+
+void run(const std::wstring& mode, const arguments& given);
+
+void close_streams(const arguments& given) {
+  for (const wchar_t stream : given[0]) {
+    ::CloseHandle(stream == L'i' ? in : stream == L'o' ? out : err);
+  }
+  run(given[1], arguments(given.begin() + 2, given.end()));
 }
 
 const std::map<std::wstring, void (*)(const arguments&)> modes = {
     {L"args", tell_arguments},
     {L"system-args", tell_system_arguments},
+    {L"close", close_streams},
     {L"echo", echo},
     {L"env", tell_environment},
     {L"exit", [](const arguments& given) { ::ExitProcess(static_cast<UINT>(number(given[0]))); }},
+    {L"flood", flood},
     {L"handles", set_events},
+    {L"leave", [](const arguments& given) { start_this_program(given); }},
     {L"pipe", take_over_pipe},
     {L"start", start},
+    {L"tree", tree},
     {L"wait", wait},
     {L"out", [](const arguments& given) { write_all(out, to_utf8(given[0])); }},
     {L"err", [](const arguments& given) { write_all(err, to_utf8(given[0])); }},
 };
 
+void run(const std::wstring& mode, const arguments& given) {
+  modes.at(mode)(given);
+}
+
 }  // namespace
 
 int wmain(int count, wchar_t** given) {
-  modes.at(given[1])(arguments(given + 2, given + count));
+  run(given[1], arguments(given + 2, given + count));
   return 0;
 }
