@@ -32,12 +32,22 @@ process::context held_by(const kit::job& job) {
   return how;
 }
 
-/// A child that waits for its own child, which waits for an event.
-process::command tree(const children::common_event& event) {
-  process::command made = event.waiting();
-  made.args().insert(made.args().begin(), "start");
-  return made;
-}
+/// A child that waits for its own child, which waits for the end of its input. Both are under way: Wine's server can
+/// crash when it ends a process together with one that this is just starting.
+class tree {
+ public:
+  explicit tree(process::context how)
+      : child_(children::command("start", {"echo", "ready"}),
+               how.std_in(process::pipe_from(input_)).std_err(process::pipe_to(output_))) {
+    char ready[16];
+    EXPECT_EQ(output_.device().read(ready, sizeof ready), 5);
+  }
+  process::process& child() { return child_; }
+
+ private:
+  process::iopipe input_, output_;
+  process::process child_;
+};
 
 /// A process that has started in the job, by the next event.
 HANDLE next_started(const kit::job& job) {
@@ -85,11 +95,10 @@ TEST(Job, EndsAChildAndItsChildOnDemandAndWithTheObject) {
   const process::command unstarted = children::command("exit", {"0"});
   EXPECT_TRUE(loses_no_handle([&] {
     for (const bool on_demand : {true, false}) {
-      const children::common_event event;
       HANDLE duplicate = nullptr;
       std::optional<kit::job> job(std::in_place), other(std::in_place);
       const process::context how = held_by(*job);
-      process::process child(tree(event), how);
+      tree both(how);
       const HANDLE first = next_started(*job), second = next_started(*job);
       EXPECT_FALSE(job->wait_until_empty(0ms));
       DuplicateHandle(GetCurrentProcess(), job->native_handle(), GetCurrentProcess(), &duplicate, 0, FALSE,
@@ -102,7 +111,7 @@ TEST(Job, EndsAChildAndItsChildOnDemandAndWithTheObject) {
       other.reset();
       EXPECT_EQ(exit_code_of(second), on_demand ? 7u : 1u);
       EXPECT_EQ(exit_code_of(first), on_demand ? 7u : 1u);
-      EXPECT_EQ(child.exit_status(), on_demand ? 7u : 1u);
+      EXPECT_EQ(both.child().exit_status(), on_demand ? 7u : 1u);
       const injected<decltype(&CreateProcessW)> creation("CreateProcessW");
       EXPECT_EQ(text_of_launch<process::process_init_error>(unstarted, how),
                 init_error_text(unstarted, "the job that the child is to start in has gone"));
