@@ -41,6 +41,9 @@
 #include <string>
 #include <string_view>
 
+#if __has_include(<version>)
+#include <version>
+#endif
 #ifdef __cpp_lib_jthread
 #include <stop_token>
 #endif

@@ -109,6 +109,11 @@ TEST(Run, AProcessThatKeepsTheOutputsIsWaitedForAWhileAndThenEnded) {
   const kit::run_result kept = kit::run(command("leave", {"wait", event.name()}), {}, draining(100ms));
   EXPECT_TRUE(kept.succeeded() && kept.out.given_up && kept.err.given_up);
   event.wait_until_alone();
+
+  kit::run_limits limits = draining(100ms);
+  limits.output = 100;
+  const kit::run_result flooded = kit::run(command("leave", {"flood", "1000000000000"}), {}, limits);
+  EXPECT_TRUE(flooded.succeeded() && flooded.out.given_up) << "never at rest";
 }
 
 TEST(Run, AtTheTimeLimitTheTreeEnds) {
