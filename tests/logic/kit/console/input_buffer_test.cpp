@@ -42,14 +42,14 @@ TEST(InputBuffer, GivesTheTextOfAConsoleWhateverItsPieces) {
 
 TEST(InputBuffer, EndsAtControlZThatBeginsALineAndGoesOnBehindIt) {
   scripted_device device;
-  device.to_read = {
-      u"a\x1A"
-      u"b\r\n",
-      u"\x1A\r\n",
-      u"c\r",
-      u"\n",
-      u"\x1A\r\n",
-      u"d\r\n"};
+  device.to_read = {u"a",
+                    u"\x1A"
+                    u"b\r\n",
+                    u"\x1A\r\n",
+                    u"c\r",
+                    u"\n",
+                    u"\x1A\r\n",
+                    u"d\r\n"};
   input_buffer buffer(device);
   std::istream in(&buffer);
   for (const std::string expected : {"a\x1A"

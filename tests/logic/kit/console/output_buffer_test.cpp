@@ -86,6 +86,7 @@ TEST(OutputBuffer, KeepsWhatWasRefusedUntilItIsAskedAgain) {
       std::ostream out(&buffer);
       out << "begin" << std::flush;
       device.refuses = 2;
+      device.accepts = 1;
       out << "one\n" << std::flush;
       EXPECT_TRUE(out.bad());
       out << "not accepted";

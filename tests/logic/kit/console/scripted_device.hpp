@@ -10,10 +10,10 @@ struct scripted_device final : foundation::kit::standard_device {
   foundation::kit::device_kind what = foundation::kit::device_kind::console;
   std::size_t takes = 1000000;  // units or bytes at a time
   int refuses = 0;              // so many writes, from now on
-  int writes = 0;
-  std::size_t longest = 0;  // that was offered
-  std::string bytes;        // written
-  std::u16string units;     // likewise
+  int accepts = 0;              // so many before that
+  std::size_t longest = 0;      // that was offered
+  std::string bytes;            // written
+  std::u16string units;         // likewise
   std::vector<std::u16string> to_read;
   std::vector<std::string> bytes_to_read;
 
@@ -31,11 +31,12 @@ struct scripted_device final : foundation::kit::standard_device {
   template <class Text>
   std::size_t take(Text& written, const typename Text::value_type* text, std::size_t count) {
     longest = std::max(longest, count);
-    if (refuses != 0) {
+    if (accepts != 0) {
+      --accepts;
+    } else if (refuses != 0) {
       --refuses;
       throw std::runtime_error("refused");
     }
-    ++writes;
     written.append(text, std::min(count, takes));
     return std::min(count, takes);
   }
