@@ -560,8 +560,9 @@ TEST(CrashHandler, ThreadsSetStackAsideAsLongAsItIsInstalled) {
   });
   const auto asked_by_new_thread = [&] {
     asked = 0;
-    std::thread([] {}).join();
-    return asked.load();
+    ULONG at_first = 0;
+    std::thread([&] { at_first = asked; }).join();
+    return at_first;
   };
   EXPECT_FALSE(kit::reserve_stack_for_crash_report());
   {
