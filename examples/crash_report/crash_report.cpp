@@ -1,72 +1,25 @@
-// A program that reports how it died: it installs a handler for faults and one for SIGABRT, and then runs into an
-// access violation three calls deep, or with --assert into a fatal error of its own. Both ends leave a report with
-// registers and stack on standard error.
+// A program that reports how it died, whichever way that is: one call installs the handler.
 #include <fl/diag.hpp>
 
-#include <windows.h>
+#include <kit/crash_handler.hpp>
 
-#include <csignal>
 #include <cstdio>
-#include <cstring>
-
-namespace diag = foundation::core::diag;
+#include <stdexcept>
+#include <string_view>
 
 namespace {
 
-constexpr int crash_status = 3;  // As that of abort.
-
 const char* const usage_text =
-    "usage: crash_report [--assert]\n"
+    "usage: crash_report [KIND]\n"
     "\n"
-    "Runs into an access violation, and writes a report of it to standard error.\n"
+    "Dies, and writes a report of it to standard error.\n"
     "\n"
-    "  --assert  finds a fatal error by itself instead\n"
-    "\n"
-    "exit status: 3\n";
+    "  fault     of an access violation, three calls deep (default); exit status 0xC0000005\n"
+    "  overflow  of a stack that is used up; exit status 0xC00000FD\n"
+    "  throw     of an exception that nobody catches; exit status 0xC0000409\n"
+    "  assert    of a fatal error that it finds itself; exit status 3\n";
 
-const char* name_of(DWORD fault) {
-  switch (fault) {
-    case EXCEPTION_ACCESS_VIOLATION:
-      return "access violation";
-    case EXCEPTION_INT_DIVIDE_BY_ZERO:
-      return "division by zero";
-    case EXCEPTION_ILLEGAL_INSTRUCTION:
-      return "illegal instruction";
-    case EXCEPTION_STACK_OVERFLOW:
-      return "stack overflow";
-    default:
-      return "unexpected fault";
-  }
-}
-
-DWORD WINAPI write_report(void* fault) {
-  const auto& pointers = *static_cast<const EXCEPTION_POINTERS*>(fault);
-  std::fputs(diag::terminate_log(name_of(pointers.ExceptionRecord->ExceptionCode), &pointers), stderr);
-  std::fflush(stderr);  // The end comes without.
-  return 0;
-}
-
-LONG WINAPI on_fault(EXCEPTION_POINTERS* fault) {
-  // An uncaught C++ exception passes here too. It goes on to std::terminate.
-  constexpr DWORD cxx_exception = 0x20474343;
-  const DWORD code = fault->ExceptionRecord->ExceptionCode;
-  if (code == cxx_exception) {
-    return EXCEPTION_CONTINUE_EXECUTION;
-  }
-  if (code == EXCEPTION_STACK_OVERFLOW) {  // A report wants more stack than is left.
-    WaitForSingleObject(CreateThread(nullptr, 0, write_report, fault, 0, nullptr), INFINITE);
-  } else {
-    write_report(fault);
-  }
-  foundation::core::app::fast_exit(crash_status);
-}
-
-// A call of diag::terminate ends in abort, when its message is already on standard error.
-void on_abort(int) {
-  std::fputs(diag::terminate_log(), stderr);
-}
-
-// The attribute keeps the calls as they are written: an optimiser would make one of them.
+// The attributes keep the calls as they are written: an optimiser would make one of them.
 struct city {
   const city* next;
   int distance;
@@ -85,22 +38,40 @@ struct city {
   return length_of(only_one) + 1;
 }
 
+[[gnu::noipa]] int plan_all_routes(int first) {
+  volatile char map[20000] = {};
+  return first < 0 ? 0 : plan_all_routes(first + 1) + map[first % 20000];
+}
+
+void find_city() {
+  throw std::runtime_error("no such city");
+}
+
+void check_route() {
+  foundation::core::diag::terminate("the route leads nowhere", __FILE__, __LINE__, __PRETTY_FUNCTION__);
+}
+
+constexpr struct {
+  std::string_view name;
+  void (*run)();
+} kinds[] = {
+    {"fault", [] { std::printf("the route is %d long\n", plan_route()); }},
+    {"overflow", [] { std::printf("all routes are %d long\n", plan_all_routes(0)); }},
+    {"throw", find_city},
+    {"assert", check_route},
+};
+
 }  // namespace
 
 int main(int argc, char** argv) {
-  const auto is_given = [&](const char* word) { return argc > 1 && std::strcmp(argv[1], word) == 0; };
-  if (is_given("--help")) {
-    std::fputs(usage_text, stdout);
-    return 0;
+  const std::string_view wanted = argc > 1 ? argv[1] : "fault";
+  for (const auto& kind : kinds) {
+    if (kind.name == wanted) {
+      const auto handler = foundation::kit::install_crash_handler();
+      foundation::core::diag::setCurrentThreadName("planner");
+      kind.run();
+    }
   }
-  ULONG reserve = 65536;  // What the handler may use of a stack that has overflowed, in bytes.
-  SetThreadStackGuarantee(&reserve);
-  SetUnhandledExceptionFilter(on_fault);
-  std::signal(SIGABRT, on_abort);
-  diag::disable_terminate_dialog();
-  diag::setCurrentThreadName("planner");
-  if (is_given("--assert")) {
-    diag::terminate("the route leads nowhere", __FILE__, __LINE__, __PRETTY_FUNCTION__);
-  }
-  std::printf("the route is %d long\n", plan_route());
+  std::fputs(usage_text, wanted == "--help" ? stdout : stderr);
+  return wanted == "--help" ? 0 : 2;
 }

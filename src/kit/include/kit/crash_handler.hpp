@@ -13,10 +13,13 @@
 //
 //   a structured exception that nobody handles       its code, such as 0xC0000005
 //   a stack overflow                                 0xC00000FD
-//   std::terminate, pure virtual calls included      0xC0000409, as with the run-times that fail fast
+//   std::terminate                                   0xC0000409, as with the run-times that fail fast
 //   abort                                            3, as always with this run-time
 //   foundation::core::diag::terminate                3; the report is the one that it has made itself
 //   an invalid parameter that the C run-time finds   0xC0000417, where it tells (that of Wine does not)
+//
+// A pure virtual call is one of std::terminate, unless the linker has left the run-time's function for it out of the
+// program, as it does with the shared C++ run-time: then it is an access violation executing address 0.
 //
 // The report is that of fl/diag/terminate.hpp, behind a line that says what it was: "access violation (0xC0000005)
 // reading address 0x0000000000000010", "std::terminate: std::runtime_error: no such city". The log of reports is
