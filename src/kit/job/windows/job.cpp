@@ -245,9 +245,10 @@ job& job::operator=(job&& other) noexcept {
   return *this;
 }
 
-// A launch that is under way keeps the state a little longer. It ends its own child; the others end now.
+// A launch that is under way keeps the state a little longer. It ends its own child; the others end now. Without one
+// the state goes here and ends them all.
 job::~job() {
-  if (state_) {
+  if (state_ && state_.use_count() != 1) {
     ::TerminateJobObject(state_->handle.get(), exit_code_at_end);
   }
 }

@@ -77,8 +77,9 @@ bool is_inside(const process::process& child, const kit::job& job) {
 injected<decltype(&GetQueuedCompletionStatus)>::handler_type saying(
     std::vector<std::pair<DWORD, std::uintptr_t>> messages) {
   return [messages = std::move(messages), next = std::make_shared<std::size_t>(0)](auto, auto, DWORD* message, auto,
-                                                                                   OVERLAPPED** process, auto) {
+                                                                                   OVERLAPPED** process, DWORD limit) {
     if (*next == messages.size()) {
+      Sleep(limit);
       SetLastError(WAIT_TIMEOUT);
       return FALSE;
     }
@@ -226,7 +227,7 @@ TEST(Job, TellsWhatTheSystemRefuses) {
                                             {"GetQueuedCompletionStatus", "system_error: GetQueuedCompletionStatus!"},
                                             {"QueryInformationJobObject", "system_error: QueryInformationJobObject!"},
                                             {"SetInformationJobObject", "2 x system_error: SetInformationJobObject!"},
-                                            {"TerminateJobObject", "system_error: TerminateJobObject! | 2 x 10"},
+                                            {"TerminateJobObject", "system_error: TerminateJobObject! | 10"},
                                             {"new", "bad_alloc: std::bad_alloc"}}));
   // And what it refuses to a launch: with the reason, before anything starts.
   const kit::job job;
