@@ -24,13 +24,6 @@
 #include <i18n/message_catalog.hpp>
 #include <i18n/path.hpp>
 #include <i18n/stream_converter.hpp>
-#include <kit/arguments.hpp>
-#include <kit/console.hpp>
-#include <kit/exit_code_text.hpp>
-#include <kit/progress_line.hpp>
-#include <kit/recode.hpp>
-#include <kit/replacing_file.hpp>
-#include <kit/shell_text.hpp>
 #include <resource_core/msg_id.hpp>
 #include <resource_core/msg_id_holder.hpp>
 #include <safe_env/environment.hpp>
@@ -50,6 +43,8 @@
 #include <kit/locked_resource.hpp>
 #include <kit/pool.hpp>
 #include <kit/pool_resource.hpp>
+#include <kit/progress_line.hpp>
+#include <kit/recode.hpp>
 #include <kit/replacing_file.hpp>
 #include <kit/run.hpp>
 #include <kit/run_all.hpp>
