@@ -73,6 +73,15 @@ struct job_event {
   std::uint32_t process_id;  ///< 0 with `all_ended` and `active_process_limit`; one that has ended may come again
 };
 
+class job;
+
+namespace detail {
+
+/// A job that tells no events: for `run`, which makes one for each command. Nobody may wait for its emptiness either.
+job job_without_events(const job_limits& limits);
+
+}  // namespace detail
+
 /// Owns the job. Its operations may be called from any thread at once, the waiting ones by several; a move needs both
 /// objects to itself. After it was moved from, an object can be assigned to and destroyed.
 class KIT_API job {
@@ -114,8 +123,13 @@ class KIT_API job {
   void* native_handle() const noexcept;
 
  private:
+  friend job detail::job_without_events(const job_limits& limits);
+
   struct state;
   struct membership;
+
+  explicit job(std::shared_ptr<state> made);
+
   std::shared_ptr<state> state_;  // null only once it was moved from
 };
 

@@ -20,7 +20,6 @@
 
 namespace foundation::kit {
 
-namespace detail = foundation::core::detail;
 using foundation::core::sysdep::windows::throw_system_error;
 
 namespace {
@@ -70,6 +69,8 @@ clock::time_point deadline(milliseconds limit) {
 milliseconds time_left(clock::time_point end) {
   return std::max(std::chrono::ceil<milliseconds>(end - clock::now()), milliseconds::zero());
 }
+
+enum class event_port { wanted, unneeded };
 
 HANDLE checked(HANDLE made, const char* call) {
   if (!made) {
@@ -150,14 +151,14 @@ std::optional<job_event> event_of(DWORD message, std::uintptr_t process) {
 }  // namespace
 
 struct job::state {
-  const owned_handle port;
+  const owned_handle port;  // null if nobody is to hear of events
   const owned_handle handle;
   SRWLOCK lock = SRWLOCK_INIT;  // guards what follows
   CONDITION_VARIABLE news = CONDITION_VARIABLE_INIT;
   std::deque<job_event> events;
   bool port_is_read = false;  // by one of those who wait
 
-  explicit state(const job_limits& limits);
+  state(const job_limits& limits, event_port events);
   state(const state&) = delete;
   state& operator=(const state&) = delete;
   ~state();
@@ -165,17 +166,23 @@ struct job::state {
   void keep(const std::optional<job_event>& event);
 };
 
-job::state::state(const job_limits& limits)
-    : port(checked(::CreateIoCompletionPort(INVALID_HANDLE_VALUE, nullptr, 0, 1), "CreateIoCompletionPort")),
+job::state::state(const job_limits& limits, event_port wanted)
+    : port(wanted == event_port::wanted
+               ? checked(::CreateIoCompletionPort(INVALID_HANDLE_VALUE, nullptr, 0, 1), "CreateIoCompletionPort")
+               : nullptr),
       handle(checked(::CreateJobObjectW(nullptr, nullptr), "CreateJobObjectW")) {
-  set_information(handle.get(), JobObjectAssociateCompletionPortInformation,
-                  JOBOBJECT_ASSOCIATE_COMPLETION_PORT{nullptr, port.get()});
+  if (port.get()) {
+    set_information(handle.get(), JobObjectAssociateCompletionPortInformation,
+                    JOBOBJECT_ASSOCIATE_COMPLETION_PORT{nullptr, port.get()});
+  }
   set_information(handle.get(), JobObjectExtendedLimitInformation, as_the_system_has_them(limits));
 }
 
 // Runs with the object, or at the end of a launch that was under way then. Somebody may have duplicated the handle.
 job::state::~state() {
-  ::TerminateJobObject(handle.get(), exit_code_at_end);
+  if (port.get()) {  // Without one the handle is nobody else's, and its end ends the job.
+    ::TerminateJobObject(handle.get(), exit_code_at_end);
+  }
 }
 
 void job::state::keep(const std::optional<job_event>& event) {
@@ -218,7 +225,7 @@ void job::state::await_message(milliseconds limit) {
 struct job::membership {
   std::vector<std::weak_ptr<state>> jobs;
 
-  detail::launch_attribute operator()() const {
+  core::detail::launch_attribute operator()() const {
     struct list {
       std::vector<std::shared_ptr<state>> jobs;
       std::vector<HANDLE> handles;
@@ -235,7 +242,13 @@ struct job::membership {
   }
 };
 
-job::job(const job_limits& limits) : state_(std::make_shared<state>(limits)) {}
+job::job(const job_limits& limits) : state_(std::make_shared<state>(limits, event_port::wanted)) {}
+
+job::job(std::shared_ptr<state> made) : state_(std::move(made)) {}
+
+job detail::job_without_events(const job_limits& limits) {
+  return job(std::make_shared<job::state>(limits, event_port::unneeded));
+}
 
 job::job(job&& other) noexcept = default;
 
@@ -255,7 +268,7 @@ job::~job() {
 
 void job::hold(process::context& how) const {
   membership all;
-  for (const auto& [number, source] : detail::launch_attributes(how)) {
+  for (const auto& [number, source] : core::detail::launch_attributes(how)) {
     if (number == PROC_THREAD_ATTRIBUTE_JOB_LIST) {
       all = *source.target<membership>();  // nobody else gives this attribute
     }
@@ -263,7 +276,7 @@ void job::hold(process::context& how) const {
   const auto is_this = [this](const std::weak_ptr<state>& each) { return each.lock() == state_; };
   if (std::none_of(all.jobs.begin(), all.jobs.end(), is_this)) {
     all.jobs.push_back(state_);
-    detail::set_launch_attribute(how, PROC_THREAD_ATTRIBUTE_JOB_LIST, std::move(all));
+    core::detail::set_launch_attribute(how, PROC_THREAD_ATTRIBUTE_JOB_LIST, std::move(all));
   }
 }
 

@@ -89,7 +89,7 @@ class running_command {
 
 running_command::running_command(const process::command& what, const process::context& how, const run_limits& limits,
                                  const run_options& options, const kit::cancellation* stop)
-    : limits_(limits), options_(options), stop_(stop), job_(limits.job) {
+    : limits_(limits), options_(options), stop_(stop), job_(detail::job_without_events(limits.job)) {
   launch(what, how);
   if (limits_.time) {
     until_ = later(began_, *limits_.time);
