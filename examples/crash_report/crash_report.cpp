@@ -51,12 +51,20 @@ void check_route() {
   foundation::core::diag::terminate("the route leads nowhere", __FILE__, __LINE__, __PRETTY_FUNCTION__);
 }
 
+void print_route() {
+  std::printf("the route is %d long\n", plan_route());
+}
+
+void print_all_routes() {
+  std::printf("all routes are %d long\n", plan_all_routes(0));
+}
+
 constexpr struct {
   std::string_view name;
   void (*run)();
 } kinds[] = {
-    {"fault", [] { std::printf("the route is %d long\n", plan_route()); }},
-    {"overflow", [] { std::printf("all routes are %d long\n", plan_all_routes(0)); }},
+    {"fault", print_route},
+    {"overflow", print_all_routes},
     {"throw", find_city},
     {"assert", check_route},
 };
