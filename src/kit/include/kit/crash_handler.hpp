@@ -33,8 +33,9 @@
 // program's start installs a frame of its own on the main thread, which gives signal handlers for SIGSEGV, SIGFPE and
 // SIGILL precedence there, if the program has any.
 //
-// Nothing is allocated when a process dies. A thread waits from the start to report for those that have no stack left,
-// and a program of ours, qxcrashdump.exe, to write the dump from outside. It gets the handles that it needs and
+// Nothing is allocated when a process dies, but for what the C++ run-time keeps for a thread in which it meets its
+// first exception, or std::terminate without one. A thread waits from the start to report for those that have no stack
+// left, and a program of ours, qxcrashdump.exe, to write the dump from outside. It gets the handles that it needs and
 // nothing else, and ends with this process.
 //
 // Stack overflows need some stack that is set aside beforehand, thread by thread. That is done for the thread that
