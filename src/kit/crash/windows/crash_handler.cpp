@@ -15,7 +15,6 @@
 #include <cstdlib>
 #include <exception>
 #include <memory>
-#include <stdexcept>
 #include <utility>
 
 namespace foundation::kit {
@@ -42,6 +41,7 @@ struct installation {
 
   crash_targets targets;
   bool watches_parameters;  ///< The options ask for it, and the run-time lets us.
+  int holders = 1;          ///< 0: on its way out
 };
 
 constinit former_handlers former;
@@ -196,11 +196,9 @@ hook_state look_at_abort() noexcept {
 
 }  // namespace
 
-crash_handler install_crash_handler(const crash_handler_options& options) {
-  const guard_lock lock;
-  if (installed != nullptr) {
-    throw std::logic_error("a crash handler is installed already");
-  }
+namespace {
+
+void install(const crash_handler_options& options) {
   auto made = std::make_unique<installation>(options);
   core::diag::disable_terminate_dialog();
   prepare_uncaught();
@@ -208,15 +206,48 @@ crash_handler install_crash_handler(const crash_handler_options& options) {
   open_crash_process(made->targets);
   put_handlers(*made);
   installed = made.release();
-  return {};
 }
 
-crash_handler::crash_handler(crash_handler&& other) noexcept : installed_(std::exchange(other.installed_, false)) {}
+enum class holding { first, another, not_yet };
+
+holding hold(const crash_handler_options& options) {
+  const guard_lock lock;
+  if (installed == nullptr) {
+    install(options);
+    return holding::first;
+  }
+  if (installed->holders == 0) {
+    return holding::not_yet;
+  }
+  ++installed->holders;
+  return holding::another;
+}
+
+/// Whether it was the last holder.
+bool let_go() noexcept {
+  const guard_lock lock;
+  return --installed->holders == 0;
+}
+
+}  // namespace
+
+crash_handler install_crash_handler(const crash_handler_options& options) {
+  holding outcome = hold(options);
+  while (outcome == holding::not_yet) {  // Another thread removes the one that there is.
+    Sleep(1);
+    outcome = hold(options);
+  }
+  return crash_handler(outcome == holding::first);
+}
+
+crash_handler::crash_handler(crash_handler&& other) noexcept
+    : installed_(std::exchange(other.installed_, false)), in_force_(other.in_force_) {}
 
 crash_handler& crash_handler::operator=(crash_handler&& other) noexcept {
   if (this != &other) {
     uninstall();
     installed_ = std::exchange(other.installed_, false);
+    in_force_ = other.in_force_;
   }
   return *this;
 }
@@ -226,13 +257,15 @@ crash_handler::~crash_handler() {
 }
 
 void crash_handler::uninstall() noexcept {
-  if (!std::exchange(installed_, false)) {
+  if (!std::exchange(installed_, false) || !let_go()) {
     return;
   }
-  if (!close_crash_process()) {
-    return;  // The program's own callback is ending the process.
-  }
+  const bool closed = close_crash_process();
   const guard_lock lock;
+  if (!closed) {
+    ++installed->holders;  // The program's own callback is ending the process.
+    return;
+  }
   restore_handlers(*installed);
   set_stack_reserve(0);
   delete std::exchange(installed, nullptr);

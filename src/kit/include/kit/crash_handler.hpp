@@ -115,7 +115,7 @@ struct crash_handler_options {
   std::size_t stack_reserve = 65536;
 };
 
-/// Holds the installation. Moved from, it holds nothing.
+/// Holds the installation, perhaps with others. Moved from, it holds nothing.
 class KIT_API crash_handler {
  public:
   crash_handler(crash_handler&& other) noexcept;
@@ -123,22 +123,29 @@ class KIT_API crash_handler {
   /// As `uninstall`.
   ~crash_handler();
 
-  /// Puts back what was there before, except where somebody else has put something there meanwhile: that stays. Returns
-  /// when the thread and the program that were waiting have gone. Does not return if a thread has crashed. The dialogs
-  /// of the run-time stay off, and stacks keep their reserve. Nothing happens the second time.
+  /// The last holder puts back what was there before, except where somebody else has put something there meanwhile:
+  /// that stays. Returns when the thread and the program that were waiting have gone. Does not return if a thread has
+  /// crashed. The dialogs of the run-time stay off, and stacks keep their reserve. Nothing happens the second time.
   void uninstall() noexcept;
+
+  /// Whether it was this installation whose options hold, and not an earlier one.
+  bool options_are_in_force() const noexcept { return in_force_; }
 
  private:
   friend KIT_API crash_handler install_crash_handler(const crash_handler_options& options);
-  crash_handler() = default;
+  explicit crash_handler(bool in_force) noexcept : in_force_(in_force) {}
 
   bool installed_ = true;
+  bool in_force_;
 };
 
 /// Installs the handler, for the whole process; switches the run-time's dialogs off, as
 /// `foundation::core::diag::disable_terminate_dialog` does. Returns when the program that writes the dump is ready.
 ///
-/// Throws std::logic_error if one is installed already; boost::system::system_error if the system refuses something, or
+/// If one is installed already, that stays as it is, options included, and there is one more holder: the last of them
+/// to go uninstalls it. So each component of a program may ask for a handler.
+///
+/// Throws boost::system::system_error if the system refuses something, or
 /// if the program for the dump ends, or is not ready after 30 seconds; and what launching that program throws
 /// (fl/process/errors.hpp). Nothing is installed then.
 [[nodiscard]] KIT_API crash_handler install_crash_handler(const crash_handler_options& options = {});
