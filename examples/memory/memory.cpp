@@ -1,5 +1,5 @@
 // A program that shows the memory it gets: by which options the process treats memory, blocks of the aligned heap,
-// chunks of a pool, and how much more would be wise to take. Options come from the environment:
+// chunks of a pool, containers in an arena, and how much more would be wise to take. Options come from the environment:
 //
 //     TESSEL_MEM_MGR=release,aligncheck QX_ALIGNED_HEAP_ALIGNMENT=64 ./dev run memory
 //
@@ -8,6 +8,9 @@
 #include <fl/diag.hpp>
 #include <fl/mem.hpp>
 
+#include <kit/aligned_block.hpp>
+#include <kit/arena_resource.hpp>
+
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
@@ -15,8 +18,10 @@
 #include <exception>
 #include <iostream>
 #include <new>
+#include <string>
 #include <vector>
 
+namespace kit = foundation::kit;
 namespace mem = foundation::core::mem;
 
 namespace {
@@ -60,14 +65,11 @@ void show_manager() {
 
 void show_aligned_heap() {
   std::printf("Aligned heap, with an alignment of %zu:\n", mem::vector_alignment());
-  std::vector<void*> blocks;
+  std::vector<kit::aligned_block> blocks;  // each gives its block back
   for (const std::size_t size : {24, 1000, 1000000}) {
-    blocks.push_back(mem::vector_malloc(size));
-    print_block("block", size, blocks.back());
-  }
-  for (void* const block : blocks) {
-    mem::vector_check(block);
-    mem::vector_free(block);
+    const kit::aligned_block& block = blocks.emplace_back(size);
+    print_block("block", size, block.get());
+    mem::vector_check(block.get());
   }
 }
 
@@ -84,6 +86,19 @@ void show_pool() {
   }
   std::printf("  %s\n", pool->release_free_memory() ? "its block goes back to the system"
                                                     : "it keeps nothing that could go back to the system");
+}
+
+void show_containers() {
+  kit::arena_resource arena;
+  {
+    std::pmr::vector<std::pmr::string> names(&arena);
+    for (int i = 0; i < 10000; ++i) {
+      names.emplace_back("a name that is too long to be kept in the string itself");
+    }
+    std::printf("Containers:\n  %zu names in an arena of %.1f MiB\n", names.size(),
+                static_cast<double>(arena.bytes_reserved()) / mebibyte);
+  }
+  std::printf("  %.1f MiB when they have gone\n", static_cast<double>(arena.bytes_reserved()) / mebibyte);
 }
 
 void show_advice() {
@@ -141,6 +156,7 @@ int main(int argc, char** argv) {
     show_manager();
     show_aligned_heap();
     show_pool();
+    show_containers();
     show_advice();
   } catch (const std::exception& failure) {
     std::fprintf(stderr, "%s\n", failure.what());
