@@ -7,6 +7,7 @@
 
 #include <boost/algorithm/string/predicate.hpp>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -59,6 +60,24 @@ void report_a_fatal_error() {
   check(end.status == 3, "the exit status of a fatal error");
   check(find(end.output, "the route leads nowhere") < find(end.output, "Function: "), "the message of the run-time");
   show_report(end.output, "Assertion in ", " check_route+");
+}
+
+void restart_a_service() {
+  const run_result end = run_example("service.exe", {"--restarts", "1", "--crash-after", "2"});
+  check(end.status == 1, "the exit status of a service that gave up");
+  const auto crash = find(end.output, "the worker ended: access violation (0xC0000005)");
+  const auto again = std::find_if(crash, end.output.end(),
+                                  [](const std::string& line) { return line.find("job 1 is done") != line.npos; });
+  check(crash != end.output.end() && again != end.output.end(), "a worker that crashes and is started again");
+  std::printf("  …\n  %s\n  …\n  %s\n  …\n  %s\n", crash->c_str(), again->c_str(), end.output.back().c_str());
+}
+
+void run_fifty_commands() {
+  const run_result done = run_example("build.exe", {"--parallel", "8"});
+  check(done.status == 0, "the exit status");
+  const auto sum = find(done.output, "50 of 50 commands run, 0 failed");
+  check(sum != done.output.end(), "the number of commands");
+  std::printf("  %s\n", sum->c_str());
 }
 
 void speak_two_languages() {

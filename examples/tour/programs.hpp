@@ -6,6 +6,8 @@ void find_programs();
 
 void report_a_crash();
 void report_a_fatal_error();
+void restart_a_service();
+void run_fifty_commands();
 void speak_two_languages();
 void show_memory();
 void corrupt_the_heap();

@@ -135,6 +135,8 @@ constexpr stop stops[] = {
     {"Programs found by their names", find_programs},
     {"A crash, and what the program says of it", report_a_crash},
     {"A fatal error that a program finds itself", report_a_fatal_error},
+    {"A service whose worker crashes", restart_a_service},
+    {"Fifty commands, eight at a time", run_fifty_commands},
     {"An error for the user, in two languages", speak_two_languages},
     {"Memory: options, an aligned heap, a pool, and how much more to take", show_memory},
     {"A block of the heap whose header was overwritten", corrupt_the_heap},
