@@ -83,8 +83,13 @@ std::vector<process::command> read_commands(const std::string& name) {
   for (int i = 1; name.empty() && i <= 50; ++i) {
     lines << "cmd /c echo this is command " << i << '\n';
   }
-  if (!name.empty() && !(lines << std::ifstream(std::filesystem::path(fl::i18n::utf8_to_ustring(name))).rdbuf())) {
-    throw std::runtime_error("cannot read " + name);
+  if (!name.empty()) {
+    const std::ifstream file(std::filesystem::path(fl::i18n::utf8_to_ustring(name)));
+    if (!file) {
+      throw std::runtime_error("cannot read " + name);
+    }
+    lines << file.rdbuf();
+    lines.clear();  // An empty file is no failure.
   }
   std::vector<process::command> commands;
   for (std::string line; std::getline(lines >> std::ws, line);) {

@@ -27,12 +27,30 @@ constexpr DWORD gnu_exception = 0x20474343;  ///< what the compiler's run-time t
 constexpr std::uint32_t abort_status = 3;
 constexpr std::uint32_t fail_fast = 0xC0000409, invalid_run_time_argument = 0xC0000417;
 
-/// What stood in the places. Stays known after the removal, for those who have kept the addresses of ours.
+/// What stood in a place. Stays known after the removal, for those who have kept the address of ours.
+template <class Handler>
+struct former_handler {
+  std::atomic<Handler> next{nullptr};  ///< whom ours calls if there is nothing to report
+  Handler found{nullptr};              ///< what is put back
+  Handler successor{nullptr};          ///< who stood in the place of ours at a removal, and may call ours
+
+  /// Ours takes the place of `there`. Neither itself, put back by one who had kept it, nor who may call it is whom ours
+  /// calls.
+  void replaced(Handler there, Handler ours) noexcept {
+    if (there != ours) {
+      found = there;
+    }
+    if (found != successor) {
+      next = found;
+    }
+  }
+};
+
 struct former_handlers {
-  std::atomic<LPTOP_LEVEL_EXCEPTION_FILTER> filter{nullptr};
-  std::atomic<std::terminate_handler> terminate{nullptr};
-  std::atomic<signal_handler> abort{nullptr};
-  std::atomic<_invalid_parameter_handler> invalid_parameter{nullptr};
+  former_handler<LPTOP_LEVEL_EXCEPTION_FILTER> filter;
+  former_handler<std::terminate_handler> terminate;
+  former_handler<signal_handler> abort;
+  former_handler<_invalid_parameter_handler> invalid_parameter;
 };
 
 struct installation {
@@ -92,13 +110,13 @@ LONG WINAPI on_fault(EXCEPTION_POINTERS* fault) {
     return EXCEPTION_CONTINUE_EXECUTION;
   }
   end_crashed_process({crash_kind::fault, record.ExceptionCode, fault, nullptr});
-  const auto before = former.filter.load();
+  const auto before = former.filter.next.load();
   return before != nullptr ? before(fault) : EXCEPTION_CONTINUE_SEARCH;
 }
 
 [[noreturn]] void on_terminate() {
   end_crashed_process({crash_kind::terminate, fail_fast, nullptr, nullptr});
-  if (const auto before = former.terminate.load()) {
+  if (const auto before = former.terminate.next.load()) {
     before();
   }
   std::abort();
@@ -107,7 +125,7 @@ LONG WINAPI on_fault(EXCEPTION_POINTERS* fault) {
 void on_abort(int signal) {
   std::signal(SIGABRT, on_abort);  // The run-time has taken it out; the next one to abort is not to end the process.
   end_crashed_process({crash_kind::abort, abort_status, nullptr, nullptr});
-  const auto before = former.abort.load();
+  const auto before = former.abort.next.load();
   std::signal(SIGABRT, SIG_DFL);
   if (before != SIG_DFL && before != SIG_IGN) {
     before(signal);
@@ -124,7 +142,7 @@ void on_invalid_parameter(const wchar_t* expression, const wchar_t* function, co
   name[length] = '\0';
   end_crashed_process(
       {crash_kind::invalid_parameter, invalid_run_time_argument, nullptr, length != 0 ? name : nullptr});
-  if (const auto before = former.invalid_parameter.load()) {
+  if (const auto before = former.invalid_parameter.next.load()) {
     before(expression, function, file, line, reserved);
   }
 }
@@ -132,35 +150,41 @@ void on_invalid_parameter(const wchar_t* expression, const wchar_t* function, co
 // Each puts what was there before back, if ours is still there.
 
 void restore_filter() noexcept {
-  if (const auto found = SetUnhandledExceptionFilter(former.filter); found != on_fault) {
-    SetUnhandledExceptionFilter(found);
+  if (const auto there = SetUnhandledExceptionFilter(former.filter.found); there != on_fault) {
+    SetUnhandledExceptionFilter(there);
+    former.filter.successor = there;
   }
 }
 
 void restore_terminate() noexcept {
-  if (std::get_terminate() == on_terminate) {
-    std::set_terminate(former.terminate);
+  if (const auto there = std::get_terminate(); there != on_terminate) {
+    former.terminate.successor = there;
+  } else {
+    std::set_terminate(former.terminate.found);
   }
 }
 
 void restore_abort() noexcept {
-  if (const signal_handler found = std::signal(SIGABRT, former.abort); found != on_abort) {
-    std::signal(SIGABRT, found);
+  if (const signal_handler there = std::signal(SIGABRT, former.abort.found); there != on_abort) {
+    std::signal(SIGABRT, there);
+    former.abort.successor = there;
   }
 }
 
 void restore_invalid_parameter() noexcept {
-  if (get_invalid_parameter_handler() == on_invalid_parameter) {
-    set_invalid_parameter_handler(former.invalid_parameter);
+  if (const auto there = get_invalid_parameter_handler(); there != on_invalid_parameter) {
+    former.invalid_parameter.successor = there;
+  } else {
+    set_invalid_parameter_handler(former.invalid_parameter.found);
   }
 }
 
 void put_handlers(installation& what) noexcept {
-  former.filter = SetUnhandledExceptionFilter(on_fault);
-  former.terminate = std::set_terminate(on_terminate);
-  former.abort = std::signal(SIGABRT, on_abort);
+  former.filter.replaced(SetUnhandledExceptionFilter(on_fault), on_fault);
+  former.terminate.replaced(std::set_terminate(on_terminate), on_terminate);
+  former.abort.replaced(std::signal(SIGABRT, on_abort), on_abort);
   if (what.watches_parameters) {
-    former.invalid_parameter = set_invalid_parameter_handler(on_invalid_parameter);
+    former.invalid_parameter.replaced(set_invalid_parameter_handler(on_invalid_parameter), on_invalid_parameter);
     what.watches_parameters = get_invalid_parameter_handler() == on_invalid_parameter;
   }
 }

@@ -66,8 +66,9 @@ void put_cause(text_line& line, const crash_cause& cause) noexcept {
   }
 }
 
-/// For a crash that is no fault: the handler's own place, under the code that debuggers know for it.
-void make_pointers(std::uint32_t exit_code) noexcept {
+/// For a crash that is no fault: the handler's own place, under the code that debuggers know for it. In a frame that is
+/// there until the end, as the stack is walked from it.
+[[gnu::always_inline]] inline void make_pointers(std::uint32_t exit_code) noexcept {
   constexpr std::uint32_t fatal_app_exit = 0x40000015, error = 0xC0000000;
   RtlCaptureContext(&present.context);
   present.record.ExceptionCode = (exit_code & error) == error ? exit_code : fatal_app_exit;

@@ -2,7 +2,9 @@
 
 #include <windows.h>
 
+#include <algorithm>
 #include <atomic>
+#include <limits>
 
 namespace foundation::kit {
 
@@ -13,7 +15,7 @@ constinit std::atomic<ULONG> reserve{0};  ///< bytes
 }  // namespace
 
 void set_stack_reserve(std::size_t bytes) noexcept {
-  reserve = static_cast<ULONG>(bytes);
+  reserve = static_cast<ULONG>(std::min<std::size_t>(bytes, std::numeric_limits<ULONG>::max()));
   reserve_stack();
 }
 

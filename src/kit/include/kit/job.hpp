@@ -12,8 +12,8 @@
 //   kit::job job({.job_memory = 1u << 30});           // in C++17, set the members one by one
 //   ...
 //   while (const auto event = job.wait_for_event(60s)) {
-//     if (event->kind == kit::job_event_kind::job_memory_limit) { std::cerr << event->process_id << " wants too
-//     much\n"; } if (event->kind == kit::job_event_kind::all_ended) break;
+//     if (event->kind == kit::job_event_kind::job_memory_limit) complain_of(event->process_id);
+//     if (event->kind == kit::job_event_kind::all_ended) break;
 //   }
 //
 // Nobody leaves a job: a descendant that asks for it is refused. Only what others start on a descendant's behalf (a
@@ -115,8 +115,10 @@ class KIT_API job {
   bool wait_until_empty(std::chrono::milliseconds limit) const;
 
   /// Takes the next event, and waits for it, `limit` at most; empty if there was none. Each event is given to one
-  /// caller. The last 4,096 are kept for whoever asks. The system does not promise to tell everything: do not wait
-  /// for `all_ended` without a limit, but by `wait_until_empty`. Throws boost::system::system_error, std::bad_alloc.
+  /// caller. At least the last 4,096 are kept for whoever asks. As long as nobody waits here or in `wait_until_empty`
+  /// the system keeps all of them, in memory that is dear: in a job that lives long somebody should ask now and then.
+  /// It does not promise to tell everything: do not wait for `all_ended` without a limit, but by `wait_until_empty`.
+  /// Throws boost::system::system_error, std::bad_alloc.
   std::optional<job_event> wait_for_event(std::chrono::milliseconds limit) const;
 
   /// The system's handle, which stays the job's.

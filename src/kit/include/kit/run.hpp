@@ -95,7 +95,9 @@ struct run_result {
   process::exit_status_variant status;
   run_end end = run_end::by_itself;
   run_output out, err;
-  bool input_refused = false;  ///< the child closed its input, or ended, before it had taken all of it
+  /// The child closed its input, or ended, before the pipe had taken all of it. What the pipe holds, 65,536 bytes, is
+  /// not known to have been read.
+  bool input_refused = false;
 
   std::chrono::nanoseconds wall_time{0};                  ///< from before the launch to the end of all output
   std::chrono::nanoseconds user_time{0}, kernel_time{0};  ///< of all processes of the tree

@@ -38,6 +38,7 @@ class crew {
   std::vector<run_outcome> take() { return std::move(outcomes_); }
 
  private:
+  bool is_stopped() const noexcept;
   void work() noexcept;
   void run_one(std::size_t index) noexcept;
   void wait_for_news();
@@ -73,7 +74,7 @@ crew::crew(std::size_t count, const indexed_run& run, const run_all_options& opt
     each.result.end = run_end::cancelled;  // unless somebody comes to it
   }
   ended_.reserve(count);
-  if (options.cancellation && options.cancellation->requested()) {
+  if (is_stopped()) {
     stop();
   }
 }
@@ -106,8 +107,13 @@ void crew::start(std::size_t threads) {
   }
 }
 
+// However long the caller's thread takes to tell of others, no command begins behind a request.
+bool crew::is_stopped() const noexcept {
+  return stop_.requested() || (options_.cancellation && options_.cancellation->requested());
+}
+
 void crew::work() noexcept {
-  while (!stop_.requested()) {
+  while (!is_stopped()) {
     const std::size_t index = next_++;
     if (index >= outcomes_.size()) {
       break;
@@ -157,6 +163,9 @@ bool crew::tell_of_the_ended() {
     lock.unlock();
     if (options_.on_end) {
       options_.on_end(index, outcomes_[index]);
+    }
+    if (!stopping_ && is_stopped()) {
+      stop();
     }
   }
 }

@@ -438,7 +438,14 @@ LONG WINAPI other_filter(EXCEPTION_POINTERS*) {
 void other_terminate() {
   std::abort();
 }
-void other_abort(int) {}
+int others_aborts = 0;
+void other_abort(int) {
+  ++others_aborts;
+}
+void (*kept_abort)(int) = nullptr;
+void pass_abort_on(int signal) {
+  kept_abort(signal);
+}
 void other_invalid_parameter(const wchar_t*, const wchar_t*, const wchar_t*, unsigned, std::uintptr_t) {}
 
 /// The four places.
@@ -485,6 +492,21 @@ TEST(CrashHandler, PutsBackWhatWasThereUnlessSomebodyElseIsThereByThen) {
   }
   EXPECT_EQ(states(), std::vector(5, unused));
   EXPECT_EQ(original.put(), others);
+  // Somebody passes on to ours, or puts it back, when it has gone and comes once more.
+  for (const bool put_back : {false, true}) {
+    std::signal(SIGABRT, other_abort);
+    {
+      const kit::crash_handler handler = kit::install_crash_handler();
+      kept_abort = std::signal(SIGABRT, pass_abort_on);
+    }
+    if (put_back) {
+      std::signal(SIGABRT, kept_abort);
+    }
+    kit::install_crash_handler().uninstall();
+    std::raise(SIGABRT);
+  }
+  EXPECT_EQ(others_aborts, 2);
+  original.put();
   {
     kit::crash_handler_options options;
     options.invalid_parameters = false;

@@ -143,6 +143,19 @@ TEST(RunAll, WhoeverEndsTheCallEndsAllThatRunsAndStartsNoMore) {
     injected<decltype(&CreateProcessW)> launches("CreateProcessW");
     kit::run_all(commands, 3, {}, cancelling, stop.get_token());
     EXPECT_EQ(launches.calls(), 0u) << "cancelled before it began";
+
+    // Others have ended meanwhile, which are told of first.
+    stop = {};
+    std::uint64_t begun = 0;
+    cancelling.on_end = [&](std::size_t index, const kit::run_outcome&) {
+      if (index == 0) {
+        stop.request_stop();
+        begun = launches.calls();
+        Sleep(500);
+      }
+    };
+    kit::run_all(numbered(30), 1, {}, cancelling, stop.get_token());
+    EXPECT_LE(launches.calls(), begun + 1) << "the next may have been on the way";
   }));
 }
 

@@ -24,7 +24,7 @@ struct launch_attribute {
   std::shared_ptr<const void> owner;  ///< of what the address refers to; kept until the creating call has returned
 };
 
-/// Asked at each launch, on its thread, before anything is created. What it throws fails the launch, with that reason.
+/// Asked at each launch, on its thread, before the child is created. What it throws fails the launch, with that reason.
 using launch_attribute_source = std::function<launch_attribute()>;
 
 /// An attribute as a context holds it.
