@@ -30,6 +30,7 @@ const char* const usage_text =
     "usage: service [--restarts N] [--crash-after N]\n"
     "\n"
     "Runs a worker that does ten jobs, and starts it again when it dies. Ctrl-C ends both.\n"
+    "A crash leaves service-crash.txt and service-crash.dmp in the folder of temporary files.\n"
     "\n"
     "  --restarts N     gives up after N restarts (default 5)\n"
     "  --crash-after N  lets the worker crash behind its Nth job, for trying all this\n"
@@ -60,7 +61,6 @@ int work(const settings& how) {
   options.standard_error = false;
   options.report_file = (folder / "service-crash.txt").u16string();
   options.dump.file = (folder / "service-crash.dmp").u16string();
-  options.callback = [](const kit::crash& crash) { std::fprintf(stderr, "worker: %s\n", crash.what); };
   const kit::crash_handler handler = kit::install_crash_handler(options);
   foundation::core::diag::setCurrentThreadName("worker");
 
