@@ -339,6 +339,8 @@ endif()
 
 # ---- as C++ ----
 
+# Names of other things stand from the outermost namespace on, since a message or a catalog may be called like them.
+
 # Leaves a file that would be the same alone, so that nothing is compiled again for it.
 function(write_changed file text)
   set(former "")
@@ -373,14 +375,14 @@ foreach(catalog IN LISTS catalogs)
   foreach(mnemonic IN LISTS mnemonics_${english})
     set(parameters "${marks_${english}_${mnemonic}}")
     set(arguments "${parameters}")
-    list(TRANSFORM parameters PREPEND "const fl::i18n::message_argument& argument")
+    list(TRANSFORM parameters PREPEND "const ::fl::i18n::message_argument& argument")
     list(TRANSFORM arguments REPLACE "(.+)" "argument\\1.value()")
     list(JOIN parameters ", " parameters)
     list(JOIN arguments ", " arguments)
     string(APPEND text "
 /// \"${text_${english}_${mnemonic}}\"
-inline resource_core::BaseMsgID ${mnemonic}(${parameters}) {
-  add_catalogs();
+inline ::resource_core::BaseMsgID ${mnemonic}(${parameters}) {
+  ::${namespace}::add_catalogs();
   return {\"${id}\", \"${mnemonic}\", {${arguments}}};
 }
 ")
@@ -433,7 +435,7 @@ bool add_all() {
 
 }  // namespace
 
-void ${namespace}::add_catalogs() {
+void ::${namespace}::add_catalogs() {
   [[maybe_unused]] static const bool added = add_all();
 }
 ")

@@ -46,8 +46,8 @@ catalog(en/B.json " {\n} ")
 catalog(de/B.json "{}")
 expect()
 file(READ "${WORK}/made.hpp" header)
-foreach(part IN ITEMS "namespace A::x {" "\n/// \"[{1};\\\\{{0}}\\u007b0}\"\n" "inline resource_core::BaseMsgID c_1() {"
-                      "b(const fl::i18n::message_argument& argument0, const fl::i18n::message_argument& argument1) {")
+foreach(part IN ITEMS "namespace A::x {" "\n/// \"[{1};\\\\{{0}}\\u007b0}\"\n" "::resource_core::BaseMsgID c_1() {"
+                      "b(const ::fl::i18n::message_argument& argument0, const ::fl::i18n::message_argument& argument1) {")
   string(FIND "${header}" "${part}" position)
   if(position EQUAL -1)
     message(FATAL_ERROR "${part} is missing in\n${header}")

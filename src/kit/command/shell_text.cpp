@@ -38,6 +38,11 @@ void check(const process::command& value) {
     refuse(name_index, "is empty");
   }
   const bool is_batch = is_batch_file(value.name());
+  const bool is_cut = value.name().find_first_of(" \t") == std::string::npos &&  // A launch puts no quotes around it.
+                      (contains("@(", value.name()[0]) || value.name().find_first_of(",;=") != std::string::npos);
+  if (is_batch && is_cut) {
+    refuse(name_index, "would be cut, as that of a batch file");
+  }
   std::size_t index = name_index;
   const auto check_text = [&](const std::string& text) {
     if (contains(text, '\0')) {
@@ -80,7 +85,7 @@ std::string behind_carets(std::string_view text) {
   std::string result;
   char former = '\0';
   for (const char c : text) {
-    if (contains("\"%!^&|<>()", c) || (former == '%' && static_cast<unsigned char>(c) < 0x80)) {
+    if (contains("\"%!^&|<>()", c) || former == '%') {
       result += '^';
     }
     result += c;
@@ -151,12 +156,13 @@ std::string powershell_literal(std::string_view text) {
 }
 
 /// Whether old and new versions hand it to the program alike: the old ones put quotes around what holds white space and
-/// change nothing else.
+/// change nothing else. All of them take --% for their own mark, also as a literal, and hand it on if it has quotes.
 bool is_same_for_all_versions(const std::string& argument) {
   const bool may_get_quotes = std::any_of(argument.begin(), argument.end(), [](char c) {
     return c == ' ' || is_control(c) || static_cast<unsigned char>(c) >= 0x80;
   });
-  return !argument.empty() && !contains(argument, '"') && !(may_get_quotes && argument.back() == '\\');
+  return !argument.empty() && argument != "--%" && !contains(argument, '"') &&
+         !(may_get_quotes && argument.back() == '\\');
 }
 
 }  // namespace

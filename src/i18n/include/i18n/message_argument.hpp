@@ -19,6 +19,9 @@ class message_argument {
   template <class T>
   static constexpr bool is_number =
       std::is_arithmetic_v<T> && !std::is_same_v<T, bool> && !std::is_same_v<T, char> && !std::is_same_v<T, wchar_t> &&
+#ifdef __cpp_char8_t
+      !std::is_same_v<T, char8_t> &&
+#endif
       !std::is_same_v<T, char16_t> && !std::is_same_v<T, char32_t>;
 
  public:

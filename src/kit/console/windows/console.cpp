@@ -59,11 +59,12 @@ console_streams& console() {
   // Never destroyed, so that destructors of all modules may write. This module's own exit handlers run when the system
   // lets go of it, which is after those of everybody who uses it.
   static console_streams& instance = []() -> console_streams& {
+    console_streams& made = *new console_streams;  // first: an exit handler must not be the one that makes them
     std::atexit([] {
       console().state_->out_buffer.finish();
       console().state_->err_buffer.finish();
     });
-    return *new console_streams;
+    return made;
   }();
   return instance;
 }

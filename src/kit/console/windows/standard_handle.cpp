@@ -70,7 +70,11 @@ std::size_t standard_handle::read_bytes(char* bytes, std::size_t count) {
       return got;
     }
   }
-  if (const DWORD error = ::GetLastError(); error != ERROR_BROKEN_PIPE && error != ERROR_HANDLE_EOF) {
+  const DWORD error = ::GetLastError();
+  if (error == ERROR_MORE_DATA) {
+    return got;  // the beginning of a message that is longer, in a pipe that is read by messages
+  }
+  if (error != ERROR_BROKEN_PIPE && error != ERROR_HANDLE_EOF) {
     throw_system_error(error, "ReadFile");
   }
   return 0;

@@ -122,7 +122,9 @@ replacing_file::replacing_file(const fl::filesystem::path& name) : state_(std::m
 replacing_file::~replacing_file() {
   state_->buffer.close();
   if (!state_->is_kept) {
+    const DWORD last_error = ::GetLastError();
     ::DeleteFileW(state_->own.c_str());
+    ::SetLastError(last_error);
   }
 }
 
@@ -136,6 +138,9 @@ void replacing_file::keep() {
   }
   if (!state_->is_whole) {
     state_->buffer.write_to_the_disk();
+    if (state_->stream.bad()) {
+      throw_system_error(ERROR_WRITE_FAULT, "WriteFile");
+    }
     state_->buffer.close();
     state_->is_whole = true;
   }

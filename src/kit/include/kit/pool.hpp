@@ -42,8 +42,8 @@ class KIT_API pool {
   static constexpr std::size_t alignment = 8;
   static constexpr std::size_t default_initial_chunks = 64;
 
-  /// `chunk_size` in bytes; how many chunks the first block has. Throws `std::invalid_argument` for a size of 0, or one
-  /// that is next to the largest number there is, and `std::bad_alloc`.
+  /// `chunk_size` in bytes; how many chunks the first block has. Throws `std::invalid_argument` for a size of 0, with
+  /// pooling also for one that is next to the largest number there is, and `std::bad_alloc`.
   explicit pool(std::size_t chunk_size, std::size_t initial_chunks = default_initial_chunks);
   /// For objects of type `T`.
   template <class T>

@@ -37,7 +37,8 @@ class KIT_API missing_character : public fl::i18n::conversion_error {
 /// each block `progress`, if there is one, is told how many bytes have been read up to there.
 ///
 /// Throws fl::i18n::unknown_encoding; std::ios_base::failure if a stream fails, unless its `exceptions` make it throw
-/// something of its own; and what `lossy` says. Part of the text may have been written then.
+/// something of its own, which for `in` may be badbit alone: the end sets the others; and what `lossy` says. Part of
+/// the text may have been written then.
 KIT_API void recode(std::istream& in, const std::string& from, std::ostream& out, const std::string& to,
                     lossy how = lossy::replace, const std::function<void(std::uint64_t)>& progress = nullptr);
 

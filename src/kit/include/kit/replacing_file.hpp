@@ -34,9 +34,11 @@ class KIT_API replacing_file {
   std::ostream& stream();
 
   /// Writes what is buffered, waits until the disk has it, and puts the file in the other one's place, which need not
-  /// exist. Who has that one open must have let it be deleted (most have not). Whatever the stream failed to write is
-  /// tried again here. Throws boost::system::system_error; the other file is as it was then, and it may be tried again.
-  /// Nothing can be written afterwards.
+  /// exist. Who has that one open must have let it be deleted (most have not). Throws boost::system::system_error; the
+  /// other file is as it was then, and it may be tried again. Nothing can be written afterwards.
+  ///
+  /// What the stream could not write is tried again here. But what it is given while it has `badbit` is lost, so that
+  /// the file cannot be kept before somebody who knows better calls `clear()`.
   void keep();
 
  private:

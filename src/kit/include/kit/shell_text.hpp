@@ -36,8 +36,8 @@ namespace process = foundation::core::process;
 KIT_API std::string for_cmd(const process::command& value);
 
 /// One line for the prompt or a script of Windows PowerShell 5 and of PowerShell 7. Before 7.3 these lost quotes within
-/// arguments, and empty arguments, unless they were written in a way that is wrong since. If there are any, the text is
-/// a block that asks for the old way, which the older versions do in any case:
+/// arguments, and empty arguments, unless they were written in a way that is wrong since. All lose an argument "--%".
+/// If there are any, the text is a block that asks for the old way, which the older versions do in any case:
 ///
 ///   & { $PSNativeCommandArgumentPassing = 'Legacy'; & 'grep' '"say \"hi\""' }
 ///

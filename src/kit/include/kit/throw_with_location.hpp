@@ -98,6 +98,9 @@ template <class Error>
       static_assert(!std::is_final_v<Error>, "nothing can be attached to a final class");
       if (typeid(error) == typeid(Error)) {
         auto whole = boost::enable_error_info(error);
+        if constexpr (std::is_base_of_v<boost::exception, Error>) {
+          boost::exception_detail::copy_boost_exception(&whole, &error);  // A plain copy shares the facts.
+        }
         attach_place(whole, where, stack);
         throw boost::enable_current_exception(whole);
       }

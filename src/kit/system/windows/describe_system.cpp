@@ -187,9 +187,13 @@ std::optional<job_restrictions> restrictions_of_job() {
 
 std::optional<double> processor_percent_of_job() {
   constexpr DWORD hard_cap = JOB_OBJECT_CPU_RATE_CONTROL_ENABLE | JOB_OBJECT_CPU_RATE_CONTROL_HARD_CAP;
+  constexpr DWORD range = JOB_OBJECT_CPU_RATE_CONTROL_ENABLE | 0x10;  // JOB_OBJECT_CPU_RATE_CONTROL_MIN_MAX_RATE
   JOBOBJECT_CPU_RATE_CONTROL_INFORMATION told = {};
   if (!ask_job(JobObjectCpuRateControlInformation, told)) {
     return std::nullopt;
+  }
+  if ((told.ControlFlags & range) == range) {
+    return HIWORD(told.CpuRate) / 100.0;  // The least that it gets stands in the other half.
   }
   return (told.ControlFlags & hard_cap) == hard_cap ? told.CpuRate / 100.0 : 100.0;  // told in hundredths
 }

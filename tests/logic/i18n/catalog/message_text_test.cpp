@@ -62,7 +62,7 @@ TEST(MessageArgument, IsAnyNumberOrTextButNoCharacterOrTruthValue) {
   const auto takes = [](auto... refused) {
     return (std::is_convertible_v<decltype(refused), message_argument> || ...);
   };
-  EXPECT_FALSE(takes(true, 'c', L'c', u'c', U'c', nullptr));
+  EXPECT_FALSE(takes(true, 'c', L'c', u'c', U'c', u8'c', nullptr));
 }
 
 TEST(LanguageTag, IsPutInItsUsualCaseOrQuotedAndFallsBackPartByPartToEnglish) {

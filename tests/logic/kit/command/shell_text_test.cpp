@@ -35,7 +35,10 @@ TEST(ShellText, HasTheKnownForms) {
       {make_command("x", ""), R"("x" "")", R"(& { $PSNativeCommandArgumentPassing = 'Legacy'; & 'x' '""' })"},
       {make_command("x", "a \\"), R"("x" "a \\")",
        R"(& { $PSNativeCommandArgumentPassing = 'Legacy'; & 'x' '"a \\"' })"},
-      {make_command("x", "%PATH:~0,1%"), R"("x" ^"^%^PATH:~0,1^%^")", "& 'x' '%PATH:~0,1%'"},
+      {make_command("x", "%PATH:~0,1%%\u00e4:a=b%"), "\"x\" ^\"^%^PATH:~0,1^%^%^\u00e4:a=b^%^\"",
+       "& 'x' '%PATH:~0,1%%\u00e4:a=b%'"},
+      {make_command("x", "--%"), R"("x" ^"--^%^")",
+       R"(& { $PSNativeCommandArgumentPassing = 'Legacy'; & 'x' '"--%"' })"},
       {make_command("a.cmd", "b c", ","), R"("a.cmd" "b c" ",")", "& 'a.cmd' 'b c' ','"},
   };
   for (const auto& [value, cmd, powershell] : cases) {
@@ -49,6 +52,9 @@ TEST(ShellText, RefusesWhatTheShellCannotBeToldAndSaysWhichArgumentItIs) {
   const std::string nul("a\0b", 3);
   for (const auto write : {&for_cmd, &for_powershell}) {
     EXPECT_EQ(refusal(write, command("")), "the name is empty");
+    for (const std::string name : {"a,b.cmd", "@x.bat"}) {
+      EXPECT_EQ(refusal(write, command(name)), "the name would be cut, as that of a batch file");
+    }
     EXPECT_EQ(refusal(write, make_command("x", "a", nul)), "argument 2 holds a NUL, which ends a command line");
     for (const std::string argument : {"a&b", "%x%", "\"", "a\tb"}) {
       for (const std::string name : {"x.bat", "C:\\x.CmD", "x.cmd. ."}) {

@@ -9,8 +9,6 @@
 #include <kit/pool.hpp>
 #include <kit/pool_resource.hpp>
 
-#include <unordered_map>
-
 namespace {
 
 namespace kit = foundation::kit;
@@ -58,19 +56,6 @@ void exercise(std::pmr::memory_resource& resource, std::uint64_t seed, std::size
   for (const block& rest : out) {
     rest.give_back(resource);
   }
-}
-
-void use_containers(std::pmr::memory_resource& resource) {
-  std::pmr::vector<std::pmr::string> texts(&resource);
-  std::pmr::unordered_map<std::pmr::string, int> numbers(&resource);
-  for (int i = 0; i < 500; ++i) {
-    texts.emplace_back("a text that is too long to lie within its object, number " + std::to_string(i));
-    numbers.emplace(texts.back(), i);
-    EXPECT_EQ(texts.back().get_allocator().resource(), &resource);
-  }
-  EXPECT_EQ(numbers.at(texts[321]), 321);
-  const auto copy = texts;  // with the default resource
-  EXPECT_EQ(copy, texts);
 }
 
 /// Several threads at once, which give back what others have allocated.
@@ -127,7 +112,6 @@ TEST(AlignedHeapResource, IsOneForAll) {
   EXPECT_TRUE(is_aligned(plain.start, 32)) << "the heap's own boundary";
   plain.give_back(heap);
   exercise(heap, 1, 100'000);
-  use_containers(heap);
   share(heap);
   refuse_what_cannot_be(heap);
 }
@@ -143,7 +127,6 @@ TEST(ArenaResource, IsAHeapOfItsOwn) {
   EXPECT_GT(arena.bytes_reserved(), 0u);
   EXPECT_EQ(other.bytes_reserved(), 0u);
   exercise(arena, 2, 1'000'000);
-  use_containers(arena);
   share(arena);
   refuse_what_cannot_be(arena);
 }
@@ -251,7 +234,6 @@ TEST(PoolResource, LeavesToAnotherWhatDoesNotFit) {
     }
     EXPECT_TRUE(pool.release_free_memory());
     exercise(pool, 3, 1000);
-    use_containers(pool);
     kit::locked_resource shared(&pool);
     EXPECT_EQ(shared.upstream_resource(), &pool);
     EXPECT_TRUE(shared == shared);

@@ -44,6 +44,7 @@ TEST(MakeCommand, TakesTextsOfEveryKindAndNumberAndThoseThatAreGathered) {
       {make_command(u"p", view, u"\u00e4", u"\xD800", std::string("s")), {"view", "\xc3\xa4", "\xef\xbf\xbd", "s"}},
       {make_command("p", "1", "2", "3", "4", "5", "6", "7", "8", "9", "10", "11", ""),
        {"1", "2", "3", "4", "5", "6", "7", "8", "9", "10", "11", ""}},
+      {make_command("p", strings[0], strings[1]), {"a", ""}},  // neither iterators
       {make_command("p", strings), all},
       {make_command(view.substr(4), views).name("p"), all},
       {make_command("p", wide), all},

@@ -70,7 +70,9 @@ TEST_F(ReplacingFile, LeavesTheOtherFileAloneWhenItFailsAndMayBeTriedAgain) {
   write.handle_with([](auto original, HANDLE to, const void* bytes, DWORD count, DWORD* put, OVERLAPPED*) {
     return original(to, bytes, std::min<DWORD>(count, 30000), put, nullptr);
   });
-  flush.fail_at(1, FALSE, ERROR_IO_DEVICE);
+  EXPECT_EQ(failure([&] { file.keep(); }), "WriteFile") << "something may be lost";
+  file.stream().clear();
+  flush.fail_at(2, FALSE, ERROR_IO_DEVICE);
   EXPECT_EQ(failure([&] { file.keep(); }), "FlushFileBuffers");
   move.fail_at(1, FALSE, ERROR_SHARING_VIOLATION);
   EXPECT_EQ(failure([&] { file.keep(); }), "MoveFileExW");

@@ -132,7 +132,8 @@ TEST_F(DescribeSystem, TellsTheLimitsOfTheJobAroundIt) {
     EXPECT_EQ(job, nullptr) << "asks about its own job";
     if (question == JobObjectCpuRateControlInformation) {
       EXPECT_EQ(size, sizeof(JOBOBJECT_CPU_RATE_CONTROL_INFORMATION));
-      *static_cast<JOBOBJECT_CPU_RATE_CONTROL_INFORMATION*>(told) = {rate_control, {1250}};
+      *static_cast<JOBOBJECT_CPU_RATE_CONTROL_INFORMATION*>(told) = {rate_control,
+                                                                     {rate_control > 0xF ? 0x138803E8u : 1250u}};
     } else {
       EXPECT_EQ(question, JobObjectExtendedLimitInformation);
       EXPECT_EQ(size, sizeof(JOBOBJECT_EXTENDED_LIMIT_INFORMATION));
@@ -156,6 +157,7 @@ TEST_F(DescribeSystem, TellsTheLimitsOfTheJobAroundIt) {
     const injected<about_job> job(kit_dll, "QueryInformationJobObject", answer);
     EXPECT_EQ(told(~0u, JOB_OBJECT_CPU_RATE_CONTROL_ENABLE | JOB_OBJECT_CPU_RATE_CONTROL_HARD_CAP), all);
     EXPECT_THAT(told(0, JOB_OBJECT_CPU_RATE_CONTROL_HARD_CAP), testing::HasSubstr("time of the job: 100.00%")) << "off";
+    EXPECT_THAT(told(0, 0x11), testing::HasSubstr("time of the job: 50.00%")) << "of a range, the most";
     const std::pair<DWORD, std::string> cases[] = {
         {JOB_OBJECT_LIMIT_JOB_MEMORY, "memory of the job: "},
         {JOB_OBJECT_LIMIT_PROCESS_MEMORY, "memory of a process of the job: "},

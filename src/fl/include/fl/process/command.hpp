@@ -95,8 +95,11 @@ template <class Name, class... Texts>
 inline constexpr bool are_strings_for_make_command =
     sizeof...(Texts) >= 1 && sizeof...(Texts) <= 10 && (is_string<Name> && ... && is_string<Texts>);
 
+template <class Iterator, class = void>
+inline constexpr bool points_to_text = false;  // It is no iterator.
 template <class Iterator>
-inline constexpr bool points_to_text = is_text<std::decay_t<decltype(*std::declval<Iterator&>())>>;
+inline constexpr bool points_to_text<Iterator, std::void_t<decltype(*std::declval<Iterator&>())>> =
+    is_text<std::decay_t<decltype(*std::declval<Iterator&>())>>;
 
 template <class Text>
 std::string utf8_of(const Text& text) {
