@@ -3,15 +3,14 @@
 #include <fl/process/which.hpp>
 #include <i18n/convert.hpp>
 
+#include <kit/arguments.hpp>
+#include <kit/console.hpp>
 #include <kit/run_all.hpp>
 
 #include <windows.h>
-#include <shellapi.h>
 
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <memory>
 #include <sstream>
 #include <stdexcept>
 
@@ -37,18 +36,6 @@ struct build_options {
   std::string file;
 };
 
-std::vector<std::string> split(const wchar_t* command_line) {
-  int count = 0;
-  const std::unique_ptr<wchar_t*, decltype(&::LocalFree)> words(::CommandLineToArgvW(command_line, &count),
-                                                                ::LocalFree);
-  std::vector<std::string> all;
-  for (int i = 0; i != count; ++i) {
-    const std::wstring word = words.get()[i];
-    all.push_back(fl::i18n::ustring_to_utf8(fl::ustring(word.begin(), word.end())));
-  }
-  return all;
-}
-
 // Throws std::logic_error for what cannot be understood.
 build_options parse(const std::vector<std::string>& words) {
   build_options options;
@@ -71,8 +58,7 @@ build_options parse(const std::vector<std::string>& words) {
 }
 
 process::command to_command(const std::string& line) {
-  const fl::ustring wide = fl::i18n::utf8_to_ustring(line);
-  const std::vector<std::string> words = split(std::wstring(wide.begin(), wide.end()).c_str());
+  const std::vector<std::string> words = kit::split_command_line(line);
   process::command command(process::which(words[0]).value_or(words[0]));
   command.args().assign(words.begin() + 1, words.end());
   return command;
@@ -115,7 +101,7 @@ void tell_failure(const process::command& command, const kit::run_outcome& outco
   try {
     outcome.error ? std::rethrow_exception(outcome.error) : throw kit::run_error(command, outcome.result);
   } catch (const std::exception& e) {
-    std::fprintf(stderr, "build: %s\n", e.what());
+    kit::console().err() << "build: " << e.what() << '\n';
   }
 }
 
@@ -124,16 +110,14 @@ int build(const build_options& options) {
   std::size_t done = 0, failed = 0;
   kit::run_all_options how = {.stop_at_failure = !options.keep_going, .cancellation = interruption()};
   how.on_end = [&](std::size_t index, const kit::run_outcome& outcome) {
-    std::ostringstream progress;
-    progress << '[' << ++done << '/' << commands.size() << "] " << commands[index] << '\n';
-    std::fputs(progress.str().c_str(), stderr);
+    kit::console().out() << '[' << ++done << '/' << commands.size() << "] " << commands[index] << std::endl;
     if (outcome.error || (!outcome.succeeded() && outcome.result.end != kit::run_end::cancelled)) {
       ++failed;
       tell_failure(commands[index], outcome);
     }
   };
   kit::run_all(commands, options.parallel, options.limits, how);
-  std::fprintf(stderr, "%zu of %zu commands run, %zu failed\n", done, commands.size(), failed);
+  kit::console().out() << done << " of " << commands.size() << " commands run, " << failed << " failed\n";
   return interruption().requested() ? exit_interrupted : failed != 0 ? exit_failed : 0;
 }
 
@@ -141,14 +125,18 @@ int build(const build_options& options) {
 
 int main() {
   try {
-    const build_options options = parse(split(::GetCommandLineW()));
+    const build_options options = parse(kit::utf8_arguments());
     ::SetConsoleCtrlHandler(on_console_event, TRUE);
-    return options.help ? std::fputs(usage_text, stdout), 0 : build(options);
+    if (!options.help) {
+      return build(options);
+    }
+    kit::console().out() << usage_text;
+    return 0;
   } catch (const std::logic_error&) {
-    std::fputs(usage_text, stderr);
+    kit::console().err() << usage_text;
     return exit_usage;
   } catch (const std::exception& e) {
-    std::fprintf(stderr, "build: %s\n", e.what());
+    kit::console().err() << "build: " << e.what() << '\n';
     return exit_failed;
   }
 }

@@ -1,5 +1,9 @@
 #include "command/command_line.hpp"
 
+#include <i18n/convert.hpp>
+
+#include <kit/arguments.hpp>
+
 #include <cstddef>
 
 namespace foundation::kit {
@@ -66,6 +70,14 @@ std::vector<fl::ustring> split_command_line(std::u16string_view line) {
   std::vector<fl::ustring> all = {take_name(line)};
   for (skip_blanks(line); !line.empty(); skip_blanks(line)) {
     all.push_back(take_argument(line));
+  }
+  return all;
+}
+
+std::vector<std::string> split_command_line(std::string_view line) {
+  std::vector<std::string> all;
+  for (const fl::ustring& each : split_command_line(fl::i18n::utf8_to_ustring(line))) {
+    all.push_back(fl::i18n::ustring_to_utf8(each));
   }
   return all;
 }

@@ -1,7 +1,5 @@
 #include <i18n/convert.hpp>
 
-#include "command/command_line.hpp"
-
 #include <kit/arguments.hpp>
 
 #include <windows.h>
@@ -12,11 +10,7 @@ namespace foundation::kit {
 
 std::vector<std::string> utf8_arguments() {
   const std::wstring_view line = ::GetCommandLineW();
-  std::vector<std::string> all;
-  for (const fl::ustring& argument : split_command_line(fl::ustring(line.begin(), line.end()))) {
-    all.push_back(fl::i18n::ustring_to_utf8(argument));
-  }
-  return all;
+  return split_command_line(fl::i18n::ustring_to_utf8(fl::ustring(line.begin(), line.end())));
 }
 
 }  // namespace foundation::kit

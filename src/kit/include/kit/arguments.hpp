@@ -5,6 +5,7 @@
 #include <kit/export.hpp>
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace foundation::kit {
@@ -15,5 +16,9 @@ namespace foundation::kit {
 ///
 /// Any thread; each call takes the command line apart anew. Throws std::bad_alloc.
 KIT_API std::vector<std::string> utf8_arguments();
+
+/// The same for any command line in UTF-8, such as a line of a file: the program's name, then the arguments. What is
+/// ill-formed becomes U+FFFD. Throws std::bad_alloc.
+KIT_API std::vector<std::string> split_command_line(std::string_view line);
 
 }  // namespace foundation::kit

@@ -1,11 +1,10 @@
 // How a command is written for a shell. PowerShell is on no machine that runs these tests: what it does with a text is
 // modelled here after its documentation. What cmd does is tested with Wine's.
-#include <i18n/convert.hpp>
 
-#include "command/command_line.hpp"
 #include "every_test.hpp"
 #include "seeded_random.hpp"
 
+#include <kit/arguments.hpp>
 #include <kit/shell_text.hpp>
 
 #include <regex>
@@ -120,10 +119,7 @@ texts passed_on_the_old_way(const texts& arguments, bool doubling) {
     const std::size_t others = text.find_last_not_of('\\') + 1;
     line += (text.empty() ? "" : " ") + (quotes ? '"' + text + (doubling ? text.substr(others) : "") + '"' : text);
   }
-  texts made;
-  for (const fl::ustring& each : split_command_line(fl::i18n::utf8_to_ustring(line))) {
-    made.push_back(fl::i18n::ustring_to_utf8(each));
-  }
+  texts made = split_command_line(line);
   made.erase(made.begin());
   return made;
 }
