@@ -2,6 +2,7 @@
 
 #include <fl/process/process.hpp>
 #include <i18n/convert.hpp>
+#include <i18n/path.hpp>
 
 #include "common/windows/system_error.hpp"
 #include "crash/windows/file_name.hpp"
@@ -102,11 +103,12 @@ dump_helper::dump_helper(const crash_dump_options& options)
       job_(new_job()),
       shared_(map(section_.get())) {
   const std::wstring file = absolute_file_name(options.file);
-  if (file.size() > dump_request::longest_file) {
+  file_ = fl::i18n::ustring_to_utf8(ustring(file.begin(), file.end()));
+  const std::wstring native = fl::filesystem::path(file).native_access_form();  // of any length
+  if (native.size() > dump_request::longest_file) {
     throw_system_error(ERROR_FILENAME_EXCED_RANGE, "GetFullPathNameW");
   }
-  file_ = fl::i18n::ustring_to_utf8(ustring(file.begin(), file.end()));
-  std::copy(file.begin(), file.end(), shared_->file);
+  std::copy(native.begin(), native.end(), shared_->file);
   shared_->content = type_of(options.content);
   shared_->process_id = GetCurrentProcessId();
   shared_->process = value_of(self_);
