@@ -545,34 +545,17 @@ TEST(CrashHandler, IsNotInstalledIfTheSystemOrTheProgramForTheDumpRefuses) {
   EXPECT_THAT(refused(use(test_support::child_path("child"))), HasSubstr("the program that writes it has ended"));
   EXPECT_THAT(refused([](auto& options) { options.report_file.assign(1, u'\0'); }), HasSubstr("GetFullPathNameW"));
   EXPECT_THAT(refused([](auto& options) { options.dump.file.assign(1, u'\0'); }), HasSubstr("GetFullPathNameW"));
-  const auto expect_refusal = [&](auto& fault, auto result, const char* name) {
+  const auto expect_refusal = [&](auto function, const char* name, auto result) {
+    injected<decltype(function)> fault("libqxkit.dll", name);
     fault.fail_always(result, ERROR_NO_SYSTEM_RESOURCES);
     EXPECT_THAT(refused(nothing), HasSubstr(name));
   };
-  {
-    injected<decltype(&CreateThread)> fault("libqxkit.dll", "CreateThread");
-    expect_refusal(fault, nullptr, "CreateThread");
-  }
-  {
-    injected<decltype(&CreateEventW)> fault("libqxkit.dll", "CreateEventW");
-    expect_refusal(fault, nullptr, "CreateEventW");
-  }
-  {
-    injected<decltype(&DuplicateHandle)> fault("libqxkit.dll", "DuplicateHandle");
-    expect_refusal(fault, FALSE, "DuplicateHandle");
-  }
-  {
-    injected<decltype(&CreateFileMappingW)> fault("libqxkit.dll", "CreateFileMappingW");
-    expect_refusal(fault, nullptr, "CreateFileMappingW");
-  }
-  {
-    injected<decltype(&MapViewOfFile)> fault("libqxkit.dll", "MapViewOfFile");
-    expect_refusal(fault, nullptr, "MapViewOfFile");
-  }
-  {
-    injected<decltype(&SetInformationJobObject)> fault("libqxkit.dll", "SetInformationJobObject");
-    expect_refusal(fault, FALSE, "SetInformationJobObject");
-  }
+  expect_refusal(&CreateThread, "CreateThread", nullptr);
+  expect_refusal(&CreateEventW, "CreateEventW", nullptr);
+  expect_refusal(&DuplicateHandle, "DuplicateHandle", FALSE);
+  expect_refusal(&CreateFileMappingW, "CreateFileMappingW", nullptr);
+  expect_refusal(&MapViewOfFile, "MapViewOfFile", nullptr);
+  expect_refusal(&SetInformationJobObject, "SetInformationJobObject", FALSE);
 }
 
 TEST(CrashHandler, ThreadsSetStackAsideAsLongAsItIsInstalled) {
