@@ -26,6 +26,7 @@ class message_argument {
 
  public:
   // NOLINTBEGIN(google-explicit-constructor)
+  /// From any of these: a whole number that `std::int64_t` cannot hold becomes its digits.
   template <class Number, std::enable_if_t<is_number<Number>, int> = 0>
   message_argument(Number number) : value_(value_of(number)) {}
   message_argument(std::string utf8) : value_(std::move(utf8)) {}
@@ -39,6 +40,7 @@ class message_argument {
   message_argument(resource_core::MsgArgument value) : value_(std::move(value)) {}
   // NOLINTEND(google-explicit-constructor)
 
+  /// As a message keeps it.
   const resource_core::MsgArgument& value() const noexcept { return value_; }
 
  private:

@@ -30,6 +30,7 @@
 
 namespace foundation::core::io {
 
+/// A text file that is read as UTF-16.
 class FL_API uifstream : public std::basic_istream<char16_t> {
  public:
   /// With the mode `in` and the encoding "UTF-8".
@@ -48,6 +49,7 @@ class FL_API uifstream : public std::basic_istream<char16_t> {
   /// Closes the file; a failure of that is not reported, and the state stays as it is. Nothing happens if the file is
   /// closed. What has been read ahead can still be read.
   void close();
+  /// Whether there is a file.
   bool is_open() const;
 
  private:

@@ -28,6 +28,7 @@
 
 namespace foundation::core::io {
 
+/// A text file that is written from UTF-16.
 class FL_API uofstream : public std::basic_ostream<char16_t> {
  public:
   /// With the mode `out` and the encoding "UTF-8": an existing file is emptied.
@@ -46,6 +47,7 @@ class FL_API uofstream : public std::basic_ostream<char16_t> {
   /// Writes out what is buffered and closes the file; a failure of that is not reported, and the state stays as it is.
   /// Nothing happens if the file is closed.
   void close();
+  /// Whether there is a file.
   bool is_open() const;
 
  private:

@@ -43,11 +43,13 @@
 
 namespace foundation::core::mem {
 
+/// What the options of this process are. Everything that clients need is static.
 class FL_API manager : private boost::noncopyable {
  public:
   /// One switch. References to features stay valid until the process ends, and nothing about them changes.
   class FL_API feature : private boost::noncopyable {
    public:
+    /// Which one: each stands for the word of the table above.
     enum type : std::uint32_t {
       alignment_checking = 0,
       integrity_checking = 1,
@@ -57,11 +59,14 @@ class FL_API manager : private boost::noncopyable {
       leak_sanitizer = 5,
     };
 
+    /// Which one it is.
     virtual type get_type() const = 0;
+    /// Whether it is on.
     virtual bool is_enabled() const = 0;
     /// The name of the enumerator.
     virtual std::string get_name() const = 0;
 
+    /// The same as `is_enabled`.
     explicit operator bool() const;
 
    protected:

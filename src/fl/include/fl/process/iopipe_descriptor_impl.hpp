@@ -24,6 +24,7 @@ class FL_API iopipe_descriptor_impl : public process::detail::iopipe_descriptor_
   bool text_mode() const noexcept { return text_mode_; }
   /// Whether `pending_char` was read from the pipe but not delivered yet.
   bool has_pending_char() const noexcept { return has_pending_char_; }
+  /// That character; means nothing without `has_pending_char`.
   char pending_char() const noexcept { return pending_char_; }
   /// Whether the read handle was opened for overlapped use.
   bool overlapped() const noexcept { return overlapped_; }

@@ -14,7 +14,9 @@ class iopipe_handles {
   iopipe_handles() noexcept = default;
   iopipe_handles(void* const& read, void* const& write) noexcept : read_(read), write_(write) {}
 
+  /// Null if the end is absent.
   void* read_handle() const noexcept { return read_; }
+  /// Null if the end is absent.
   void* write_handle() const noexcept { return write_; }
 
  private:

@@ -106,6 +106,7 @@ class FL_API process {
   /// Ends the child at once; its exit code becomes 1. Throws process_kill_error if it has ended already, and
   /// boost::system::system_error if the system refuses.
   void kill();
+  /// The same as `kill`.
   void terminate();
 
   /// Bytes that the child now holds in memory. Throws process_kill_error if it has ended, and
