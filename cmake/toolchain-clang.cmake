@@ -44,9 +44,11 @@ set(CMAKE_C_COMPILER "${qxfl_cc}")
 set(CMAKE_CXX_COMPILER "${QXFL_CLANG}")
 set(CMAKE_C_COMPILER_TARGET "${qxfl_triple}")
 set(CMAKE_CXX_COMPILER_TARGET "${qxfl_triple}")
-# GCC keeps thread-local variables in its own way, and the run-time has some that its headers' inline functions use.
-set(CMAKE_C_FLAGS_INIT "-femulated-tls -B${qxfl_gcc_folder}")
-set(CMAKE_CXX_FLAGS_INIT "-femulated-tls -B${qxfl_gcc_folder} ${qxfl_cxx_headers}")
+# GCC keeps thread-local variables in its own way, and the run-time has some that its headers' inline functions use. Of
+# what older headers of the system and clang's both have (<intrin.h>, <cpuid.h>), clang's is taken, without its warning.
+set(CMAKE_C_FLAGS_INIT "-femulated-tls -B${qxfl_gcc_folder} \
+-D__INTRINSIC_DEFINED___cpuidex -D_CLANG_DISABLE_CRT_DEPRECATION_WARNINGS")
+set(CMAKE_CXX_FLAGS_INIT "${CMAKE_C_FLAGS_INIT} ${qxfl_cxx_headers}")
 foreach(kind IN ITEMS EXE SHARED MODULE)  # That GCC links the threads always, as its run-time needs them.
   set(CMAKE_${kind}_LINKER_FLAGS_INIT "-fuse-ld=lld -L${qxfl_gcc_folder} -pthread")
 endforeach()
