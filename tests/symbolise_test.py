@@ -26,7 +26,8 @@ def line_of(text):
 
 
 def symbolise(report, *arguments):
-    done = subprocess.run([ROOT / "tools/symbolise", *arguments], input=report, capture_output=True, text=True, check=False)
+    done = subprocess.run([ROOT / "tools/symbolise", *arguments], input=report, capture_output=True, text=True,
+                          check=False)
     return done.returncode, done.stdout, done.stderr
 
 
@@ -98,8 +99,9 @@ class Symbolise(unittest.TestCase):
         self.assertIn("foundation::core::diag::terminate", out)
 
     def test_modules_elsewhere_and_frames_that_tell_no_module(self):
-        moved = re.sub(r"0x(0000000[0-9a-f]{9})(?=.*crash_report)", lambda m: f"0x{int(m[1], 16) + 0x7ff500000000:016x}",
-                       self.fault).replace("Z:\\", "Z:\\a+00000001 b\\")
+        moved = re.sub(r"0x(0000000[0-9a-f]{9})(?=.*crash_report)",
+                       lambda address: f"0x{int(address[1], 16) + 0x7ff500000000:016x}", self.fault)
+        moved = moved.replace("Z:\\", "Z:\\a+00000001 b\\")
         moved = re.sub(r"(\[  2\] 0x\w+).*", r"\1", moved).replace("[  ", "12:00 planner: [  ")
         self.assertEqual(moved.count("0x00007ff6"), 7)
         for tool in self.tools():
