@@ -87,6 +87,10 @@ class Browser:
         element = self.post("/element", {"using": "css selector", "value": selector})
         self.post(f"/element/{next(iter(element.values()))}/value", {"text": text})
 
+    def enter_frame(self, selector):
+        """Scripts look into this frame from now on; into the page again with null."""
+        self.post("/frame", {"id": selector and self.post("/element", {"using": "css selector", "value": selector})})
+
     def wait_for(self, script, limit=10):
         end = time.monotonic() + limit
         while True:
