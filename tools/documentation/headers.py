@@ -240,13 +240,14 @@ def completed(lines):
         name = NAME.search(without_template(code))
         name = name[1] if name else None
         indent = text[: len(text) - len(text.lstrip())]
+        line = None
         trailing = any("///<" in line for _, line in lines[begin:position])
         if not doc and not trailing:
-            if name and name == last_name and last_doc:
+            line = settled(code, scopes[-1])
+            if line:
+                doc = [(number, f"{indent}/// {line}")]
+            elif name and name == last_name:
                 doc = [(number, line) for _, line in last_doc]
-            else:
-                line = settled(code, scopes[-1])
-                doc = [(number, f"{indent}/// {line}")] if line else []
             result.extend(doc)
         several = SEVERAL.match(code) if doc else None
         if several:  # Doxygen gives the comment to the first only.
@@ -256,5 +257,6 @@ def completed(lines):
                 result.extend(doc + [(number, f"{indent}{several[1]}{variable};")])
         else:
             result.extend(written(lines[begin:position]))
-        last_name, last_doc, doc = name, doc, []
+        # A line of the language's own says nothing of another overload.
+        last_name, last_doc, doc = name if not line else None, doc, []
     return result

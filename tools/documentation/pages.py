@@ -13,7 +13,8 @@ LAST = ["contributing", "changelog", "benchmarks"]
 FENCE = re.compile(r"( *)(```+|~~~+) *([\w+-]*)")
 HEADING = re.compile(r"(#{1,6}) +(.*?) *#*$")
 LINK = re.compile(r"(!?)\[((?:[^\[\]`]|`[^`]*`)*)\]\(([^()\s]+)\)")
-TAG = re.compile(r"</?(?:a|b|br|code|dd|details|div|dl|dt|em|i|img|p|picture|source|strong|sub|summary|sup|table|td|th|tr)\b[^>]*>|<!--.*?-->")
+TAG = re.compile(r"</?(?:a|b|br|code|dd|details|div|dl|dt|em|i|img|p|picture|source|strong|sub|summary|sup|table|td|th|tr)\b[^>]*>")
+COMMENT = re.compile(r"^ *<!--.*?-->", re.M | re.S)
 OUTSIDE = re.compile(r"(?:https?|mailto):")
 
 
@@ -109,7 +110,9 @@ class Site:
     def page(self, name):
         """The text of a page for Doxygen."""
         path = self.pages[name]
-        lines = (self.root / path).read_text().split("\n")
+        # Comments are for tools; their lines stay, so that warnings name the right ones.
+        text = COMMENT.sub(lambda m: "\n" * m[0].count("\n"), (self.root / path).read_text())
+        lines = text.split("\n")
         headings = {number: (level, slug) for number, level, _, slug in slugs(lines)}
         result, fence, previous = [], None, ""
         for number, line in enumerate(lines, 1):
@@ -131,12 +134,7 @@ class Site:
                 line = self.prose(name, f"{path}:{number}", line)
             result.append(line)
             previous = line
-        return self.joined("\n".join(result))
-
-    @staticmethod
-    def joined(text):
-        """Doxygen sees no code span that goes on in the next line."""
-        return text
+        return "\n".join(result)
 
     def prose(self, name, place, line):
         def linked(match):

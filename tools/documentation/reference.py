@@ -8,7 +8,8 @@ SKIPPED = {"main", "std"}
 
 
 class Reference:
-    def __init__(self, tagfile):
+    def __init__(self, tagfile, pages):
+        self.pages = pages  # path in the repository -> address
         self.files, self.namespaces, self.types, self.members = {}, set(), {}, {}
         for compound in xml.parse(tagfile).getroot():
             kind, name = compound.get("kind"), compound.findtext("name")
@@ -42,6 +43,8 @@ class Reference:
     def address(self, text, page):
         """Where a code span leads: to a header, or to the one thing that has this name for a reader of `page`."""
         text = text.replace("&lt;", "<").replace("&gt;", ">").strip()
+        if text in self.pages:
+            return self.pages[text]
         header = re.fullmatch(r"<?([\w/]+\.hpp)>?", text)
         if header:
             return self.files.get(header[1])
@@ -63,7 +66,7 @@ class Reference:
 
         def linked(match):
             address = self.address(match[1], page) if match[1] else None
-            return f'<a class="code" href="{address}">{match[0]}</a>' if address and address != page else match[0]
+            return f'<a class="name" href="{address}">{match[0]}</a>' if address and address != page else match[0]
 
         text = re.sub(r'"header:([^"]+)"', lambda m: f'"{self.files[m[1]]}"', text)
         # Doxygen offers a way to the nested classes also where all of them are private.
