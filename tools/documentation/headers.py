@@ -179,6 +179,8 @@ def settled(declaration, scope):
         return f"Cannot be {kind}." if deleted else f"The {'move' if kind == 'moved' else 'copy'} constructor."
     if re.match(rf"(?:constexpr |inline |[A-Z_0-9]+_API )*{own}\(\)", text):
         return "The default constructor."
+    if deleted:
+        return "Such a call does not compile."
     if "operator!=(" in text:
         return "The opposite of `==`."
     if re.search(r"\bwhat\(\) const noexcept override", text):

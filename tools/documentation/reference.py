@@ -45,7 +45,7 @@ class Reference:
         text = text.replace("&lt;", "<").replace("&gt;", ">").strip()
         if text in self.pages:
             return self.pages[text]
-        header = re.fullmatch(r"<?([\w/]+\.hpp)>?", text)
+        header = re.fullmatch(r"(?:#include )?<?([\w/]+\.hpp)>?", text)
         if header:
             return self.files.get(header[1])
         name = re.sub(r"^(foundation_|process::(?=process::))|\(.*\)$|<.*>$", "", text)
