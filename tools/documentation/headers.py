@@ -35,7 +35,7 @@ def comment(lines, joined=False):
         if not code:
             return
         margin = min(len(text) - len(text.lstrip()) for _, text in code if text)
-        kind = "{.cpp}" if any(CODE_SIGN.search(text) for _, text in code) else "{.txt}"
+        kind = "{.cpp}" if any(CODE_SIGN.search(text) for _, text in code) else "{.unparsed}"
         pad = " " * content
         result.append((code[0][0], pad + "@code" + kind))
         result.extend((number, pad + text[margin:]) for number, text in code)
@@ -230,6 +230,8 @@ def completed(lines):
             position += 1
             if code.count("(") <= code.count(")") and re.search(r"[;{}]$", code):
                 break
+        if code.startswith("friend ") and code.endswith(";") and not doc:  # Who may look inside is nobody's business.
+            continue
         scope = SCOPE.match(code)
         if scope:
             scopes.append(scope[2] if scope[1] != "namespace" else None)

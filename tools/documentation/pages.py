@@ -120,7 +120,7 @@ class Site:
             if mark and (fence is None or mark[2].startswith(fence) and not mark[3]):
                 if fence is None:
                     fence = mark[2]
-                    line = mark[1] + fence + ("{.cpp}" if mark[3] in ("cpp", "c++") else "{.txt}" if mark[3] else "")
+                    line = mark[1] + fence + ("{.cpp}" if mark[3] in ("cpp", "c++") else "{.unparsed}" if mark[3] else "")
                 else:
                     fence = None
             elif fence is not None or (line.startswith("    ") and (not previous.strip() or previous.startswith("    "))):
@@ -182,6 +182,6 @@ class Site:
         else:
             text = path.read_text(errors="replace").rstrip("\n")
             fence = "`" * max(3, 1 + max((len(run) for run in re.findall(r"`+", text)), default=0))
-            kind = "{.cpp}" if path.suffix in (".cpp", ".hpp") else "{.txt}"
+            kind = "{.cpp}" if path.suffix in (".cpp", ".hpp") else "{.unparsed}"
             lines += [fence + kind, text, fence]
         return "\n".join(lines) + "\n"

@@ -73,5 +73,6 @@ class Reference:
         text = re.sub(
             r'<a href="#([\w-]+)">[^<]+</a>( &#124;)?',
             lambda m: m[0] if f'id="{m[1]}"' in text or f'name="{m[1]}"' in text else "", text)
+        text = text.replace('<h2 class="groupheader">Detailed Description</h2>', "")  # It stands at the top.
         head, mark, body = text.partition('<div class="contents">')
         return head + mark + CODE.sub(linked, body)
