@@ -87,9 +87,9 @@ struct run_options {
 
 /// Who ended the child.
 enum class run_end {
-  by_itself,
-  time_limit,
-  cancelled,  ///< perhaps before it was started; then the status is `unknown`
+  by_itself,   ///< with whatever exit code
+  time_limit,  ///< it took longer than `run_limits::time`
+  cancelled,   ///< perhaps before it was started; then the status is `unknown`
 };
 
 /// How a command ended, what it wrote and what it took.

@@ -35,7 +35,9 @@ class FL_API uifstream : public std::basic_istream<char16_t> {
  public:
   /// With the mode `in` and the encoding "UTF-8".
   uifstream(const fl::filesystem::path& path);
+  /// As the last of these.
   uifstream(const fl::filesystem::path& path, int mode, const std::string& encoding);
+  /// With the mode `in` and the encoding "UTF-8".
   uifstream(const ustring& path);
   /// `mode`: of `std::ios_base`, handed to the run-time as it is. A file that cannot be opened shows in `is_open`,
   /// and by the end of file at the first read. Throws what `make_ustreambuf_adaptor` throws for the encoding.

@@ -33,7 +33,9 @@ class FL_API uofstream : public std::basic_ostream<char16_t> {
  public:
   /// With the mode `out` and the encoding "UTF-8": an existing file is emptied.
   uofstream(const fl::filesystem::path& path);
+  /// As the last of these.
   uofstream(const fl::filesystem::path& path, int mode, const std::string& encoding);
+  /// With the mode `out` and the encoding "UTF-8".
   uofstream(const ustring& path);
   /// `mode`: of `std::ios_base`, handed to the run-time as it is. A file that cannot be opened shows in `is_open`,
   /// and by `badbit` after the first write. Throws what `make_ustreambuf_adaptor` throws for the encoding.

@@ -51,12 +51,12 @@ class FL_API manager : private boost::noncopyable {
    public:
     /// Which one: each stands for the word of the table above.
     enum type : std::uint32_t {
-      alignment_checking = 0,
-      integrity_checking = 1,
-      new_handler = 2,
-      observation = 3,  ///< On only if the plug-in has agreed.
-      pooling = 4,
-      leak_sanitizer = 5,
+      alignment_checking = 0,  ///< aligncheck
+      integrity_checking = 1,  ///< integcheck
+      new_handler = 2,         ///< newhandler
+      observation = 3,         ///< observation; on only if the plug-in has agreed
+      pooling = 4,             ///< pooling
+      leak_sanitizer = 5,      ///< leaksanitizer
     };
 
     /// Which one it is.

@@ -79,6 +79,7 @@ class FL_API context {
   /// `value` must not be null.
   context& directory(const char* value);
   context& directory(const char16_t* value);
+  /// What was set.
   const boost::optional<std::string>& directory() const;
 
   /// Lets the child run under the logon of another user, with that user's profile loaded while the child lives. This
@@ -91,6 +92,7 @@ class FL_API context {
   context& user(const ustring& name, const ustring& password);
   /// An empty optional clears the user.
   context& user(const boost::optional<User>& value);
+  /// What was set.
   const boost::optional<User>& user() const;
 
   // Flags that are set to one or the other, or left alone (an empty optional): then the system decides.
@@ -117,6 +119,7 @@ class FL_API context {
   /// and it gets neither the environment nor any handle of this context. Where the shell starts no new process the
   /// launch fails.
   void elevationLevel(ElevationLevel value);
+  /// What was set.
   ElevationLevel elevationLevel() const;
   /// True sets `Elevated`; false sets `Unset`, not `NonElevated`.
   void elevated(bool value);

@@ -55,7 +55,7 @@ namespace foundation::core::process {
 /// "process has been detached", but for detach, the moves and the destructor.
 class FL_API process {
  public:
-  /// Starts the child with a default context. Throws as described above.
+  /// Starts the child, in a default context where there is no other. Throws as the top of this file says.
   explicit process(const command& cmd);
   process(const command& cmd, const context& ctx);
   explicit process(const boost::tuples::tuple<const command, const context>& what);
