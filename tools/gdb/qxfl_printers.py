@@ -2,7 +2,7 @@
 
     (gdb) source DIR/qxfl_printers.py
     (gdb) print how
-    $1 = context = {std_out = pipe_to iopipe_device {read 0x5c, write 0x60}, directory = "C:\\work", …}
+    $1 = context = {std_in_ = inherit_from_parent, std_out_ = pipe_to iopipe_device {read 0x50, write 0x54}, …}
 
 Under the name libqxfl.dll-gdb.py, beside the DLL, gdb loads it by itself where `set auto-load safe-path` allows that.
 
