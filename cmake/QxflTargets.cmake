@@ -8,11 +8,22 @@ if(WIN32)
   set(qxfl_public_definitions BOOST_SYSTEM_USE_UTF8)
 endif()
 
-# Compiler settings of our own targets. DWARF 4 is what the symbol service of the emulated system reads; at its first level
-# names lack their classes and namespaces, which the native reports take from elsewhere.
+# Debug information. DWARF 4 is what the symbol service of the emulated system reads; at its first level names lack their
+# classes and namespaces, which the native reports take from elsewhere. Clang and lld write a PDB file beside each module
+# instead, which the system's own reads, too; the module names it without its folder.
+if(NOT WIN32)
+  set(qxfl_debug_information -g1)
+elseif(CMAKE_CXX_COMPILER_ID MATCHES Clang)
+  set(qxfl_debug_information -g -gcodeview)
+  set(qxfl_link_options LINKER:--pdb= LINKER:--Xlink=-pdbaltpath:%_PDB%)
+else()
+  set(qxfl_debug_information -gdwarf-4)
+endif()
+
+# Compiler settings of our own targets.
 add_library(qxfl_options INTERFACE)
 target_compile_options(qxfl_options INTERFACE -Wall -Wextra -Wconversion -Wshadow
-                       $<IF:$<BOOL:${WIN32}>,-gdwarf-4,-g1>
+                       ${qxfl_debug_information}
                        -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=
                        $<$<BOOL:${QXFL_WERROR}>:-Werror>)
 if(WIN32)
@@ -22,7 +33,7 @@ endif()
 # Sections begin on pages of the file, too: the emulated system maps those, and reads all others when a module is loaded,
 # debug information included, which took longer than everything else about the start of a program.
 if(WIN32)
-  set(qxfl_link_options LINKER:--file-alignment,4096)
+  list(APPEND qxfl_link_options LINKER:--file-alignment,4096)
   target_link_options(qxfl_options INTERFACE ${qxfl_link_options})
 endif()
 if(QXFL_SANITIZE)
