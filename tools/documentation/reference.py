@@ -51,6 +51,8 @@ class Reference:
         name = re.sub(r"^(foundation_|process::(?=process::))|\(.*\)$|<.*>$", "", text)
         if not re.fullmatch(r"~?\w+(::~?\w+)*", name) or name.split("::")[0] in SKIPPED:
             return None
+        if page in self.pages.values() and re.fullmatch(r"[a-z0-9]+", text):
+            return None  # In prose such a word may be anything: an area, a folder, an option.
         found = [each for each in self.ends.get(name, []) if each[0] < 2 or "::" in name or each[2].split("#")[0] == page]
         here = [each for each in found if each[2].split("#")[0] == page]
         if here:
