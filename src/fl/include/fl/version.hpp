@@ -11,7 +11,7 @@
 // A program whose DLL lacks a function that it calls does not come that far: the system does not start it. What
 // versions promise each other stands in docs/binary_interface.md. The file properties of the DLL show the same version.
 //
-// The log tells the versions on the channel "fl::version", which QX_LOG=fl::version=note switches on, in a record at
+// The log tells the versions on the channel "fl::version", which QX_LOG=fl::version=all switches on, in a record at
 // the first launch of a child,
 //
 //     libqxfl 0.1.0
