@@ -26,11 +26,15 @@
 
 #include <fl/export.hpp>
 
+/// Goes up when programs must be compiled again.
 #define QXFL_VERSION_MAJOR 0
+/// Goes up for what is new; before 1.0 also when programs must be compiled again.
 #define QXFL_VERSION_MINOR 1
+/// Goes up for mended faults.
 #define QXFL_VERSION_PATCH 0
 /// As one number, for comparisons: 1.2.3 is 1002003.
 #define QXFL_VERSION (QXFL_VERSION_MAJOR * 1000000u + QXFL_VERSION_MINOR * 1000u + QXFL_VERSION_PATCH)
+/// The three of them as text.
 #define QXFL_VERSION_STRING "0.1.0"
 
 namespace foundation::core {
