@@ -20,8 +20,8 @@ namespace foundation::log {
 
 /// One living logger, as listed.
 struct channel_level {
-  std::string channel;
-  unsigned level;  ///< The level word.
+  std::string channel;  ///< its name
+  unsigned level;       ///< The level word.
 };
 
 /// Sets the level word of the loggers whose channel matches, now and when they are created later. Returns how many
@@ -35,6 +35,7 @@ FOUNDATION_LOG_API std::vector<channel_level> channels(std::string_view pattern 
 /// they are, but while logging is off no record is enabled.
 FOUNDATION_LOG_API void enable_logging(bool on) noexcept;
 
+/// Whether logging is switched on.
 FOUNDATION_LOG_API bool logging_enabled() noexcept;
 
 }  // namespace foundation::log

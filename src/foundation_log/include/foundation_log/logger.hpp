@@ -115,6 +115,7 @@ class basic_diagnostic_logger<char> {
   /// Sets the level word of this logger only. Bits outside `level_word_mask` are dropped.
   FOUNDATION_LOG_API void level(unsigned word) noexcept;
 
+  /// The name of the channel.
   const std::string& channel() const noexcept { return channel_; }
 
   /// Writes one record made of all parts, if the severity is enabled. Never throws: if printing a part throws, the

@@ -16,6 +16,7 @@
 
 namespace foundation::log {
 
+/// Traces the scope in which it stands.
 class scope_trace {
  public:
   /// The trace is active if `severity::scope_entry` is enabled now: then it logs the signature at that severity and

@@ -43,12 +43,15 @@ class I18N_API conversion_error : public std::range_error {
 /// directories that were tried.
 class I18N_API missing_message : public std::runtime_error {
  public:
+  /// `text` is what `what()` says; `id` the message that was looked for.
   missing_message(const std::string& text, const resource_core::BaseMsgID& id);
   missing_message(const missing_message& other) noexcept;
   missing_message& operator=(const missing_message& other) noexcept;
   ~missing_message() override;
 
+  /// That of the message that was looked for.
   const std::string& catalog() const noexcept;
+  /// Likewise.
   const std::string& mnemonic() const noexcept;
 
  private:

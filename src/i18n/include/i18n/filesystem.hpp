@@ -18,6 +18,7 @@ class I18N_API codecvt_filesystem_to_ustring : public i18n::converter<char16_t, 
   explicit codecvt_filesystem_to_ustring(bool lenient);
   ~codecvt_filesystem_to_ustring() override;
 
+  /// The name as a `ustring`.
   ustring convert(std::wstring_view text) const override;
 
  private:

@@ -26,19 +26,24 @@ class message_argument {
 
  public:
   // NOLINTBEGIN(google-explicit-constructor)
+  /// A whole number that `std::int64_t` cannot hold becomes its digits.
   template <class Number, std::enable_if_t<is_number<Number>, int> = 0>
   message_argument(Number number) : value_(value_of(number)) {}
+  /// Text in UTF-8.
   message_argument(std::string utf8) : value_(std::move(utf8)) {}
   message_argument(std::string_view utf8) : value_(std::string(utf8)) {}
   /// Zero-terminated and not null.
   message_argument(const char* utf8) : value_(std::string(utf8)) {}
+  /// Text in UTF-16.
   message_argument(std::u16string utf16) : value_(std::move(utf16)) {}
   message_argument(std::u16string_view utf16) : value_(std::u16string(utf16)) {}
   /// Zero-terminated and not null.
   message_argument(const char16_t* utf16) : value_(std::u16string(utf16)) {}
+  /// What a message keeps already.
   message_argument(resource_core::MsgArgument value) : value_(std::move(value)) {}
   // NOLINTEND(google-explicit-constructor)
 
+  /// As a message keeps it.
   const resource_core::MsgArgument& value() const noexcept { return value_; }
 
  private:

@@ -61,7 +61,9 @@ constexpr std::size_t drive_length(std::basic_string_view<Char> path) noexcept {
 template <class Native, class Char, class Traits = detail::path_traits<Native, Char>>
 class basic_path {
  public:
+  /// What `string` gives.
   using string_type = std::basic_string<Char>;
+  /// What the system has.
   using native_string_type = std::basic_string<Native>;
 
   /// Empty: names nothing.
@@ -73,6 +75,7 @@ class basic_path {
   explicit basic_path(const native_string_type& path) : path_(Traits::from_native(path)) {}
   explicit basic_path(const Native* path) : path_(Traits::from_native(path)) {}
 
+  /// The text as it was given.
   const string_type& string() const noexcept { return path_; }
   /// In the system's text type, unchanged otherwise.
   native_string_type native() const { return Traits::to_native(path_); }
@@ -99,11 +102,13 @@ class basic_path {
   /// that begins with a separator replaces what stands behind the drive or server, and behind a bare drive ("C:"),
   /// which stands for the current directory there, comes no separator.
   basic_path& operator/=(const basic_path& part);
+  /// The same in a new path.
   friend basic_path operator/(basic_path left, const basic_path& right) { return left /= right; }
 
   /// By units: two spellings of the same file differ.
   friend bool operator==(const basic_path& left, const basic_path& right) { return left.path_ == right.path_; }
   friend bool operator!=(const basic_path& left, const basic_path& right) { return left.path_ != right.path_; }
+  /// By units, as strings.
   friend bool operator<(const basic_path& left, const basic_path& right) { return left.path_ < right.path_; }
 
  private:

@@ -87,6 +87,7 @@ class I18N_API stream_codecvt_string_to_ustring : public stream_converter<char16
 /// From UTF-16 to bytes in an encoding; otherwise as above.
 class I18N_API stream_codecvt_ustring_to_string : public stream_converter<char, char16_t> {
  public:
+  /// As that of `stream_codecvt_string_to_ustring`.
   stream_codecvt_ustring_to_string(const std::string& encoding, bool lenient);
   ~stream_codecvt_ustring_to_string() override;
   std::size_t convert(char** to, char* to_end, const char16_t** from, const char16_t* from_end,
@@ -99,6 +100,7 @@ class I18N_API stream_codecvt_ustring_to_string : public stream_converter<char, 
 /// From bytes in an encoding to UTF-8; otherwise as above.
 class I18N_API stream_codecvt_string_to_utf8string : public stream_converter<char, char> {
  public:
+  /// As that of `stream_codecvt_string_to_ustring`.
   stream_codecvt_string_to_utf8string(const std::string& encoding, bool lenient);
   ~stream_codecvt_string_to_utf8string() override;
   std::size_t convert(char** to, char* to_end, const char** from, const char* from_end, bool last) const override;
@@ -110,6 +112,7 @@ class I18N_API stream_codecvt_string_to_utf8string : public stream_converter<cha
 /// From UTF-8 to bytes in an encoding; otherwise as above.
 class I18N_API stream_codecvt_utf8string_to_string : public stream_converter<char, char> {
  public:
+  /// As that of `stream_codecvt_string_to_ustring`.
   stream_codecvt_utf8string_to_string(const std::string& encoding, bool lenient);
   ~stream_codecvt_utf8string_to_string() override;
   std::size_t convert(char** to, char* to_end, const char** from, const char* from_end, bool last) const override;

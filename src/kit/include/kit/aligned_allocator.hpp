@@ -15,6 +15,7 @@
 
 namespace foundation::kit {
 
+/// An allocator whose blocks come from the aligned heap.
 template <class T>
 class aligned_allocator {
  public:
@@ -36,6 +37,7 @@ class aligned_allocator {
   /// `elements` comes from `allocate`, with the same count.
   void deallocate(T* elements, std::size_t) noexcept { core::mem::vector_free(elements); }
 
+  /// Always.
   template <class Other>
   friend constexpr bool operator==(const aligned_allocator&, const aligned_allocator<Other>&) noexcept {
     return true;

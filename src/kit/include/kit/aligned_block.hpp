@@ -90,6 +90,7 @@ class aligned_block {
   std::byte* get() const noexcept { return static_cast<std::byte*>(block_); }
   /// In bytes, as asked for.
   std::size_t size() const noexcept { return size_; }
+  /// Whether it owns a block.
   explicit operator bool() const noexcept { return block_ != nullptr; }
 
   /// Gives the block another size, perhaps in another place, and keeps its content up to the smaller of both. 0 gives
@@ -130,6 +131,7 @@ class aligned_block {
 /// Destroys an object in a block of the aligned heap and gives the block back.
 template <class T>
 struct aligned_delete {
+  /// `object`: one that `make_aligned` made.
   void operator()(T* object) const noexcept {
     object->~T();
     core::mem::vector_free(object);
@@ -140,6 +142,7 @@ template <class T>
 struct aligned_delete<T[]> {
   std::size_t count = 0;  ///< elements
 
+  /// `elements`: what `make_aligned` made.
   void operator()(T* elements) const noexcept {
     for (std::size_t rest = count; rest != 0; --rest) {
       elements[rest - 1].~T();

@@ -19,6 +19,7 @@ class KIT_API cancellation {
 
   /// Also from a handler of console events.
   void request() const noexcept;
+  /// Whether anybody has made the request.
   bool requested() const noexcept;
 
   /// The system's event behind it, for other waits; it stays this object's.

@@ -51,11 +51,17 @@ class KIT_API console_streams {
   console_streams(const console_streams&) = delete;
   console_streams& operator=(const console_streams&) = delete;
 
+  /// Standard input in UTF-8.
   std::istream& in();
+  /// Standard output in UTF-8, buffered.
   std::ostream& out();
+  /// Standard error in UTF-8, written at once.
   std::ostream& err();
+  /// Standard input in UTF-16.
   io::uistream& uin();
+  /// Standard output in UTF-16: the same place as `out`.
   io::uostream& uout();
+  /// Standard error in UTF-16: the same place as `err`.
   io::uostream& uerr();
 
  private:

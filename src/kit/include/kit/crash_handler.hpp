@@ -60,6 +60,7 @@ namespace foundation::kit {
 
 using foundation::core::ustring;
 
+/// What ended the process.
 enum class crash_kind : std::uint8_t {
   fault,              ///< a structured exception, a stack overflow included
   terminate,          ///< std::terminate
@@ -70,13 +71,13 @@ enum class crash_kind : std::uint8_t {
 
 /// A crash, as the callback is told of it. The texts are UTF-8, never null, and live as long as the process.
 struct crash {
-  crash_kind kind;
+  crash_kind kind;          ///< what ended the process
   std::uint32_t exit_code;  ///< what the process ends with
   std::uint32_t thread_id;  ///< of the thread that has crashed, which need not be the one that calls
   const char* what;         ///< what has happened: a line without its end, or more if an exception's text has more
   const char* report;       ///< whole, or `what` between line ends if none could be made
   const char* notes;        ///< what became of the targets, a line each; empty if there is nothing to say
-  bool dump_written;
+  bool dump_written;        ///< whether the dump was written
 };
 
 /// What goes into a dump besides the threads with their stacks and the list of modules.
@@ -86,17 +87,19 @@ enum class dump_content : std::uint8_t {
   all_memory,  ///< everything that the process has in memory, secrets included
 };
 
+/// Whether there is to be a dump, and of what.
 struct crash_dump_options {
   /// Where a dump goes, absolute or from the current directory at the installation; empty for none. A file that exists
   /// is replaced once the new dump is complete. Until then it is called so with ".part" behind it.
   ustring file;
-  dump_content content = dump_content::stacks;
+  dump_content content = dump_content::stacks;  ///< how much of the process goes into it
   /// The program that writes it; empty for qxcrashdump.exe beside libqxkit.dll.
   ustring helper;
   /// How long a dying process waits for its dump.
   std::chrono::milliseconds limit = std::chrono::seconds(30);
 };
 
+/// Where reports go, and what counts as a crash.
 struct crash_handler_options {
   bool standard_error = true;  ///< writes the report there
   /// Where the report goes besides, absolute or from the current directory at the installation; empty for nowhere. The
@@ -107,7 +110,7 @@ struct crash_handler_options {
   /// when it returns. It finds a damaged process: it should neither allocate nor take a lock. What it throws is dropped
   /// and a crash in it ends the process with the code of the first.
   std::function<void(const crash&)> callback;
-  crash_dump_options dump;
+  crash_dump_options dump;  ///< the dump, if there is to be one
   /// Whether an invalid parameter, such as a file descriptor that is none, is a crash. Off, the run-time does what it
   /// would do anyway.
   bool invalid_parameters = true;
@@ -150,6 +153,7 @@ class KIT_API crash_handler {
 /// (fl/process/errors.hpp). Nothing is installed then.
 [[nodiscard]] KIT_API crash_handler install_crash_handler(const crash_handler_options& options = {});
 
+/// What has become of a way to a report.
 enum class hook_state : std::uint8_t {
   unused,    ///< no handler is installed, or its options leave this out
   active,    ///< a crash of this kind is reported

@@ -25,6 +25,7 @@ namespace foundation::kit {
 
 /// A version as the kernel has it: it does not change with the version that a program was made for.
 struct system_version {
+  /// As in 10.0.22631.
   std::uint32_t major, minor, build;
 };
 
@@ -54,11 +55,12 @@ struct system_facts {
   std::optional<std::uint64_t> frequency;           ///< at most, in Hz
 
   // In bytes.
+  /// Of the machine, and what of it is free.
   std::optional<std::uint64_t> physical_memory, available_memory;
   std::optional<std::uint64_t> commit_limit;      ///< what the system, or this process if that is less, may commit
   std::optional<std::uint64_t> available_commit;  ///< what of it is left
   std::optional<std::uint64_t> committed;         ///< by this process
-  std::uint64_t page_size = 0;
+  std::uint64_t page_size = 0;                    ///< of the system
 
   std::optional<bool> in_job;                   ///< whether this process is in a job
   std::optional<job_restrictions> job;          ///< of the innermost job; empty as well if it is in none
@@ -71,6 +73,7 @@ struct system_facts {
   std::optional<std::string> integrity;  ///< the level, such as "medium"
 
   std::optional<std::string> locale;  ///< the user's, such as "de-AT"
+  /// The numbers of the code pages of programs and of consoles; 65001 is UTF-8.
   std::uint32_t ansi_code_page = 0, oem_code_page = 0;
 };
 

@@ -51,12 +51,17 @@ struct job_limits {
 
 /// What the processes of a job have used so far, those that have ended included.
 struct job_accounting {
+  /// Time on processors, in the programs and in the kernel.
   std::chrono::nanoseconds user_time, kernel_time;
-  std::uint64_t peak_process_memory, peak_job_memory;  ///< bytes committed at most, by one process and by all
+  /// Bytes committed at most, by one process and by all.
+  std::uint64_t peak_process_memory, peak_job_memory;
+  /// How many processes there have been, and how many there are.
   std::uint32_t total_processes, active_processes;
+  /// By all operations of input and output.
   std::uint64_t bytes_read, bytes_written;
 };
 
+/// What an event tells.
 enum class job_event_kind : std::uint8_t {
   started,               ///< a process began inside the job
   ended,                 ///< a process ended
@@ -68,8 +73,9 @@ enum class job_event_kind : std::uint8_t {
   active_process_limit,  ///< a process was not started
 };
 
+/// Something that happened in a job.
 struct job_event {
-  job_event_kind kind;
+  job_event_kind kind;       ///< what it was
   std::uint32_t process_id;  ///< 0 with `all_ended` and `active_process_limit`; one that has ended may come again
 };
 

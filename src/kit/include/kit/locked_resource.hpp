@@ -19,6 +19,7 @@ class locked_resource final : public std::pmr::memory_resource {
   locked_resource(const locked_resource&) = delete;
   locked_resource& operator=(const locked_resource&) = delete;
 
+  /// The resource that is shared; it stays whose it was.
   std::pmr::memory_resource* upstream_resource() const noexcept { return upstream_; }
 
  private:

@@ -25,6 +25,7 @@ template <class T>
 struct pool_delete {
   core::mem::managed_pool* pool = nullptr;  ///< not null where there is an object; outlives it
 
+  /// `object`: one that `pool::make` made.
   void operator()(T* object) const noexcept {
     object->~T();
     pool->deallocate(object);
@@ -36,10 +37,12 @@ struct pool_delete {
 template <class T>
 using pooled_ptr = std::unique_ptr<T, pool_delete<T>>;
 
+/// A managed pool that makes and destroys objects.
 class KIT_API pool {
  public:
   /// What every chunk is aligned to, in bytes.
   static constexpr std::size_t alignment = 8;
+  /// How many chunks the first block has if nobody says.
   static constexpr std::size_t default_initial_chunks = 64;
 
   /// `chunk_size` in bytes; how many chunks the first block has. Throws `std::invalid_argument` for a size of 0, with

@@ -19,8 +19,10 @@
 
 namespace foundation::kit {
 
+/// A line that is written over.
 class KIT_API progress_line {
  public:
+  /// A moment, by the clock that nobody sets.
   using time_point = std::chrono::steady_clock::time_point;
 
   /// `out` must outlive the object. `now` is asked for the time.

@@ -27,6 +27,7 @@ enum class lossy {
 /// The target lacks a character. `what()` begins with its number, as in "U+20AC"; `position()` is in UTF-16 units.
 class KIT_API missing_character : public fl::i18n::conversion_error {
  public:
+  /// `cause`: what the converter threw, whose text and position this has.
   explicit missing_character(const fl::i18n::conversion_error& cause);
   missing_character(const missing_character& other) noexcept;
   missing_character& operator=(const missing_character& other) noexcept;

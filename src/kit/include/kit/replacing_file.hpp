@@ -21,6 +21,7 @@
 
 namespace foundation::kit {
 
+/// A file that replaces another one, or leaves it as it was.
 class KIT_API replacing_file {
  public:
   /// Creates the file with ".part". Throws boost::system::system_error, and std::bad_alloc.

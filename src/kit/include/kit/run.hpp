@@ -66,6 +66,7 @@ struct run_limits {
 /// the child down. What it throws ends the tree and leaves `run`.
 using output_receiver = std::function<void(std::string_view piece)>;
 
+/// What a command gets to read, and what becomes of its outputs.
 struct run_options {
   /// The child's input, if the context names none. With neither this nor `next_input` nor `inherit_input` the child has
   /// an input without content ("NUL").
@@ -75,8 +76,10 @@ struct run_options {
   std::function<std::string()> next_input = {};
   bool inherit_input = false;  ///< the child has this process's input
 
-  bool capture_out = true, capture_err = true;  ///< false: the output goes where that of this process goes
-  output_receiver on_out = {}, on_err = {};     ///< besides what is kept; see also kit/by_lines.hpp
+  /// False: the output goes where that of this process goes.
+  bool capture_out = true, capture_err = true;
+  /// Told of each output besides what is kept; see also kit/by_lines.hpp.
+  output_receiver on_out = {}, on_err = {};
 
   std::optional<kit::cancellation> cancellation = {};  ///< a request for it ends the tree
   bool check = false;                                  ///< throw run_error unless the command succeeds
@@ -84,24 +87,27 @@ struct run_options {
 
 /// Who ended the child.
 enum class run_end {
-  by_itself,
-  time_limit,
-  cancelled,  ///< perhaps before it was started; then the status is `unknown`
+  by_itself,   ///< with whatever exit code
+  time_limit,  ///< it took longer than `run_limits::time`
+  cancelled,   ///< perhaps before it was started; then the status is `unknown`
 };
 
+/// How a command ended, what it wrote and what it took.
 struct run_result {
   /// How the child ended; 259 is an exit code like any other here. `unknown` if it was ended and yet did not end within
   /// `run_limits::drain`.
   process::exit_status_variant status;
-  run_end end = run_end::by_itself;
+  run_end end = run_end::by_itself;  ///< who ended it
+  /// What it wrote to standard output and to standard error.
   run_output out, err;
   /// The child closed its input, or ended, before the pipe had taken all of it. What the pipe holds, 65,536 bytes, is
   /// not known to have been read.
   bool input_refused = false;
 
-  std::chrono::nanoseconds wall_time{0};                  ///< from before the launch to the end of all output
-  std::chrono::nanoseconds user_time{0}, kernel_time{0};  ///< of all processes of the tree
-  std::uint64_t peak_memory = 0;                          ///< bytes that they committed together at most
+  std::chrono::nanoseconds wall_time{0};  ///< from before the launch to the end of all output
+  /// Time on processors, of all processes of the tree.
+  std::chrono::nanoseconds user_time{0}, kernel_time{0};
+  std::uint64_t peak_memory = 0;  ///< bytes that they committed together at most
 
   /// Empty if the child's end was not seen.
   std::optional<std::uint32_t> exit_code() const noexcept {
@@ -116,11 +122,13 @@ struct run_result {
 /// error, or of its output if there is none.
 class KIT_API run_error : public std::runtime_error {
  public:
+  /// `command` and `result`: what was run, and how that ended.
   run_error(const process::command& command, run_result result);
   run_error(const run_error& other) noexcept;
   run_error& operator=(const run_error& other) noexcept;
   ~run_error() override;
 
+  /// How it ended, with all that was kept of its outputs.
   const run_result& result() const noexcept { return *result_; }
 
  private:

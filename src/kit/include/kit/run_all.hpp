@@ -25,10 +25,10 @@ namespace foundation::kit {
 /// A command with everything that `run` wants to know. The callbacks of its options are called on a thread of
 /// `run_all`; those of different commands at the same time.
 struct run_request {
-  process::command what;
-  process::context how = {};
-  run_limits limits = {};
-  run_options options = {};
+  process::command what;      ///< what to run
+  process::context how = {};  ///< in what surroundings
+  run_limits limits = {};     ///< what it may use
+  run_options options = {};   ///< its input and its outputs
 };
 
 /// How one of the commands went.
@@ -38,9 +38,11 @@ struct run_outcome {
   /// What `run` threw: the command could not be started, one of its own callbacks threw. Null otherwise.
   std::exception_ptr error;
 
+  /// Whether it ran, and ended by itself with 0.
   bool succeeded() const noexcept { return !error && result.succeeded(); }
 };
 
+/// What all commands have in common.
 struct run_all_options {
   process::context how = {};  ///< of commands that come without one
   /// Called on the caller's thread, one at a time, when a command has ended, or could not be started; in the order in

@@ -12,6 +12,7 @@
 
 namespace foundation::kit {
 
+/// One output of a command.
 struct KIT_API run_output {
   std::string bytes;          ///< what was kept, as it came
   std::uint64_t dropped = 0;  ///< how many bytes were not kept, for the limit's sake; they came behind the first `gap`
@@ -19,6 +20,7 @@ struct KIT_API run_output {
   /// The output was given up before its end: a process that outlived the command still held it.
   bool given_up = false;
 
+  /// Whether some of it was not kept.
   bool truncated() const noexcept { return dropped != 0; }
 
   /// As UTF-8 with line ends "\n". What is ill-formed in `encoding` (a name of i18n/encoding.hpp) becomes U+FFFD. A

@@ -31,10 +31,14 @@ class RESOURCE_CORE_API BaseMsgID {
   BaseMsgID& operator=(BaseMsgID&& other) noexcept;
   ~BaseMsgID();
 
+  /// The values of the marks {0}, {1} and so on.
   const std::vector<MsgArgument>& arguments() const noexcept { return arguments_; }
+  /// Which catalog the message is in.
   const std::string& catalog() const noexcept { return catalog_; }
+  /// Its name there.
   const std::string& mnemonic() const noexcept { return mnemonic_; }
 
+  /// Whether catalog, mnemonic and arguments are the same.
   friend bool operator==(const BaseMsgID& left, const BaseMsgID& right) {
     return left.catalog_ == right.catalog_ && left.mnemonic_ == right.mnemonic_ && left.arguments_ == right.arguments_;
   }

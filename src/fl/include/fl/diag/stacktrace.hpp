@@ -76,6 +76,7 @@ class FL_API stacktrace_base {
   bool compare_top_n(std::size_t n, const stacktrace_base& other) const noexcept;
   /// The same two questions for the outermost frames.
   bool compare_bottom(const stacktrace_base& other) const noexcept;
+  /// The same for the outermost `n` frames.
   bool compare_bottom_n(std::size_t n, const stacktrace_base& other) const noexcept;
 
   /// Prints one line a frame, in the form that the stream was set to, from the first frame equal to `start` on, or from

@@ -20,6 +20,7 @@ namespace foundation::core::diag {
 /// An empty context was used where a real one is needed.
 class FL_API bad_thread_context : public std::invalid_argument {
  public:
+  /// `text` is what `what()` says.
   explicit bad_thread_context(const std::string& text);
   bad_thread_context(const bad_thread_context& other) noexcept;
   bad_thread_context(bad_thread_context&& other) noexcept;
@@ -63,6 +64,7 @@ class FL_API thread_context : public windows::context_base {
   /// Writes the register block, or "(empty)" on a line. A register block leaves the stream in decimal and with a blank
   /// as its fill character. Returns `os`.
   std::ostream& format(std::ostream& os) const;
+  /// The same as `format`.
   friend std::ostream& operator<<(std::ostream& os, const thread_context& context) { return context.format(os); }
 
   /// True if the context holds a state.

@@ -34,6 +34,7 @@ class Exception : public Kind, public Base {
 
  public:
   Exception() = default;
+  /// With a copy of `source` as its `Base`.
   explicit Exception(const Base& source);
   Exception(const Exception&) = default;
   Exception& operator=(const Exception& other);
@@ -49,6 +50,7 @@ class Exception<IInternalException, Base, void>
     : public IInternalException, public Base, private detail::base_text<Base> {
  public:
   Exception() = default;
+  /// With a copy of `source` as its `Base`.
   explicit Exception(const Base& source);
   /// Takes the text over instead of copying it.
   explicit Exception(Base&& source);

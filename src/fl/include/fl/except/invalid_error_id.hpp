@@ -12,6 +12,7 @@ namespace foundation::core::except {
 /// `what()` is the offending name and nothing else. Copies share the text; moving is copying.
 class FL_API InvalidErrorID : public std::runtime_error {
  public:
+  /// `id`: the offending name.
   explicit InvalidErrorID(const std::string& id);
   InvalidErrorID(const InvalidErrorID& other) noexcept;
   InvalidErrorID& operator=(const InvalidErrorID& other) noexcept;

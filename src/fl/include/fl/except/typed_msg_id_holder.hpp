@@ -8,6 +8,7 @@
 
 namespace foundation::core::except {
 
+/// No object: the name for what the holders have in common.
 class TypedMsgIDHolder {
  public:
   TypedMsgIDHolder() = delete;

@@ -30,11 +30,14 @@
 
 namespace foundation::core::io {
 
+/// A text file that is read as UTF-16.
 class FL_API uifstream : public std::basic_istream<char16_t> {
  public:
   /// With the mode `in` and the encoding "UTF-8".
   uifstream(const fl::filesystem::path& path);
+  /// As the last of these.
   uifstream(const fl::filesystem::path& path, int mode, const std::string& encoding);
+  /// With the mode `in` and the encoding "UTF-8".
   uifstream(const ustring& path);
   /// `mode`: of `std::ios_base`, handed to the run-time as it is. A file that cannot be opened shows in `is_open`,
   /// and by the end of file at the first read. Throws what `make_ustreambuf_adaptor` throws for the encoding.
@@ -48,6 +51,7 @@ class FL_API uifstream : public std::basic_istream<char16_t> {
   /// Closes the file; a failure of that is not reported, and the state stays as it is. Nothing happens if the file is
   /// closed. What has been read ahead can still be read.
   void close();
+  /// Whether there is a file.
   bool is_open() const;
 
  private:

@@ -13,6 +13,7 @@
 
 namespace foundation::core::io {
 
+/// A stream that reads UTF-16 from a shared buffer.
 class FL_API uistream : public std::basic_istream<char16_t> {
  public:
   /// Reads from `buffer`, of which it holds a share. With a null `buffer` the stream is in the state `badbit`.

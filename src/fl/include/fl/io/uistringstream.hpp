@@ -12,6 +12,7 @@
 
 namespace foundation::core::io {
 
+/// A stream that reads UTF-16 from a string of its own.
 class FL_API uistringstream : public uistream {
  public:
   /// Empty, for input.

@@ -28,11 +28,14 @@
 
 namespace foundation::core::io {
 
+/// A text file that is written from UTF-16.
 class FL_API uofstream : public std::basic_ostream<char16_t> {
  public:
   /// With the mode `out` and the encoding "UTF-8": an existing file is emptied.
   uofstream(const fl::filesystem::path& path);
+  /// As the last of these.
   uofstream(const fl::filesystem::path& path, int mode, const std::string& encoding);
+  /// With the mode `out` and the encoding "UTF-8".
   uofstream(const ustring& path);
   /// `mode`: of `std::ios_base`, handed to the run-time as it is. A file that cannot be opened shows in `is_open`,
   /// and by `badbit` after the first write. Throws what `make_ustreambuf_adaptor` throws for the encoding.
@@ -46,6 +49,7 @@ class FL_API uofstream : public std::basic_ostream<char16_t> {
   /// Writes out what is buffered and closes the file; a failure of that is not reported, and the state stays as it is.
   /// Nothing happens if the file is closed.
   void close();
+  /// Whether there is a file.
   bool is_open() const;
 
  private:

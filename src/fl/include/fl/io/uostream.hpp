@@ -22,6 +22,7 @@
 
 namespace foundation::core::io {
 
+/// A stream that writes UTF-16 to a shared buffer.
 class FL_API uostream : public std::basic_ostream<char16_t> {
  public:
   /// Writes to `buffer`, of which it holds a share. With a null `buffer` the stream is in the state `badbit`.

@@ -13,6 +13,7 @@
 
 namespace foundation::core::io {
 
+/// A stream that writes UTF-16 to a string of its own.
 class FL_API uostringstream : public uostream {
  public:
   /// Empty, for output.

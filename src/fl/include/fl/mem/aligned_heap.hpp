@@ -38,11 +38,17 @@ namespace foundation::core::mem {
 class aligned_heap : boost::noncopyable {
  public:
   virtual ~aligned_heap();
+  /// As `vector_check`.
   virtual void check(const void* p) const = 0;
+  /// As `vector_malloc`.
   virtual void* malloc(std::size_t size) = 0;
+  /// As `vector_calloc`.
   virtual void* calloc(std::size_t count, std::size_t size) = 0;
+  /// As `vector_realloc`.
   virtual void* realloc(void* p, std::size_t size) = 0;
+  /// As `vector_free`.
   virtual void free(void* p) = 0;
+  /// As `vector_alignment`.
   virtual std::size_t alignment() const = 0;
 
  protected:

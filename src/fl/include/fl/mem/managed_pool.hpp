@@ -20,6 +20,7 @@
 
 namespace foundation::core::mem {
 
+/// Hands out chunks of one size, which `create_managed_pool` was told.
 class FL_API managed_pool : boost::noncopyable {
  public:
   managed_pool();

@@ -43,25 +43,30 @@
 
 namespace foundation::core::mem {
 
+/// What the options of this process are. Everything that clients need is static.
 class FL_API manager : private boost::noncopyable {
  public:
   /// One switch. References to features stay valid until the process ends, and nothing about them changes.
   class FL_API feature : private boost::noncopyable {
    public:
+    /// Which one: each stands for the word of the table above.
     enum type : std::uint32_t {
-      alignment_checking = 0,
-      integrity_checking = 1,
-      new_handler = 2,
-      observation = 3,  ///< On only if the plug-in has agreed.
-      pooling = 4,
-      leak_sanitizer = 5,
+      alignment_checking = 0,  ///< aligncheck
+      integrity_checking = 1,  ///< integcheck
+      new_handler = 2,         ///< newhandler
+      observation = 3,         ///< observation; on only if the plug-in has agreed
+      pooling = 4,             ///< pooling
+      leak_sanitizer = 5,      ///< leaksanitizer
     };
 
+    /// Which one it is.
     virtual type get_type() const = 0;
+    /// Whether it is on.
     virtual bool is_enabled() const = 0;
     /// The name of the enumerator.
     virtual std::string get_name() const = 0;
 
+    /// The same as `is_enabled`.
     explicit operator bool() const;
 
    protected:

@@ -16,6 +16,7 @@
 
 namespace foundation::core::mem {
 
+/// Physical memory at one moment, that of the construction.
 class FL_API RamState {
  public:
   /// Asks the system. Throws `boost::system::system_error`, which is also an `except::IInternalException`.

@@ -7,6 +7,7 @@
 
 namespace foundation::core::mem {
 
+/// A number of bytes; `GetStats` tells the present one.
 class FL_API stats {
  public:
   /// Nothing allocated.

@@ -36,7 +36,9 @@ class FL_API command {
   command& operator=(command&& other) noexcept;
   ~command();
 
+  /// The program's name or path.
   const std::string& name() const;
+  /// Replaces the name; the arguments stay. Returns this object.
   command& name(const std::string& name);
 
   /// The arguments, without the program itself.
@@ -48,7 +50,9 @@ class FL_API command {
   std::vector<std::string> args_;
 };
 
+/// Whether name and arguments are the same bytes.
 FL_API bool operator==(const command& left, const command& right);
+/// By the bytes of the name, then by those of the arguments.
 FL_API bool operator<(const command& left, const command& right);
 
 /// Prints the name and each argument behind one blank. No quoting: not a command line for a shell.

@@ -41,8 +41,8 @@ class FL_API context {
  public:
   /// Whose child it is to be. `name` is "USER", "USER@DOMAIN" or "DOMAIN\USER". The password is never printed.
   struct User {
-    std::string name;
-    std::string password;
+    std::string name;      ///< in UTF-8
+    std::string password;  ///< in UTF-8
   };
 
   /// The environment of this process, and no request of any kind. Of variables whose names differ only in case the
@@ -52,16 +52,24 @@ class FL_API context {
   /// Leaves this object as it was if the copy fails.
   context& operator=(const context& other);
   ~context();
+  /// Exchanges everything with `other`.
   void swap(context& other);
 
+  /// What the child gets as its environment: to look at and to change.
   environment_map& environment();
   const environment_map& environment() const;
 
+  /// Where the child's standard input comes from: the parent's, unless set.
   context& std_in(const std_in_type& value);
+  /// Where the child's standard output goes to: to the parent's, unless set.
   context& std_out(const std_out_type& value);
+  /// Where the child's standard error goes to: to the parent's, unless set.
   context& std_err(const std_err_type& value);
+  /// What was set.
   const std_in_type& std_in() const;
+  /// What was set.
   const std_out_type& std_out() const;
+  /// What was set.
   const std_err_type& std_err() const;
 
   /// The directory to start in; empty means the parent's. An empty optional clears it.
@@ -71,6 +79,7 @@ class FL_API context {
   /// `value` must not be null.
   context& directory(const char* value);
   context& directory(const char16_t* value);
+  /// What was set.
   const boost::optional<std::string>& directory() const;
 
   /// Lets the child run under the logon of another user, with that user's profile loaded while the child lives. This
@@ -83,15 +92,19 @@ class FL_API context {
   context& user(const ustring& name, const ustring& password);
   /// An empty optional clears the user.
   context& user(const boost::optional<User>& value);
+  /// What was set.
   const boost::optional<User>& user() const;
 
-  // Flags that are set to one or the other, or left alone (an empty optional).
+  // Flags that are set to one or the other, or left alone (an empty optional): then the system decides.
+  /// Whether the child is asked to begin with a hidden window.
   void hide_windows(bool value);
   void hide_windows(const boost::optional<bool>& value);
   boost::optional<bool> hide_windows() const;
+  /// Whether the child runs without a console window of its own (CREATE_NO_WINDOW).
   void create_no_window(bool value);
   void create_no_window(const boost::optional<bool>& value);
   boost::optional<bool> create_no_window() const;
+  /// Whether the child has no console at all (DETACHED_PROCESS).
   void detached_process(bool value);
   void detached_process(const boost::optional<bool>& value);
   boost::optional<bool> detached_process() const;
@@ -106,6 +119,7 @@ class FL_API context {
   /// and it gets neither the environment nor any handle of this context. Where the shell starts no new process the
   /// launch fails.
   void elevationLevel(ElevationLevel value);
+  /// What was set.
   ElevationLevel elevationLevel() const;
   /// True sets `Elevated`; false sets `Unset`, not `NonElevated`.
   void elevated(bool value);
@@ -155,7 +169,9 @@ FL_API bool operator<(const context& left, const context& right);
 /// For logs. The inherited pipes and the password are left out. Nothing is escaped.
 FL_API std::ostream& operator<<(std::ostream& stream, const context& value);
 
+/// Whether name and password are the same bytes.
 FL_API bool operator==(const context::User& left, const context::User& right);
+/// Prints the name; the password is left out.
 FL_API std::ostream& operator<<(std::ostream& stream, const context::User& value);
 
 }  // namespace foundation::core::process

@@ -16,6 +16,7 @@ namespace foundation::core::process {
 /// A child could not be started. `what()` is "An error occurred while initializing child process: " and the reason.
 class FL_API process_init_error : public std::runtime_error {
  public:
+  /// `reason` ends what `what()` says.
   explicit process_init_error(const std::string& reason);
   process_init_error(const process_init_error& other) noexcept;
   process_init_error(process_init_error&& other) noexcept;
@@ -27,6 +28,7 @@ class FL_API process_init_error : public std::runtime_error {
 /// A child could not be ended. `what()` is "An error occurred while trying to kill child process: " and the reason.
 class FL_API process_kill_error : public std::runtime_error {
  public:
+  /// `reason` ends what `what()` says.
   explicit process_kill_error(const std::string& reason);
   process_kill_error(const process_kill_error& other) noexcept;
   process_kill_error(process_kill_error&& other) noexcept;
@@ -40,6 +42,7 @@ class FL_API process_kill_error : public std::runtime_error {
 /// holds the password.
 class FL_API process_bad_user : public std::runtime_error {
  public:
+  /// `reason` is what `what()` says.
   explicit process_bad_user(const std::string& reason);
   process_bad_user(const process_bad_user& other) noexcept;
   process_bad_user(process_bad_user&& other) noexcept;

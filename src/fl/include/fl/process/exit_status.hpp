@@ -13,16 +13,17 @@ struct unknown {};
 
 /// The child has ended. Both words hold the exit code that the system reports.
 struct exited {
-  std::uint32_t native_status;
-  std::uint32_t exit_code;
+  std::uint32_t native_status;  ///< as the system has it
+  std::uint32_t exit_code;      ///< the same
 };
 
 /// The child was ended by a signal. Never the case on Windows, but readers accept it.
 struct signaled {
-  std::uint32_t native_status;
-  std::uint32_t signal;
+  std::uint32_t native_status;  ///< as the system has it
+  std::uint32_t signal;         ///< its number
 };
 
+/// Always.
 constexpr bool operator==(const unknown&, const unknown&) {
   return true;
 }
@@ -30,6 +31,7 @@ constexpr bool operator!=(const unknown&, const unknown&) {
   return false;
 }
 
+/// Whether both words are the same.
 constexpr bool operator==(const exited& left, const exited& right) {
   return left.native_status == right.native_status && left.exit_code == right.exit_code;
 }
@@ -37,6 +39,7 @@ constexpr bool operator!=(const exited& left, const exited& right) {
   return !(left == right);
 }
 
+/// Whether both words are the same.
 constexpr bool operator==(const signaled& left, const signaled& right) {
   return left.native_status == right.native_status && left.signal == right.signal;
 }

@@ -110,10 +110,13 @@ class FL_API iopipe : private boost::noncopyable, private detail::iopipe_compone
   /// Writes out what is buffered, swallowing errors; the ends close only if no other copy of the device lives.
   ~iopipe() override;
 
+  /// The pipe itself, shared with this stream and past its buffer.
   iopipe_device device();
   const_iopipe_device device() const;
 
+  /// Whether this process can still read from the pipe.
   bool is_open_for_read() const noexcept;
+  /// Whether this process can still write to the pipe.
   bool is_open_for_write() const noexcept;
 
   /// Flushes and closes the write end if it is open, then closes the read end if it is open. Output that cannot be

@@ -15,6 +15,7 @@ class FL_API iopipe_descriptor_impl : public process::detail::iopipe_descriptor_
  public:
   /// Null handles and zeros.
   iopipe_descriptor_impl() noexcept = default;
+  /// The fields as given.
   iopipe_descriptor_impl(const process::iopipe_handles& handles, bool text_mode, bool has_pending_char,
                          char pending_char, bool overlapped) noexcept;
   /// Parses the text form; see `iopipe_descriptor` for the form and for what is thrown.
@@ -24,6 +25,7 @@ class FL_API iopipe_descriptor_impl : public process::detail::iopipe_descriptor_
   bool text_mode() const noexcept { return text_mode_; }
   /// Whether `pending_char` was read from the pipe but not delivered yet.
   bool has_pending_char() const noexcept { return has_pending_char_; }
+  /// That character; means nothing without `has_pending_char`.
   char pending_char() const noexcept { return pending_char_; }
   /// Whether the read handle was opened for overlapped use.
   bool overlapped() const noexcept { return overlapped_; }

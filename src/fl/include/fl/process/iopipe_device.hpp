@@ -67,6 +67,7 @@ class FL_API iopipe_device_base {
   iopipe_device_base(const iopipe_device_base&);
   iopipe_device_base& operator=(const iopipe_device_base&);
 
+  /// The shared state.
   sysdep::windows::iopipe_device_impl& impl() const noexcept;
 
  private:
@@ -78,7 +79,9 @@ class FL_API const_iopipe_device : public iopipe_device_base {
  public:
   /// The handles as they stand. A closed end still shows its stale handle; a released end shows null.
   const iopipe_handles& handles() const noexcept;
+  /// Whether the read end is open.
   bool is_open_for_read() const noexcept;
+  /// Whether the write end is open.
   bool is_open_for_write() const noexcept;
 
   /// The pipe as a descriptor, with the ends that are both open and asked for in `mode` (`open_mode::read`,
@@ -94,7 +97,9 @@ class FL_API const_iopipe_device : public iopipe_device_base {
   bool operator<(const const_iopipe_device& other) const noexcept;
 
  protected:
+  /// As that of `iopipe_device`.
   explicit const_iopipe_device(const iopipe_descriptor& descriptor);
+  /// As that of `iopipe_device`.
   explicit const_iopipe_device(int mode);
 };
 
@@ -105,7 +110,9 @@ FL_API std::ostream& operator<<(std::ostream& out, const const_iopipe_device& de
 /// bidirectional device of `char` of Boost.Iostreams.
 class FL_API iopipe_device : public const_iopipe_device {
  public:
+  /// What is transferred, as Boost.Iostreams asks for it.
   using char_type = char;
+  /// What kind of device it is, as Boost.Iostreams asks for it.
   struct category : boost::iostreams::bidirectional, boost::iostreams::device_tag {};
 
   /// A new pipe with both ends open, not inheritable; of `mode` only `open_mode::binary` matters.
@@ -144,10 +151,12 @@ class FL_API iopipe_device : public const_iopipe_device {
 
   /// Closes the end for all copies; closing twice is harmless, errors are ignored.
   void close_for_read() const noexcept;
+  /// The same for the other end.
   void close_for_write() const noexcept;
 
   /// Lets go of the handle without closing it: it belongs to someone else now.
   void release_read_handle() const noexcept;
+  /// The same for the other end.
   void release_write_handle() const noexcept;
 };
 

@@ -24,6 +24,7 @@ class FL_API iopipe_error : public std::ios_base::failure {
 /// The system refused a read. The message names the system call and says the system's reason.
 class FL_API iopipe_read_error : public iopipe_error {
  public:
+  /// As that of `iopipe_error`.
   explicit iopipe_read_error(const std::string& message);
   iopipe_read_error(const iopipe_read_error&);
   iopipe_read_error(iopipe_read_error&&) noexcept;
@@ -35,6 +36,7 @@ class FL_API iopipe_read_error : public iopipe_error {
 /// The system refused a write, for instance because nobody can read the pipe any more.
 class FL_API iopipe_write_error : public iopipe_error {
  public:
+  /// As that of `iopipe_error`.
   explicit iopipe_write_error(const std::string& message);
   iopipe_write_error(const iopipe_write_error&);
   iopipe_write_error(iopipe_write_error&&) noexcept;
@@ -46,6 +48,7 @@ class FL_API iopipe_write_error : public iopipe_error {
 /// For failures to close an end. Closing ignores the system's refusals at present, so nothing raises it.
 class FL_API iopipe_close_error : public iopipe_error {
  public:
+  /// As that of `iopipe_error`.
   explicit iopipe_close_error(const std::string& message);
   iopipe_close_error(const iopipe_close_error&);
   iopipe_close_error(iopipe_close_error&&) noexcept;

@@ -12,9 +12,12 @@ class iopipe_handles {
  public:
   /// Both ends absent.
   iopipe_handles() noexcept = default;
+  /// Either may be null.
   iopipe_handles(void* const& read, void* const& write) noexcept : read_(read), write_(write) {}
 
+  /// Null if the end is absent.
   void* read_handle() const noexcept { return read_; }
+  /// Null if the end is absent.
   void* write_handle() const noexcept { return write_; }
 
  private:

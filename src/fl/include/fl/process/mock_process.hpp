@@ -43,6 +43,7 @@ class FL_API mock_process {
   /// The same, and the ends of the inherited pipes of `ctx` go to the function: their devices forget the handles, which
   /// stay open and are closed by nobody else. The other settings of `ctx` have no effect.
   mock_process(const boost::function<int()>& function, const context& ctx);
+  /// The same for a function and a context in one value.
   explicit mock_process(const boost::tuples::tuple<const boost::function<int()>, const context>& what);
 
   mock_process(const mock_process&) = delete;

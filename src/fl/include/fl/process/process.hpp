@@ -55,7 +55,7 @@ namespace foundation::core::process {
 /// "process has been detached", but for detach, the moves and the destructor.
 class FL_API process {
  public:
-  /// Starts the child with a default context. Throws as described above.
+  /// Starts the child, in a default context where there is no other. Throws as the top of this file says.
   explicit process(const command& cmd);
   process(const command& cmd, const context& ctx);
   explicit process(const boost::tuples::tuple<const command, const context>& what);
@@ -106,6 +106,7 @@ class FL_API process {
   /// Ends the child at once; its exit code becomes 1. Throws process_kill_error if it has ended already, and
   /// boost::system::system_error if the system refuses.
   void kill();
+  /// The same as `kill`.
   void terminate();
 
   /// Bytes that the child now holds in memory. Throws process_kill_error if it has ended, and

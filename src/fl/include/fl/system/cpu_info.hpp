@@ -33,6 +33,7 @@ struct details {
 
 }  // namespace detail
 
+/// What the machine offers to this process, as of the last refresh.
 class CpuInfo {
  public:
   /// Reads the instruction set. The counts and the frequency are 0 and the tiers unknown until a `refresh`. Throws
@@ -48,6 +49,7 @@ class CpuInfo {
   /// frequency also then.
   FL_API void refresh(const std::nothrow_t&) noexcept;
 
+  /// What the processor can do.
   const x86_64::InstructionSet& instructionSet() const noexcept { return instructionSet_; }
   /// Maximum frequency of the processor in Hz; 0 if it is not known.
   unsigned long long frequency() const noexcept { return details_.frequency; }

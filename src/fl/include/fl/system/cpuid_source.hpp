@@ -10,10 +10,10 @@ namespace foundation::core::system::x86_64 {
 
 /// What the CPUID instruction leaves in the registers.
 struct CpuidRegisters {
-  std::uint32_t eax;
-  std::uint32_t ebx;
-  std::uint32_t ecx;
-  std::uint32_t edx;
+  std::uint32_t eax;  ///< register EAX
+  std::uint32_t ebx;  ///< register EBX
+  std::uint32_t ecx;  ///< register ECX
+  std::uint32_t edx;  ///< register EDX
 };
 
 /// All inline, so that a client's source needs nothing of the DLL.

@@ -110,15 +110,19 @@ class InstructionSet {
   /// The vendor is "AuthenticAMD".
   bool isAMD() const noexcept { return isAMD_; }
 
-  // CPUID leaf 1.
+  /// CPUID leaf 1, register EAX.
   std::uint32_t cpuid1Eax() const noexcept { return cpuid1Eax_; }
+  /// CPUID leaf 1, register ECX.
   std::uint32_t cpuid1Ecx() const noexcept { return cpuid1Ecx_; }
+  /// CPUID leaf 1, register EDX.
   std::uint32_t cpuid1Edx() const noexcept { return cpuid1Edx_; }
-  // CPUID leaf 7, sub-leaf 0.
+  /// CPUID leaf 7, sub-leaf 0, register EBX.
   std::uint32_t cpuid7Ebx() const noexcept { return cpuid7Ebx_; }
+  /// CPUID leaf 7, sub-leaf 0, register ECX.
   std::uint32_t cpuid7Ecx() const noexcept { return cpuid7Ecx_; }
-  // CPUID leaf 0x80000001.
+  /// CPUID leaf 0x80000001, register ECX.
   std::uint32_t cpuidExt1Ecx() const noexcept { return cpuidExt1Ecx_; }
+  /// CPUID leaf 0x80000001, register EDX.
   std::uint32_t cpuidExt1Edx() const noexcept { return cpuidExt1Edx_; }
   /// Extended control register 0: which register state the operating system saves. 0 if it does not use XSAVE.
   std::uint64_t xcr0() const noexcept { return xcr0_; }

@@ -47,11 +47,12 @@ class Expected {
   using value_type = T;
 
   // What `index` returns.
-  static constexpr std::size_t value_index = 0;
-  static constexpr std::size_t exception_index = 1;
-  static constexpr std::size_t empty_index = std::variant_npos;
+  static constexpr std::size_t value_index = 0;                  ///< it holds a value
+  static constexpr std::size_t exception_index = 1;              ///< it holds an exception
+  static constexpr std::size_t empty_index = std::variant_npos;  ///< it holds nothing
 
   // NOLINTBEGIN(google-explicit-constructor): a function returns either alternative as it is
+  /// Holds the value.
   Expected(const T& value) : alternative_(std::in_place_index<value_index>, value) {}
   Expected(T&& value) : alternative_(std::in_place_index<value_index>, std::move(value)) {}
   /// Throws `std::invalid_argument` if `exception` is null.
@@ -81,7 +82,9 @@ class Expected {
     const std::size_t held = alternative_.index();
     return held <= exception_index ? held : empty_index;
   }
+  /// Whether a value is held.
   bool has_value() const noexcept { return index() == value_index; }
+  /// The same.
   explicit operator bool() const noexcept { return has_value(); }
 
   /// The value. Throws the exception if that is held, the same object each time; `std::logic_error` if nothing is.

@@ -11,6 +11,7 @@ namespace foundation::core::util {
 /// a prefix is less than the longer string. Safe on any thread. A container that is ordered by it must not see the
 /// global locale change to one with other upper-case forms.
 struct FL_API lexicographical_iless {
+  /// Whether `left` comes before `right`.
   bool operator()(const std::string& left, const std::string& right) const;
 };
 

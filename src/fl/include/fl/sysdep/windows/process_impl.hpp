@@ -30,6 +30,7 @@ struct _PROCESS_INFORMATION;
 
 namespace foundation::core::sysdep::windows {
 
+/// A child that was started on Windows: the handles that this process holds of it.
 class FL_API process_impl {
  public:
   process_impl(const process_impl&) = delete;
@@ -62,6 +63,7 @@ class FL_API process_impl {
 
   /// Ends the child at once with exit code 1. Throws boost::system::system_error, also for a child that has ended.
   void kill() const;
+  /// The same as `kill`.
   void terminate() const;
 
   /// Bytes that the child now holds in memory. Throws boost::system::system_error.
