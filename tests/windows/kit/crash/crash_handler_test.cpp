@@ -4,6 +4,7 @@
 #include <fl/diag.hpp>
 #include <fl/process/errors.hpp>
 
+#include "as_written.hpp"
 #include "every_test.hpp"
 #include "import_patch.hpp"
 #include "memory_shortage.hpp"
@@ -91,13 +92,13 @@ void run_in_thread(void (*work)()) {
 int* volatile null_pointer = nullptr;
 void (*volatile null_function)() = nullptr;
 
-[[gnu::noipa]] void fault_here() {
+AS_WRITTEN void fault_here() {
   *null_pointer = 1;
 }
 
 /// Touches the stack ahead, as the compiler's own probe does before a large frame, so that the fault comes while there
 /// is still room for the system: Wine sets none aside.
-[[gnu::noipa]] int recurse(int depth) {
+AS_WRITTEN int recurse(int depth) {
   volatile char room[1000] = {};
   asm volatile("orq $0, -16384(%%rsp)" : : : "memory", "cc");
   return depth < 0 ? 0 : recurse(depth + 1) + room[depth % 1000];
@@ -108,7 +109,7 @@ void overflow() {
 }
 
 /// Uses the stack up but for 64 KB. Wine makes no smaller ones to begin with.
-[[gnu::noipa]] void fault_with_little_stack() {
+AS_WRITTEN void fault_with_little_stack() {
   diag::setCurrentThreadName("small");
   ULONG_PTR low = 0, high = 0;
   GetCurrentThreadStackLimits(&low, &high);
