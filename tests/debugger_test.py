@@ -19,7 +19,8 @@ ROOT = Path(__file__).resolve().parent.parent
 
 def run_under_gdb(program):
     commands = f"break look\ncontinue\nsource {__file__}\n"
-    return subprocess.run([ROOT / "tools/debug", program], input=commands, text=True, timeout=500, check=False).returncode
+    done = subprocess.run([ROOT / "tools/debug", program], input=commands, text=True, timeout=500, check=False)
+    return done.returncode
 
 
 class Printers(unittest.TestCase):
