@@ -50,11 +50,11 @@ class Symbolise(unittest.TestCase):
         cls.archive = cls.work / "build-symbols.zip"
         for name in MODULES:
             built, pdb = Path(BIN, name), Path(BIN, name).with_suffix(".pdb")
-            subprocess.run([STRIP, "-o", cls.program / name, built], check=True)
+            subprocess.run([STRIP, "-p", "-o", cls.program / name, built], check=True)
             if pdb.exists():
                 shutil.copy(pdb, symbols)
             else:
-                subprocess.run([OBJCOPY, "--only-keep-debug", built, symbols / f"{name}.debug"], check=True)
+                subprocess.run([OBJCOPY, "-p", "--only-keep-debug", built, symbols / f"{name}.debug"], check=True)
         for library in Path(BIN).glob("lib*.dll"):
             if library.name not in MODULES:
                 (cls.program / library.name).symlink_to(library.resolve())
