@@ -148,8 +148,13 @@ class Symbolise(unittest.TestCase):
         self.assertIn("is of another build than the module in the dump", out)
 
     def test_says_what_is_missing(self):
+        broken = self.work / "broken.zip"
+        broken.write_bytes(self.archive.read_bytes()[:1000])
+        _, out, _ = symbolise(self.fault, "--symbols", __file__)
+        self.assertIn(f"{__file__} has the name of no module", out)
         for report, arguments, complaint in ((self.fault, [str(self.program)], "no frame got its function"),
                                              (self.fault, ["nowhere"], "there is no nowhere"),
+                                             (self.fault, [str(broken)], "is no archive"),
                                              ("all is well\n", [str(self.archive)], "there is no stack")):
             status, _, err = symbolise(report, "--symbols", *arguments)
             self.assertEqual(status, 1)
