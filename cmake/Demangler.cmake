@@ -4,7 +4,7 @@
 
 execute_process(COMMAND ${qxfl_run_time_compiler} -print-file-name=libsupc++.a
                 OUTPUT_VARIABLE supcxx OUTPUT_STRIP_TRAILING_WHITESPACE)
-set(folder "${CMAKE_BINARY_DIR}/demangler")
+set(folder "${PROJECT_BINARY_DIR}/demangler")
 set(qxfl_demangler "${folder}/libqxfl_demangler.a")
 if(NOT EXISTS "${qxfl_demangler}")
   file(MAKE_DIRECTORY "${folder}")

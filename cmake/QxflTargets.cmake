@@ -53,15 +53,17 @@ endfunction()
 # qxfl_add_library(NAME DESCRIPTION text [OUTPUT name] INCLUDE dir LOGIC sources… WINDOWS sources… PUBLIC libraries…
 #                  PRIVATE libraries… DEFINES definitions…)
 #
-# On Windows: the shared library libqx<OUTPUT>.dll (OUTPUT is NAME unless given), target NAME with the alias qxfl::NAME,
-# and NAME_static, the same objects as an archive, for tests of the internal rules, which the DLL does not export. The
-# macro <NAME>_BUILD is defined while the sources are compiled, <NAME>_STATIC for users of the archive. Elsewhere: an
-# archive of the LOGIC sources alone, under all these names. DEFINES are seen by the sources and by all users.
-function(qxfl_add_library name)
+# On Windows: the shared library libqx<OUTPUT>.dll (OUTPUT is NAME unless given), target NAME with the alias qxfl::NAME
+# (qxfl_NAME inside another project, whose own targets may well be called so), and NAME_static, the same objects as an
+# archive, for tests of the internal rules, which the DLL does not export. The macro <NAME>_BUILD is defined while the
+# sources are compiled, <NAME>_STATIC for users of the archive. Elsewhere: an archive of the LOGIC sources alone, under
+# all these names. DEFINES are seen by the sources and by all users.
+function(qxfl_add_library library)
   cmake_parse_arguments(arg "" "DESCRIPTION;OUTPUT;INCLUDE" "LOGIC;WINDOWS;PUBLIC;PRIVATE;DEFINES" ${ARGN})
-  string(TOUPPER "${name}" upper)
+  set(name "${qxfl_prefix}${library}")
+  string(TOUPPER "${library}" upper)
   if(NOT arg_OUTPUT)
-    set(arg_OUTPUT "${name}")
+    set(arg_OUTPUT "${library}")
   endif()
   set(common "${PROJECT_SOURCE_DIR}/src/common/include")  # for "common/…", which all libraries share
   if(WIN32)
@@ -71,13 +73,17 @@ function(qxfl_add_library name)
     target_link_libraries(${name}_objects PRIVATE ${arg_PUBLIC} ${arg_PRIVATE} qxfl_options)
 
     add_library(${name} SHARED $<TARGET_OBJECTS:${name}_objects>)
-    set_target_properties(${name} PROPERTIES OUTPUT_NAME qx${arg_OUTPUT} LINKER_LANGUAGE CXX
-                                             ARCHIVE_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/lib")
+    set_target_properties(${name} PROPERTIES OUTPUT_NAME qx${arg_OUTPUT} EXPORT_NAME ${library} LINKER_LANGUAGE CXX
+                                             ARCHIVE_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/lib")
     target_link_libraries(${name} PUBLIC ${arg_PUBLIC} PRIVATE ${arg_PRIVATE})
     target_link_options(${name} PRIVATE ${qxfl_link_options})
     qxfl_add_version_resource(${name} libqx${arg_OUTPUT}.dll "${arg_DESCRIPTION}")
-    install(TARGETS ${name} EXPORT qxfl)
-    install(DIRECTORY "${arg_INCLUDE}/" DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.hpp")
+    set_property(GLOBAL APPEND PROPERTY QXFL_DLLS "$<TARGET_FILE:${name}>")
+    if(QXFL_INSTALL)
+      install(TARGETS ${name} EXPORT qxfl)
+      install(DIRECTORY "${arg_INCLUDE}/" DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.hpp")
+      qxfl_install_pkg_config(${arg_OUTPUT} "${arg_DESCRIPTION}" "${arg_PUBLIC}" "${arg_DEFINES}")
+    endif()
 
     add_library(${name}_static STATIC EXCLUDE_FROM_ALL $<TARGET_OBJECTS:${name}_objects>)
     set_target_properties(${name}_static PROPERTIES LINKER_LANGUAGE CXX)
@@ -95,11 +101,11 @@ function(qxfl_add_library name)
       set_source_files_properties("${source}" PROPERTIES UNITY_GROUP "${name}/${folder}")
     endforeach()
     target_compile_definitions(${name} PUBLIC ${upper}_STATIC)
-    target_link_libraries(${name} PUBLIC Boost::headers PRIVATE qxfl_options)
+    target_link_libraries(${name} PUBLIC qxfl::boost_headers PRIVATE qxfl_options)
     target_include_directories(${name} PUBLIC "${CMAKE_CURRENT_SOURCE_DIR}")
     add_library(${name}_static ALIAS ${name})
   endif()
-  add_library(qxfl::${name} ALIAS ${name})
+  add_library(qxfl::${library} ALIAS ${name})
   target_compile_definitions(${name} PUBLIC ${qxfl_public_definitions} ${arg_DEFINES})
   target_compile_features(${name} PUBLIC cxx_std_17)
   target_include_directories(${name} PUBLIC $<BUILD_INTERFACE:${arg_INCLUDE}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)

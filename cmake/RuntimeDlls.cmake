@@ -26,10 +26,21 @@ foreach(name IN ITEMS libstdc++-6.dll libgcc_s_seh-1.dll libwinpthread-1.dll)
   endif()
 endforeach()
 
-# Boost's libraries refer to each other, so the whole set is copied.
+# Of Boost those that are linked, and what they need themselves.
+include(DllImports)
 get_filename_component(boost_programs "${QXFL_BOOST_INCLUDE}/../bin" ABSOLUTE)
 file(GLOB boost_dlls "${boost_programs}/libboost_*.dll" "${boost_programs}/boost_*.dll")
-foreach(file IN LISTS boost_dlls)
+foreach(library IN LISTS boost_libraries)
+  string(TOUPPER "${library}" upper)
+  get_filename_component(name "${QXFL_BOOST_${upper}}" NAME_WLE)  # that of the DLL: the import library adds ".a"
+  if(EXISTS "${boost_programs}/${name}")
+    list(APPEND linked_dlls "${boost_programs}/${name}")
+  endif()
+endforeach()
+qxfl_needed_dlls(needed_dlls "${boost_dlls}" ${linked_dlls})
+list(APPEND needed_dlls ${linked_dlls})
+list(REMOVE_DUPLICATES needed_dlls)
+foreach(file IN LISTS needed_dlls)
   qxfl_copy_beside_programs("${file}")
   list(APPEND qxfl_runtime_dlls "${file}")
 endforeach()

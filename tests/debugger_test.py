@@ -1,12 +1,11 @@
 """What debuggers show of the library's types: gdb by tools/gdb/qxfl_printers.py, in a program that runs, and others by
 tools/natvis/qxfl.natvis, whose expressions gdb evaluates here: they name members that must be there. Run by CTest as
 
-    debugger_test.py WINE GDB GDBSERVER PROGRAM
+    debugger_test.py PROGRAM
 
 and then once more by gdb itself, in which the program has stopped.
 """
 
-import os
 import re
 import subprocess
 import sys
@@ -18,19 +17,9 @@ from pathlib import Path
 ROOT = Path(__file__).resolve().parent.parent
 
 
-def run_under_gdb(wine, gdb_program, server, program):
-    serving = subprocess.Popen([wine, server, "127.0.0.1:0", program], stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
-    try:
-        said = next((line for line in serving.stdout if b"on port" in line), None)
-        if said is None:
-            sys.exit("gdbserver does not start")
-        port = said.split()[-1].decode()
-        commands = ["set sysroot /nowhere", "set confirm off", f"target remote 127.0.0.1:{port}", "break look",
-                    "continue", f"source {ROOT}/tools/gdb/qxfl_printers.py", f"source {__file__}"]
-        return subprocess.run([gdb_program, "-nx", "-batch", *(f"--eval-command={command}" for command in commands),
-                               program], check=False, timeout=500).returncode
-    finally:
-        serving.kill()
+def run_under_gdb(program):
+    commands = f"break look\ncontinue\nsource {__file__}\n"
+    return subprocess.run([ROOT / "tools/debug", program], input=commands, text=True, timeout=500, check=False).returncode
 
 
 class Printers(unittest.TestCase):
@@ -181,7 +170,6 @@ if "gdb" in sys.modules:
     import gdb
 
     result = unittest.main(argv=["debugger_test"], exit=False).result
-    gdb.execute("kill")
     gdb.execute(f"quit {0 if result.wasSuccessful() and result.testsRun else 1}")
 elif __name__ == "__main__":
-    sys.exit(run_under_gdb(*map(os.path.abspath, sys.argv[1:])))
+    sys.exit(run_under_gdb(sys.argv[1]))

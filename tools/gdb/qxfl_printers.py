@@ -2,13 +2,13 @@
 
     (gdb) source DIR/qxfl_printers.py
     (gdb) print how
-    $1 = context = {std_out = pipe_to iopipe_device {read 0x5c, write 0x60}, directory = "C:\\work", …}
+    $1 = context = {std_in_ = inherit_from_parent, std_out_ = pipe_to iopipe_device {read 0x50, write 0x54}, …}
 
 Under the name libqxfl.dll-gdb.py, beside the DLL, gdb loads it by itself where `set auto-load safe-path` allows that.
 
 What can be shown: ustring, stacktrace, thread_context, exit_status_variant, iopipe_device, command, context and the
-alternatives of its streams, environment_map. The program must have been compiled with -g: what its types are made of
-stands there, and not in the symbols of the library. The layouts are those of libstdc++ and Boost.
+alternatives of its streams, environment_map. What the types are made of stands in a program that was compiled with -g, and
+in the library's symbols as DWARF; gdb reads no PDB. The layouts are those of libstdc++ and Boost.
 
 A value that was not built yet, or was overwritten, gives a text in angle brackets and no error. No password is shown.
 gdb's own limits hold: `set print elements` for texts and lists.
