@@ -1,7 +1,8 @@
 """What Doxygen reads of a public header: the house's comments, put into its language.
 
-A header's opening comment becomes that of the file. In every comment, what Doxygen would take for its own (`<fl/io.hpp>`,
-a lone backslash) is escaped, and lines that stand further in are code. What only the library needs is left out."""
+A header's opening comment becomes that of the file. In every comment, what Doxygen would take for its own
+(`<fl/io.hpp>`, a lone backslash) is escaped, and lines that stand further in are code. What only the library needs is
+left out."""
 
 import re
 
