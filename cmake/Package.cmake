@@ -29,10 +29,11 @@ install(FILES "${PROJECT_BINARY_DIR}/qxflConfig.cmake" "${PROJECT_BINARY_DIR}/qx
 install(EXPORT qxfl NAMESPACE qxfl:: DESTINATION "${package_dir}" FILE qxflTargets.cmake)
 
 qxfl_print_boost_version(boost_version ${qxfl_boost_version})
-set(boost_place "-isystem \${prefix}/${qxfl_boost_dir}")
+# No -isystem: pkg-config writes a blank in a path so that a shell understands it behind -I alone.
+set(boost_place "-I\${prefix}/${qxfl_boost_dir}")
 set(boost_libraries_place "-L\${libdir}")
 if(NOT QXFL_BUNDLE)
-  set(boost_place "-isystem ${QXFL_BOOST_INCLUDE}")
+  set(boost_place "-I${QXFL_BOOST_INCLUDE}")
   get_filename_component(folder "${QXFL_BOOST_THREAD}" DIRECTORY)
   set(boost_libraries_place "-L${folder}")
 endif()

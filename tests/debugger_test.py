@@ -19,7 +19,8 @@ ROOT = Path(__file__).resolve().parent.parent
 
 def run_under_gdb(program):
     commands = f"break look\ncontinue\nsource {__file__}\n"
-    return subprocess.run([ROOT / "tools/debug", program], input=commands, text=True, timeout=500, check=False).returncode
+    done = subprocess.run([ROOT / "tools/debug", program], input=commands, text=True, timeout=500, check=False)
+    return done.returncode
 
 
 class Printers(unittest.TestCase):
@@ -80,6 +81,22 @@ class Natvis(unittest.TestCase):
               "pipe", "half_pipe", "tool", "how", "as_it_is", "how.environment_"]
     HELD = {"how.std_out_.storage_": ["pipe_to", "pipe_from"], "how.user_.m_storage": ["context::User"],
             "how.std_in_.storage_": ["read_from_file", "overwrite_file", "append_to_file"]}
+
+    # Which elements stand in which, in this order, as far as the file has need of them.
+    STRUCTURE = {"AutoVisualizer": ["Type"], "Type": ["DisplayString", "StringView", "Expand"],
+                 "Expand": ["Item", "ArrayItems", "TreeItems"], "ArrayItems": ["Size", "ValuePointer"],
+                 "TreeItems": ["Size", "HeadPointer", "LeftPointer", "RightPointer", "ValueNode"]}
+    ATTRIBUTES = {"Type": {"Name", "Inheritable"}, "DisplayString": {"Condition"}, "Item": {"Name", "Condition"},
+                  "ValueNode": {"Name"}}
+
+    def test_structure(self):
+        self.assertEqual(self.TREE.tag, "{http://schemas.microsoft.com/vstudio/debugger/natvis/2010}AutoVisualizer")
+        for element in self.TREE.iter():
+            tag = self.plain(element)
+            allowed = self.STRUCTURE.get(tag, [])
+            places = [allowed.index(self.plain(child)) for child in element]  # Fails on others.
+            self.assertEqual(places, sorted(places), element.attrib)
+            self.assertLessEqual(set(element.attrib), self.ATTRIBUTES.get(tag, set()), tag)
 
     @staticmethod
     def plain(element):

@@ -7,6 +7,7 @@ BIN_DIR has crash_report.exe and the DLLs as they were built, with their debug i
 
 import re
 import shutil
+import struct
 import subprocess
 import sys
 import tempfile
@@ -49,11 +50,11 @@ class Symbolise(unittest.TestCase):
         cls.archive = cls.work / "build-symbols.zip"
         for name in MODULES:
             built, pdb = Path(BIN, name), Path(BIN, name).with_suffix(".pdb")
-            subprocess.run([STRIP, "-o", cls.program / name, built], check=True)
+            subprocess.run([STRIP, "-p", "-o", cls.program / name, built], check=True)
             if pdb.exists():
                 shutil.copy(pdb, symbols)
             else:
-                subprocess.run([OBJCOPY, "--only-keep-debug", built, symbols / f"{name}.debug"], check=True)
+                subprocess.run([OBJCOPY, "-p", "--only-keep-debug", built, symbols / f"{name}.debug"], check=True)
         for library in Path(BIN).glob("lib*.dll"):
             if library.name not in MODULES:
                 (cls.program / library.name).symlink_to(library.resolve())
@@ -117,9 +118,43 @@ class Symbolise(unittest.TestCase):
         self.assertIn("--symbols", err)
         self.assertEqual(symbolise(named, "--force", "--symbols", str(self.archive))[0], 0)
 
+    def write_dump(self, stamp, pdb_id):
+        """No more of a minidump than the list of modules, with one of them."""
+        name = "C:\\planner\\crash_report.exe".encode("utf-16-le")
+        record = b"RSDS" + pdb_id + b"crash_report.pdb\0" if pdb_id else b""
+        parts = 32 + 12 + 4 + 108
+        data = struct.pack("<4sIII16x", b"MDMP", 0xA793, 1, 32) + struct.pack("<III", 4, 112, 44) + struct.pack("<I", 1)
+        module = 0x140000000, 0x100000, 0, stamp, parts, len(record), parts + 4 + len(name)
+        data += struct.pack("<QIIII52xII24x", *module)
+        dump = self.work / "crash.dmp"
+        dump.write_bytes(data + struct.pack("<I", len(name)) + name + record)
+        return dump
+
+    def test_a_dump_tells_the_build_and_the_modules(self):
+        image = (self.program / "crash_report.exe").read_bytes()
+        (stamp,) = struct.unpack_from("<I", image, struct.unpack_from("<I", image, 0x3C)[0] + 8)
+        at = image.find(b"RSDS")
+        pdb_id = image[at + 4 : at + 24] if self.has_pdb else b""
+        bare = re.sub(r"(\[ +\d+\] 0x\w+) .*", r"\1", self.fault)
+        for arguments, status in ((("--dump", self.write_dump(stamp, pdb_id)), 0), ((), 1)):
+            result, out, _ = symbolise(bare, "--symbols", str(self.archive), *arguments)
+            self.assertEqual(result, status)
+            if status == 0:
+                self.assertIn("(of the build in the dump)", out)
+                self.expect_fault(out)
+        other = self.write_dump(stamp + 1, pdb_id[::-1])
+        status, out, _ = symbolise(self.fault, "--symbols", str(self.archive), "--dump", other)
+        self.assertEqual(status, 1)
+        self.assertIn("is of another build than the module in the dump", out)
+
     def test_says_what_is_missing(self):
+        broken = self.work / "broken.zip"
+        broken.write_bytes(self.archive.read_bytes()[:1000])
+        _, out, _ = symbolise(self.fault, "--symbols", __file__)
+        self.assertIn(f"{__file__} has the name of no module", out)
         for report, arguments, complaint in ((self.fault, [str(self.program)], "no frame got its function"),
                                              (self.fault, ["nowhere"], "there is no nowhere"),
+                                             (self.fault, [str(broken)], "is no archive"),
                                              ("all is well\n", [str(self.archive)], "there is no stack")):
             status, _, err = symbolise(report, "--symbols", *arguments)
             self.assertEqual(status, 1)

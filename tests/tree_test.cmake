@@ -1,7 +1,7 @@
 # The source tree serves a project that contains it, by add_subdirectory and by FetchContent, and leaves that project
 # alone. Run by CTest as
-#   cmake -D SOURCE=… -D BUILD=… -D SETTINGS=… -D EMULATOR=… -D PYTHON=… -P tree_test.cmake
-# Objects that were compiled in the same way in BUILD are taken from there (reuse_object).
+#   cmake -D SOURCE=… -D BUILD=… -D SETTINGS=… -D EMULATOR=… -P tree_test.cmake
+# SETTINGS has the initial cache. Objects that were compiled in the same way in BUILD are taken from there (reuse_object).
 cmake_policy(VERSION 3.25)
 
 set(work "${BUILD}/tree_test")
@@ -21,6 +21,7 @@ project(parent VERSION 7.8 LANGUAGES CXX)
 foreach(name IN ITEMS fl kit i18n mobservation safe_env tests)
   add_custom_target(\${name})
 endforeach()
+@folder@
 get_cmake_property(before VARIABLES)
 @way@
 foreach(name IN ITEMS CMAKE_CXX_STANDARD CMAKE_CXX_EXTENSIONS CMAKE_CXX_VISIBILITY_PRESET CMAKE_MODULE_PATH
@@ -36,17 +37,24 @@ foreach(name IN ITEMS first tour launch_bench test_support qxfl_tests)
 endforeach()
 add_executable(program \"@source@\")
 target_link_libraries(program PRIVATE @library@)
-qxfl_place_dlls(program)
+@end@
 ")
 
 function(expect_program name way library source text)
+  set(end "qxfl_place_dlls(program)")
+  set(program "${work}/${name}_build/program.exe")
+  if(name STREQUAL FetchContent)
+    # A parent with one folder for all programs gets the DLLs there, those that it links.
+    set(folder "set(CMAKE_RUNTIME_OUTPUT_DIRECTORY \"\${CMAKE_BINARY_DIR}/programs\")")
+    set(end "")
+    set(program "${work}/${name}_build/programs/program.exe")
+  endif()
   string(CONFIGURE "${parent}" project @ONLY)
   file(WRITE "${work}/${name}/CMakeLists.txt" "${project}")
   run("the configuration by ${name}" "${CMAKE_COMMAND}" -S "${work}/${name}" -B "${work}/${name}_build" -G Ninja
-      -C "${SETTINGS}" -D "CMAKE_SHARED_LINKER_FLAGS=-s" -D "CMAKE_MODULE_LINKER_FLAGS=-s"
-      -D "CMAKE_CXX_COMPILER_LAUNCHER=${PYTHON};${SOURCE}/tests/reuse_object;${BUILD}")
+      -C "${SETTINGS}" -D "CMAKE_SHARED_LINKER_FLAGS=-s" -D "CMAKE_MODULE_LINKER_FLAGS=-s")
   run("the build by ${name}" "${CMAKE_COMMAND}" --build "${work}/${name}_build" --target program)
-  run("the program by ${name}" "${EMULATOR}" "${work}/${name}_build/program.exe")
+  run("the program by ${name}" "${EMULATOR}" "${program}")
   if(NOT output MATCHES "${text}")
     message(FATAL_ERROR "${text} is expected, but the program by ${name} printed\n${output}")
   endif()
