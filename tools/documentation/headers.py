@@ -1,7 +1,8 @@
 """What Doxygen reads of a public header: the house's comments, put into its language.
 
-A header's opening comment becomes that of the file. In every comment, what Doxygen would take for its own (`<fl/io.hpp>`,
-a lone backslash) is escaped, and lines that stand further in are code. What only the library needs is left out."""
+A header's opening comment becomes that of the file. In every comment, what Doxygen would take for its own
+(`<fl/io.hpp>`, a lone backslash) is escaped, and lines that stand further in are code. What only the library needs is
+left out."""
 
 import re
 
@@ -163,7 +164,8 @@ def shown(code):
             depth += {"<": 1, ">": -1}.get(code[position], 0)
             position += 1
         code = code[: begin.start()] + re.sub(r"^\s*= 0", "", code[position:])
-    code = re.sub(r" = detail::\w+\((?:[^()]|\([^()]*\))*\)(?=\s*[,}])", "", code)  # the values of enumerators
+    # An enumerator whose value is nobody's business has its name to say what it is.
+    code = re.sub(r"^(\s*\w+) = detail::\w+\(.*\),$", r"\1,  ///< the one of this name", code, flags=re.M)
     return re.sub(r",\s*private detail::[\w<>]+", "", code)
 
 

@@ -1,4 +1,4 @@
-"""Whether every link within a folder of HTML pages leads somewhere, anchors included; those of its search box as well."""
+"""Whether every link within a folder of HTML pages leads somewhere, anchors included; also those of its search box."""
 
 import re
 from html.parser import HTMLParser

@@ -1,5 +1,5 @@
-"""The repository's Markdown as pages of the site: what both can show alike. A link that leads to a file leads to the page of
-that file in the site, and to a heading's anchor as a reader of the repository knows it."""
+"""The repository's Markdown as pages of the site: what both can show alike. A link that leads to a file leads to the
+page of that file in the site, and to a heading by the anchor that a reader of the repository knows."""
 
 import html
 import re
@@ -7,14 +7,23 @@ from pathlib import Path, PurePosixPath
 
 SUBSYSTEMS = ["failures", "processes", "memory", "streams", "processor", "logging", "text", "kit"]
 # Pages that stand elsewhere, by their names in the site.
-ELSEWHERE = {"index": "README.md", "contributing": "CONTRIBUTING.md", "changelog": "CHANGELOG.md", "benchmarks": "bench/README.md"}
+ELSEWHERE = {
+    "index": "README.md",
+    "contributing": "CONTRIBUTING.md",
+    "changelog": "CHANGELOG.md",
+    "benchmarks": "bench/README.md",
+}
 LAST = ["contributing", "changelog", "benchmarks"]
 
 FENCE = re.compile(r"( *)(```+|~~~+) *([\w+-]*)")
 HEADING = re.compile(r"(#{1,6}) +(.*?) *#*$")
 LINK = re.compile(r"(!?)\[((?:[^\[\]`]|`[^`]*`)*)\]\(([^()\s]+)\)")
-TAG = re.compile(r"</?(?:a|b|br|code|dd|details|div|dl|dt|em|i|img|p|picture|source|strong|sub|summary|sup|table|td|th|tr)\b[^>]*>")
+TAG = re.compile(
+    r"</?(?:a|b|br|code|dd|details|div|dl|dt|em|i|img|p|picture|source|strong|sub|summary|sup|table|td|th|tr)\b[^>]*>"
+)
 COMMENT = re.compile(r"^ *<!--.*?-->", re.M | re.S)
+# Not where Markdown has escaped something already.
+ESCAPED = re.compile(r"(?<!\\)[\\<@%](?![|*_`\[\]])|(?<!^)(?<![\s#])#")
 OUTSIDE = re.compile(r"(?:https?|mailto):")
 
 
@@ -131,11 +140,11 @@ class Site:
             if mark and (fence is None or mark[2].startswith(fence) and not mark[3]):
                 if fence is None:
                     fence = mark[2]
-                    line = mark[1] + fence + ("{.cpp}" if mark[3] in ("cpp", "c++") else "{.unparsed}" if mark[3] else "")
+                    line = mark[1] + fence + ("{.cpp}" if mark[3] == "cpp" else "{.unparsed}")
                 else:
                     fence = None
-            elif fence is not None or (line.startswith("    ") and (not previous.strip() or previous.startswith("    "))):
-                pass
+            elif fence is not None or line.startswith("    ") and (not previous or previous.startswith("    ")):
+                pass  # code
             elif number in headings:
                 level, slug = headings[number]
                 title = self.prose(name, f"{path}:{number}", HEADING.match(line)[2])
@@ -173,7 +182,7 @@ class Site:
     def escaped(text):
         parts = re.split(r"(`[^`]*`)", text)
         return "".join(
-            part if number % 2 else re.sub(r"(?<!\\)[\\<@%](?![|*_`\[\]])|(?<!^)(?<![\s#])#", lambda m: "\\" + m[0], part)
+            part if number % 2 else ESCAPED.sub(lambda m: "\\" + m[0], part)
             for number, part in enumerate(parts)
         )
 
@@ -183,8 +192,7 @@ class Site:
         path = self.root / found
         lines = [f"# {found} {{#{name}}}", ""]
         if path.is_dir():
-            inside = sorted(p for p in path.iterdir() if p.name != "README.md" or f"{found}/README.md" not in self.names)
-            for each in inside:
+            for each in sorted(path.iterdir()):
                 inner = f"{found}/{each.name}"
                 target = f"{self.names[inner]}.html" if inner in self.names else None
                 if target is None and each.is_file():

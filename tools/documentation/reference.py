@@ -3,7 +3,9 @@
 import re
 import xml.etree.ElementTree as xml
 
-CODE = re.compile(r"<a\b[^>]*>.*?</a>|<pre\b.*?</pre>|<div class=\"fragment\">.*?</div><!-- fragment -->|<code>([^<]+)</code>", re.S)
+CODE = re.compile(
+    r'<a\b[^>]*>.*?</a>|<pre\b.*?</pre>|<div class="fragment">.*?</div><!-- fragment -->|<code>([^<]+)</code>', re.S
+)
 SKIPPED = {"main", "std"}
 
 
@@ -28,7 +30,8 @@ class Reference:
                 if member.get("kind") in ("function", "typedef", "enumeration", "variable", "friend"):
                     inside = member.findtext("name")
                     address = f"{member.findtext('anchorfile')}#{member.findtext('anchor')}"
-                    self.members.setdefault(f"{name}::{inside}", (kind == "namespace" and member.get("kind") != "variable", address))
+                    free = kind == "namespace" and member.get("kind") != "variable"
+                    self.members.setdefault(f"{name}::{inside}", (free, address))
         self.headers = {page: name for name, page in self.files.items()}
         self.ends = {}
         for name, address in self.types.items():
@@ -49,13 +52,13 @@ class Reference:
         header = re.fullmatch(r"(?:#include )?<?([\w/]+\.hpp)>?", text)
         if header:
             return self.files.get(header[1])
-        name = re.sub(r"^(foundation_|process::(?=process::))|\(.*\)$|<.*>$", "", text)
+        name = re.sub(r"\(.*\)$|<.*>$", "", text)
         if not re.fullmatch(r"~?\w+(::~?\w+)*", name) or name.split("::")[0] in SKIPPED:
             return None
         if page in self.pages.values() and re.fullmatch(r"[a-z0-9]+", text):
             return None  # In prose such a word may be anything: an area, a folder, an option.
-        found = [each for each in self.ends.get(name, []) if each[0] < 2 or "::" in name or each[2].split("#")[0] == page]
-        here = [each for each in found if each[2].split("#")[0] == page]
+        here = [each for each in self.ends.get(name, []) if each[2].split("#")[0] == page]
+        found = [each for each in self.ends.get(name, []) if each[0] < 2 or "::" in name]
         if here:
             found = here
         elif found:

@@ -14,8 +14,8 @@ namespace foundation::core::sysdep::windows {
 /// Whether the token of the user's shell holds the privilege "SeAssignPrimaryTokenPrivilege", enabled or not.
 enum ReplaceTokenRight {
   ReplaceTokenUnknown = -1,  ///< there is no such shell, or it could not be asked
-  ReplaceTokenAbsent = 0,
-  ReplaceTokenPresent = 1
+  ReplaceTokenAbsent = 0,    ///< it does not
+  ReplaceTokenPresent = 1    ///< it does
 };
 
 /// 1 if `token` (borrowed) is elevated, else 0; a null token means this process.
