@@ -1,16 +1,18 @@
-// build: runs the commands of a list, some at a time, as a build tool does: a line of progress, what failed commands
-// wrote, a time limit for each. Ctrl-C ends whatever runs, with all that it has started.
+// build: runs the commands of a list, some at a time, as a build tool does: a time limit for each, and what they wrote
+// in the order of the list. Ctrl-C ends whatever runs, with all that it has started.
 #include <fl/process/which.hpp>
 #include <i18n/convert.hpp>
 
 #include <kit/arguments.hpp>
 #include <kit/console.hpp>
+#include <kit/exit_code_text.hpp>
 #include <kit/run_all.hpp>
 
 #include <windows.h>
 
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <sstream>
 #include <stdexcept>
 
@@ -25,13 +27,14 @@ const char* const usage_text =
     "usage: build [--parallel N] [--timeout SECONDS] [--keep-going] [FILE]\n"
     "\n"
     "Runs the commands of FILE (UTF-8, one a line, # begins a comment), N at a time, or as many as there are "
-    "processors.\n"
+    "processors,\n"
+    "60 seconds each unless said otherwise, and shows what they wrote in the order of the list.\n"
     "Without FILE it runs 50 commands that only say their number.\n"
     "exit status: 0 all succeeded, 1 one failed, 2 usage, 130 interrupted\n";
 
 struct build_options {
   unsigned parallel = 0;
-  kit::run_limits limits = {.output = 1u << 20};
+  kit::run_limits limits = {.time = std::chrono::seconds(60), .output = 1u << 20};
   bool keep_going = false, help = false;
   std::string file;
 };
@@ -92,29 +95,33 @@ const kit::cancellation& interruption() {
   return request;
 }
 
-BOOL WINAPI on_console_event(DWORD) {
-  interruption().request();
-  return TRUE;
-}
-
-void tell_failure(const process::command& command, const kit::run_outcome& outcome) {
-  try {
-    outcome.error ? std::rethrow_exception(outcome.error) : throw kit::run_error(command, outcome.result);
-  } catch (const std::exception& e) {
-    kit::console().err() << "build: " << e.what() << '\n';
+/// What a command wrote, and how it failed.
+std::string told(const kit::run_outcome& outcome) try {
+  if (outcome.error) {
+    std::rethrow_exception(outcome.error);
   }
+  const kit::run_result& run = outcome.result;
+  const std::string how = run.end == kit::run_end::by_itself    ? kit::exit_code_text(run.status)
+                          : run.end == kit::run_end::time_limit ? "ended at its time limit"
+                                                                : "ended with the others";
+  return run.out.text() + run.err.text() + (outcome.succeeded() ? "" : "build: " + how + '\n');
+} catch (const std::exception& e) {
+  return std::string("build: ") + e.what() + '\n';
 }
 
 int build(const build_options& options) {
   const std::vector<process::command> commands = read_commands(options.file);
   std::size_t done = 0, failed = 0;
+  std::vector<std::optional<std::string>> texts(commands.size());  // of those that have ended, until it is their turn
+  std::size_t turn = 0;
   kit::run_all_options how = {.stop_at_failure = !options.keep_going, .cancellation = interruption()};
   how.on_end = [&](std::size_t index, const kit::run_outcome& outcome) {
-    kit::console().out() << '[' << ++done << '/' << commands.size() << "] " << commands[index] << std::endl;
-    if (outcome.error || (!outcome.succeeded() && outcome.result.end != kit::run_end::cancelled)) {
-      ++failed;
-      tell_failure(commands[index], outcome);
+    ++done;
+    failed += outcome.error || (!outcome.succeeded() && outcome.result.end != kit::run_end::cancelled) ? 1 : 0;
+    for (texts[index] = told(outcome); turn != texts.size() && texts[turn]; texts[turn++].reset()) {
+      kit::console().out() << '[' << turn + 1 << '/' << texts.size() << "] " << commands[turn] << '\n' << *texts[turn];
     }
+    kit::console().out().flush();
   };
   kit::run_all(commands, options.parallel, options.limits, how);
   kit::console().out() << done << " of " << commands.size() << " commands run, " << failed << " failed\n";
@@ -126,7 +133,7 @@ int build(const build_options& options) {
 int main() {
   try {
     const build_options options = parse(kit::utf8_arguments());
-    ::SetConsoleCtrlHandler(on_console_event, TRUE);
+    ::SetConsoleCtrlHandler([](DWORD) -> BOOL { return interruption().request(), TRUE; }, TRUE);
     if (!options.help) {
       return build(options);
     }

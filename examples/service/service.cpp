@@ -1,10 +1,9 @@
-// A service that is watched over: the program starts itself a second time as the worker, in a job, starts it again when
-// it dies, and says what it died of. The worker reports its own crashes.
+// A service that is watched over: the program starts itself a second time as the worker, in a job, collects the report
+// that the worker leaves when it crashes, and starts it again.
 #include <fl/diag.hpp>
 #include <fl/process.hpp>
 
 #include <kit/crash_handler.hpp>
-#include <kit/describe_system.hpp>
 #include <kit/exit_code_text.hpp>
 #include <kit/job.hpp>
 
@@ -14,10 +13,9 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <exception>
 #include <filesystem>
+#include <fstream>
 #include <string>
-#include <string_view>
 #include <thread>
 
 namespace kit = foundation::kit;
@@ -30,42 +28,49 @@ const char* const usage_text =
     "usage: service [--restarts N] [--crash-after N]\n"
     "\n"
     "Runs a worker that does ten jobs, and starts it again when it dies. Ctrl-C ends both.\n"
-    "A crash leaves service-crash.txt and service-crash.dmp in the folder of temporary files.\n"
+    "The report of a crash is shown, and kept with its dump as service-crash-N in the folder of temporary files.\n"
     "\n"
     "  --restarts N     gives up after N restarts (default 5)\n"
     "  --crash-after N  lets the worker crash behind its Nth job, for trying all this\n"
     "\n"
     "exit status: 0, or 1 if it gave up\n";
 
-constexpr int jobs = 10;
-constexpr auto shortest_pause = 200ms, longest_pause = 10000ms;
-constexpr auto healthy_time = 60s;  // A worker that has run so long is started again without a pause.
-
 struct settings {
-  bool worker = false;
+  int worker = 0;  // 1: this is the worker
   int restarts = 5;
   int crash_after = 0;  // 0: never
 };
 
 std::atomic<bool> stopped{false};
 
-void stop(int) {
-  stopped = true;
+std::filesystem::path crash_file(const std::string& rest) {
+  return std::filesystem::temp_directory_path() / ("service-crash" + rest);
+}
+
+/// Shows the report that a worker has left, and puts it away.
+void collect_report(int number) {
+  std::ifstream report(crash_file(".txt"));
+  for (std::string line; std::getline(report, line);) {
+    std::printf("report: %s\n", line.c_str());
+  }
+  report.close();
+  for (const std::string kind : {".txt", ".dmp"}) {
+    std::error_code there_is_none;
+    std::filesystem::rename(crash_file(kind), crash_file("-" + std::to_string(number) + kind), there_is_none);
+  }
 }
 
 int* volatile missing_part = nullptr;
 
 int work(const settings& how) {
-  const std::filesystem::path folder = std::filesystem::temp_directory_path();
   kit::crash_handler_options options;
   options.standard_error = false;
-  options.report_file = (folder / "service-crash.txt").u16string();
-  options.dump.file = (folder / "service-crash.dmp").u16string();
+  options.report_file = crash_file(".txt").u16string();
+  options.dump.file = crash_file(".dmp").u16string();
   const kit::crash_handler handler = kit::install_crash_handler(options);
   foundation::core::diag::setCurrentThreadName("worker");
 
-  std::printf("%s", kit::to_string(kit::describe_system()).c_str());
-  for (int job = 1; job <= jobs; ++job) {
+  for (int job = 1; job <= 10; ++job) {
     std::this_thread::sleep_for(50ms);
     std::printf("worker: job %d is done\n", job);
     std::fflush(stdout);
@@ -83,20 +88,17 @@ std::string run_worker(const settings& how) {
   all_of_it.hold(context);
   context.explicitlyInheritHandles(true);
   process::command command(process::this_process::absolute_path());
-  command.args() = {"--worker", "--crash-after", std::to_string(how.crash_after)};
+  command.args() = {"--worker", "1", "--crash-after", std::to_string(how.crash_after)};
   process::process worker(command, context);
-  while (!worker.exited()) {
-    if (stopped) {
-      return "";
-    }
+  while (!worker.exited() && !stopped) {
     std::this_thread::sleep_for(20ms);
   }
-  return kit::exit_code_text(worker.detailed_exit_status());
+  return stopped ? "" : kit::exit_code_text(worker.detailed_exit_status());
 }
 
 int supervise(const settings& how) {
-  std::signal(SIGINT, stop);
-  auto pause = shortest_pause;
+  std::signal(SIGINT, [](int) { stopped = true; });
+  auto pause = 0ms;
   for (int restarts = 0;; ++restarts) {
     const auto begin = std::chrono::steady_clock::now();
     const std::string end = run_worker(how);
@@ -104,31 +106,29 @@ int supervise(const settings& how) {
     if (end.empty() || end == "success") {
       return 0;
     }
+    collect_report(restarts + 1);
     if (restarts == how.restarts) {
       std::printf("supervisor: gave up after %d restarts\n", restarts);
       return 1;
     }
-    const bool was_healthy = std::chrono::steady_clock::now() - begin > healthy_time;
-    pause = was_healthy ? shortest_pause : std::min(2 * pause, longest_pause);
+    pause = std::chrono::steady_clock::now() - begin > 60s ? 0ms : std::clamp(2 * pause, 200ms, 10000ms);
     std::fflush(stdout);
-    std::this_thread::sleep_for(was_healthy ? 0ms : pause / 2);
+    std::this_thread::sleep_for(pause);
   }
 }
 
 /// False if the arguments are none of ours.
 bool read(int argc, char** argv, settings& into) {
-  for (int i = 1; i < argc; ++i) {
-    const std::string_view word = argv[i];
-    const bool has_number = i + 1 < argc && std::atoi(argv[i + 1]) >= 0;
-    if (word == "--worker") {
-      into.worker = true;
-    } else if (word == "--restarts" && has_number) {
-      into.restarts = std::atoi(argv[++i]);
-    } else if (word == "--crash-after" && has_number) {
-      into.crash_after = std::atoi(argv[++i]);
-    } else if (word != "--supervise") {
+  for (int i = 1; i < argc; i += 2) {
+    const std::string word = argv[i];
+    int* const number = word == "--restarts"      ? &into.restarts
+                        : word == "--crash-after" ? &into.crash_after
+                        : word == "--worker"      ? &into.worker
+                                                  : nullptr;
+    if (number == nullptr || i + 1 == argc) {
       return false;
     }
+    *number = std::atoi(argv[i + 1]);
   }
   return true;
 }
@@ -138,11 +138,11 @@ bool read(int argc, char** argv, settings& into) {
 int main(int argc, char** argv) try {
   settings how;
   if (!read(argc, argv, how)) {
-    const bool asked = argc == 2 && std::string_view(argv[1]) == "--help";
+    const bool asked = argc == 2 && std::string(argv[1]) == "--help";
     std::fputs(usage_text, asked ? stdout : stderr);
     return asked ? 0 : 2;
   }
-  return how.worker ? work(how) : supervise(how);
+  return how.worker != 0 ? work(how) : supervise(how);
 } catch (const std::exception& error) {
   std::fprintf(stderr, "service: %s\n", error.what());
   return 2;

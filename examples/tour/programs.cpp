@@ -69,6 +69,9 @@ void restart_a_service() {
   const auto again = std::find_if(crash, end.output.end(),
                                   [](const std::string& line) { return line.find("job 1 is done") != line.npos; });
   check(crash != end.output.end() && again != end.output.end(), "a worker that crashes and is started again");
+  const auto report = std::find_if(
+      crash, again, [](const std::string& line) { return line.rfind("report: Current Thread: 'worker'", 0) == 0; });
+  check(report != again, "the worker's report, which its parent shows");
   std::printf("  …\n  %s\n  …\n  %s\n  …\n  %s\n", crash->c_str(), again->c_str(), end.output.back().c_str());
 }
 
@@ -77,6 +80,12 @@ void run_fifty_commands() {
   check(done.status == 0, "the exit status");
   const auto sum = find(done.output, "50 of 50 commands run, 0 failed");
   check(sum != done.output.end(), "the number of commands");
+  auto place = done.output.begin();
+  for (int i = 1; i <= 50; ++i) {
+    const std::string text = "this is command " + std::to_string(i);
+    place = std::find_if(place, done.output.end(), [&](const std::string& line) { return line.rfind(text, 0) == 0; });
+  }
+  check(place != done.output.end(), "their outputs, in their order");
   std::printf("  %s\n", sum->c_str());
 }
 

@@ -3,6 +3,7 @@
 #include <i18n/convert.hpp>
 #include <i18n/encoding.hpp>
 #include <i18n/filebuf.hpp>
+#include <i18n/message_catalog.hpp>
 
 #include "messages.hpp"
 
@@ -26,7 +27,7 @@ namespace message = messages::TRANSCODE;
 namespace {
 
 constexpr const char* usage_text =
-    "usage: transcode [--strict] FROM TO [IN] [OUT]\n"
+    "usage: transcode [--strict] [--language TAG] FROM TO [IN] [OUT]\n"
     "\n"
     "Converts the file IN from the encoding FROM to the encoding TO (UTF-8, UTF-16LE, Shift_JIS, GB18030,\n"
     "windows-1252, ...; SYSTEM is the active code page) and writes it to OUT, which may be IN. \"-\" or nothing\n"
@@ -34,6 +35,8 @@ constexpr const char* usage_text =
     "\n"
     "What is ill-formed becomes U+FFFD, and a character that TO lacks a question mark. With --strict either ends\n"
     "the work with a message that says where it stands, and an OUT that was there before stays as it was.\n"
+    "\n"
+    "Messages are in the user's language, or in that of --language: de, en.\n"
     "\n"
     "exit status: 0 done, 1 not done, 2 wrong usage\n";
 
@@ -52,6 +55,10 @@ struct options {
 options parse(std::vector<std::string> words) {
   const bool strict = !words.empty() && words[0] == "--strict";
   words.erase(words.begin(), words.begin() + strict);
+  if (words.size() > 1 && words[0] == "--language") {
+    fl::i18n::MessageCatalog::set_language(words[1]);
+    words.erase(words.begin(), words.begin() + 2);
+  }
   if (words.size() < 2 || words.size() > 4 || words[0].rfind("--", 0) == 0) {
     throw problem(message::usage(), 2);
   }
