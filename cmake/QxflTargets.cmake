@@ -10,12 +10,13 @@ endif()
 
 # Debug information. DWARF 4 is what the symbol service of the emulated system reads; at its first level names lack their
 # classes and namespaces, which the native reports take from elsewhere. Clang and lld write a PDB file beside each module
-# instead, which the system's own reads, too; the module names it without its folder.
+# instead, which the system's own reads, too. The module names it without its folder, and has no debug information itself,
+# not even what the compiler's archives bring along.
 if(NOT WIN32)
   set(qxfl_debug_information -g1)
 elseif(CMAKE_CXX_COMPILER_ID MATCHES Clang)
   set(qxfl_debug_information -g -gcodeview)
-  set(qxfl_link_options LINKER:--pdb= LINKER:--Xlink=-pdbaltpath:%_PDB%)
+  set(qxfl_link_options LINKER:--pdb=,-s LINKER:--Xlink=-pdbaltpath:%_PDB%)
 else()
   set(qxfl_debug_information -gdwarf-4)
 endif()
@@ -102,4 +103,16 @@ function(qxfl_add_library name)
   target_compile_definitions(${name} PUBLIC ${qxfl_public_definitions} ${arg_DEFINES})
   target_compile_features(${name} PUBLIC cxx_std_17)
   target_include_directories(${name} PUBLIC $<BUILD_INTERFACE:${arg_INCLUDE}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+endfunction()
+
+# qxfl_export_typeinfo(TARGET mangled_class_names…)
+#
+# Exports the type information of classes that a template declared extern is instantiated for. Modules of GCC's ask for
+# it there, and GCC exports it with the class; clang does neither, and its DLLs would not go with GCC's programs.
+function(qxfl_export_typeinfo target)
+  if(WIN32 AND CMAKE_CXX_COMPILER_ID MATCHES Clang)
+    foreach(class IN LISTS ARGN)
+      target_link_options(${target} PRIVATE "SHELL:-Xlinker --Xlink=-export:_ZTI${class},DATA")
+    endforeach()
+  endif()
 endfunction()

@@ -2,6 +2,10 @@
 # service reads nothing else. Headers, C++ run-time and start-up code are those of the GCC that toolchain-mingw.cmake would
 # take, so both compilers' programs go with the same dependencies and with each other's libraries.
 #
+# Programs that use it get PDB files with the compiler's option -gcodeview and the linker's --pdb=. Those with
+# thread-local variables at namespace scope need -g1, too: clang 19 describes such a variable by a symbol that it does not
+# have where it is kept in GCC's way, and lld finds that undefined.
+#
 # QXFL_CROSS_CXX is that GCC's g++, found unless set; its name begins with the triple, which says which C run-time all
 # programs use (x86_64-w64-mingw32ucrt: the UCRT). QXFL_CLANG is the clang++ to use.
 
