@@ -15,7 +15,7 @@ endif()
 if(NOT WIN32)
   set(qxfl_debug_information -g1)
 elseif(CMAKE_CXX_COMPILER_ID MATCHES Clang)
-  set(qxfl_debug_information -g -gcodeview)
+  set(qxfl_debug_information -g -gcodeview -fno-file-reproducible)  # The last: __FILE__ keeps its slashes.
   set(qxfl_link_options LINKER:--pdb=,-s LINKER:--Xlink=-pdbaltpath:%_PDB%)
 else()
   set(qxfl_debug_information -gdwarf-4)

@@ -28,7 +28,8 @@ std::string symbolic_form(const stacktrace_base& stack, const void* start = null
 
 /// The line of a frame in `function` of this program.
 std::string line_of(const std::string& number, const std::string& function) {
-  return "\\[" + number + "\\] 0x[0-9a-f]{16} {38}bin/diag_test\\+\\d{8} " + function + "\\+\\d{8}\n";
+  return "\\[" + number + "\\] 0x[0-9a-f]{16} {38}bin/diag_test\\+\\d{8} (?:`anonymous namespace'::)?" + function +
+         "\\+\\d{8}\n";
 }
 
 bool begins_with(const std::string& text, const std::string& pattern) {

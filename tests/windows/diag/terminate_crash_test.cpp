@@ -202,14 +202,14 @@ TEST(Crash, EveryEndLeavesOneReportThatNamesThePlaceAndAFailureStatus) {
   const auto report_in_f = HasSubstr("\nAssertion in f at crash.cpp line 4:\nmessage\n\n");
   const auto terminated_by = [](const std::string& exception) {
     return AllOf(HasSubstr("\nAssertion in terminate handler at crash.cpp line 1:\n" + exception + "\n\n"),
-                 HasSubstr(" on_terminate+0000"));
+                 HasSubstr("on_terminate+0000"));
   };
   const struct {
     void (*end)();
     int status;
     testing::Matcher<const std::string&> told;
   } cases[] = {
-      {fault_here, crash_status, AllOf(HasSubstr(fault), HasSubstr(" fault_here+0000"))},
+      {fault_here, crash_status, AllOf(HasSubstr(fault), HasSubstr("fault_here+0000"))},
       {[] { null_function(); }, crash_status, AllOf(HasSubstr(fault), HasSubstr("[  0] 0x0000000000000000 "))},
       {[] { mock_process([]() -> int { throw std::runtime_error("nobody"); }).join(); }, abort_status,
        terminated_by("St13runtime_error")},
