@@ -1,5 +1,7 @@
 #include "deep_stack.hpp"
 
+#include "as_written.hpp"
+
 #include <benchmark/benchmark.h>
 
 #include <stdexcept>
@@ -10,7 +12,7 @@ namespace bench {
 namespace {
 
 // One frame a call: the optimiser sees neither into it nor, behind the call, that nothing is left to do.
-[[gnu::noipa]] frames descend(std::size_t depth, capturer capture, std::size_t times) {
+AS_WRITTEN frames descend(std::size_t depth, capturer capture, std::size_t times) {
   frames result = depth == 0 ? capture(times) : descend(depth - 1, capture, times);
   benchmark::ClobberMemory();
   return result;

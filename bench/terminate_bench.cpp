@@ -7,6 +7,7 @@
 #include <fl/diag/terminate.hpp>
 #include <fl/diag/termination_observer.hpp>
 
+#include "as_written.hpp"
 #include "import_patch.hpp"
 #include "row.hpp"
 #include "windows_support.hpp"
@@ -58,7 +59,7 @@ BOOL WINAPI start_service(HANDLE process, const char* path, BOOL invade) {
 }
 
 // One frame a call.
-[[gnu::noipa]] void descend(std::size_t depth, void (*work)(std::size_t), std::size_t number) {
+AS_WRITTEN void descend(std::size_t depth, void (*work)(std::size_t), std::size_t number) {
   depth == 0 ? work(number) : descend(depth - 1, work, number);
   asm volatile("");
 }
@@ -76,7 +77,7 @@ std::vector<HANDLE> threads;
 
 // A thread that has worked for a while has this much of its stack: else the system would add pages to it within the
 // time, for the 64 KiB that a message has room in.
-[[gnu::noipa]] void use_stack() {
+AS_WRITTEN void use_stack() {
   volatile char room[128 * 1024];
   for (std::size_t at = 0; at < sizeof room; at += 4096) {
     room[at] = 0;

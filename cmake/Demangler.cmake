@@ -2,9 +2,9 @@
 # but does not export it, so its one object is taken out of the static library of the same compiler: the rest of that
 # library must not come along, or there would be two C++ run-times. Sets qxfl_demangler to an archive of it.
 
-execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=libsupc++.a
+execute_process(COMMAND ${qxfl_run_time_compiler} -print-file-name=libsupc++.a
                 OUTPUT_VARIABLE supcxx OUTPUT_STRIP_TRAILING_WHITESPACE)
-set(folder "${CMAKE_BINARY_DIR}/demangler")
+set(folder "${PROJECT_BINARY_DIR}/demangler")
 set(qxfl_demangler "${folder}/libqxfl_demangler.a")
 if(NOT EXISTS "${qxfl_demangler}")
   file(MAKE_DIRECTORY "${folder}")

@@ -1,6 +1,6 @@
 # Boost.Thread of the build machine, for the native build. The headers are those that the Windows build uses, so that the
 # run-time library has to be of their version; the distribution's package of that library alone has it only under its
-# numbered name. Makes the target Boost::thread. QXFL_BOOST_THREAD may be set to a library of another name.
+# numbered name. Makes the target qxfl::boost_thread. QXFL_BOOST_THREAD may be set to a library of another name.
 
 file(STRINGS "${QXFL_BOOST_INCLUDE}/boost/version.hpp" version REGEX "^#define BOOST_VERSION [0-9]+")
 string(REGEX MATCH "[0-9]+$" version "${version}")
@@ -16,8 +16,8 @@ ${file} was not found. Install Debian's package libboost-thread1.${minor}.${patc
 QXFL_BOOST_THREAD to that library.")
 endif()
 
-add_library(Boost::thread SHARED IMPORTED)
-set_target_properties(Boost::thread PROPERTIES
+add_library(qxfl::boost_thread SHARED IMPORTED)
+set_target_properties(qxfl::boost_thread PROPERTIES
   IMPORTED_LOCATION "${QXFL_BOOST_THREAD}"
   INTERFACE_COMPILE_DEFINITIONS "BOOST_THREAD_DYN_LINK;BOOST_CHRONO_HEADER_ONLY"
-  INTERFACE_LINK_LIBRARIES "Boost::headers;Threads::Threads")
+  INTERFACE_LINK_LIBRARIES "qxfl::boost_headers;Threads::Threads")

@@ -8,11 +8,23 @@ if(WIN32)
   set(qxfl_public_definitions BOOST_SYSTEM_USE_UTF8)
 endif()
 
-# Compiler settings of our own targets. DWARF 4 is what the symbol service of the emulated system reads; at its first level
-# names lack their classes and namespaces, which the native reports take from elsewhere.
+# Debug information. DWARF 4 is what the symbol service of the emulated system reads; at its first level names lack their
+# classes and namespaces, which the native reports take from elsewhere. Clang and lld write a PDB file beside each module
+# instead, which the system's own reads, too. The module names it without its folder, and has no debug information itself,
+# not even what the compiler's archives bring along.
+if(NOT WIN32)
+  set(qxfl_debug_information -g1)
+elseif(CMAKE_CXX_COMPILER_ID MATCHES Clang)
+  set(qxfl_debug_information -g -gcodeview)
+  set(qxfl_link_options LINKER:--pdb=,-s LINKER:--Xlink=-pdbaltpath:%_PDB%)
+else()
+  set(qxfl_debug_information -gdwarf-4)
+endif()
+
+# Compiler settings of our own targets.
 add_library(qxfl_options INTERFACE)
 target_compile_options(qxfl_options INTERFACE -Wall -Wextra -Wconversion -Wshadow
-                       $<IF:$<BOOL:${WIN32}>,-gdwarf-4,-g1>
+                       ${qxfl_debug_information}
                        -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=
                        $<$<BOOL:${QXFL_WERROR}>:-Werror>)
 if(WIN32)
@@ -22,7 +34,7 @@ endif()
 # Sections begin on pages of the file, too: the emulated system maps those, and reads all others when a module is loaded,
 # debug information included, which took longer than everything else about the start of a program.
 if(WIN32)
-  set(qxfl_link_options LINKER:--file-alignment,4096)
+  list(APPEND qxfl_link_options LINKER:--file-alignment,4096)
   target_link_options(qxfl_options INTERFACE ${qxfl_link_options})
 endif()
 if(QXFL_SANITIZE)
@@ -41,15 +53,17 @@ endfunction()
 # qxfl_add_library(NAME DESCRIPTION text [OUTPUT name] INCLUDE dir LOGIC sources… WINDOWS sources… PUBLIC libraries…
 #                  PRIVATE libraries… DEFINES definitions…)
 #
-# On Windows: the shared library libqx<OUTPUT>.dll (OUTPUT is NAME unless given), target NAME with the alias qxfl::NAME,
-# and NAME_static, the same objects as an archive, for tests of the internal rules, which the DLL does not export. The
-# macro <NAME>_BUILD is defined while the sources are compiled, <NAME>_STATIC for users of the archive. Elsewhere: an
-# archive of the LOGIC sources alone, under all these names. DEFINES are seen by the sources and by all users.
-function(qxfl_add_library name)
+# On Windows: the shared library libqx<OUTPUT>.dll (OUTPUT is NAME unless given), target NAME with the alias qxfl::NAME
+# (qxfl_NAME inside another project, whose own targets may well be called so), and NAME_static, the same objects as an
+# archive, for tests of the internal rules, which the DLL does not export. The macro <NAME>_BUILD is defined while the
+# sources are compiled, <NAME>_STATIC for users of the archive. Elsewhere: an archive of the LOGIC sources alone, under
+# all these names. DEFINES are seen by the sources and by all users.
+function(qxfl_add_library library)
   cmake_parse_arguments(arg "" "DESCRIPTION;OUTPUT;INCLUDE" "LOGIC;WINDOWS;PUBLIC;PRIVATE;DEFINES" ${ARGN})
-  string(TOUPPER "${name}" upper)
+  set(name "${qxfl_prefix}${library}")
+  string(TOUPPER "${library}" upper)
   if(NOT arg_OUTPUT)
-    set(arg_OUTPUT "${name}")
+    set(arg_OUTPUT "${library}")
   endif()
   set(common "${PROJECT_SOURCE_DIR}/src/common/include")  # for "common/…", which all libraries share
   if(WIN32)
@@ -59,13 +73,17 @@ function(qxfl_add_library name)
     target_link_libraries(${name}_objects PRIVATE ${arg_PUBLIC} ${arg_PRIVATE} qxfl_options)
 
     add_library(${name} SHARED $<TARGET_OBJECTS:${name}_objects>)
-    set_target_properties(${name} PROPERTIES OUTPUT_NAME qx${arg_OUTPUT} LINKER_LANGUAGE CXX
-                                             ARCHIVE_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/lib")
+    set_target_properties(${name} PROPERTIES OUTPUT_NAME qx${arg_OUTPUT} EXPORT_NAME ${library} LINKER_LANGUAGE CXX
+                                             ARCHIVE_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/lib")
     target_link_libraries(${name} PUBLIC ${arg_PUBLIC} PRIVATE ${arg_PRIVATE})
     target_link_options(${name} PRIVATE ${qxfl_link_options})
     qxfl_add_version_resource(${name} libqx${arg_OUTPUT}.dll "${arg_DESCRIPTION}")
-    install(TARGETS ${name} EXPORT qxfl)
-    install(DIRECTORY "${arg_INCLUDE}/" DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.hpp")
+    set_property(GLOBAL APPEND PROPERTY QXFL_DLLS "$<TARGET_FILE:${name}>")
+    if(QXFL_INSTALL)
+      install(TARGETS ${name} EXPORT qxfl)
+      install(DIRECTORY "${arg_INCLUDE}/" DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.hpp")
+      qxfl_install_pkg_config(${arg_OUTPUT} "${arg_DESCRIPTION}" "${arg_PUBLIC}" "${arg_DEFINES}")
+    endif()
 
     add_library(${name}_static STATIC EXCLUDE_FROM_ALL $<TARGET_OBJECTS:${name}_objects>)
     set_target_properties(${name}_static PROPERTIES LINKER_LANGUAGE CXX)
@@ -83,12 +101,24 @@ function(qxfl_add_library name)
       set_source_files_properties("${source}" PROPERTIES UNITY_GROUP "${name}/${folder}")
     endforeach()
     target_compile_definitions(${name} PUBLIC ${upper}_STATIC)
-    target_link_libraries(${name} PUBLIC Boost::headers PRIVATE qxfl_options)
+    target_link_libraries(${name} PUBLIC qxfl::boost_headers PRIVATE qxfl_options)
     target_include_directories(${name} PUBLIC "${CMAKE_CURRENT_SOURCE_DIR}")
     add_library(${name}_static ALIAS ${name})
   endif()
-  add_library(qxfl::${name} ALIAS ${name})
+  add_library(qxfl::${library} ALIAS ${name})
   target_compile_definitions(${name} PUBLIC ${qxfl_public_definitions} ${arg_DEFINES})
   target_compile_features(${name} PUBLIC cxx_std_17)
   target_include_directories(${name} PUBLIC $<BUILD_INTERFACE:${arg_INCLUDE}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+endfunction()
+
+# qxfl_export_typeinfo(TARGET mangled_class_names…)
+#
+# Exports the type information of classes that a template declared extern is instantiated for. Modules of GCC's ask for
+# it there, and GCC exports it with the class; clang does neither, and its DLLs would not go with GCC's programs.
+function(qxfl_export_typeinfo target)
+  if(WIN32 AND CMAKE_CXX_COMPILER_ID MATCHES Clang)
+    foreach(class IN LISTS ARGN)
+      target_link_options(${target} PRIVATE "SHELL:-Xlinker --Xlink=-export:_ZTI${class},DATA")
+    endforeach()
+  endif()
 endfunction()

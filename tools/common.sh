@@ -43,10 +43,15 @@ with_cache_lock() {
   exec 9>&-
 }
 
-# The cross compiler's prefix: the UCRT variant where it is installed, the msvcrt one otherwise.
+# The cross compiler's prefix: that of the C run-time which QXFL_CRT names (ucrt or msvcrt), or else the UCRT variant where
+# it is installed, the msvcrt one otherwise.
 cross_triple() {
-  local triple
-  for triple in x86_64-w64-mingw32ucrt x86_64-w64-mingw32; do
+  local triple triples="x86_64-w64-mingw32ucrt x86_64-w64-mingw32"
+  case ${QXFL_CRT:-} in
+    ucrt) triples=x86_64-w64-mingw32ucrt ;;
+    msvcrt) triples=x86_64-w64-mingw32 ;;
+  esac
+  for triple in $triples; do
     if command -v "$triple-g++" >/dev/null 2>&1 || command -v "$triple-g++-posix" >/dev/null 2>&1; then
       printf '%s\n' "$triple"
       return

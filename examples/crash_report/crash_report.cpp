@@ -7,6 +7,33 @@
 #include <stdexcept>
 #include <string_view>
 
+// Each call is one of the stack: functions of a file's own, or whose arguments are known, an optimiser would make one
+// of.
+struct city {
+  const city* next;
+  int distance;
+};
+
+const city* volatile next_city = nullptr;
+
+[[gnu::noinline]] int distance_of(const city* place) {
+  return place->distance;  // Nobody has asked whether there is a next city.
+}
+
+[[gnu::noinline]] int length_of(const city& start) {
+  return start.distance + distance_of(start.next);
+}
+
+[[gnu::noinline]] int plan_route() {
+  const city first{next_city, 7};
+  return length_of(first) + 1;
+}
+
+[[gnu::noinline]] int plan_all_routes(int first) {
+  volatile char map[20000] = {};
+  return first < 0 ? 0 : plan_all_routes(first + 1) + map[first % 20000];
+}
+
 namespace {
 
 const char* const usage_text =
@@ -18,30 +45,6 @@ const char* const usage_text =
     "  overflow  of a stack that is used up; exit status 0xC00000FD\n"
     "  throw     of an exception that nobody catches; exit status 0xC0000409\n"
     "  assert    of a fatal error that it finds itself; exit status 3\n";
-
-// The attributes keep the calls as they are written: an optimiser would make one of them.
-struct city {
-  const city* next;
-  int distance;
-};
-
-[[gnu::noipa]] int distance_of(const city* place) {
-  return place->distance;  // Nobody has asked whether there is a next city.
-}
-
-[[gnu::noipa]] int length_of(const city& start) {
-  return start.distance + distance_of(start.next);
-}
-
-[[gnu::noipa]] int plan_route() {
-  const city only_one{nullptr, 7};
-  return length_of(only_one) + 1;
-}
-
-[[gnu::noipa]] int plan_all_routes(int first) {
-  volatile char map[20000] = {};
-  return first < 0 ? 0 : plan_all_routes(first + 1) + map[first % 20000];
-}
 
 void find_city() {
   throw std::runtime_error("no such city");

@@ -2,10 +2,6 @@
 // cores, it shows the counts that the library assumes instead, and why.
 #include <fl/system.hpp>
 
-#include <boost/json/array.hpp>
-#include <boost/json/object.hpp>
-#include <boost/json/serialize.hpp>
-
 #include <cstdio>
 #include <exception>
 #include <iterator>
@@ -13,9 +9,9 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
-namespace json = boost::json;
 namespace core_system = foundation::core::system;  // C has a function named system.
 
 namespace {
@@ -136,43 +132,60 @@ void print_table(const findings& found) {
   }
 }
 
-template <class T>
-json::value or_null(bool known, const T& what) {
-  return known ? json::value(what) : json::value(nullptr);
+std::string json(const std::string& text) {
+  std::string quoted = "\"";
+  for (const char c : text) {
+    char escape[8];
+    std::snprintf(escape, sizeof escape, "\\u%04x", static_cast<unsigned char>(c));
+    const bool plain = c != '"' && c != '\\' && static_cast<unsigned char>(c) >= 0x20;
+    quoted += plain ? std::string(1, c) : escape;
+  }
+  return quoted + '"';
 }
 
-json::object to_json(const findings& found) {
+std::string json(bool fact) {
+  return fact ? "true" : "false";
+}
+
+template <class Number>
+std::string json(Number number) {
+  return std::to_string(number);
+}
+
+template <class T>
+std::string or_null(bool known, const T& what) {
+  return known ? json(what) : "null";
+}
+
+/// One member a line.
+void print_json(const findings& found) {
   const core_system::CpuInfo& info = found.info;
   const std::string& brand = info.instructionSet().brand();
-  json::array features;
+  std::string features;
   for (const std::string& feature : words_of(info.instructionSet().getFeatureString())) {
-    features.emplace_back(feature);
+    features += (features.empty() ? "" : ",") + json(feature);
   }
-  return {
+  const std::vector<std::pair<const char*, std::string>> members{
       {"brand", or_null(!brand.empty(), brand)},
-      {"vendor", info.instructionSet().vendor()},
-      {"features", features},
-      {"pCores", info.pCores()},
-      {"lCores", info.lCores()},
-      {"aCores", info.aCores()},
+      {"vendor", json(info.instructionSet().vendor())},
+      {"features", "[" + features + "]"},
+      {"pCores", json(info.pCores())},
+      {"lCores", json(info.lCores())},
+      {"aCores", json(info.aCores())},
       {"hyperthreaded", or_null(info.detailsValid(), info.hyperthreaded())},
       {"performanceCores", or_null(info.performanceCores() >= 0, info.performanceCores())},
       {"efficiencyCores", or_null(info.efficiencyCores() >= 0, info.efficiencyCores())},
       {"frequency", or_null(found.frequency_error.empty(), found.frequency)},
-      {"frequencyAvailable", found.frequency_error.empty()},
+      {"frequencyAvailable", json(found.frequency_error.empty())},
       {"frequencyError", or_null(!found.frequency_error.empty(), found.frequency_error)},
-      {"availableConcurrency",
-       {{"physical", getAvailableConcurrency(info, false)}, {"logical", getAvailableConcurrency(info, true)}}},
-      {"detailsValid", info.detailsValid()},
+      {"availableConcurrency", "{\"physical\":" + json(getAvailableConcurrency(info, false)) +
+                                   ",\"logical\":" + json(getAvailableConcurrency(info, true)) + "}"},
+      {"detailsValid", json(info.detailsValid())},
       {"error", or_null(!info.detailsValid(), found.error)},
   };
-}
-
-/// One member a line.
-void print_json(const json::object& object) {
   const char* before = "{\n";
-  for (const auto& [name, value] : object) {
-    std::printf("%s  %s: %s", before, json::serialize(name).c_str(), json::serialize(value).c_str());
+  for (const auto& [name, value] : members) {
+    std::printf("%s  \"%s\": %s", before, name, value.c_str());
     before = ",\n";
   }
   std::puts("\n}");
@@ -186,7 +199,7 @@ int main(int argc, char** argv) {
     if (chosen.help) {
       std::fputs(usage_text, stdout);
     } else if (chosen.as_json) {
-      print_json(to_json(ask()));
+      print_json(ask());
     } else {
       print_table(ask());
     }

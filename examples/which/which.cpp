@@ -3,14 +3,12 @@
 #include <fl/process/which.hpp>
 #include <i18n/convert.hpp>
 
-#include <boost/algorithm/string/classification.hpp>
-#include <boost/algorithm/string/split.hpp>
-#include <boost/filesystem/operations.hpp>
-
 #include <stdlib.h>
 
 #include <algorithm>
 #include <cstdio>
+#include <filesystem>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -48,7 +46,7 @@ std::string to_utf8(const std::wstring& text) {
   return fl::i18n::ustring_to_utf8(fl::ustring(text.begin(), text.end()));
 }
 
-boost::filesystem::path to_path(const std::string& text) {
+std::filesystem::path to_path(const std::string& text) {
   const fl::ustring units = fl::i18n::utf8_to_ustring(text);
   return std::wstring(units.begin(), units.end());
 }
@@ -76,15 +74,16 @@ options parse_options(int argc, wchar_t** argv) {
 strings entries_of(const wchar_t* variable) {
   strings entries;
   const wchar_t* const value = _wgetenv(variable);
-  if (value && *value) {
-    boost::algorithm::split(entries, to_utf8(value), boost::is_any_of(";"));
+  std::istringstream list(value ? to_utf8(value) : std::string());
+  for (std::string entry; std::getline(list, entry, ';');) {
+    entries.push_back(entry);
   }
   return entries;
 }
 
 /// Whether the library accepts `file` as a command. One that is missing is not asked for: it would be searched for.
 bool is_command(const std::string& file) {
-  return boost::filesystem::exists(to_path(file)) && process::which(file) == file;
+  return std::filesystem::exists(to_path(file)) && process::which(file) == file;
 }
 
 /// Every file that `name` can stand for, in the order of the search, each once.

@@ -8,7 +8,7 @@ import re
 SPECIAL = re.compile(r"[\\<>#%&@]")
 COMMAND = re.compile(r"@(throws|return)\b")
 ITEM = re.compile(r"(\s*)([-*]|\d+\.)(\s+)")
-CODE_SIGN = re.compile(r"[;{}]\s*($|//)|#include|//")
+CODE_SIGN = re.compile(r"[;{}]\s*($|//)|#include")
 FOREIGN = {f"namespace {name} {{": f"}}  // namespace {name}" for name in ("std", "boost")}
 DETAIL = re.compile(r"using detail::\w+;")
 LEFT_OUT = re.compile(r"\s*// NOLINT\w*(\([^)]*\))?(:.*)?$")
@@ -35,7 +35,8 @@ def comment(lines, joined=False):
         if not code:
             return
         margin = min(len(text) - len(text.lstrip()) for _, text in code if text)
-        kind = "{.cpp}" if any(CODE_SIGN.search(text) for _, text in code) else "{.unparsed}"
+        signs = sum(bool(CODE_SIGN.search(text)) for _, text in code)  # A table has one by chance.
+        kind = "{.cpp}" if 3 * signs >= len(code) else "{.unparsed}"
         pad = " " * content
         result.append((code[0][0], pad + "@code" + kind))
         result.extend((number, pad + text[margin:]) for number, text in code)
@@ -60,6 +61,8 @@ def comment(lines, joined=False):
             content = item.end()
         elif text and indent < content:
             content = 0
+            if result and result[-1][1]:
+                result.append((number, ""))  # Or it would go on with the last item of the list.
         # A code span may go on in the next line.
         if span:
             head, mark, tail = text.partition("`")

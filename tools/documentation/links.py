@@ -1,6 +1,8 @@
-"""Whether every link within a folder of HTML pages leads somewhere, anchors included."""
+"""Whether every link within a folder of HTML pages leads somewhere, anchors included; those of its search box as well."""
 
+import re
 from html.parser import HTMLParser
+from os.path import normpath
 from pathlib import Path
 from urllib.parse import unquote, urlsplit
 
@@ -25,6 +27,11 @@ def problems(folder):
     pages = {path.relative_to(folder).as_posix(): Page(path) for path in sorted(Path(folder).rglob("*.html"))}
     count = 0
     found = []
+    for path in sorted(Path(folder).glob("search/*.js")):  # What the search box offers.
+        offered = Page.__new__(Page)
+        offered.links = [(1, link) for link in re.findall(r"'(\.\./[^']+)'", path.read_text())]
+        pages[path.relative_to(folder).as_posix()] = offered
+        offered.anchors = set()
     for name, page in pages.items():
         for line, link in page.links:
             parts = urlsplit(link)
@@ -32,7 +39,7 @@ def problems(folder):
                 # What a reader must fetch is not part of the site.
                 continue
             count += 1
-            target = (Path(name).parent / unquote(parts.path)).as_posix() if parts.path else name
+            target = normpath(f"{Path(name).parent}/{unquote(parts.path)}") if parts.path else name
             if parts.scheme or not (Path(folder) / target).exists():
                 found.append(f"{name}:{line}: the link '{link}' leads to nothing")
             elif parts.fragment and target in pages and unquote(parts.fragment) not in pages[target].anchors:

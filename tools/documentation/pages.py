@@ -95,6 +95,17 @@ class Site:
             raise Problem(f"{at}{self.pages[name]} has no heading '{anchor}'")
         return f"{name}.html#{self.label(name, anchor)}"
 
+    def check_others(self):
+        """The links of Markdown that is no page of the site: only that what they lead to is there."""
+        for folder in (each for each in sorted(self.root.iterdir()) if each.name not in ("build", ".git", "docs")):
+            for path in sorted(folder.rglob("*.md")) if folder.is_dir() else []:
+                name = path.relative_to(self.root).as_posix()
+                for number, line in enumerate(path.read_text().split("\n") if name not in self.names else [], 1):
+                    for link in LINK.finditer(line):
+                        target = link[3].partition("#")[0]
+                        if target and not OUTSIDE.match(target) and not (path.parent / target).exists():
+                            raise Problem(f"{name}:{number}: the link '{link[3]}' leads to nothing")
+
     def show(self, found):
         name = "file_" + re.sub(r"\W+", "_", found).strip("_")
         self.shown[found] = name

@@ -29,6 +29,7 @@ class Reference:
                     inside = member.findtext("name")
                     address = f"{member.findtext('anchorfile')}#{member.findtext('anchor')}"
                     self.members.setdefault(f"{name}::{inside}", (kind == "namespace" and member.get("kind") != "variable", address))
+        self.headers = {page: name for name, page in self.files.items()}
         self.ends = {}
         for name, address in self.types.items():
             self.add(name, 0, address)
@@ -51,6 +52,8 @@ class Reference:
         name = re.sub(r"^(foundation_|process::(?=process::))|\(.*\)$|<.*>$", "", text)
         if not re.fullmatch(r"~?\w+(::~?\w+)*", name) or name.split("::")[0] in SKIPPED:
             return None
+        if page in self.pages.values() and re.fullmatch(r"[a-z0-9]+", text):
+            return None  # In prose such a word may be anything: an area, a folder, an option.
         found = [each for each in self.ends.get(name, []) if each[0] < 2 or "::" in name or each[2].split("#")[0] == page]
         here = [each for each in found if each[2].split("#")[0] == page]
         if here:
@@ -73,6 +76,10 @@ class Reference:
         text = re.sub(
             r'<a href="#([\w-]+)">[^<]+</a>( &#124;)?',
             lambda m: m[0] if f'id="{m[1]}"' in text or f'name="{m[1]}"' in text else "", text)
+        name = self.headers.get(page)  # Doxygen leaves out in which folder it is.
+        if name:
+            short = name.rsplit("/", 1)[-1]
+            text = re.sub(rf"((?:<title>|<div class=\"title\">)[^<]*?){re.escape(short)}", lambda m: m[1] + name, text)
         text = text.replace('<h2 class="groupheader">Detailed Description</h2>', "")  # It stands at the top.
         head, mark, body = text.partition('<div class="contents">')
         return head + mark + CODE.sub(linked, body)

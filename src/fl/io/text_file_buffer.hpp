@@ -22,7 +22,8 @@ class text_file_buffer final : public fl::filesystem::basic_filebuf<char>, publi
 
  protected:
   int_type overflow(int_type c) override {
-    const auto& conversion = std::use_facet<std::codecvt<char, char, std::mbstate_t>>(getloc());
+    const std::locale locale = getloc();
+    const auto& conversion = std::use_facet<std::codecvt<char, char, std::mbstate_t>>(locale);
     if (!conversion.always_noconv()) {
       return basic_filebuf::overflow(c);
     }

@@ -11,7 +11,7 @@ class crt_heap_tuning {
   explicit crt_heap_tuning(bool terminate_on_corruption);
 
  private:
-  void* heap_;  ///< Belongs to the C run-time.
+  [[maybe_unused]] void* heap_;  ///< Belongs to the C run-time.
 };
 
 }  // namespace foundation::core::sysdep::windows

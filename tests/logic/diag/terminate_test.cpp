@@ -4,6 +4,7 @@
 #include <fl/diag/terminate.hpp>
 #include <fl/diag/terminate_handler.hpp>
 
+#include "as_written.hpp"
 #include "diag/report/report.hpp"
 #include "diag/terminate_engine.hpp"
 #include "every_test.hpp"
@@ -124,7 +125,7 @@ void throw_what_is_given(const char* message, const char* file, int line, const 
 
 struct unwinding {
   /// The compiler is not to see that this never returns: it would leave the handler away, and then nothing is unwound.
-  [[gnu::noipa]] ~unwinding() { terminate("real", "f", 2, "unwinding"); }
+  AS_WRITTEN ~unwinding() { terminate("real", "f", 2, "unwinding"); }
 };
 
 TEST_F(Termination, GoesOnWhateverItsObserverThrowsAndIsRealWhileAnExceptionIsInFlight) {

@@ -394,7 +394,7 @@ TEST(AlignedHeap, ReportsAHeaderInWhichAnythingIsOverwritten) {
 
 TEST(AlignedHeap, ReportsAPointerIntoTheFirstPageWithoutReadingThere) {
   const heap checked("16", true);
-  for (const std::size_t place : {16, 24, 4080, 4096}) {
+  for (const std::size_t place : {16U, 24U, 4080U, 4096U}) {
     expect_refused(at(place), true);
   }
 }

@@ -181,7 +181,7 @@ class client {
   void give_back(std::size_t which) {
     const auto [chunk, fill] = std::exchange(chunks_[which], chunks_.back());
     chunks_.pop_back();
-    const auto is_mine = [fill = static_cast<char>(fill)](char found) { return found == fill; };
+    const auto is_mine = [own = static_cast<char>(fill)](char found) { return found == own; };
     EXPECT_TRUE(std::all_of(chunk, chunk + size_, is_mine)) << "somebody has written into a chunk";
     pool_.deallocate(chunk);
   }

@@ -49,7 +49,7 @@ TEST(Expected, IsEmptyAfterAnAssignmentThatThrew) {
     reluctant(reluctant&&) {}  // Not known to hold its promise, as for a type of old.
     reluctant& operator=(const reluctant&) = default;
   };
-  EXPECT_THROW(Expected<int>(std::exception_ptr()), std::invalid_argument);
+  EXPECT_THROW(Expected<int>(std::exception_ptr(nullptr)), std::invalid_argument);
   const Expected<reluctant> source{reluctant()};
   Expected<reluctant> target(std::make_exception_ptr(1));
   EXPECT_THROW(target = source, std::runtime_error);

@@ -2,6 +2,7 @@
 
 #include <fl/diag.hpp>
 
+#include "as_written.hpp"
 #include "every_test.hpp"
 #include "import_patch.hpp"
 
@@ -34,16 +35,16 @@ bool begins_with(const std::string& text, const std::string& pattern) {
   return std::regex_search(text, std::regex(pattern), std::regex_constants::match_continuous);
 }
 
-[[gnu::noipa]] void capture_here(stacktrace_base& stack) {
+AS_WRITTEN void capture_here(stacktrace_base& stack) {
   stack.capture(1);
   asm volatile("");  // Or the call would be a jump, and nothing of this function on the stack.
 }
 
-[[gnu::noipa]] thread_context context_here() {
+AS_WRITTEN thread_context context_here() {
   return {};
 }
 
-[[gnu::noipa]] void capture_from_context(stacktrace_base& stack) {
+AS_WRITTEN void capture_from_context(stacktrace_base& stack) {
   const thread_context here = context_here();
   thread_context later;
   later.capture();

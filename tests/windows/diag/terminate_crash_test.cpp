@@ -6,6 +6,7 @@
 #include <fl/process/mock_process.hpp>
 #include <foundation_log/logger.hpp>
 
+#include "as_written.hpp"
 #include "every_test.hpp"
 #include "import_patch.hpp"
 #include "memory_shortage.hpp"
@@ -98,13 +99,13 @@ void expect_end(void (*end)(), int status, const testing::Matcher<const std::str
 int* volatile null_pointer = nullptr;
 void (*volatile null_function)() = nullptr;
 
-[[gnu::noipa]] void fault_here() {
+AS_WRITTEN void fault_here() {
   *null_pointer = 1;
 }
 
 /// Touches the stack ahead, as the compiler's own probe does before a large frame. So the fault comes while there is
 /// still room for a handler, whatever guarantee a thread has asked for: Wine knows none.
-[[gnu::noipa]] int recurse(int depth) {
+AS_WRITTEN int recurse(int depth) {
   volatile char room[1000] = {};
   asm volatile("orq $0, -16384(%%rsp)" : : : "memory", "cc");
   return depth < 0 ? 0 : recurse(depth + 1) + room[depth % 1000];
@@ -239,7 +240,7 @@ TEST(Crash, EveryEndLeavesOneReportThatNamesThePlaceAndAFailureStatus) {
   }
 }
 
-[[gnu::noipa]] void observe(const char* message, const char* file, int line, const char* function) {
+AS_WRITTEN void observe(const char* message, const char* file, int line, const char* function) {
   diag::default_termination_observer(message, file, line, function);
   asm volatile("");  // Or the call would be a jump, and nothing of this function on the stack.
 }

@@ -68,7 +68,7 @@ TEST(RecordPipeline, WaitsASecondForAProcessThatStandsStillInItsWriteAndThenForN
   injected<decltype(&GetTickCount64)> clock("libqxfoundation_log.dll", "GetTickCount64");
   std::size_t look = 0;
   clock.handle_with(
-      [&](auto) -> ULONGLONG { return std::array{5000, 6000, 6001, 9000}[std::min<std::size_t>(look++, 3)]; });
+      [&](auto) -> ULONGLONG { return std::array{5000U, 6000U, 6001U, 9000U}[std::min<std::size_t>(look++, 3)]; });
   const auto looks = [&](bool is_locked) {
     EXPECT_TRUE(!is_locked || LockFileEx(other, LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0, &place));
     look = 0;

@@ -40,7 +40,8 @@ TEST(MessagePlatform, FindsTheFilesOfTheUsersLanguageAndSaysWhyOneCannotBeRead) 
   MessageCatalog::set_language("");
   EXPECT_EQ(MessageCatalog::language(), "de-AT");
   injected<decltype(&CreateFileW)> opened(library, "CreateFileW");
-  for (const DWORD code : {ERROR_BAD_NETPATH, ERROR_BAD_NET_NAME, ERROR_NOT_READY, ERROR_INVALID_NAME}) {
+  for (const DWORD code :
+       std::initializer_list<DWORD>{ERROR_BAD_NETPATH, ERROR_BAD_NET_NAME, ERROR_NOT_READY, ERROR_INVALID_NAME}) {
     opened.handle_with([code](auto original, LPCWSTR path, auto... rest) {
       const bool is_far = std::wstring_view(path).starts_with(L"\\\\far");
       return is_far ? (SetLastError(code), INVALID_HANDLE_VALUE) : original(path, rest...);

@@ -1,6 +1,7 @@
 // What the other tests take on trust: the reports of the test main, and fault injection.
 #include "test_main.hpp"
 
+#include "as_written.hpp"
 #include "every_test.hpp"
 #include "import_patch.hpp"
 #include "support.hpp"
@@ -14,15 +15,15 @@ using namespace test_support;
 volatile int* volatile nowhere = nullptr;
 volatile bool for_ever = true;
 
-[[gnu::noipa]] void write_through_null() {
+AS_WRITTEN void write_through_null() {
   *nowhere = 1;
 }
 
-[[gnu::noipa]] void throw_where_nobody_catches() {
+AS_WRITTEN void throw_where_nobody_catches() {
   throw std::runtime_error("thrown on purpose");
 }
 
-[[gnu::noipa]] void spin_for_ever() {
+AS_WRITTEN void spin_for_ever() {
   while (for_ever) {
   }
 }

@@ -8,8 +8,6 @@
 
 #include <fl/diag/stacktrace.hpp>
 
-#include <cstddef>
-
 [[gnu::naked]] bool qxfl_run_guarded(void (*)(void*), void*) noexcept {
   asm(R"(
     .seh_proc qxfl_run_guarded_frame
@@ -42,11 +40,9 @@
 
 namespace foundation::core::diag {
 
-// One frame of ours stands in the stack, this one.
+// One frame of ours stands in the stack, this one. That the members lie where the assembly goes to is asserted in
+// stacktrace.cpp: here nothing may stand beside it.
 [[gnu::naked]] void stacktrace_base::capture(std::size_t) noexcept {
-  // What the assembly goes by.
-  static_assert(offsetof(stacktrace_base, capacity_) == 0 && offsetof(stacktrace_base, end_) == 8);
-  static_assert(sizeof(stacktrace_base) == 16, "the frames stand behind it");
   asm(R"(
     .seh_proc qxfl_capture_frame
     movq    %rcx, 8(%rsp)       # The object, in the place that the caller keeps for it.

@@ -8,6 +8,8 @@
 
 #include <windows.h>
 
+#include <cstddef>
+
 namespace foundation::core::diag {
 
 namespace {
@@ -85,6 +87,9 @@ void release_service(void* object) {
 }  // namespace
 
 void stacktrace_base::capture(const thread_context& context, std::size_t skip) {
+  // What the other capture's assembly goes by.
+  static_assert(offsetof(stacktrace_base, capacity_) == 0 && offsetof(stacktrace_base, end_) == 8);
+  static_assert(sizeof(stacktrace_base) == 16, "the frames stand behind it");
   if (!context) {
     throw bad_thread_context("cannot capture stack for empty thread context");
   }

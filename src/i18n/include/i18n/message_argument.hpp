@@ -53,7 +53,7 @@ class message_argument {
       return static_cast<double>(number);
     } else {
       if constexpr (std::is_unsigned_v<Number> && sizeof(Number) >= sizeof(std::int64_t)) {
-        if (number > static_cast<Number>(std::numeric_limits<std::int64_t>::max())) {
+        if (number > static_cast<Number>((std::numeric_limits<std::int64_t>::max)())) {
           return std::to_string(number);  // There is no whole number for it, but its digits are the same.
         }
       }

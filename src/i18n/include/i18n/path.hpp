@@ -26,7 +26,7 @@ namespace detail {
 /// - what would be 260 units or longer with the current directory before it is made absolute and gets the prefix that
 ///   lifts the system's limit ("\\?\" or "\\?\UNC\");
 /// - a path that begins with "\\?\", "\\.\" or "\??\" is returned as it is; the name of a share ("\\server\share")
-/// stays.
+///   stays.
 ///
 /// Characters are not checked: a zero in the path is the opener's to refuse. Throws only `std::bad_alloc`.
 I18N_API std::wstring make_native_access_form_with_cleanup_i18n(const ustring& path);

@@ -5,6 +5,7 @@
 #include "crash/windows/crash_process.hpp"
 #include "crash/windows/stack_reserve.hpp"
 #include "crash/windows/uncaught.hpp"
+#include "windows/exclusive_lock.hpp"
 
 #include <kit/crash_handler.hpp>
 
@@ -65,14 +66,6 @@ struct installation {
 constinit former_handlers former;
 constinit installation* installed = nullptr;
 constinit SRWLOCK guard = SRWLOCK_INIT;  ///< of what is installed; a crash does not take it
-
-class guard_lock {
- public:
-  guard_lock() noexcept { AcquireSRWLockExclusive(&guard); }
-  guard_lock(const guard_lock&) = delete;
-  guard_lock& operator=(const guard_lock&) = delete;
-  ~guard_lock() { ReleaseSRWLockExclusive(&guard); }
-};
 
 // The compiler's library has functions of these names in any case, a copy for each module, which do nothing where the
 // run-time has none. Then there is no place for a handler, and an invalid parameter is none of its business.
@@ -235,7 +228,7 @@ void install(const crash_handler_options& options) {
 enum class holding { first, another, not_yet };
 
 holding hold(const crash_handler_options& options) {
-  const guard_lock lock;
+  const exclusive_lock lock(guard);
   if (installed == nullptr) {
     install(options);
     return holding::first;
@@ -249,7 +242,7 @@ holding hold(const crash_handler_options& options) {
 
 /// Whether it was the last holder.
 bool let_go() noexcept {
-  const guard_lock lock;
+  const exclusive_lock lock(guard);
   return --installed->holders == 0;
 }
 
@@ -285,7 +278,7 @@ void crash_handler::uninstall() noexcept {
     return;
   }
   const bool closed = close_crash_process();
-  const guard_lock lock;
+  const exclusive_lock lock(guard);
   if (!closed) {
     ++installed->holders;  // The program's own callback is ending the process.
     return;
@@ -296,7 +289,7 @@ void crash_handler::uninstall() noexcept {
 }
 
 crash_handler_status look_at_crash_handler() noexcept {
-  const guard_lock lock;
+  const exclusive_lock lock(guard);
   crash_handler_status status{};
   if (installed == nullptr) {
     return status;

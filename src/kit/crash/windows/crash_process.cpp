@@ -66,11 +66,9 @@ void put_cause(text_line& line, const crash_cause& cause) noexcept {
   }
 }
 
-/// For a crash that is no fault: the handler's own place, under the code that debuggers know for it. In a frame that is
-/// there until the end, as the stack is walked from it.
-[[gnu::always_inline]] inline void make_pointers(std::uint32_t exit_code) noexcept {
+/// For a crash that is no fault: the place of the context, under the code that debuggers know for it.
+void make_pointers(std::uint32_t exit_code) noexcept {
   constexpr std::uint32_t fatal_app_exit = 0x40000015, error = 0xC0000000;
-  RtlCaptureContext(&present.context);
   present.record.ExceptionCode = (exit_code & error) == error ? exit_code : fatal_app_exit;
   present.record.ExceptionFlags = EXCEPTION_NONCONTINUABLE;
   present.record.ExceptionAddress = reinterpret_cast<void*>(present.context.Rip);
@@ -199,6 +197,7 @@ void put_thread(text_line& line) noexcept {
   present.thread = GetCurrentThreadId();
   present.pointers = cause.fault;
   if (cause.fault == nullptr) {
+    RtlCaptureContext(&present.context);  // This frame is there until the end: the stack is walked from it.
     make_pointers(cause.exit_code);
   }
   put_cause(present.what, cause);

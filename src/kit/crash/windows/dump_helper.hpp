@@ -4,7 +4,7 @@
 
 #include "crash/dump_request.hpp"
 #include "crash/text_line.hpp"
-#include "crash/windows/owned_handle.hpp"
+#include "windows/owned_handle.hpp"
 
 #include <kit/crash_handler.hpp>
 

@@ -2,7 +2,7 @@
 // must neither make a thread nor ask for memory. Belongs to one thread, but for `go_on`.
 #pragma once
 
-#include "crash/windows/owned_handle.hpp"
+#include "windows/owned_handle.hpp"
 
 #include <windows.h>
 

@@ -43,7 +43,7 @@ inline void* allocate_aligned(std::size_t size) {
 /// Throws `std::bad_array_new_length` if so many do not fit into memory.
 template <class T>
 std::size_t array_size(std::size_t count) {
-  if (count > std::numeric_limits<std::size_t>::max() / 2 / sizeof(T)) {
+  if (count > (std::numeric_limits<std::size_t>::max)() / 2 / sizeof(T)) {
     throw std::bad_array_new_length();
   }
   return count * sizeof(T);

@@ -7,6 +7,8 @@
 #include <fl/process/launch_attributes.hpp>
 
 #include "common/windows/system_error.hpp"
+#include "windows/exclusive_lock.hpp"
+#include "windows/owned_handle.hpp"
 
 #include <kit/job.hpp>
 
@@ -32,34 +34,6 @@ constexpr std::size_t kept_events = 4096;
 constexpr milliseconds recount{250};  // how soon a missing message is made up for
 constexpr unsigned exit_code_at_end = 1;
 
-// A system handle, or null.
-class owned_handle {
- public:
-  explicit owned_handle(HANDLE handle) : handle_(handle) {}
-  owned_handle(const owned_handle&) = delete;
-  owned_handle& operator=(const owned_handle&) = delete;
-  ~owned_handle() {
-    if (handle_) {
-      ::CloseHandle(handle_);
-    }
-  }
-  HANDLE get() const { return handle_; }
-
- private:
-  const HANDLE handle_;
-};
-
-class lock_guard {
- public:
-  explicit lock_guard(SRWLOCK& lock) : lock_(lock) { ::AcquireSRWLockExclusive(&lock_); }
-  lock_guard(const lock_guard&) = delete;
-  lock_guard& operator=(const lock_guard&) = delete;
-  ~lock_guard() { ::ReleaseSRWLockExclusive(&lock_); }
-
- private:
-  SRWLOCK& lock_;
-};
-
 // A limit that nobody lives to see keeps the sum in range.
 clock::time_point deadline(milliseconds limit) {
   constexpr milliseconds century = std::chrono::hours(24 * 365 * 100);
@@ -71,13 +45,6 @@ milliseconds time_left(clock::time_point end) {
 }
 
 enum class event_port { wanted, unneeded };
-
-HANDLE checked(HANDLE made, const char* call) {
-  if (!made) {
-    throw_system_error(::GetLastError(), call);
-  }
-  return made;
-}
 
 template <class Information>
 void set_information(HANDLE job, JOBOBJECTINFOCLASS which, Information information) {
@@ -168,9 +135,9 @@ struct job::state {
 
 job::state::state(const job_limits& limits, event_port wanted)
     : port(wanted == event_port::wanted
-               ? checked(::CreateIoCompletionPort(INVALID_HANDLE_VALUE, nullptr, 0, 1), "CreateIoCompletionPort")
-               : nullptr),
-      handle(checked(::CreateJobObjectW(nullptr, nullptr), "CreateJobObjectW")) {
+               ? made_by("CreateIoCompletionPort", ::CreateIoCompletionPort(INVALID_HANDLE_VALUE, nullptr, 0, 1))
+               : owned_handle()),
+      handle(made_by("CreateJobObjectW", ::CreateJobObjectW(nullptr, nullptr))) {
   if (port.get()) {
     set_information(handle.get(), JobObjectAssociateCompletionPortInformation,
                     JOBOBJECT_ASSOCIATE_COMPLETION_PORT{nullptr, port.get()});
@@ -303,7 +270,7 @@ job_accounting job::accounting() const {
 
 bool job::wait_until_empty(milliseconds limit) const {
   const auto end = deadline(limit);
-  const lock_guard guard(state_->lock);
+  const exclusive_lock guard(state_->lock);
   for (;;) {
     const auto count = information_of<JOBOBJECT_BASIC_ACCOUNTING_INFORMATION>(state_->handle.get(),
                                                                               JobObjectBasicAccountingInformation);
@@ -321,7 +288,7 @@ bool job::wait_until_empty(milliseconds limit) const {
 // Looks at the port once, even if there is no time to wait.
 std::optional<job_event> job::wait_for_event(milliseconds limit) const {
   const auto end = deadline(limit);
-  const lock_guard guard(state_->lock);
+  const exclusive_lock guard(state_->lock);
   auto& events = state_->events;
   for (bool last = false; events.empty() && !last;) {
     const milliseconds left = time_left(end);

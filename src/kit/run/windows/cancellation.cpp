@@ -1,24 +1,15 @@
 // The request is an event that nobody resets.
-#include "common/windows/system_error.hpp"
+#include "windows/owned_handle.hpp"
 
 #include <kit/cancellation.hpp>
 
 #include <windows.h>
 
 namespace foundation::kit {
-namespace {
 
-HANDLE create_event() {
-  const HANDLE event = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
-  if (event == nullptr) {
-    core::sysdep::windows::throw_system_error(::GetLastError(), "CreateEventW");
-  }
-  return event;
-}
-
-}  // namespace
-
-cancellation::cancellation() : event_(create_event(), [](HANDLE event) { ::CloseHandle(event); }) {}
+cancellation::cancellation()
+    : event_(made_by("CreateEventW", ::CreateEventW(nullptr, TRUE, FALSE, nullptr)).release(),
+             [](HANDLE event) { ::CloseHandle(event); }) {}
 
 cancellation::cancellation(const cancellation&) noexcept = default;
 cancellation& cancellation::operator=(const cancellation&) noexcept = default;

@@ -3,7 +3,6 @@
 #include <fl/process/iopipe_handles.hpp>
 #include <fl/process/open_mode.hpp>
 
-#include "common/windows/handle_closer.hpp"
 #include "common/windows/system_error.hpp"
 
 #include <atomic>
@@ -17,8 +16,6 @@ namespace process = core::process;
 
 namespace {
 
-using core::sysdep::windows::CloseOnDestruction;
-using core::sysdep::windows::HandleCloser;
 using core::sysdep::windows::throw_system_error;
 
 // Unlike that of any other pipe: a process has one number, and a number is given out again with another time.
@@ -68,49 +65,34 @@ overlapped_end::overlapped_end(pipe_direction direction) : direction_(direction)
     name = next_name();
     pipe = create_our_end(name, direction);
   }
-  if (pipe == INVALID_HANDLE_VALUE) {
-    throw_system_error(::GetLastError(), "CreateNamedPipeW");
-  }
-  HandleCloser<HANDLE> pipe_closer(pipe);
-  HANDLE child = open_child_end(name, direction);
-  if (child == INVALID_HANDLE_VALUE) {
-    throw_system_error(::GetLastError(), "CreateFileW");
-  }
-  HandleCloser<HANDLE> child_closer(child);
-  event_ = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
-  if (event_ == nullptr) {
-    throw_system_error(::GetLastError(), "CreateEventW");
-  }
-  pipe_ = pipe;
-  child_ = child;
-  pipe_closer.mode = child_closer.mode = CloseOnDestruction::leave;
+  pipe_ = made_by("CreateNamedPipeW", pipe);
+  child_ = made_by("CreateFileW", open_child_end(name, direction));
+  event_ = made_by("CreateEventW", ::CreateEventW(nullptr, TRUE, FALSE, nullptr));
 }
 
 overlapped_end::~overlapped_end() {
   close();
-  const HandleCloser<HANDLE> child_closer(child_);
-  const HandleCloser<HANDLE> event_closer(event_);
 }
 
 process::iopipe_device overlapped_end::take_child_end() {
   const bool writes = direction_ == pipe_direction::from_child;
   void* const none = nullptr;
-  const process::iopipe_handles handles(writes ? none : child_, writes ? child_ : none);
+  const process::iopipe_handles handles(writes ? none : child_.get(), writes ? child_.get() : none);
   process::iopipe_device device(handles, false, process::open_mode::binary);
-  child_ = nullptr;
+  child_.release();
   return device;
 }
 
 void overlapped_end::begin_read(char* buffer, DWORD bytes) {
   overlapped_ = {};
-  overlapped_.hEvent = event_;
-  expect(::ReadFile(pipe_, buffer, bytes, nullptr, &overlapped_), "ReadFile");
+  overlapped_.hEvent = event_.get();
+  expect(::ReadFile(pipe_.get(), buffer, bytes, nullptr, &overlapped_), "ReadFile");
 }
 
 void overlapped_end::begin_write(const char* buffer, DWORD bytes) {
   overlapped_ = {};
-  overlapped_.hEvent = event_;
-  expect(::WriteFile(pipe_, buffer, bytes, nullptr, &overlapped_), "WriteFile");
+  overlapped_.hEvent = event_.get();
+  expect(::WriteFile(pipe_.get(), buffer, bytes, nullptr, &overlapped_), "WriteFile");
 }
 
 void overlapped_end::expect(BOOL begun, const char* call) {
@@ -123,7 +105,7 @@ void overlapped_end::expect(BOOL begun, const char* call) {
     throw_system_error(error, call);
   }
   state_ = state::ended;
-  ::SetEvent(event_);  // for who waits before `poll`
+  ::SetEvent(event_.get());  // for who waits before `poll`
 }
 
 overlapped_end::outcome overlapped_end::poll() {
@@ -135,7 +117,7 @@ overlapped_end::outcome overlapped_end::poll() {
   }
   state_ = state::idle;
   DWORD bytes = 0;
-  if (::GetOverlappedResult(pipe_, &overlapped_, &bytes, FALSE)) {
+  if (::GetOverlappedResult(pipe_.get(), &overlapped_, &bytes, FALSE)) {
     return {state::done, bytes};
   }
   const DWORD error = ::GetLastError();
@@ -146,15 +128,14 @@ overlapped_end::outcome overlapped_end::poll() {
 }
 
 void overlapped_end::close() noexcept {
-  if (pipe_ == nullptr) {
+  if (!is_open()) {
     return;
   }
   const DWORD last_error = ::GetLastError();
   if (state_ == state::under_way && !HasOverlappedIoCompleted(&overlapped_)) {
-    ::CancelIoEx(pipe_, &overlapped_);
+    ::CancelIoEx(pipe_.get(), &overlapped_);
   }
-  ::CloseHandle(pipe_);  // Cancels, too, should the call above have been refused.
-  pipe_ = nullptr;
+  pipe_.reset();  // Cancels, too, should the call above have been refused.
   settle();
   ::SetLastError(last_error);
 }
@@ -163,7 +144,7 @@ void overlapped_end::close() noexcept {
 void overlapped_end::settle() noexcept {
   constexpr DWORD look_again = 10;  // ms, should the wait be refused, or the event be set by somebody else
   while (state_ == state::under_way && !HasOverlappedIoCompleted(&overlapped_)) {
-    if (::WaitForSingleObject(event_, look_again) != WAIT_TIMEOUT) {
+    if (::WaitForSingleObject(event_.get(), look_again) != WAIT_TIMEOUT) {
       ::SwitchToThread();
     }
   }

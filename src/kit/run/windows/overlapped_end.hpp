@@ -8,6 +8,8 @@
 
 #include <fl/process/iopipe_device.hpp>
 
+#include "windows/owned_handle.hpp"
+
 #include <windows.h>
 
 #include <cstddef>
@@ -30,9 +32,9 @@ class overlapped_end {
   /// The child's end, synchronous as children expect it, to be taken once: closed when the device goes.
   core::process::iopipe_device take_child_end();
 
-  bool is_open() const noexcept { return pipe_ != nullptr; }
+  bool is_open() const noexcept { return pipe_.get() != nullptr; }
   /// Signalled when the transfer is over.
-  HANDLE event() const noexcept { return event_; }
+  HANDLE event() const noexcept { return event_.get(); }
 
   /// Begin a transfer. The buffer must live until it is over or this object is closed. What comes of it, even at once,
   /// `poll` tells. Throw boost::system::system_error unless the other side has closed its end, which `poll` tells, too.
@@ -56,9 +58,9 @@ class overlapped_end {
   void settle() noexcept;
 
   pipe_direction direction_;
-  HANDLE pipe_ = nullptr;
-  HANDLE child_ = nullptr;  // null once it was taken
-  HANDLE event_ = nullptr;
+  owned_handle pipe_;
+  owned_handle child_;  // null once it was taken
+  owned_handle event_;
   state state_ = state::idle;  // never `done`
   OVERLAPPED overlapped_ = {};
 };

@@ -3,10 +3,10 @@
 #include <fl/process/iopipe.hpp>
 #include <fl/process/process.hpp>
 
-#include "common/windows/handle_closer.hpp"
 #include "common/windows/system_error.hpp"
 #include "run/windows/child_streams.hpp"
 #include "run/windows/run_stoppable.hpp"
+#include "windows/owned_handle.hpp"
 
 #include <boost/variant/get.hpp>
 #include <kit/run.hpp>
@@ -22,7 +22,6 @@
 namespace foundation::kit {
 namespace {
 
-using core::sysdep::windows::HandleCloser;
 using core::sysdep::windows::throw_system_error;
 using detail::input_writer;
 using detail::output_reader;
@@ -78,8 +77,7 @@ class running_command {
   job job_;
   std::optional<input_writer> input_;
   std::optional<output_reader> out_, err_;
-  HANDLE process_ = nullptr;
-  const HandleCloser<HANDLE> process_closer_{process_};
+  owned_handle process_;
   std::optional<steady::time_point> until_;  // the end of the time limit; later of the wait for what is still open
   run_end end_ = run_end::by_itself;
   bool child_ended_ = false;
@@ -115,7 +113,7 @@ void running_command::launch(const process::command& what, const process::contex
   }
   all.explicitlyInheritHandles(true);
   job_.hold(all);
-  process_ = process::process(what, all).release();
+  process_ = owned_handle(process::process(what, all).release());
 }
 
 bool running_command::is_over() const {
@@ -156,7 +154,7 @@ void running_command::wait() {
   }
   const DWORD cancellations = count;
   if (!child_ended_) {
-    handles[count++] = process_;
+    handles[count++] = process_.get();
   }
   const auto add = [&](const auto& stream) {
     if (stream && stream->is_open()) {
@@ -181,7 +179,7 @@ void running_command::wait() {
 
 // In the last moment the child may have ended by itself; then nobody ends it, but nobody waits for the rest either.
 void running_command::end_tree(run_end why) {
-  if (!child_ended_ && ::WaitForSingleObject(process_, 0) == WAIT_OBJECT_0) {
+  if (!child_ended_ && ::WaitForSingleObject(process_.get(), 0) == WAIT_OBJECT_0) {
     note_end_of_child();
   }
   if (draining_) {
@@ -213,9 +211,9 @@ void running_command::read_accounts(run_result& result) const {
   JOBOBJECT_EXTENDED_LIMIT_INFORMATION peak = {};
   ::QueryInformationJobObject(job_.native_handle(), JobObjectExtendedLimitInformation, &peak, sizeof peak, nullptr);
   FILETIME begin = {}, end = {}, kernel = {}, user = {};
-  ::GetProcessTimes(process_, &begin, &end, &kernel, &user);
+  ::GetProcessTimes(process_.get(), &begin, &end, &kernel, &user);
   PROCESS_MEMORY_COUNTERS memory = {};
-  ::GetProcessMemoryInfo(process_, &memory, sizeof memory);
+  ::GetProcessMemoryInfo(process_.get(), &memory, sizeof memory);
   result.user_time = std::max(ticks(times.TotalUserTime.QuadPart), ticks(number(user)));
   result.kernel_time = std::max(ticks(times.TotalKernelTime.QuadPart), ticks(number(kernel)));
   result.peak_memory = std::max<std::uint64_t>(peak.PeakJobMemoryUsed, memory.PeakPagefileUsage);
@@ -226,7 +224,7 @@ run_result running_command::finish() {
   result.end = end_;
   if (child_ended_) {
     DWORD code = 0;
-    if (!::GetExitCodeProcess(process_, &code)) {
+    if (!::GetExitCodeProcess(process_.get(), &code)) {
       throw_system_error(::GetLastError(), "GetExitCodeProcess");
     }
     result.status = process::detail::exited{code, code};

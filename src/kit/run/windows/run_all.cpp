@@ -1,8 +1,8 @@
 // A crew of threads that take one command after the other, and the caller's thread, which hears of each that has ended
 // and may stop them.
-#include "common/windows/handle_closer.hpp"
 #include "common/windows/system_error.hpp"
 #include "run/windows/run_stoppable.hpp"
+#include "windows/owned_handle.hpp"
 
 #include <kit/run_all.hpp>
 
@@ -18,7 +18,6 @@
 namespace foundation::kit {
 namespace {
 
-using core::sysdep::windows::HandleCloser;
 using core::sysdep::windows::throw_system_error;
 
 /// Runs the command of an index, and can be stopped.
@@ -48,9 +47,8 @@ class crew {
   const indexed_run& run_;
   const run_all_options& options_;
   const cancellation stop_;
-  bool stopping_ = false;  // the caller's thread has seen the request
-  HANDLE news_;            // reset by who waits; set when one has ended, and when a thread leaves
-  const HandleCloser<HANDLE> news_closer_{news_};
+  bool stopping_ = false;              // the caller's thread has seen the request
+  const owned_handle news_;            // reset by who waits; set when one has ended, and when a thread leaves
   std::vector<run_outcome> outcomes_;  // each written by the thread that has its index
   std::atomic<std::size_t> next_{0};   // the index that nobody has taken
   std::mutex mutex_;                   // guards the next two
@@ -60,16 +58,11 @@ class crew {
   std::vector<std::thread> threads_;
 };
 
-HANDLE create_news() {
-  const HANDLE event = ::CreateEventW(nullptr, FALSE, FALSE, nullptr);
-  if (event == nullptr) {
-    throw_system_error(::GetLastError(), "CreateEventW");
-  }
-  return event;
-}
-
 crew::crew(std::size_t count, const indexed_run& run, const run_all_options& options)
-    : run_(run), options_(options), news_(create_news()), outcomes_(count) {
+    : run_(run),
+      options_(options),
+      news_(made_by("CreateEventW", ::CreateEventW(nullptr, FALSE, FALSE, nullptr))),
+      outcomes_(count) {
   for (run_outcome& each : outcomes_) {
     each.result.end = run_end::cancelled;  // unless somebody comes to it
   }
@@ -121,11 +114,11 @@ void crew::work() noexcept {
     run_one(index);
     const std::lock_guard lock(mutex_);
     ended_.push_back(index);
-    ::SetEvent(news_);
+    ::SetEvent(news_.get());
   }
   const std::lock_guard lock(mutex_);
   --working_;
-  ::SetEvent(news_);
+  ::SetEvent(news_.get());
 }
 
 void crew::run_one(std::size_t index) noexcept {
@@ -173,7 +166,7 @@ bool crew::tell_of_the_ended() {
 void crew::wait_for_news() {
   // The request first: news never hide it.
   const bool cancellable = options_.cancellation && !stopping_;
-  const HANDLE handles[] = {cancellable ? options_.cancellation->native_handle() : news_, news_};
+  const HANDLE handles[] = {cancellable ? options_.cancellation->native_handle() : news_.get(), news_.get()};
   const DWORD which = ::WaitForMultipleObjects(cancellable ? 2 : 1, handles, FALSE, INFINITE);
   if (which == WAIT_FAILED) {
     throw_system_error(::GetLastError(), "WaitForMultipleObjects");

@@ -210,7 +210,7 @@ void expect_as_the_system(UINT page, const std::string& name) {
 TEST(CodePages, EveryByteAndPairDecodesAndEveryUnitEncodesAsTheSystemSays) {
   std::map<std::string, UINT> pages = {
       {"KOI8-R", 20866}, {"KOI8-U", 21866}, {"macintosh", 10000}, {"x-mac-cyrillic", 10007}};
-  for (const UINT part : {1, 2, 3, 4, 5, 6, 9, 13, 15}) {
+  for (const UINT part : {1U, 2U, 3U, 4U, 5U, 6U, 9U, 13U, 15U}) {
     pages["ISO-8859-" + std::to_string(part)] = 28590 + part;
   }
   for (UINT number = 0; number != 0x10000; ++number) {

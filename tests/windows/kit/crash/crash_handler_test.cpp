@@ -4,6 +4,7 @@
 #include <fl/diag.hpp>
 #include <fl/process/errors.hpp>
 
+#include "as_written.hpp"
 #include "every_test.hpp"
 #include "import_patch.hpp"
 #include "memory_shortage.hpp"
@@ -91,13 +92,13 @@ void run_in_thread(void (*work)()) {
 int* volatile null_pointer = nullptr;
 void (*volatile null_function)() = nullptr;
 
-[[gnu::noipa]] void fault_here() {
+AS_WRITTEN void fault_here() {
   *null_pointer = 1;
 }
 
 /// Touches the stack ahead, as the compiler's own probe does before a large frame, so that the fault comes while there
 /// is still room for the system: Wine sets none aside.
-[[gnu::noipa]] int recurse(int depth) {
+AS_WRITTEN int recurse(int depth) {
   volatile char room[1000] = {};
   asm volatile("orq $0, -16384(%%rsp)" : : : "memory", "cc");
   return depth < 0 ? 0 : recurse(depth + 1) + room[depth % 1000];
@@ -108,7 +109,7 @@ void overflow() {
 }
 
 /// Uses the stack up but for 64 KB. Wine makes no smaller ones to begin with.
-[[gnu::noipa]] void fault_with_little_stack() {
+AS_WRITTEN void fault_with_little_stack() {
   diag::setCurrentThreadName("small");
   ULONG_PTR low = 0, high = 0;
   GetCurrentThreadStackLimits(&low, &high);
@@ -545,34 +546,17 @@ TEST(CrashHandler, IsNotInstalledIfTheSystemOrTheProgramForTheDumpRefuses) {
   EXPECT_THAT(refused(use(test_support::child_path("child"))), HasSubstr("the program that writes it has ended"));
   EXPECT_THAT(refused([](auto& options) { options.report_file.assign(1, u'\0'); }), HasSubstr("GetFullPathNameW"));
   EXPECT_THAT(refused([](auto& options) { options.dump.file.assign(1, u'\0'); }), HasSubstr("GetFullPathNameW"));
-  const auto expect_refusal = [&](auto& fault, auto result, const char* name) {
+  const auto expect_refusal = [&](auto function, const char* name, auto result) {
+    injected<decltype(function)> fault("libqxkit.dll", name);
     fault.fail_always(result, ERROR_NO_SYSTEM_RESOURCES);
     EXPECT_THAT(refused(nothing), HasSubstr(name));
   };
-  {
-    injected<decltype(&CreateThread)> fault("libqxkit.dll", "CreateThread");
-    expect_refusal(fault, nullptr, "CreateThread");
-  }
-  {
-    injected<decltype(&CreateEventW)> fault("libqxkit.dll", "CreateEventW");
-    expect_refusal(fault, nullptr, "CreateEventW");
-  }
-  {
-    injected<decltype(&DuplicateHandle)> fault("libqxkit.dll", "DuplicateHandle");
-    expect_refusal(fault, FALSE, "DuplicateHandle");
-  }
-  {
-    injected<decltype(&CreateFileMappingW)> fault("libqxkit.dll", "CreateFileMappingW");
-    expect_refusal(fault, nullptr, "CreateFileMappingW");
-  }
-  {
-    injected<decltype(&MapViewOfFile)> fault("libqxkit.dll", "MapViewOfFile");
-    expect_refusal(fault, nullptr, "MapViewOfFile");
-  }
-  {
-    injected<decltype(&SetInformationJobObject)> fault("libqxkit.dll", "SetInformationJobObject");
-    expect_refusal(fault, FALSE, "SetInformationJobObject");
-  }
+  expect_refusal(&CreateThread, "CreateThread", nullptr);
+  expect_refusal(&CreateEventW, "CreateEventW", nullptr);
+  expect_refusal(&DuplicateHandle, "DuplicateHandle", FALSE);
+  expect_refusal(&CreateFileMappingW, "CreateFileMappingW", nullptr);
+  expect_refusal(&MapViewOfFile, "MapViewOfFile", nullptr);
+  expect_refusal(&SetInformationJobObject, "SetInformationJobObject", FALSE);
 }
 
 TEST(CrashHandler, ThreadsSetStackAsideAsLongAsItIsInstalled) {

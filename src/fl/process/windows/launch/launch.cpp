@@ -16,6 +16,7 @@
 #include "process/windows/native_text.hpp"
 #include "process/windows/token/non_elevated_token.hpp"
 #include "process/windows/token/profile_cleanup.hpp"
+#include "version_record.hpp"
 
 #include <boost/algorithm/string/replace.hpp>
 
@@ -179,6 +180,7 @@ std::string failure_text(const command& cmd, const std::string& reason) {
 }  // namespace
 
 boost::shared_ptr<process_impl> process_impl::launch(const command& cmd, const context& ctx) {
+  detail::record_version();
   try {
     const log::scope_trace trace(loggers::process_impl, __PRETTY_FUNCTION__);
     return launch_untranslated(cmd, ctx);

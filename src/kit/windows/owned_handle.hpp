@@ -16,7 +16,8 @@ class owned_handle {
   explicit owned_handle(HANDLE handle) noexcept : handle_(handle) {}
   owned_handle(owned_handle&& other) noexcept : handle_(std::exchange(other.handle_, nullptr)) {}
   owned_handle& operator=(owned_handle&& other) noexcept {
-    std::swap(handle_, other.handle_);
+    owned_handle replaced(std::move(other));
+    std::swap(handle_, replaced.handle_);
     return *this;
   }
   /// The last error is as it was before.
@@ -29,14 +30,19 @@ class owned_handle {
   }
 
   HANDLE get() const noexcept { return handle_; }
+  /// Null from now on; who asks closes the handle.
+  HANDLE release() noexcept { return std::exchange(handle_, nullptr); }
+  /// Closes the handle, too.
+  void reset() noexcept { owned_handle ended(std::move(*this)); }
 
  private:
   HANDLE handle_ = nullptr;
 };
 
-/// What `call` has made, to be used directly on its result. Throws boost::system::system_error if that is null.
+/// What `call` has made, to be used directly on its result. Throws boost::system::system_error if that is none: null,
+/// or for files and pipes the invalid handle.
 inline owned_handle made_by(const char* call, HANDLE handle) {
-  if (handle == nullptr) {
+  if (handle == nullptr || handle == INVALID_HANDLE_VALUE) {
     core::sysdep::windows::throw_system_error(GetLastError(), call);
   }
   return owned_handle(handle);
