@@ -130,7 +130,16 @@ void throw_uncaught() {
   throw std::runtime_error("no such city");
 }
 
-// Wine's run-time has no place for a handler of invalid parameters: these stand in for the functions of one that has.
+#ifdef _UCRT
+_invalid_parameter_handler set_parameter_handler(_invalid_parameter_handler handler) {
+  return _set_invalid_parameter_handler(handler);
+}
+_invalid_parameter_handler get_parameter_handler() {
+  return _get_invalid_parameter_handler();
+}
+#else
+// Wine's older run-time has no place for a handler of invalid parameters: these stand in for the functions of one that
+// has.
 
 constinit std::atomic<_invalid_parameter_handler> parameter_handler{nullptr};
 
@@ -140,6 +149,7 @@ _invalid_parameter_handler set_parameter_handler(_invalid_parameter_handler hand
 _invalid_parameter_handler get_parameter_handler() {
   return parameter_handler;
 }
+#endif
 
 using any_procedure = FARPROC (*)(HMODULE, const char*);
 
@@ -155,7 +165,7 @@ FARPROC find_with_parameter_handler(any_procedure original, HMODULE module, cons
 void pass_invalid_parameter() {
   static injected<any_procedure> run_time("libqxkit.dll", "GetProcAddress", find_with_parameter_handler);
   install();
-  parameter_handler.load()(L"file != NULL", L"fclose", L"fclose.c", 1, 0);
+  get_parameter_handler()(L"file != NULL", L"fclose", L"fclose.c", 1, 0);
 }
 
 void throw_number() {
