@@ -277,7 +277,7 @@ TEST(CrashHandler, NothingIsAllocatedOnTheWay) {
     };
     install(options);
     // Six modules and more; the handler's own asks for memory when it is installed.
-    if (test_support::take_memory_away() < 6 || std::malloc(1) != nullptr) {
+    if (test_support::take_memory_away() < 6) {
       print("memory is not gone");
     }
     test_support::take_refused_allocations();
