@@ -173,7 +173,7 @@ TEST_F(DescribeSystem, TellsTheLimitsOfTheJobAroundIt) {
   const names limits = {"memory of the job", "memory of a process of the job", "processes of the job",
                         "processors of the job"};
   injected<about_job> job(kit_dll, "QueryInformationJobObject", answer);
-  for (const std::uint64_t nth : {1, 2}) {
+  for (const std::uint64_t nth : {1u, 2u}) {
     job.reset();
     job.handle_with(answer);
     job.fail_at(nth, FALSE, ERROR_ACCESS_DENIED);
