@@ -88,7 +88,7 @@ TEST_F(DescribeSystem, WhatTheSystemRefusesIsUnknownAndAllElseIsTold) {
   EXPECT_EQ(lost_without<decltype(&IsProcessInJob)>(kit_dll, "IsProcessInJob", FALSE), names{"job"});
   EXPECT_EQ(lost_without<decltype(&GetProcessAffinityMask)>(kit_dll, "GetProcessAffinityMask", FALSE),
             names{"affinity"});
-  EXPECT_EQ(lost_without<decltype(&GetPriorityClass)>(kit_dll, "GetPriorityClass", 0), names{"priority"});
+  EXPECT_EQ(lost_without<decltype(&GetPriorityClass)>(kit_dll, "GetPriorityClass", 0u), names{"priority"});
   using ask_token = decltype(&GetTokenInformation);
   EXPECT_EQ(lost_without<ask_token>(kit_dll, "GetTokenInformation", FALSE), (names{"elevated", "integrity"}));
   EXPECT_EQ(lost_without<ask_token>(kit_dll, "GetTokenInformation", FALSE, 1), names{"elevated"});
