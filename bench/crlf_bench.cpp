@@ -105,7 +105,7 @@ void add_row_of_lines(std::size_t mean_length) {
 
 int main(int argc, char** argv) {
   bench::add_row("crlf_in_memory_vs_byte_loop", in_blocks(translate_crlf), in_blocks(loop_over_bytes));
-  for (const std::size_t mean_length : {20, 40, 80, 200}) {
+  for (const std::size_t mean_length : {20u, 40u, 80u, 200u}) {
     add_row_of_lines(mean_length);
   }
   return bench::run(argc, argv);

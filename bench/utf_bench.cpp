@@ -275,7 +275,7 @@ int main(int argc, char** argv) {
   for (const kind_of_text* kind : {&ascii, &european, &cyrillic, &cjk, &beyond_first_plane}) {
     add_rows(*kind);
   }
-  for (const std::size_t length : {8, 16, 32, 64}) {
+  for (const std::size_t length : {8u, 16u, 32u, 64u}) {
     add_short_rows(length);
   }
   add_encodings();

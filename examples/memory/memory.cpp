@@ -66,7 +66,7 @@ void show_manager() {
 void show_aligned_heap() {
   std::printf("Aligned heap, with an alignment of %zu:\n", mem::vector_alignment());
   std::vector<kit::aligned_block> blocks;  // each gives its block back
-  for (const std::size_t size : {24, 1000, 1000000}) {
+  for (const std::size_t size : {24u, 1000u, 1000000u}) {
     const kit::aligned_block& block = blocks.emplace_back(size);
     print_block("block", size, block.get());
     mem::vector_check(block.get());

@@ -40,7 +40,8 @@ class import_patch {
   any_function original_;
 };
 
-/// The names that a loaded module imports from `dll`.
+/// The names that a loaded module imports from `dll`. What the module looks up when it is first needed, from whatever
+/// DLL, has been looked up then.
 std::vector<std::string> imports_of(const char* module, const char* dll);
 
 /// Counts the calls of one imported function and lets chosen ones fail or go to a handler. `Function` is its pointer

@@ -39,7 +39,9 @@ std::size_t take_memory_away() {
     patched += patch<void*, std::size_t>(module, "realloc");
   }
   memory_is_gone = true;
-  return patched;
+  void* const volatile given = std::malloc(1);  // Volatile, or a compiler may take it that one byte can always be had.
+  refused = 0;
+  return given == nullptr ? patched : 0;
 }
 
 void give_memory_back() {

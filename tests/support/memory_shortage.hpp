@@ -7,7 +7,7 @@ namespace test_support {
 
 /// From now on every allocation of the library, the C++ run-time and this program fails, `operator new` included, which
 /// calls malloc. Those of the system's own DLLs, such as its symbol service, do not go through these. Returns how many
-/// imports are replaced. Call it once.
+/// imports are replaced, and 0 if malloc still gives memory. Call it once.
 std::size_t take_memory_away();
 
 /// From now on they go through again.

@@ -56,7 +56,7 @@ TEST_F(CpuInfoTest, TellsAPartOfAMachineAndItsTiersWithoutAFrequency) {
   EXPECT_TRUE(part != whole);
 
   processors().affinity.mask = 0;
-  for (const std::uint32_t core : {0, 1, 2, 3, 4, 5, 6, 7}) {
+  for (const std::uint32_t core : {0u, 1u, 2u, 3u, 4u, 5u, 6u, 7u}) {
     processors().cpu_sets.push_back({core, core < 2});
   }
   const CpuInfo told = refreshed();

@@ -17,7 +17,7 @@ TEST(LateFunction, LoadsFromTheSystemAloneWhenFirstAskedAndSaysWhatIsMissing) {
     EXPECT_EQ(std::get<2>(std::tuple(all...)), DWORD{LOAD_LIBRARY_SEARCH_SYSTEM32});
     return original(all...);
   });
-  for (const DWORD calls : {1, 2}) {
+  for (const DWORD calls : {1u, 2u}) {
     EXPECT_EQ(no_library({}), 0u);
     EXPECT_EQ(GetLastError(), DWORD{ERROR_MOD_NOT_FOUND});
     EXPECT_EQ(no_function.get(), nullptr);

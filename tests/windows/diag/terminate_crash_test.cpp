@@ -257,7 +257,7 @@ TEST(Crash, AStackGoesOnInNumbersWhereNamesCannotBeHadAndBeginsWithAnObserverTha
     const diag::termination_observer observer(observe);
     diag::terminate("it broke", "f", 1, "g");
   };
-  expect_end(report_by_observer, abort_status, HasPattern(R"(\(captured\):\n\[  0\] [^\n]+ observe\+)"));
+  expect_end(report_by_observer, abort_status, HasPattern(R"(\(captured\):\n\[  0\] [^\n]+[ :]observe\+)"));
 }
 
 constexpr int threads = 4;
@@ -301,7 +301,7 @@ void terminate_in_threads() {
   while (named < threads) {
     Sleep(1);
   }
-  if (test_support::take_memory_away() < 6 || std::malloc(1) != nullptr) {
+  if (test_support::take_memory_away() < 6) {
     print("memory is not gone");
   }
   test_support::take_refused_allocations();

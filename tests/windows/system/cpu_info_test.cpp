@@ -64,7 +64,7 @@ struct scripted_processors {
         return which == RelationAll && give(records, buffer, buffer ? *length : 0, length);
       }};
   injected<BOOL (*)(void*, ULONG, ULONG*, HANDLE, ULONG)> sets{
-      "GetSystemCpuSetInformation", [this](auto, void* buffer, ULONG room, ULONG* length, HANDLE, ULONG flags) {
+      "GetSystemCpuSetInformation", [](auto, void* buffer, ULONG room, ULONG* length, HANDLE, ULONG flags) {
         return flags == 0 && give({}, buffer, room, length);
       }};
   injected<decltype(&::CallNtPowerInformation)> power{

@@ -117,7 +117,7 @@ TEST_F(Report, BeginsItsStackWithTheFrameThatAsksForItAndGoesOnInNumbersWithoutN
   EXPECT_EQ(ask(0x2b), "\nAssertion:\nx" + rest("<unknown>", "captured", 0x2a, frame_line));
   host_system().no_names = true;
   const std::string numbers = "[  0] 0x0000000000000000\n[  1] 0x000000000000002b\n";
-  for (const std::uintptr_t whole : {0, 7}) {
+  for (const std::uintptr_t whole : {0u, 7u}) {
     EXPECT_THAT(ask(whole), testing::HasSubstr("stopped inside the symbol service or the loader.\n" + numbers + "\n"))
         << whole;
   }

@@ -100,7 +100,7 @@ struct counted {
 };
 
 TEST(AlignedPtr, OwnsObjectsAndArrays) {
-  const auto text = kit::make_aligned<std::string>(3, 'x');
+  const auto text = kit::make_aligned<std::string>(3u, 'x');
   EXPECT_EQ(*text, "xxx");
   EXPECT_TRUE(starts_on_the_boundary(text.get()));
   const auto zeros = kit::make_aligned<float[]>(1000);

@@ -93,12 +93,12 @@ constexpr std::size_t far_too_much = ~std::size_t{0} / 4;
 
 /// What no resource over memory of ours can do. `upstream` does not check alignments.
 void refuse_what_cannot_be(std::pmr::memory_resource& resource) {
-  for (const std::size_t alignment : {8, 64, 4096}) {
+  for (const std::size_t alignment : {8u, 64u, 4096u}) {
     for (const std::size_t size : {far_too_much, ~std::size_t{0}, ~std::size_t{0} - 8, ~std::size_t{0} - 4096}) {
       EXPECT_THROW(std::ignore = resource.allocate(size, alignment), std::bad_alloc) << size << " at " << alignment;
     }
   }
-  for (const std::size_t alignment : {0, 3, 48, 96}) {
+  for (const std::size_t alignment : {0u, 3u, 48u, 96u}) {
     EXPECT_THROW(std::ignore = resource.allocate(100, alignment), std::invalid_argument) << alignment;
   }
 }

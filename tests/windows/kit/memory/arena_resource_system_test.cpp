@@ -109,7 +109,7 @@ struct alignas(Alignment) aligned_to {
   kit::aligned_allocator<char> any;
   any.deallocate(any.allocate(0), 0);
   std::pmr::memory_resource& heap = *kit::aligned_heap_resource();
-  for (const std::size_t alignment : {1, 64, 128, 4096}) {
+  for (const std::size_t alignment : {1u, 64u, 128u, 4096u}) {
     void* const block = heap.allocate(0, alignment);
     good = good && reinterpret_cast<std::uintptr_t>(block) % alignment == 0;
     heap.deallocate(block, 0, alignment);

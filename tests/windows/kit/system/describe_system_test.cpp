@@ -88,7 +88,7 @@ TEST_F(DescribeSystem, WhatTheSystemRefusesIsUnknownAndAllElseIsTold) {
   EXPECT_EQ(lost_without<decltype(&IsProcessInJob)>(kit_dll, "IsProcessInJob", FALSE), names{"job"});
   EXPECT_EQ(lost_without<decltype(&GetProcessAffinityMask)>(kit_dll, "GetProcessAffinityMask", FALSE),
             names{"affinity"});
-  EXPECT_EQ(lost_without<decltype(&GetPriorityClass)>(kit_dll, "GetPriorityClass", 0), names{"priority"});
+  EXPECT_EQ(lost_without<decltype(&GetPriorityClass)>(kit_dll, "GetPriorityClass", 0u), names{"priority"});
   using ask_token = decltype(&GetTokenInformation);
   EXPECT_EQ(lost_without<ask_token>(kit_dll, "GetTokenInformation", FALSE), (names{"elevated", "integrity"}));
   EXPECT_EQ(lost_without<ask_token>(kit_dll, "GetTokenInformation", FALSE, 1), names{"elevated"});
@@ -173,7 +173,7 @@ TEST_F(DescribeSystem, TellsTheLimitsOfTheJobAroundIt) {
   const names limits = {"memory of the job", "memory of a process of the job", "processes of the job",
                         "processors of the job"};
   injected<about_job> job(kit_dll, "QueryInformationJobObject", answer);
-  for (const std::uint64_t nth : {1, 2}) {
+  for (const std::uint64_t nth : {1u, 2u}) {
     job.reset();
     job.handle_with(answer);
     job.fail_at(nth, FALSE, ERROR_ACCESS_DENIED);

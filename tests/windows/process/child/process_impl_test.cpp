@@ -117,7 +117,7 @@ TEST(Process, TellsWhichCallTheSystemRefused) {
   };
   for (const auto& [name, operate, outcomes] : rows) {
     SCOPED_TRACE(name);
-    const auto prepare = [&, operate = operate] {
+    const auto prepare = [&, operate] {
       const std::shared_ptr<process::process> child(new process::process(any), end_and_delete);
       return [operate, child] {
         operate(*child);

@@ -63,7 +63,7 @@ TEST(LaunchFailure, OfEachSystemCallIsToldAndLosesNoHandle) {
   const process::command what = children::command("exit", {"5", ""});
   for (const auto& [name, prepare, outcomes] : scenarios) {
     SCOPED_TRACE(name);
-    const auto prepare_launch = [&, prepare = prepare] {
+    const auto prepare_launch = [&, prepare] {
       const auto fresh = std::make_shared<materials>();
       prepare(*fresh);
       return [&what, fresh] {
@@ -123,7 +123,7 @@ TEST(LaunchFailure, OfABadTextSaysWhatIsWrongWithItAndStartsNothing) {
   for (const auto& [reason, what, spoil] : rows) {
     process::context how;
     spoil(how);
-    const auto launch = [&what = what, &how] { process::process(what, how); };
+    const auto launch = [&what, &how] { process::process(what, how); };
     EXPECT_THAT(launch, testing::ThrowsMessage<process::process_init_error>(testing::EndsWith("\": " + reason + "\n")));
   }
   EXPECT_EQ(creation.calls(), 0u);

@@ -164,11 +164,11 @@ TEST(Redirection, OutputIsInheritedFromTheRunTimesStreamsOrDiscarded) {
 // The run-time answers -1 or -2 for a stream that it does not have: numbers that stand for this process and thread.
 TEST(Redirection, InheritsTheSystemsInputAsItIsAndNothingForAStreamThatTheParentDoesNotHave) {
   const HANDLE former = GetStdHandle(STD_INPUT_HANDLE), input = CreateEventW(nullptr, TRUE, FALSE, nullptr);
-  for (const int missing : {1, 2}) {
+  for (const unsigned missing : {1u, 2u}) {
     SetStdHandle(STD_INPUT_HANDLE, input);
     request made;
     {
-      const scoped_stream closed(missing, std::nullopt);
+      const scoped_stream closed(static_cast<int>(missing), std::nullopt);
       made = requested(process::command("C:\\a.exe"), {});
     }
     SetStdHandle(STD_INPUT_HANDLE, former);

@@ -78,8 +78,8 @@ Environment variable PATH is empty.
 Command exists: 'B\tool.exe'
 Found B\tool.exe' B\tool.exe')"},
   };
-  for (const auto& [name, path, extensions, found_file, notes] : cases) {
-    const scoped_variable search("PATH", path), endings("PATHEXT", extensions);
+  for (const auto& [name, path, pathext, found_file, notes] : cases) {
+    const scoped_variable search("PATH", path), endings("PATHEXT", pathext);
     const auto child = test_support::run_child("which_child", name);
     std::string told = child.err;
     for (const auto& [pattern, text] : {std::pair("\r|.*\\[fl::process::which\\] (note:   )?", ""),

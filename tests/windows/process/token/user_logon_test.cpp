@@ -103,12 +103,13 @@ TEST(UserLaunch, OfWhichACallIsRefusedSaysWhyAndLeavesNothingLoaded) {
 
 TEST(UserLaunch, TellsWhatTheCallerCanPutRightFromOtherRefusals) {
   scripted_tokens system;
-  for (const DWORD number : {ERROR_LOGON_FAILURE, ERROR_PASSWORD_EXPIRED, ERROR_ACCOUNT_DISABLED}) {
+  for (const DWORD number :
+       std::initializer_list<DWORD>{ERROR_LOGON_FAILURE, ERROR_PASSWORD_EXPIRED, ERROR_ACCOUNT_DISABLED}) {
     system.logon.fail_always(FALSE, number);
     const std::string reason = boost::system::system_category().message(static_cast<int>(number));
     EXPECT_EQ(text_of_launch<process::process_bad_user>(program, as("somebody")), bad_user_text(program, reason));
   }
-  for (const DWORD number : {ERROR_ACCOUNT_RESTRICTION, ERROR_ACCESS_DENIED}) {
+  for (const DWORD number : std::initializer_list<DWORD>{ERROR_ACCOUNT_RESTRICTION, ERROR_ACCESS_DENIED}) {
     system.logon.fail_always(FALSE, number);
     EXPECT_EQ(failure(as("somebody")), init_error_text(program, told("LogonUser", number)));
   }
@@ -119,7 +120,7 @@ TEST(UserLaunch, TellsWhatTheCallerCanPutRightFromOtherRefusals) {
 }
 
 TEST(UserLaunch, FailsWithoutAPrivilegeThoughTheSystemCallsThatASuccess) {
-  for (const unsigned nth : {1, 2}) {
+  for (const unsigned nth : {1u, 2u}) {
     scripted_tokens system;
     system.adjust.fail_at(nth, TRUE, ERROR_NOT_ALL_ASSIGNED);
     EXPECT_EQ(failure(as("somebody")), init_error_text(program, told("AdjustTokenPrivileges", ERROR_NOT_ALL_ASSIGNED)));
