@@ -14,6 +14,10 @@
 
 #include <limits>
 
+#ifdef _WIN32
+#include <windows.h>
+#endif
+
 // The manager would make the heap, for good; here each test makes its own.
 void foundation::core::mem::manager::initialize() {}
 
@@ -44,29 +48,61 @@ struct {
   }
 } run_time;
 
+#ifdef _WIN32
+// By their addresses: lld wraps the import library's stubs, too, so that what it calls the real ones leads back here.
+#ifdef _UCRT
+constexpr wchar_t run_time_dll[] = L"ucrtbase.dll";
+#else
+constexpr wchar_t run_time_dll[] = L"msvcrt.dll";
+#endif
+template <class Function>
+Function* of_run_time(const char* name) {
+  return reinterpret_cast<Function*>(
+      reinterpret_cast<void (*)()>(GetProcAddress(GetModuleHandleW(run_time_dll), name)));
+}
+void* real_malloc(std::size_t size) {
+  static const auto call = of_run_time<void*(std::size_t)>("malloc");
+  return call(size);
+}
+void* real_calloc(std::size_t count, std::size_t size) {
+  static const auto call = of_run_time<void*(std::size_t, std::size_t)>("calloc");
+  return call(count, size);
+}
+void* real_realloc(void* p, std::size_t size) {
+  static const auto call = of_run_time<void*(void*, std::size_t)>("realloc");
+  return call(p, size);
+}
+void real_free(void* p) {
+  static const auto call = of_run_time<void(void*)>("free");
+  call(p);
+}
+#endif
+
 }  // namespace
 
 extern "C" {
 
-void* __real_malloc(std::size_t size);
-void* __real_calloc(std::size_t count, std::size_t size);
-void* __real_realloc(void* p, std::size_t size);
-void __real_free(void* p);
+#ifndef _WIN32
+void* real_malloc(std::size_t size) __asm__("__real_malloc");
+void* real_calloc(std::size_t count, std::size_t size) __asm__("__real_calloc");
+void* real_realloc(void* p, std::size_t size) __asm__("__real_realloc");
+void real_free(void* p) __asm__("__real_free");
+#endif
 
 void* __wrap_malloc(std::size_t size) {
-  return run_time.request(size, [=] { return __real_malloc(size); });
+  return run_time.request(size, [=] { return real_malloc(size); });
 }
 void* __wrap_calloc(std::size_t count, std::size_t size) {
-  return run_time.request(count * size, [=] { return __real_calloc(count, size); });
+  return run_time.request(count * size, [=] { return real_calloc(count, size); });
 }
 void* __wrap_realloc(void* p, std::size_t size) {
-  return run_time.request(size, [=] { return __real_realloc(p, size); });
+  return run_time.request(size, [=] { return real_realloc(p, size); });
 }
 void __wrap_free(void* p) {
   if (run_time.keeps_freed) {
     run_time.freed.push_back(p);
   } else {
-    __real_free(p);
+    real_free(p);
   }
 }
 }
