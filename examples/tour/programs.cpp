@@ -59,7 +59,7 @@ void report_a_fatal_error() {
   const run_result end = run_example("crash_report.exe", {"assert"});
   check(end.status == 3, "the exit status of a fatal error");
   check(find(end.output, "the route leads nowhere") < find(end.output, "Function: "), "the message of the run-time");
-  show_report(end.output, "Assertion in ", " check_route+");
+  show_report(end.output, "Assertion in ", "check_route+");
 }
 
 void restart_a_service() {
