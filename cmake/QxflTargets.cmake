@@ -111,14 +111,14 @@ function(qxfl_add_library library)
   target_include_directories(${name} PUBLIC $<BUILD_INTERFACE:${arg_INCLUDE}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
 endfunction()
 
-# qxfl_export_typeinfo(TARGET mangled_class_names…)
+# qxfl_export_typeinfo(LIBRARY mangled_class_names…)
 #
 # Exports the type information of classes that a template declared extern is instantiated for. Modules of GCC's ask for
 # it there, and GCC exports it with the class; clang does neither, and its DLLs would not go with GCC's programs.
-function(qxfl_export_typeinfo target)
+function(qxfl_export_typeinfo library)
   if(WIN32 AND CMAKE_CXX_COMPILER_ID MATCHES Clang)
     foreach(class IN LISTS ARGN)
-      target_link_options(${target} PRIVATE "SHELL:-Xlinker --Xlink=-export:_ZTI${class},DATA")
+      target_link_options(${qxfl_prefix}${library} PRIVATE "SHELL:-Xlinker --Xlink=-export:_ZTI${class},DATA")
     endforeach()
   endif()
 endfunction()
