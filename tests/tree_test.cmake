@@ -52,7 +52,7 @@ function(expect_program name way library source text)
   string(CONFIGURE "${parent}" project @ONLY)
   file(WRITE "${work}/${name}/CMakeLists.txt" "${project}")
   run("the configuration by ${name}" "${CMAKE_COMMAND}" -S "${work}/${name}" -B "${work}/${name}_build" -G Ninja
-      -C "${SETTINGS}" -D "CMAKE_SHARED_LINKER_FLAGS=-s" -D "CMAKE_MODULE_LINKER_FLAGS=-s")
+      -C "${SETTINGS}")
   run("the build by ${name}" "${CMAKE_COMMAND}" --build "${work}/${name}_build" --target program)
   run("the program by ${name}" "${EMULATOR}" "${program}")
   if(NOT output MATCHES "${text}")
