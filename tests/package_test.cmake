@@ -7,19 +7,7 @@ set(work "${BUILD}/package test")  # Any path does, also one with a blank.
 file(REMOVE_RECURSE "${work}")
 unset(ENV{CMAKE_PREFIX_PATH})
 
-function(run what)
-  execute_process(COMMAND ${ARGN} RESULT_VARIABLE result OUTPUT_VARIABLE output ERROR_VARIABLE output)
-  if(NOT result EQUAL 0)
-    message(FATAL_ERROR "${what} failed: ${result}\n${output}")
-  endif()
-  set(output "${output}" PARENT_SCOPE)
-endfunction()
-
-function(expect text)
-  if(NOT output MATCHES "${text}")
-    message(FATAL_ERROR "${text} is expected, but there is\n${output}")
-  endif()
-endfunction()
+include("${CMAKE_CURRENT_LIST_DIR}/run.cmake")
 
 # The command fails, and says why.
 function(expect_refusal text)

@@ -160,6 +160,9 @@ class Symbolise(unittest.TestCase):
             self.assertEqual(status, 1)
             self.assertIn(complaint, err)
         self.assertRegex(symbolise(self.fault, "--symbols", str(self.program))[1], "crash_report.exe is without debug")
+        status, out, _ = symbolise(self.fault, "--symbols", str(self.archive), "--tool", "false")
+        self.assertEqual((status, out[: len(self.fault)]), (1, self.fault))
+        self.assertRegex(out, "false (failed|does not read)")
 
 
 if __name__ == "__main__":

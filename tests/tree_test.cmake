@@ -7,13 +7,7 @@ cmake_policy(VERSION 3.25)
 set(work "${BUILD}/tree_test")
 file(REMOVE_RECURSE "${work}")
 
-function(run what)
-  execute_process(COMMAND ${ARGN} RESULT_VARIABLE result OUTPUT_VARIABLE output ERROR_VARIABLE output)
-  if(NOT result EQUAL 0)
-    message(FATAL_ERROR "${what} failed: ${result}\n${output}")
-  endif()
-  set(output "${output}" PARENT_SCOPE)
-endfunction()
+include("${CMAKE_CURRENT_LIST_DIR}/run.cmake")
 
 # The parent has targets with the names of ours, and settings of its own, which hold after ours have come.
 set(parent "cmake_minimum_required(VERSION 3.25)
@@ -55,9 +49,7 @@ function(expect_program name way library source text)
       -C "${SETTINGS}")
   run("the build by ${name}" "${CMAKE_COMMAND}" --build "${work}/${name}_build" --target program)
   run("the program by ${name}" "${EMULATOR}" "${program}")
-  if(NOT output MATCHES "${text}")
-    message(FATAL_ERROR "${text} is expected, but the program by ${name} printed\n${output}")
-  endif()
+  expect("${text}")
 endfunction()
 
 expect_program(add_subdirectory "add_subdirectory(\"${SOURCE}\" tree)" qxfl::fl "${SOURCE}/examples/first/first.cpp"

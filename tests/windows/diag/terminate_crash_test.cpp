@@ -8,6 +8,7 @@
 
 #include "as_written.hpp"
 #include "every_test.hpp"
+#include "faults.hpp"
 #include "import_patch.hpp"
 #include "memory_shortage.hpp"
 
@@ -21,6 +22,7 @@ namespace {
 
 namespace diag = foundation::core::diag;
 using foundation::core::process::mock_process;
+using test_support::fault_here;
 using test_support::import_patch;
 using testing::AllOf;
 using testing::HasSubstr;
@@ -96,25 +98,12 @@ void expect_end(void (*end)(), int status, const testing::Matcher<const std::str
   EXPECT_EXIT((install_handlers(), end()), testing::ExitedWithCode(status), told);
 }
 
-int* volatile null_pointer = nullptr;
 void (*volatile null_function)() = nullptr;
-
-AS_WRITTEN void fault_here() {
-  *null_pointer = 1;
-}
-
-/// Touches the stack ahead, as the compiler's own probe does before a large frame. So the fault comes while there is
-/// still room for a handler, whatever guarantee a thread has asked for: Wine knows none.
-AS_WRITTEN int recurse(int depth) {
-  volatile char room[1000] = {};
-  asm volatile("orq $0, -16384(%%rsp)" : : : "memory", "cc");
-  return depth < 0 ? 0 : recurse(depth + 1) + room[depth % 1000];
-}
 
 void overflow() {
   ULONG bytes = 16384;
   SetThreadStackGuarantee(&bytes);
-  recurse(0);
+  test_support::recurse(0);
 }
 
 /// The clock of threads that wait for another one. It stands still until that one is in the symbol service; from then

@@ -6,6 +6,7 @@
 
 #include "as_written.hpp"
 #include "every_test.hpp"
+#include "faults.hpp"
 #include "import_patch.hpp"
 #include "memory_shortage.hpp"
 #include "support.hpp"
@@ -25,6 +26,7 @@ namespace {
 namespace diag = foundation::core::diag;
 namespace kit = foundation::kit;
 using kit::hook_state;
+using test_support::fault_here;
 using test_support::import_patch;
 using test_support::injected;
 using testing::AllOf;
@@ -89,23 +91,10 @@ void run_in_thread(void (*work)()) {
   Sleep(INFINITE);
 }
 
-int* volatile null_pointer = nullptr;
 void (*volatile null_function)() = nullptr;
 
-AS_WRITTEN void fault_here() {
-  *null_pointer = 1;
-}
-
-/// Touches the stack ahead, as the compiler's own probe does before a large frame, so that the fault comes while there
-/// is still room for the system: Wine sets none aside.
-AS_WRITTEN int recurse(int depth) {
-  volatile char room[1000] = {};
-  asm volatile("orq $0, -16384(%%rsp)" : : : "memory", "cc");
-  return depth < 0 ? 0 : recurse(depth + 1) + room[depth % 1000];
-}
-
 void overflow() {
-  recurse(0);
+  test_support::recurse(0);
 }
 
 /// Uses the stack up but for 64 KB. Wine makes no smaller ones to begin with.
