@@ -13,11 +13,15 @@ int allocations_left = -1;  ///< how many succeed before one fails, or all; -1 f
 bool memory_comes_back = false;
 }  // namespace
 
-// Not inline, or the compiler takes each pair for a mismatch.
-[[gnu::noinline]] void* operator new(std::size_t size) {
+// Not inline, or the compiler takes each pair for a mismatch. All forms in use: the sanitizer's own ones do not go with
+// another's delete.
+[[gnu::noinline]] void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
   const bool fails = allocations_left == 0;
   allocations_left -= allocations_left > 0 || (fails && memory_comes_back);
-  void* const block = fails ? nullptr : std::malloc(size);
+  return fails ? nullptr : std::malloc(size);
+}
+[[gnu::noinline]] void* operator new(std::size_t size) {
+  void* const block = operator new(size, std::nothrow);
   return block != nullptr ? block : throw std::bad_alloc();
 }
 [[gnu::noinline]] void operator delete(void* block) noexcept {
