@@ -2,21 +2,12 @@
 // been delivered: the reaper and its futures against bare RegisterWaitForSingleObject. The child and the duplicates are
 // made outside the time.
 
-#include "process/child/process_reaper.hpp"
-#include "row.hpp"
-#include "windows_support.hpp"
+#include "reaping.hpp"
 
-#include <boost/thread/future.hpp>
-
-#include <atomic>
 #include <optional>
 #include <vector>
 
 namespace {
-
-namespace fp = foundation::core::process;
-using foundation::core::sysdep::windows::exit_status_promise;
-using foundation::core::sysdep::windows::process_reaper;
 
 constexpr std::size_t waits = 1000;
 
@@ -29,14 +20,6 @@ struct round {
 
 std::optional<round> current;
 
-HANDLE duplicate(HANDLE process) {
-  HANDLE copy = nullptr;
-  bench::check(
-      DuplicateHandle(GetCurrentProcess(), process, GetCurrentProcess(), &copy, 0, FALSE, DUPLICATE_SAME_ACCESS),
-      "DuplicateHandle");
-  return copy;
-}
-
 void prepare() {
   bench::pipe_ends input = bench::make_pipe();
   bench::check(SetHandleInformation(input.read.get(), HANDLE_FLAG_INHERIT, HANDLE_FLAG_INHERIT),
@@ -45,7 +28,7 @@ void prepare() {
   char ready;
   bench::check(bench::read_some(current->child.output.get(), &ready, 1) == 1, "the child's sign that it runs");
   for (std::size_t i = 0; i < waits; ++i) {
-    current->duplicates.push_back(duplicate(current->child.process.get()));
+    current->duplicates.push_back(bench::duplicate(current->child.process.get()));
   }
 }
 
@@ -53,60 +36,11 @@ void tell_child_to_end() {
   current->input.reset();
 }
 
-// One reaper for the whole process, as in the library.
-process_reaper& reaper() {
-  static process_reaper instance;
-  return instance;
-}
-
 void reap_ours(bench::product& result) {
-  std::vector<boost::future<fp::exit_status_variant>> statuses;
-  statuses.reserve(waits);
-  for (const HANDLE process : current->duplicates) {
-    exit_status_promise promise;
-    statuses.push_back(promise.get_future());
-    reaper().async_wait_on(process, std::move(promise));
-  }
-  tell_child_to_end();
-  reaper().join();  // As the peer waits for its last one: waking up for each of them is not what is measured.
-  for (auto& status : statuses) {
-    result.add_value(std::get<fp::detail::exited>(status.get()).exit_code);
-  }
+  bench::reap_ours(current->duplicates, tell_child_to_end, result);
 }
-
-struct bare_wait {
-  HANDLE process;
-  HANDLE wait;
-  DWORD code;
-  std::atomic<std::size_t>* open;
-  HANDLE all_done;
-};
-
-void CALLBACK on_exit(void* context, BOOLEAN) {
-  auto& record = *static_cast<bare_wait*>(context);
-  GetExitCodeProcess(record.process, &record.code);
-  CloseHandle(record.process);
-  UnregisterWaitEx(record.wait, nullptr);
-  if (--*record.open == 0) {
-    SetEvent(record.all_done);
-  }
-}
-
 void reap_bare(bench::product& result) {
-  std::atomic<std::size_t> open = waits;
-  const bench::unique_handle all_done(CreateEventW(nullptr, TRUE, FALSE, nullptr));
-  std::vector<bare_wait> records(waits);
-  for (std::size_t i = 0; i < waits; ++i) {
-    records[i] = {current->duplicates[i], nullptr, 0, &open, all_done.get()};
-    bench::check(RegisterWaitForSingleObject(&records[i].wait, records[i].process, on_exit, &records[i], INFINITE,
-                                             WT_EXECUTEONLYONCE),
-                 "RegisterWaitForSingleObject");
-  }
-  tell_child_to_end();
-  bench::check(WaitForSingleObject(all_done.get(), INFINITE) == WAIT_OBJECT_0, "WaitForSingleObject");
-  for (const bare_wait& record : records) {
-    result.add_value(static_cast<std::uint32_t>(record.code));
-  }
+  bench::reap_bare(current->duplicates, tell_child_to_end, result);
 }
 
 }  // namespace

@@ -9,11 +9,7 @@
 // is: duplicates of the handle of a child that has ended are asked for the exit code and closed.
 
 #include "import_patch.hpp"
-#include "process/child/process_reaper.hpp"
-#include "row.hpp"
-#include "windows_support.hpp"
-
-#include <boost/thread/future.hpp>
+#include "reaping.hpp"
 
 #include <algorithm>
 #include <atomic>
@@ -25,9 +21,6 @@
 
 namespace {
 
-namespace fp = foundation::core::process;
-using foundation::core::sysdep::windows::exit_status_promise;
-using foundation::core::sysdep::windows::process_reaper;
 using test_support::import_patch;
 
 constexpr std::size_t crowd = 10000;
@@ -53,44 +46,11 @@ std::vector<std::size_t> shuffled(std::size_t count) {
   return order;
 }
 
-// One reaper for the whole process, as in the library.
-process_reaper& reaper() {
-  static process_reaper instance;
-  return instance;
-}
-
-using statuses = std::vector<boost::future<fp::exit_status_variant>>;
-
-statuses wait_on(const HANDLE* first, std::size_t count) {
-  statuses made;
-  made.reserve(count);
-  for (std::size_t i = 0; i != count; ++i) {
-    exit_status_promise promise;
-    made.push_back(promise.get_future());
-    reaper().async_wait_on(first[i], std::move(promise));
-  }
-  return made;
-}
-
-void take_codes(statuses& from, bench::product& result) {
-  for (auto& status : from) {
-    result.add_value(std::get<fp::detail::exited>(status.get()).exit_code);
-  }
-}
-
 // ---- a crowd against the bare call ----
 
 BOOL WINAPI tell_seven(HANDLE, DWORD* code) {
   *code = 7;
   return TRUE;
-}
-
-HANDLE duplicate(HANDLE handle) {
-  HANDLE copy = nullptr;
-  bench::check(
-      DuplicateHandle(GetCurrentProcess(), handle, GetCurrentProcess(), &copy, 0, FALSE, DUPLICATE_SAME_ACCESS),
-      "DuplicateHandle");
-  return copy;
 }
 
 // Events that stand for children: handles to wait on, which the contender takes over, and handles to set them by.
@@ -99,7 +59,7 @@ struct children {
     for (std::size_t i = 0; i != crowd; ++i) {
       own.emplace_back(CreateEventW(nullptr, TRUE, FALSE, nullptr));
       bench::check(own.back().get() != nullptr, "CreateEventW");
-      waited_on.push_back(duplicate(own.back().get()));
+      waited_on.push_back(bench::duplicate(own.back().get()));
     }
   }
   void end() const {
@@ -138,7 +98,7 @@ struct scripted_pool {
 struct ended_child {
   ended_child() {
     while (duplicates.size() != crowd) {
-      duplicates.push_back(duplicate(child().process.get()));
+      duplicates.push_back(bench::duplicate(child().process.get()));
     }
   }
   static const bench::child& child() {
@@ -173,46 +133,14 @@ void expect_sevens(bench::product& result) {
   }
 }
 
+void end_events() {
+  events->end();
+}
 void reap_ours(bench::product& result) {
-  statuses all = wait_on(events->waited_on.data(), crowd);
-  events->end();
-  reaper().join();  // As the peer waits for its last one: waking up for each of them is not what is measured.
-  take_codes(all, result);
+  bench::reap_ours(events->waited_on, end_events, result);
 }
-
-struct bare_wait {
-  HANDLE process;
-  HANDLE wait;
-  DWORD code;
-  std::atomic<std::size_t>* open;
-  HANDLE all_done;
-};
-
-void CALLBACK on_exit(void* context, BOOLEAN) {
-  auto& record = *static_cast<bare_wait*>(context);
-  GetExitCodeProcess(record.process, &record.code);
-  CloseHandle(record.process);
-  UnregisterWaitEx(record.wait, nullptr);
-  if (--*record.open == 0) {
-    SetEvent(record.all_done);
-  }
-}
-
 void reap_bare(bench::product& result) {
-  std::atomic<std::size_t> open = crowd;
-  const bench::unique_handle all_done(CreateEventW(nullptr, TRUE, FALSE, nullptr));
-  std::vector<bare_wait> records(crowd);
-  for (std::size_t i = 0; i != crowd; ++i) {
-    records[i] = {events->waited_on[i], nullptr, 0, &open, all_done.get()};
-    bench::check(RegisterWaitForSingleObject(&records[i].wait, records[i].process, on_exit, &records[i], INFINITE,
-                                             WT_EXECUTEONLYONCE),
-                 "RegisterWaitForSingleObject");
-  }
-  events->end();
-  bench::check(WaitForSingleObject(all_done.get(), INFINITE) == WAIT_OBJECT_0, "WaitForSingleObject");
-  for (const bare_wait& record : records) {
-    result.add_value(static_cast<std::uint32_t>(record.code));
-  }
+  bench::reap_bare(events->waited_on, end_events, result);
 }
 
 // ---- a crowd against handfuls ----
@@ -227,13 +155,13 @@ void prepare_ended() {
 bench::contender reap_ended(std::size_t at_once) {
   return {[at_once, order = shuffled(at_once)](bench::product& result) {
             for (std::size_t first = 0; first != crowd; first += at_once) {
-              statuses all = wait_on(ended->duplicates.data() + first, at_once);
+              bench::statuses all = bench::wait_on(ended->duplicates.data() + first, at_once);
               for (const std::size_t next : order) {
                 const auto [callback, context] = scripted_pool::open[next];
                 callback(context, FALSE);
               }
               scripted_pool::open.clear();
-              take_codes(all, result);
+              bench::take_codes(all, result);
             }
           },
           prepare_ended};
