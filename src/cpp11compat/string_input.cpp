@@ -57,7 +57,7 @@ basic_istream<char16_t>& getline(basic_istream<char16_t>& in, u16string& line, c
         if (ready > 0) {
           const char16_t* const first = buffer.gptr();
           const char16_t* const last = cpp11compat::find_unit(first, first + block_size(ready, room), delimiter);
-          line.append(first, last);
+          line.append(first, static_cast<size_t>(last - first));
           buffer.gbump(static_cast<int>(last - first));
         } else {
           line.push_back(unit);
