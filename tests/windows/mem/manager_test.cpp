@@ -55,11 +55,18 @@ std::string log_line(const std::string& text) {
   return "MEMORY MANAGEMENT: " + text + "\n";
 }
 
-/// Lets the plug-in be looked for in a folder beside the program, and nowhere else.
+/// Lets the library believe that it lies in a folder beside the program, which may have a plug-in. One that would agree
+/// stands in all places where a bare name would find it.
 void take_plugin_from(const char* folder) {
-  SetDefaultDllDirectories(LOAD_LIBRARY_SEARCH_USER_DIRS);
-  const std::filesystem::path program = test_support::widen(test_support::child_path(""));
-  AddDllDirectory((program.parent_path() / folder).c_str());
+  const std::filesystem::path programs =
+      std::filesystem::path(test_support::widen(test_support::child_path(""))).parent_path();
+  std::filesystem::current_path(programs / "plugin_agreeing");
+  SetDllDirectoryW((programs / "plugin_agreeing").c_str());
+  static const injected<decltype(&GetModuleFileNameW)> own_file(
+      library, "GetModuleFileNameW", [where = (programs / folder / "x.dll").wstring()](auto, auto, auto* name, DWORD) {
+        *std::copy(where.begin(), where.end(), name) = L'\0';
+        return static_cast<DWORD>(where.size());
+      });
 }
 
 /// As the run-time and as the system have it.

@@ -4,6 +4,7 @@
 #include <i18n/convert.hpp>
 #include <i18n/path.hpp>
 
+#include "common/windows/own_folder.hpp"
 #include "common/windows/system_error.hpp"
 #include "crash/windows/file_name.hpp"
 
@@ -74,18 +75,11 @@ constexpr std::uint32_t type_of(dump_content content) {
 
 /// Of this DLL's folder, or of the program's where the kit is linked into it.
 ustring own_helper() {
-  HMODULE self = nullptr;
-  GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-                     reinterpret_cast<const wchar_t*>(&own_helper), &self);
-  std::wstring file(dump_request::longest_file, L'\0');
-  const DWORD length = GetModuleFileNameW(self, file.data(), static_cast<DWORD>(file.size()));
-  if (length == 0) {
+  const std::wstring folder = core::sysdep::windows::own_folder();
+  if (folder.empty()) {
     throw_system_error(GetLastError(), "GetModuleFileNameW");
   }
-  file.resize(length);
-  file.resize(file.find_last_of(L"\\/") + 1);
-  file += L"qxcrashdump.exe";
-  return {file.begin(), file.end()};
+  return ustring(folder.begin(), folder.end()) + u"qxcrashdump.exe";
 }
 
 DWORD milliseconds(std::chrono::milliseconds limit) {
