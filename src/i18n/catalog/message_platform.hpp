@@ -4,6 +4,7 @@
 
 #include <i18n/ustring.hpp>
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <stdexcept>
@@ -23,8 +24,11 @@ struct unreachable_directory : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+/// In bytes. Real catalogs are a thousand times smaller: a file that somebody lets grow is not to take all memory.
+constexpr std::size_t largest_catalog_file = std::size_t{64} << 20;
+
 /// The content of the file, or nothing if there is no such file. May wait for the network. Throws
-/// `unreachable_directory`, and `bad_catalog` with the system's reason.
+/// `unreachable_directory`, and `bad_catalog` with the system's reason, or for a file that is too large.
 std::optional<std::string> read_catalog_file(const ustring& path);
 
 /// Since the system started.

@@ -110,6 +110,9 @@ std::optional<std::string> read_catalog_file(const ustring& path) {
   std::string content;
   std::string part(65536, '\0');
   for (DWORD count = 0;; content.append(part, 0, count)) {
+    if (content.size() > largest_catalog_file) {
+      throw_bad_catalog(path, "it is larger than 64 MiB");
+    }
     if (ReadFile(file, part.data(), static_cast<DWORD>(part.size()), &count, nullptr) == FALSE) {
       refuse(path, "ReadFile", GetLastError());
     }

@@ -63,6 +63,14 @@ TEST(MessagePlatform, FindsTheFilesOfTheUsersLanguageAndSaysWhyOneCannotBeRead) 
   opened.reset();
   opened.handle_with([](auto original, LPCWSTR, auto... rest) { return original(L"NUL", rest...); });
   says("it is not a file on a disk");
+  opened.reset();
+  const std::string huge = "\\\\?\\" + deep + "\\de\\HUGE.json";
+  test_support::write_file(huge, "{");
+  std::filesystem::resize_file(test_support::widen(huge), std::uintmax_t{2} << 30);
+  injected<decltype(&ReadFile)> reads(library, "ReadFile");
+  EXPECT_THAT([] { MessageCatalog::get_message({"HUGE", "a"}); },
+              ThrowsMessage<fl::i18n::bad_catalog>(HasSubstr("cannot be used: it is larger than 64 MiB")));
+  EXPECT_LE(reads.calls(), 1100u) << "of 64 KiB each: memory is for what may be a catalog";
 }
 
 }  // namespace

@@ -26,7 +26,7 @@
 // last word, so that a text can be mended without a new program.
 //
 // Files are read when they are first needed and kept. So is the knowledge that one is not there, or a directory out of
-// reach. `reload` forgets all of that.
+// reach. `reload` forgets all of that. One of more than 64 MiB is a file at fault.
 //
 // Thread safety: everything may be called from every thread at any time. Nobody waits for a file that another thread
 // reads.

@@ -107,6 +107,12 @@ TEST(CatalogFile, TextsAreReadOrTheFaultIsNamed) {
     refuses("{\n\"b\": " + value + "}", "line 2, column ");
     refuses(value == "{}" ? "\"b\"" : value, "line 1, column ");
   }
+  std::string objects;
+  for (int depth = 0; depth != 100'000; ++depth) {
+    objects += "{\"a\":";
+  }
+  refuses(objects, "line 1, column 6: the value of \"a\" is not a text");
+  refuses(std::string(100'000, '['), "line 1, column 1: one object from mnemonics to texts is expected");
 }
 
 }  // namespace
