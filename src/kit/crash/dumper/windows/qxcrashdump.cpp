@@ -29,12 +29,20 @@ DWORD write_dump(const dump_request& wanted, HANDLE file) {
   return error != 0 ? error : ERROR_WRITE_FAULT;
 }
 
+/// What a damaged process leaves of the name must not lead into the current directory.
+bool is_absolute(const wchar_t* name) {
+  return (name[0] == L'\\' && name[1] == L'\\') || (name[0] != L'\0' && name[1] == L':' && name[2] == L'\\');
+}
+
 /// The file has its name only when it is complete. Returns 0, or what has failed.
 DWORD make_file(const dump_request& wanted) {
   static wchar_t name[dump_request::longest_file + 1], part[dump_request::longest_file + 6];
   static_assert(sizeof name == sizeof wanted.file);
   memcpy(name, wanted.file, sizeof name);
   name[dump_request::longest_file] = L'\0';
+  if (!is_absolute(name)) {
+    return ERROR_INVALID_NAME;
+  }
   wcscpy(part, name);
   wcscat(part, L".part");
   const HANDLE file = CreateFileW(part, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_ALWAYS,
