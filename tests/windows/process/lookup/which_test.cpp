@@ -118,6 +118,8 @@ TEST_F(Which, FindsWhatRunsByEachEndingInTurnAsItStandsAndThenInEachFolderOfPath
       {"folder.exe", "A;;B", found("B\\folder.exe")},
       {"script", "B", boost::none},
       {"plain", "B", boost::none},
+      {"two.bat", "\\\\no-such-server\\share;\\\\?\\;C:;nul;?*;" + std::string(32'000, 'x') + ";A",
+       found("A\\two.bat")},
       {"t.2\U0001f600", "A;" + green, found(green + smile + ".EXE")},
       {green + smile, "A", found(green + smile + ".EXE")},
   };

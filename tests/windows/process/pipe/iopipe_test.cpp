@@ -104,3 +104,38 @@ TEST(ChildPipes, CarryEachStreamAndTheParentKeepsItsOwnEndsAlone) {
   EXPECT_EQ(read_all(output.device()), "to and fro");
   EXPECT_EQ(read_all(errors.device()), "aside");
 }
+
+// Whoever gives the text chooses the handles, so a pipe made of it may be of anything that the process has open, or of
+// nothing. What is not named is left alone.
+TEST(Pipe, MadeOfATextRefusesTransferForWhateverIsNoPipeAndTakesNothingButWhatIsNamed) {
+  const test_support::temp_dir folder;
+  EXPECT_TRUE(loses_no_handle([&] {
+    const HANDLE bystander = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    const HANDLE directory = CreateFileW(test_support::widen(folder.path()).c_str(), GENERIC_READ, 7, nullptr,
+                                         OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+    const HANDLE named[] = {CreateEventW(nullptr, TRUE, TRUE, nullptr), directory,
+                            OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, GetCurrentProcessId()),
+                            CreateThread(nullptr, 0, [](void*) -> DWORD { return 0; }, nullptr, 0, nullptr)};
+    std::vector<std::string> numbers = {"3", "11259372", "4294967295", "18446744073709551614", "18446744073709551615"};
+    for (const HANDLE each : named) {
+      numbers.push_back(std::to_string(reinterpret_cast<std::uintptr_t>(each)));
+    }
+    for (const std::string& number : numbers) {
+      for (const char* const flags : {" 1 0 0 0", " 0 0 0 1"}) {
+        const iopipe_device device(process::iopipe_descriptor("0 " + number + flags));
+        EXPECT_THROW(device.write("text", 4), process::iopipe_write_error) << number << flags;
+        device.release_write_handle();
+        const iopipe_device reading(process::iopipe_descriptor(number + " 0" + flags));
+        char got[4];
+        EXPECT_THROW(reading.read(got, 4), process::iopipe_read_error) << number << flags;
+        reading.release_read_handle();
+      }
+      const iopipe_device owner(process::iopipe_descriptor(number + " 0 0 0 0 0"));
+    }
+    DWORD flags = 0;
+    for (const HANDLE each : named) {
+      EXPECT_FALSE(GetHandleInformation(each, &flags)) << "the pipe owned it";
+    }
+    EXPECT_TRUE(CloseHandle(bystander));
+  }));
+}
