@@ -85,9 +85,7 @@ scoped_variable::~scoped_variable() {
   set_variable(name_, former_);
 }
 
-namespace {
-
-DWORD handle_count() {
+unsigned long handle_count() {
   DWORD count = 0;
   if (::GetProcessHandleCount(::GetCurrentProcess(), &count) && count != 0) {
     return count;
@@ -105,6 +103,8 @@ DWORD handle_count() {
   }
   return count;
 }
+
+namespace {
 
 /// The count, once it is no more than `wanted`; or half a second later. Callbacks of the system's pool close handles,
 /// too.

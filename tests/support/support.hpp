@@ -53,6 +53,9 @@ class scoped_variable {
   std::optional<std::wstring> former_;
 };
 
+/// The handles that this process has now, whoever made them.
+unsigned long handle_count();
+
 /// Repeats `work`, four times at most, until a run ends with no more handles than it began with. A leak grows with
 /// every run; what the system and the run-time make once and then keep does not: with the first exception, the first
 /// text of an error, or the first time that two threads meet at a lock, which may come with any run.
