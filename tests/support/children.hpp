@@ -48,7 +48,7 @@ inline void let_it_end(const process::process& child) {
   CloseHandle(handle);
 }
 
-/// An event that children wait for before they end, set when it goes. The session has none of its name.
+/// An event that children wait for before they end, set when it goes. The session has none of its name. Any thread.
 class common_event {
  public:
   common_event() : event_(CreateEventA(nullptr, TRUE, FALSE, name_.c_str())) {}
@@ -62,7 +62,7 @@ class common_event {
   process::command waiting() const { return command("wait", {name_}); }
 
  private:
-  static inline unsigned made_ = 0;
+  static inline std::atomic<unsigned> made_{0};
   std::string name_ = "qxfl-test-" + std::to_string(GetCurrentProcessId()) + "-" + std::to_string(++made_);
   HANDLE event_;
 };

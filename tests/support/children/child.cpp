@@ -19,8 +19,14 @@
 //                          streams, and ends.
 // start ARGUMENT...        does the same, but waits for it.
 // tree EVENT_NAME          leaves a process behind that waits for that event, writes "ready" and waits for it, too.
+// traffic OUT ERR [DESCRIPTOR]
+//                          reads its input to the end, and then the read end that a descriptor names; writes a header,
+//                          as many bytes to standard output as OUT says, closes it, and does the same for the error
+//                          output, if that is another one. Its code is that of the sums (traffic.hpp).
 // wait EVENT_NAME          waits until that event is set.
 // out TEXT, err TEXT       writes the text to standard output or error.
+#include "traffic.hpp"
+
 #include <windows.h>
 #include <shellapi.h>
 
@@ -51,14 +57,19 @@ void write_all(HANDLE to, std::string_view bytes) {
   }
 }
 
-void copy_all(HANDLE from, HANDLE to) {
+template <class Take>
+void read_all(HANDLE from, Take take) {
   static char buffer[65536];
   DWORD got = 0;
   // A file ends with 0 bytes, a pipe with ERROR_BROKEN_PIPE: there 0 bytes are an empty write of the other side.
   while (::ReadFile(from, buffer, sizeof buffer, &got, nullptr) &&
          (got != 0 || ::GetFileType(from) == FILE_TYPE_PIPE)) {
-    write_all(to, {buffer, got});
+    take(std::string_view(buffer, got));
   }
+}
+
+void copy_all(HANDLE from, HANDLE to) {
+  read_all(from, [to](std::string_view bytes) { write_all(to, bytes); });
 }
 
 std::string to_utf8(std::wstring_view wide) {
@@ -124,6 +135,33 @@ void take_over_pipe(const arguments& given) {
 
 void wait(const arguments& given) {
   ::WaitForSingleObject(::OpenEventW(SYNCHRONIZE, FALSE, given[0].c_str()), INFINITE);
+}
+
+HANDLE read_end(const std::wstring& descriptor) {
+  return reinterpret_cast<HANDLE>(number(descriptor));
+}
+
+void exchange_traffic(const arguments& given) {
+  traffic::checksum read, written;
+  traffic::header sums{};
+  const auto take = [&](std::string_view bytes) {
+    read.add(bytes);
+    sums.bytes_read += bytes.size();
+  };
+  read_all(in, take);
+  if (given.size() == 3) {
+    read_all(read_end(given[2]), take);
+  }
+  const std::string own = traffic::content(read.value, number(given[0]));
+  const std::string error = traffic::content(~read.value, number(given[1]));
+  written.add(own);
+  written.add(error);
+  sums = {sums.bytes_read, read.value, own.size() + error.size(), written.value};
+  write_all(out, {reinterpret_cast<const char*>(&sums), sizeof sums});
+  write_all(out, own);
+  ::CloseHandle(out);  // The parent reads to the end here, before it reads the other output.
+  write_all(err, error);
+  ::ExitProcess(traffic::exit_code(sums));
 }
 
 void flood(const arguments& given) {
@@ -192,6 +230,7 @@ const std::map<std::wstring, void (*)(const arguments&)> modes = {
     {L"pipe", take_over_pipe},
     {L"start", start},
     {L"tree", tree},
+    {L"traffic", exchange_traffic},
     {L"wait", wait},
     {L"out", [](const arguments& given) { write_all(out, to_utf8(given[0])); }},
     {L"err", [](const arguments& given) { write_all(err, to_utf8(given[0])); }},
