@@ -6,7 +6,7 @@
 
 #include "children/traffic.hpp"
 #include "measure.hpp"
-#include "seeded_random.hpp"
+#include "random_numbers.hpp"
 
 #include <array>
 #include <thread>
@@ -15,7 +15,7 @@ namespace {
 
 namespace process = foundation::core::process;
 using process::open_mode::read;
-using test_support::seeded_random;
+using test_support::random_numbers;
 
 constexpr std::size_t thread_count = 4;
 constexpr std::size_t steps = 20;  // The first, in which everything is made that is made once, is the warm-up.
@@ -38,7 +38,7 @@ struct sides {
   side parent{}, children{};
 };
 
-std::size_t any_size(seeded_random& random) {
+std::size_t any_size(random_numbers& random) {
   return random.below(random.chance(4) ? 200'000 : random.chance(25) ? 20'000 : 500);
 }
 
@@ -47,7 +47,7 @@ enum class error_output { inherited, own_pipe, merged };
 /// One child: what it is given, how it is wired, and what came of it.
 class exchange {
  public:
-  explicit exchange(seeded_random& random)
+  explicit exchange(random_numbers& random)
       : random_(random),
         errors_(random.pick(std::array{error_output::inherited, error_output::own_pipe, error_output::merged})),
         input_(traffic::content(random.bits(), any_size(random))) {
@@ -124,7 +124,7 @@ class exchange {
     sums.children += theirs;
   }
 
-  seeded_random& random_;
+  random_numbers& random_;
   error_output errors_;
   std::string input_;
   std::optional<std::string> further_input_;
@@ -139,7 +139,7 @@ sides run_children(std::size_t first, std::size_t last) {
     threads.emplace_back([=, &each] {
       for (std::size_t number = first + own; number < last; number += thread_count) {
         try {
-          seeded_random random(number);
+          random_numbers random(number);
           exchange(random).run(each[own]);
         } catch (const std::exception& failure) {
           soak::expect(false, "child " + std::to_string(number) + ": " + failure.what());

@@ -6,7 +6,7 @@
 #include "children.hpp"
 #include "measure.hpp"
 #include "process/child/process_reaper_instance.hpp"
-#include "seeded_random.hpp"
+#include "random_numbers.hpp"
 
 #include <thread>
 
@@ -16,7 +16,7 @@ namespace process = foundation::core::process;
 using foundation::core::sysdep::windows::exit_status_promise;
 using foundation::core::sysdep::windows::process_reaper;
 using foundation::core::sysdep::windows::process_reaper_instance;
-using test_support::seeded_random;
+using test_support::random_numbers;
 
 constexpr std::size_t waits_of_round = 50;
 constexpr std::size_t registering_threads = 3;
@@ -39,7 +39,7 @@ struct totals {
 /// Some waits of one reaper, which has been cancelled at the end.
 class round {
  public:
-  explicit round(seeded_random& random) : waits_(waits_of_round) {
+  explicit round(random_numbers& random) : waits_(waits_of_round) {
     for (wait& each : waits_) {
       each.when = static_cast<end>(random.below(4));
     }
@@ -170,7 +170,7 @@ void soak_waits(const std::vector<std::string>& arguments) {
   soak::holdings warm{};
   soak::print_heads({"waits", "seconds", "answered", "given up", "cancellations", "handles", "heap, KiB"});
   for (std::size_t number = 1; number <= rounds; ++number) {
-    seeded_random random(number);
+    random_numbers random(number);
     round(random).run(sums);
     test_support::tell_progress();
     if (number % std::max<std::size_t>(rounds / 10, 1) == 0) {
