@@ -173,7 +173,7 @@ void soak_children(const std::vector<std::string>& arguments) {
   const soak::stopwatch watch;
   sides all;
   soak::holdings warm{};
-  soak::print_heads({"children", "seconds", "handles", "heap, KiB", "private, KiB"});
+  soak::print_heads(soak::with_holdings({"children", "seconds"}));
   for (std::size_t step = 0; step != steps; ++step) {
     const sides some = run_children(count * step / steps, count * (step + 1) / steps);
     all.parent += some.parent;
@@ -181,8 +181,8 @@ void soak_children(const std::vector<std::string>& arguments) {
     const soak::holdings now = soak::measure();
     warm = step == 0 ? now : warm;
     if (step == 0 || step % 2 == 1) {
-      soak::print_row({soak::text(count * (step + 1) / steps), soak::text(watch.seconds(), 0), soak::text(now.handles),
-                       soak::kib(now.heap), soak::kib(now.private_)});
+      soak::print_row(
+          soak::with_holdings({soak::text(count * (step + 1) / steps), soak::text(watch.seconds(), 0)}, now));
     }
   }
   soak::expect_flat(warm, soak::measure());

@@ -110,6 +110,16 @@ inline std::string kib(std::size_t bytes) {
   return text(bytes / 1024);
 }
 
+/// The last cells of a row that tells what the process holds, and their heads.
+inline std::vector<std::string> with_holdings(std::vector<std::string> cells, const holdings& now) {
+  cells.insert(cells.end(), {text(now.handles), kib(now.heap), kib(now.private_)});
+  return cells;
+}
+inline std::vector<std::string> with_holdings(std::vector<std::string> heads) {
+  heads.insert(heads.end(), {"handles", "heap, KiB", "private, KiB"});
+  return heads;
+}
+
 /// Prints one row of a table, and the line below the heads of its columns.
 inline void print_row(const std::vector<std::string>& cells) {
   for (const std::string& cell : cells) {

@@ -168,7 +168,7 @@ void soak_waits(const std::vector<std::string>& arguments) {
   const soak::stopwatch watch;
   totals sums;
   soak::holdings warm{};
-  soak::print_heads({"waits", "seconds", "answered", "given up", "cancellations", "handles", "heap, KiB"});
+  soak::print_heads(soak::with_holdings({"waits", "seconds", "answered", "given up", "cancellations"}));
   for (std::size_t number = 1; number <= rounds; ++number) {
     random_numbers random(number);
     round(random).run(sums);
@@ -176,9 +176,10 @@ void soak_waits(const std::vector<std::string>& arguments) {
     if (number % std::max<std::size_t>(rounds / 10, 1) == 0) {
       const soak::holdings now = soak::measure();
       warm = warm.handles == 0 ? now : warm;
-      soak::print_row({soak::text(sums.waits), soak::text(watch.seconds(), 0), soak::text(sums.answered),
-                       soak::text(sums.given_up), soak::text(sums.cancellations), soak::text(now.handles),
-                       soak::kib(now.heap)});
+      soak::print_row(
+          soak::with_holdings({soak::text(sums.waits), soak::text(watch.seconds(), 0), soak::text(sums.answered),
+                               soak::text(sums.given_up), soak::text(sums.cancellations)},
+                              now));
     }
   }
   soak::expect_flat(warm, soak::measure());
