@@ -63,7 +63,10 @@ std::string joined(const std::vector<ustring>& texts) {
 
 message_store::message_store()
     : search_(std::make_shared<const search>(
-          search{split_path(message_path_variable()), fallback_chain(tag_of_locale(display_language())), {}})) {}
+          search{split_path(message_path_variable()), fallback_chain(tag_of_locale(display_language())), {}})) {
+  // That of winpthreads is made when it is first locked, and keeps out nobody while several threads do that at once.
+  const std::unique_lock make_it_now(mutex_);
+}
 
 ustring message_store::text_of(const resource_core::BaseMsgID& id) {
   const auto where = current_search();

@@ -3,6 +3,7 @@
 #include <i18n/message_catalog.hpp>
 
 #include "catalog/message_platform.hpp"
+#include "catalog/message_store.hpp"
 #include "every_test.hpp"
 #include "host/message_platform.hpp"
 
@@ -150,6 +151,28 @@ TEST(MessageCatalog, PassesOverADirectoryOutOfReachForAWhileAndSaysSoOnce) {
   }
   EXPECT_EQ(messages().log, "\\\\far\\share: no answer\n");
   messages().reading = nullptr;
+}
+
+// A shared mutex of one run-time for Windows let two writers in at once while it was used for the first time.
+TEST(MessageCatalog, NothingIsLostWhereSeveralThreadsAreTheFirstToUseIt) {
+  for (int round = 0; round != 100; ++round) {
+    fl::i18n::detail::message_store store;
+    const std::string names[] = {"A", "B", "C", "D"};
+    std::atomic<unsigned> arrived{0};
+    std::vector<std::jthread> threads;
+    for (const std::string& name : names) {
+      threads.emplace_back([&] {
+        for (++arrived; arrived != std::size(names);) {
+          std::this_thread::yield();
+        }
+        store.add_catalog("en", name, R"({"a": "b"})");
+      });
+    }
+    threads.clear();
+    for (const std::string& name : names) {
+      EXPECT_EQ(store.text_of({name, "a"}), u"b");
+    }
+  }
 }
 
 }  // namespace
