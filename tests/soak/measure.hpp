@@ -90,11 +90,12 @@ inline holdings measure() {
   return {test_support::handle_count(), heap_bytes(), memory.PagefileUsage};
 }
 
-/// The run-time and the system make a few handles at any moment and keep them; caches fill up for a while.
+/// The run-time and the system make a few things at any moment and keep them; the system's pool keeps the stacks of its
+/// threads, of which there are more after a rush.
 inline void expect_flat(const holdings& before, const holdings& after) {
   expect(after.handles <= before.handles + 8, "handles are flat");
-  expect(static_cast<double>(after.heap) <= 1.03 * static_cast<double>(before.heap), "the heap is flat");
-  expect(static_cast<double>(after.private_) <= 1.05 * static_cast<double>(before.private_), "private bytes are flat");
+  expect(after.heap <= before.heap + before.heap / 32 + 16 * 1024, "the heap is flat");
+  expect(after.private_ <= before.private_ + before.private_ / 20 + 16 * 1024 * 1024, "private bytes are flat");
 }
 
 inline std::string text(std::size_t number) {

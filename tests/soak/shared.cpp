@@ -24,8 +24,8 @@ constexpr unsigned segments = 10;
 enum deed { started, polled, awaited, by_future, killed, moved, detached, released, status_seen, deed_count };
 std::array<std::atomic<std::size_t>, deed_count> done;
 
-/// Many who use a thing, or one who has it to itself, which nobody waits for. (Each std::shared_mutex of this run-time
-/// leaves two handles behind.)
+/// Many who use a thing, or one who has it to itself, which nobody waits for. (That of the run-time, std::shared_mutex,
+/// lets in both where several threads are the first to use it, and leaves two handles behind.)
 class guest_book {
  public:
   void lock_shared() {
