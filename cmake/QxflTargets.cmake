@@ -40,6 +40,10 @@ endif()
 if(QXFL_SANITIZE)
   target_compile_options(qxfl_options INTERFACE -fsanitize=${QXFL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(qxfl_options INTERFACE -fsanitize=${QXFL_SANITIZE})
+  if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
+    # Names of one source hide those of another that is compiled with it. The build for Windows looks at each by itself.
+    target_compile_options(qxfl_options INTERFACE $<$<BOOL:${QXFL_UNITY}>:-Wno-shadow>)
+  endif()
 endif()
 
 # Adds the Windows version resource of a DLL to its sources.

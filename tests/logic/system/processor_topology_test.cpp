@@ -6,8 +6,8 @@
 
 #include "every_test.hpp"
 #include "host/log_records.hpp"
-#include "processor_records.hpp"
 #include "seeded_random.hpp"
+#include "slow_core_count.hpp"
 
 namespace {
 
@@ -18,9 +18,6 @@ using testing::IsEmpty;
 
 constexpr std::uint64_t all = ~std::uint64_t{0};
 const process_affinity anywhere = {all, 1, {0}};
-
-/// Cores and logical processors of the machine, then those that the process may use.
-using counts = std::array<unsigned long long, 4>;
 
 counts count(byte_range records, const process_affinity& affinity) {
   const core_counts told = countCores(records, affinity);
@@ -68,41 +65,6 @@ class ProcessorTopology : public testing::Test {
     foundation::log::set_level("foundation::core::system::CpuInfo", foundation::log::severity::complaint);
   }
 };
-
-/// The rule once more, in one loop over bytes.
-counts count_slowly(const record_buffer& records, const process_affinity& affinity) {
-  const auto number = [&](std::size_t at, std::size_t bytes) {
-    std::uint64_t value = 0;
-    while (bytes-- != 0) {
-      value = value << 8 | std::to_integer<std::uint64_t>(records.at(at + bytes));
-    }
-    return value;
-  };
-  counts counted{};
-  std::size_t size = 0;
-  for (std::size_t at = 0; at + 8 <= records.size() && number(at + 4, 4) >= 8; at += size) {
-    size = number(at + 4, 4);
-    const std::size_t there = std::min(size, records.size() - at);
-    if (number(at, 4) == 0 && there >= 42) {
-      const std::uint64_t allowed = affinity.group_count == 1 && affinity.mask != 0 ? affinity.mask : all;
-      const bool member = std::count(affinity.groups.begin(), affinity.groups.end(), number(at + 40, 2)) != 0;
-      const int processors = member ? __builtin_popcountll(number(at + 32, 8) & allowed) : 0;
-      counted[0] += 1;
-      counted[2] += processors != 0;
-      counted[3] += static_cast<unsigned>(processors);
-    } else if (number(at, 4) == 4 && there >= 32 && there >= 32 + 48 * number(at + 10, 2)) {
-      for (std::size_t group = 0; group != number(at + 10, 2); ++group) {
-        counted[1] += number(at + 32 + 48 * group + 1, 1);
-      }
-    } else if (number(at, 4) == 0 || number(at, 4) == 4) {
-      break;
-    }
-    if (size > there) {
-      break;
-    }
-  }
-  return counted;
-}
 
 TEST_F(ProcessorTopology, CountsByTheRuleAndReadsNothingOutsideDamagedBuffers) {
   seeded_random random;

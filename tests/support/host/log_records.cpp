@@ -57,6 +57,7 @@ void write_standard_error(std::string_view text) noexcept {
 error_keeper::error_keeper() noexcept : last_error_(0), errno_(errno) {}
 
 error_keeper::~error_keeper() {
+  static_cast<void>(last_error_);  // Only Windows has one.
   errno = errno_;
 }
 

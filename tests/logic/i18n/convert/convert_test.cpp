@@ -3,55 +3,18 @@
 #include <i18n/convert.hpp>
 #include <i18n/encoding.hpp>
 
-#include "any_text.hpp"
 #include "codec/kernel.hpp"
 #include "every_test.hpp"
+#include "reference_text.hpp"
 
 namespace {
 
 using fl::ustring;
 using namespace fl::i18n;
+using test_support::bytes_of;
+using test_support::points_of;
+using test_support::reference_decode;
 using test_support::units_of;
-
-using byte_range = std::pair<unsigned char, unsigned char>;
-constexpr byte_range trail{0x80, 0xBF};
-/// The well-formed sequences of UTF-8, as the standard lists them: the range of each byte.
-const std::vector<byte_range> sequences[] = {{{0x00, 0x7F}},
-                                             {{0xC2, 0xDF}, trail},
-                                             {{0xE0, 0xE0}, {0xA0, 0xBF}, trail},
-                                             {{0xE1, 0xEC}, trail, trail},
-                                             {{0xED, 0xED}, {0x80, 0x9F}, trail},
-                                             {{0xEE, 0xEF}, trail, trail},
-                                             {{0xF0, 0xF0}, {0x90, 0xBF}, trail, trail},
-                                             {{0xF1, 0xF3}, trail, trail, trail},
-                                             {{0xF4, 0xF4}, {0x80, 0x8F}, trail, trail}};
-
-/// Of UTF-8, with `replacement` for each maximal ill-formed subpart.
-ustring reference_decode(std::string_view bytes, char16_t replacement = 0xFFFD) {
-  ustring result;
-  const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(bytes[i]); };
-  while (!bytes.empty()) {
-    std::size_t taken = 1;
-    char32_t value = replacement;
-    for (const std::vector<byte_range>& ranges : sequences) {
-      std::size_t same = 0;
-      while (same != std::min(ranges.size(), bytes.size()) && byte(same) >= ranges[same].first &&
-             byte(same) <= ranges[same].second) {
-        ++same;
-      }
-      taken = std::max(taken, same);
-      if (same == ranges.size()) {
-        value = same == 1 ? byte(0) : byte(0) & 0x7FU >> same;
-        for (std::size_t i = 1; i != same; ++i) {
-          value = value << 6 | (byte(i) & 0x3F);
-        }
-      }
-    }
-    result += units_of(value);
-    bytes.remove_prefix(taken);
-  }
-  return result;
-}
 
 /// Whether these are the bytes of that text and no others: a well-formed text has only one form in UTF-8.
 bool are_utf8_of(const ustring& text, const std::string& bytes) {
@@ -96,29 +59,6 @@ TEST(Utf8, AnyFourBytesAtTheEdgesOfTheRangesDecodeAsTheReference) {
       row.clear();
     }
   }
-}
-
-/// A lone surrogate is a code point here.
-std::u32string points_of(const ustring& text) {
-  std::u32string points;
-  for (const char16_t unit : text) {
-    const bool ends_pair = unit >> 10 == 0x37 && !points.empty() && points.back() >> 10 == 0x36;
-    if (ends_pair) {
-      points.back() = 0x10000 + ((points.back() & 0x3FF) << 10 | (unit & 0x3FF));
-    } else {
-      points += unit;
-    }
-  }
-  return points;
-}
-
-template <class Unit>
-std::string bytes_of(const std::basic_string<Unit>& text, bool is_big) {
-  std::string bytes(reinterpret_cast<const char*>(text.data()), text.size() * sizeof(Unit));
-  for (auto at = bytes.begin(); is_big && at != bytes.end(); at += sizeof(Unit)) {
-    std::reverse(at, at + sizeof(Unit));
-  }
-  return bytes;
 }
 
 TEST(UnicodeEncodings, ConvertWholeTextsAsTheReferencesDo) {

@@ -23,6 +23,7 @@ TEST(IopipeDescriptor, IsSixNumbersInAnyLocaleAndTakesZeroForWhatIsMalformedBehi
       {"0 18446744073709551615 0 1 -128 0", "0 18446744073709551615 0 1 -128 0"},
       {"12 99999999999999999999999 1 1 65 1", "12 0 0 0 0 0"},
       {"1 2 1 1 x 1", "1 2 1 1 0 0"},
+      {"1 2 7 1 65 1", "1 2 1 0 0 0"},
       {"  1\t2\n1  0 7 1 and more", "1 2 1 0 7 1"},
   };
   for (const auto& [text, parsed] : cases) {

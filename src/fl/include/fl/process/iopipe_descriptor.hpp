@@ -50,7 +50,7 @@ class FL_API iopipe_descriptor {
   iopipe_descriptor();
   /// Parses six numbers separated by blanks: read handle, write handle, text mode (0 or 1), whether a character is
   /// pending (0 or 1), that character (-128 to 127), overlapped (0 or 1). Behind the handles, what is missing or
-  /// malformed is zero.
+  /// malformed is zero, and so is all behind it; but another number in the place of a 0 or 1 counts as 1.
   /// @throws std::runtime_error "parse_file_handle: bad stream" if the first number is malformed or there is no second.
   /// @throws boost::numeric::negative_overflow, boost::numeric::positive_overflow if the character is out of its range.
   // NOLINTBEGIN(google-explicit-constructor): text, content and descriptor stand for each other in calls
