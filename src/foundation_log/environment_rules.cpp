@@ -4,7 +4,6 @@
 
 #include <foundation_log/level.hpp>
 
-#include "pattern.hpp"
 #include "text.hpp"
 
 #include <stdexcept>
@@ -13,7 +12,8 @@ namespace foundation::log {
 
 namespace {
 
-level_rule parse_pair(std::string_view pair) {
+/// Adds what the pair says.
+void parse_pair(std::string_view pair, level_rules& rules) {
   const auto sign = pair.find('=');
   if (sign == std::string_view::npos) {
     throw std::invalid_argument("\"=\" is missing");
@@ -22,7 +22,7 @@ level_rule parse_pair(std::string_view pair) {
   if (pattern.empty()) {
     throw std::invalid_argument("the channel pattern is empty");
   }
-  return {std::string(pattern), parse_level(pair.substr(sign + 1))};
+  rules.set(pattern, parse_level(pair.substr(sign + 1)));
 }
 
 std::string complaint(std::string_view pair, const char* why) {
@@ -42,21 +42,12 @@ environment_rules parse_environment_rules(std::string_view text) {
       continue;
     }
     try {
-      parsed.rules.push_back(parse_pair(pair));
+      parse_pair(pair, parsed.rules);
     } catch (const std::invalid_argument& error) {
       parsed.complaints.push_back(complaint(pair, error.what()));
     }
   }
   return parsed;
-}
-
-unsigned level_of(const std::vector<level_rule>& rules, std::string_view channel) noexcept {
-  for (auto rule = rules.rbegin(); rule != rules.rend(); ++rule) {
-    if (matches(rule->pattern, channel)) {
-      return rule->word;
-    }
-  }
-  return default_level;
 }
 
 }  // namespace foundation::log

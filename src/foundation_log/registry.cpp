@@ -2,11 +2,13 @@
 
 #include "registry.hpp"
 
+#include "environment_rules.hpp"
 #include "pattern.hpp"
 #include "platform.hpp"
 
-#include <algorithm>
+#include <map>
 #include <string>
+#include <utility>
 
 namespace foundation::log::detail {
 
@@ -26,9 +28,9 @@ void registry::add(logger& entry) {
   if (!hold) {
     return;
   }
-  loggers_.push_back(&entry);
+  loggers_.emplace(&entry, created_++);
   if (configured_) {
-    assign(entry, level_of(rules_, entry.channel()));
+    assign(entry, rules_.level_of(entry.channel()));
   }
 }
 
@@ -37,7 +39,7 @@ void registry::remove(logger& entry) noexcept {
   if (!hold) {
     return;
   }
-  loggers_.erase(std::remove(loggers_.begin(), loggers_.end(), &entry), loggers_.end());
+  loggers_.erase(&entry);
 }
 
 void registry::read_environment() {
@@ -49,8 +51,8 @@ void registry::read_environment() {
   // Nothing throws from here on, so that nothing is said twice.
   rules_ = std::move(parsed.rules);
   configured_ = true;
-  for (logger* entry : loggers_) {
-    assign(*entry, level_of(rules_, entry->channel()));
+  for (const auto& [entry, number] : loggers_) {
+    assign(*entry, rules_.level_of(entry->channel()));
   }
   if (!complaints.empty()) {
     platform::write_standard_error(complaints);
@@ -79,18 +81,13 @@ void registry::set_level(logger& entry, unsigned word) noexcept {
 
 std::size_t registry::set_level(std::string_view pattern, unsigned word) {
   configure();
-  level_rule rule{std::string(pattern), word & level_word_mask};
   const platform::ending_aware_lock hold(mutex_);
   if (!hold) {
     return 0;
   }
-  rules_.reserve(rules_.size() + 1);
-  // The same pattern again replaces the rule, so that a program may set levels for ever.
-  rules_.erase(std::remove_if(rules_.begin(), rules_.end(), [&](const auto& old) { return old.pattern == pattern; }),
-               rules_.end());
-  rules_.push_back(std::move(rule));
+  rules_.set(pattern, word & level_word_mask);
   std::size_t count = 0;
-  for (logger* entry : loggers_) {
+  for (const auto& [entry, number] : loggers_) {
     if (!matches(pattern, entry->channel())) {
       continue;
     }
@@ -102,17 +99,21 @@ std::size_t registry::set_level(std::string_view pattern, unsigned word) {
 
 std::vector<channel_level> registry::list(std::string_view pattern) {
   configure();
-  std::vector<channel_level> found;
+  std::map<std::uint64_t, channel_level> found;  // in the order of creation
   const platform::ending_aware_lock hold(mutex_);
   if (!hold) {
-    return found;
+    return {};
   }
-  for (const logger* entry : loggers_) {
+  for (const auto& [entry, number] : loggers_) {
     if (matches(pattern, entry->channel())) {
-      found.push_back({entry->channel(), entry->word_.load(std::memory_order_relaxed)});
+      found[number] = {entry->channel(), entry->word_.load(std::memory_order_relaxed)};
     }
   }
-  return found;
+  std::vector<channel_level> listed;
+  for (auto& [number, level] : found) {
+    listed.push_back(std::move(level));
+  }
+  return listed;
 }
 
 void registry::enable(bool on) noexcept {
@@ -122,7 +123,7 @@ void registry::enable(bool on) noexcept {
     return;
   }
   enabled_.store(on, std::memory_order_relaxed);
-  for (logger* entry : loggers_) {
+  for (const auto& [entry, number] : loggers_) {
     assign(*entry, entry->word_.load(std::memory_order_relaxed));
   }
 }

@@ -7,11 +7,13 @@
 #include <foundation_log/control.hpp>
 #include <foundation_log/logger.hpp>
 
-#include "environment_rules.hpp"
+#include "level_rules.hpp"
 
 #include <atomic>
+#include <cstdint>
 #include <mutex>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 namespace foundation::log::detail {
@@ -43,10 +45,11 @@ class registry {
   void read_environment();
   void assign(logger& entry, unsigned word) const noexcept;
 
-  std::mutex mutex_;               ///< Guards everything below; `enabled_` may be read without it.
-  std::vector<logger*> loggers_;   ///< In the order of creation.
-  std::vector<level_rule> rules_;  ///< The environment's, then those of calls; the last match counts.
-  bool configured_ = false;        ///< Whether the environment has been read.
+  std::mutex mutex_;                                    ///< Guards everything below; `enabled_` may be read without it.
+  std::unordered_map<logger*, std::uint64_t> loggers_;  ///< Each with its number in the order of creation.
+  std::uint64_t created_ = 0;                           ///< How many loggers there have been.
+  level_rules rules_;                                   ///< The environment's, then those of calls.
+  bool configured_ = false;                             ///< Whether the environment has been read.
   std::atomic<bool> enabled_{true};
 };
 

@@ -63,7 +63,7 @@ std::string joined(const std::vector<ustring>& texts) {
 
 message_store::message_store()
     : search_(std::make_shared<const search>(
-          search{split_path(message_path_variable()), fallback_chain(tag_of_locale(display_language())), {}})) {
+          search{split_path(message_path_variable()), fallback_chain(tag_of_locale(display_language()))})) {
   // That of winpthreads is made when it is first locked, and keeps out nobody while several threads do that at once.
   const std::unique_lock make_it_now(mutex_);
 }
@@ -81,8 +81,8 @@ ustring message_store::text_of(const resource_core::BaseMsgID& id) {
         return insert_arguments(found->second, id.arguments());
       }
     }
-    if (const auto added = where->in_memory.find({language, *file}); added != where->in_memory.end()) {
-      if (const auto found = added->second->find(id.mnemonic()); found != added->second->end()) {
+    if (const shared_texts added = texts_in_memory(language, *file)) {
+      if (const auto found = added->find(id.mnemonic()); found != added->end()) {
         return insert_arguments(found->second, id.arguments());
       }
     }
@@ -110,15 +110,14 @@ void message_store::add_catalog(const std::string& language, const std::string& 
     boost::throw_exception(std::invalid_argument("no catalog can have the name \"" + catalog + "\""),
                            BOOST_CURRENT_LOCATION);
   }
-  const catalog_texts texts = parse_catalog(json, ustring(tag.begin(), tag.end()) + u'\\' + *file + u" (in memory)");
-  change_search([&](search& changed) {
-    shared_texts& kept = changed.in_memory[{tag, *file}];
-    catalog_texts all = texts;
-    if (kept) {
-      all.insert(kept->begin(), kept->end());  // What is in `all` already stays.
-    }
-    kept = std::make_shared<const catalog_texts>(std::move(all));
-  });
+  auto texts = std::make_shared<catalog_texts>(
+      parse_catalog(json, ustring(tag.begin(), tag.end()) + u'\\' + *file + u" (in memory)"));
+  const std::unique_lock lock(mutex_);
+  shared_texts& kept = in_memory_[{tag, *file}];
+  if (kept) {
+    texts->insert(kept->begin(), kept->end());  // What is in it already stays.
+  }
+  kept = std::move(texts);
 }
 
 void message_store::set_language(const std::string& tag) {
@@ -150,6 +149,13 @@ void message_store::change_search(Change change) {
   auto changed = std::make_shared<search>(*search_);
   change(*changed);
   search_ = std::move(changed);
+}
+
+/// Null if there are none.
+message_store::shared_texts message_store::texts_in_memory(const std::string& language, const ustring& file) const {
+  const std::shared_lock lock(mutex_);
+  const auto found = in_memory_.find({language, file});
+  return found != in_memory_.end() ? found->second : nullptr;
 }
 
 /// Not null; without a text if the directory cannot be reached.

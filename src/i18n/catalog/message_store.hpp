@@ -38,20 +38,21 @@ class message_store {
  private:
   using shared_texts = std::shared_ptr<const catalog_texts>;
   struct search {
-    std::vector<ustring> directories;                                   ///< in the order of the search
-    std::vector<std::string> languages;                                 ///< likewise; the first is the one in force
-    std::map<std::pair<std::string, ustring>, shared_texts> in_memory;  ///< by language and name of file, not null
+    std::vector<ustring> directories;    ///< in the order of the search
+    std::vector<std::string> languages;  ///< likewise; the first is the one in force
   };
 
   std::shared_ptr<const search> current_search() const;
   template <class Change>
   void change_search(Change change);
+  shared_texts texts_in_memory(const std::string& language, const ustring& file) const;
   shared_texts texts_in(const ustring& directory, const ustring& path);
   shared_texts read_texts(const ustring& path, std::uint64_t reloads);
   void pass_over(const ustring& directory, const std::string& reason, std::uint64_t reloads);
 
-  mutable std::shared_mutex mutex_;               ///< guards all of these
-  std::shared_ptr<const search> search_;          ///< not null; what it points to does not change
+  mutable std::shared_mutex mutex_;                                    ///< guards all of these
+  std::shared_ptr<const search> search_;                               ///< not null; what it points to does not change
+  std::map<std::pair<std::string, ustring>, shared_texts> in_memory_;  ///< by language and name of file, not null
   std::map<ustring, shared_texts> files_;         ///< by path, not null; without a text for a file that is not there
   std::map<ustring, std::uint64_t> unreachable_;  ///< directories, each passed over until that value of `milliseconds`
   std::uint64_t reloads_ = 0;  ///< how often `reload` was called; what was read before the last one is not kept

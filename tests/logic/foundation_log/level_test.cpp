@@ -57,10 +57,10 @@ TEST(LogLevel, SaysWhatIsWrongWithTheText) {
 
 TEST(LogEnvironment, TakesTheGoodPairsComplainsOfEachBadOneAndLetsTheLastMatchCount) {
   const auto parsed = parse_environment_rules(" *= error ;;nonsense; =note;fl::*=note;fl::which=0;x=bogus;");
-  EXPECT_EQ(level_of(parsed.rules, "other"), 512u);
-  EXPECT_EQ(level_of(parsed.rules, "fl::process"), 4u);
-  EXPECT_EQ(level_of(parsed.rules, "fl::which"), 0u);
-  EXPECT_EQ(level_of({}, "other"), default_level);
+  EXPECT_EQ(parsed.rules.level_of("other"), 512u);
+  EXPECT_EQ(parsed.rules.level_of("fl::process"), 4u);
+  EXPECT_EQ(parsed.rules.level_of("fl::which"), 0u);
+  EXPECT_EQ(level_rules().level_of("other"), default_level);
 
   EXPECT_THAT(parsed.complaints,
               ElementsAre(HasSubstr("\"nonsense\" is left out: \"=\" is missing (expected channel-pattern=level"),
