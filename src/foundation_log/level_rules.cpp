@@ -21,9 +21,9 @@ void level_rules::set(std::string_view pattern, unsigned word) {
 }
 
 unsigned level_rules::level_of(std::string_view channel) const noexcept {
-  for (auto rule = rules_.rbegin(); rule != rules_.rend(); ++rule) {
-    if (matches(rule->pattern, channel)) {
-      return rule->word;
+  for (auto last = rules_.rbegin(); last != rules_.rend(); ++last) {
+    if (matches(last->pattern, channel)) {
+      return last->word;
     }
   }
   return default_level;
