@@ -53,9 +53,11 @@ void resize(block old, std::size_t size, std::uint8_t fill) {
 }
 
 void operate(fuzzing::input& in) {
-  static constexpr unsigned shifts[] = {0, 0, 2, 4, 6, 8, 13};  // Up to what has a mapping of its own.
+  static constexpr unsigned shifts[] = {0, 0, 0, 2, 2, 4, 4, 6, 6, 8};
   const std::uint8_t what = in.ConsumeIntegral<std::uint8_t>(), number = in.ConsumeIntegral<std::uint8_t>();
-  const std::size_t size = static_cast<std::size_t>(number) << shifts[what / 8 % 7];
+  constexpr std::size_t mapped_directly = 300'000;
+  const std::size_t size =
+      number == 255 ? mapped_directly : static_cast<std::size_t>(number) << shifts[what / 8 % std::size(shifts)];
   switch (blocks.empty() ? what % 2 : what % 8) {
     case 0: {
       const auto* const zeros = static_cast<char*>(dlcalloc(1 + what % 3, size));
@@ -82,6 +84,11 @@ void operate(fuzzing::input& in) {
 }
 
 }  // namespace
+
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+  host_pages().stay_mapped();
+  return 0;
+}
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   fuzzing::input in(data, size);

@@ -68,6 +68,10 @@ ustring slowly_cleaned(ustring path) {
   if (names.empty() && is_relative && !rest.empty()) {
     names.emplace_back(u".");
   }
+  // What would be read as a drive or a prefix.
+  if (length == 0 && !names.empty() && (is_relative ? root_length(names[0]) == 2 : names[0] == u"??")) {
+    names.emplace(names.begin(), u".");
+  }
   for (const ustring& name : names) {
     result += (is_relative && &name == &names.front() ? u"" : u"\\") + name;
   }

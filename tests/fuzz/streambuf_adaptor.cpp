@@ -103,12 +103,13 @@ void write(fuzzing::input& in, const char* encoding) {
     }
     fuzzing::require(what == 1 || out.bad() == beneath->has_refused);
     out.clear();
-    const bool is_cut = !text.empty() && text.back() >> 10 == 0x36;
-    const ustring whole = text.substr(0, text.size() - (is_cut ? 1 : 0));
-    fuzzing::require(beneath->offered == (whole.empty() ? "" : fl::i18n::encode(whole, encoding)) ||
-                     (whole.empty() && beneath->offered == fl::i18n::encode(u"", encoding)));
     fuzzing::require(beneath->flushes == flushes && (other->flushes != 0) == (out.tie() != nullptr));
   }
+  const bool takes_pairs = fl::i18n::encode(u"\xD83D\xDE00", encoding) != "??";
+  const bool is_cut = takes_pairs && !text.empty() && text.back() >> 10 == 0x36;
+  const ustring whole = text.substr(0, text.size() - (is_cut ? 1 : 0));
+  fuzzing::require(beneath->offered == fl::i18n::encode(whole, encoding) ||
+                   (whole.empty() && beneath->offered.empty()));
 }
 
 void read(fuzzing::input& in, const char* encoding) {

@@ -72,6 +72,15 @@ std::vector<view> parts_of(view path, std::size_t begin, bool is_relative) {
   return parts;
 }
 
+/// Whether the first part would no longer be a name where nothing stands before it: it looks like a drive, or like the
+/// prefix "\??\" behind the separator of a root.
+bool begins_misleadingly(const split_root& root, const std::vector<view>& parts) {
+  if (parts.empty() || !root.root.empty()) {
+    return false;
+  }
+  return root.is_relative ? drive_length<char16_t>(parts.front()) != 0 : parts.front() == u"??";
+}
+
 }  // namespace
 
 bool has_native_prefix(const ustring& path) {
@@ -87,6 +96,9 @@ ustring clean_path(const ustring& path) {
   const bool has_rest = path.size() > root.length;
   if (parts.empty() && root.is_relative && has_rest) {
     parts.push_back(u".");
+  }
+  if (begins_misleadingly(root, parts)) {
+    parts.insert(parts.begin(), u".");
   }
 
   ustring result = std::move(root.root);

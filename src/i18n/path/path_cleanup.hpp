@@ -14,8 +14,8 @@ constexpr std::size_t native_path_limit = 260;
 bool has_native_prefix(const ustring& path);
 
 /// The path with backslashes, and without what says nothing: "." parts, ".." parts with the part before them, repeated
-/// separators. A root stays: a drive, a server and its share. So does a whole path with a native prefix. Empty only if
-/// `path` is.
+/// separators. A root stays: a drive, a server and its share. So does a whole path with a native prefix. None comes up
+/// that was not there: a "." stays before a part that would be read as one. Empty only if `path` is.
 ustring clean_path(const ustring& path);
 
 /// A clean absolute path with the prefix that lifts the limit; one that has a prefix already stays as it is.

@@ -1,6 +1,9 @@
 #include "host/arena_pages.hpp"
 
+#include <sanitizer/asan_interface.h>
 #include <sys/mman.h>
+
+#include <cstring>
 
 #include <sched.h>
 
@@ -33,6 +36,11 @@ void scripted_pages::reset() {
   low_ = high_ = area_ + area_size / 2;
 }
 
+void scripted_pages::stay_mapped() {
+  reset();
+  stays_mapped_ = mprotect(area_, area_size / 2 + area_size / 4, PROT_READ | PROT_WRITE) == 0;
+}
+
 void* scripted_pages::map(std::size_t size) {
   if (maps_left == 0 || size > area_size / 4) {
     return nullptr;
@@ -44,14 +52,23 @@ void* scripted_pages::map(std::size_t size) {
   } else {
     high_ += size + (order == page_order::scattered ? granularity : 0);
   }
-  mprotect(start, size, PROT_READ | PROT_WRITE);
+  if (stays_mapped_) {
+    ASAN_UNPOISON_MEMORY_REGION(start, size);
+    std::memset(start, 0, size);
+  } else {
+    mprotect(start, size, PROT_READ | PROT_WRITE);
+  }
   regions_.emplace(start, size);
   mapped_ += size;
   return start;
 }
 
 void scripted_pages::give(regions::iterator region) {
-  reserve(region->first, region->second);
+  if (stays_mapped_) {
+    ASAN_POISON_MEMORY_REGION(region->first, region->second);
+  } else {
+    reserve(region->first, region->second);
+  }
   mapped_ -= region->second;
   regions_.erase(region);
 }

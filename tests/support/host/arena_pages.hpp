@@ -30,6 +30,9 @@ class scripted_pages {
   std::size_t mapped() const { return mapped_; }
   /// Takes all mappings away, and the settings back.
   void reset();
+  /// From now on memory that went back is closed by AddressSanitizer, if that is there, and not by the system, which
+  /// takes far longer.
+  void stay_mapped();
 
   void* map(std::size_t size);
   bool unmap(void* start, std::size_t size);
@@ -42,6 +45,7 @@ class scripted_pages {
   char *low_ = area_, *high_ = area_;  ///< all that is or was mapped lies between these
   regions regions_;                    ///< what is mapped, with its size
   std::size_t mapped_ = 0;
+  bool stays_mapped_ = false;
 };
 
 scripted_pages& host_pages();

@@ -22,7 +22,8 @@ namespace detail {
 /// The path as the system accepts it:
 /// - both slashes separate; runs of separators become one backslash, and a trailing one is kept;
 /// - "." goes, and ".." goes with the part before it, but never a drive or a network share, and at the start of a
-///   relative path it stays; what becomes empty by that is ".";
+///   relative path it stays; what becomes empty by that is "."; and "." stays where the part behind it would else be
+///   read as a drive or a prefix that the path did not begin with;
 /// - what would be 260 units or longer with the current directory before it is made absolute and gets the prefix that
 ///   lifts the system's limit ("\\?\" or "\\?\UNC\");
 /// - a path that begins with "\\?\", "\\.\" or "\??\" is returned as it is; the name of a share ("\\server\share")

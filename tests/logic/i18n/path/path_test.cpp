@@ -36,7 +36,11 @@ TEST(PathCleanup, KeepsTheRootAndTakesOutWhatSaysNothing) {
       {u"//server//share/a/../../../b/", u"\\\\server\\share\\b\\"},
       {u"//./pipe/x", u"\\\\.\\pipe\\x"},
       {u"\\\\?\\C:\\a\\..\\b/.", u"\\\\?\\C:\\a\\..\\b/."},
-      {u"\\??\\C:\\..", u"\\??\\C:\\.."}};
+      {u"\\??\\C:\\..", u"\\??\\C:\\.."},
+      // Such paths once led to a drive or a device.
+      {u"./c:/./c:", u".\\c:\\c:"},
+      {u"a/../c:x", u".\\c:x"},
+      {u"/a/../??/C:", u"\\.\\??\\C:"}};
   for (const auto& [text, clean] : cases) {
     EXPECT_EQ(clean_path(text), clean) << path(text).native().c_str();
     EXPECT_EQ(clean_path(clean), clean) << "a clean path changes no more";
