@@ -54,7 +54,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   fuzzing::input in(data, size);
   const std::string channel = in.ConsumeRandomLengthString(40), text = in.ConsumeRemainingBytesAsString();
   const environment_rules parsed = parse_environment_rules(text);
-  std::size_t rules = 0, complaints = 0;
+  std::size_t complaints = 0;
   unsigned expected = default_level;
   std::istringstream pairs(text);
   for (std::string part; std::getline(pairs, part, ';');) {
@@ -69,12 +69,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       fuzzing::require(parsed.complaints.at(complaints++).starts_with("QX_LOG: \"" + pair + "\" is left out: "));
       continue;
     }
-    fuzzing::require(parsed.rules.at(rules).pattern == pattern && parsed.rules.at(rules++).word == word);
     const bool is_match = slowly_matches(pattern, channel);
     fuzzing::require(matches(pattern, channel) == is_match);
     expected = is_match ? word : expected;
   }
-  fuzzing::require(rules == parsed.rules.size() && complaints == parsed.complaints.size());
-  fuzzing::require(level_of(parsed.rules, channel) == expected);
+  fuzzing::require(complaints == parsed.complaints.size());
+  fuzzing::require(parsed.rules.level_of(channel) == expected);
   return 0;
 }
