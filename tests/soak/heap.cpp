@@ -37,7 +37,7 @@ struct block {
     const auto due = [this](std::size_t at) {
       return static_cast<unsigned char>((seed + at) * 0x9E3779B97F4A7C15 >> 56);
     };
-    for (std::size_t at = 0; at < count; at += count < 1024 ? 5 : 251) {
+    for (std::size_t at = 0; at < count; at += size < 1024 ? 5 : 251) {
       action(at, due(at));
     }
     if (count == size) {
