@@ -7,6 +7,7 @@
 
 #include <windows.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstdint>
@@ -102,15 +103,28 @@ void write_at_once(HANDLE stream, std::string_view text) noexcept {
   WriteFile(stream, text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
 }
 
+/// In pieces: the text on its way lies in a heap of the console's, of 64 KB on some systems, which refuse what is
+/// longer.
+void write_units(HANDLE console, std::wstring_view units) noexcept {
+  constexpr std::size_t most = 8192;
+  while (!units.empty()) {
+    std::size_t count = std::min(units.size(), most);
+    count -= count != units.size() && IS_HIGH_SURROGATE(units[count - 1]) ? 1 : 0;
+    DWORD written = 0;
+    if (WriteConsoleW(console, units.data(), static_cast<DWORD>(count), &written, nullptr) == 0 || written == 0) {
+      return;
+    }
+    units.remove_prefix(std::min<std::size_t>(written, count));
+  }
+}
+
 bool write_to_console(HANDLE console, std::string_view text) noexcept {
   DWORD mode = 0;
   if (GetConsoleMode(console, &mode) == 0) {
     return false;
   }
   try {
-    const std::wstring wide = widened(text);
-    DWORD written = 0;
-    WriteConsoleW(console, wide.data(), static_cast<DWORD>(wide.size()), &written, nullptr);
+    write_units(console, widened(text));
   } catch (...) {
     return false;  // Without memory the bytes go out as they are.
   }

@@ -150,6 +150,31 @@ TEST(SymbolService, ThatDoesNotStartLeavesModulesAndIsTriedAgain) {
   EXPECT_EQ(stop.calls(), 1u);
 }
 
+// None of the service's functions is safe beside another one, the one that makes names readable included.
+TEST(SymbolService, IsNotAskedByTwoThreadsAtOnceForAnything) {
+  stacktrace<64> stack;
+  capture_here(stack);
+  std::atomic<bool> inside{false};
+  std::thread other;
+  const injected<decltype(&UnDecorateSymbolName)> undecorate("libqxfl.dll", "UnDecorateSymbolName", [&](auto...) {
+    EXPECT_FALSE(inside);
+    return DWORD{0};
+  });
+  const injected<decltype(&SymFromAddr)> find("libqxfl.dll", "SymFromAddr", [&](auto found, auto... arguments) {
+    if (!other.joinable()) {
+      inside = true;
+      other = std::thread([] { detail::demangle_typeid_name("?", false); });
+      Sleep(100);  // Time enough for a thread that does not wait.
+      inside = false;
+    }
+    return found(arguments...);
+  });
+  symbolic_form(stack);
+  ASSERT_TRUE(other.joinable());
+  other.join();
+  EXPECT_EQ(undecorate.calls(), 1u);
+}
+
 TEST(Stacktrace, ManyThreadsCaptureAndPrintAtOnce) {
   injected<decltype(&SymInitialize)> start("libqxfl.dll", "SymInitialize");
   injected<decltype(&SymCleanup)> stop("libqxfl.dll", "SymCleanup");

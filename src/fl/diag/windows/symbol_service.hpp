@@ -23,7 +23,7 @@ namespace foundation::core::diag::symbol_service {
 template <class Function>
 using function = sysdep::windows::late_function<Function>;
 
-// Each is for use under the lock of symbol_engine, but for `undecorate_name`, which has a lock of its own.
+// Each is for use under the lock of symbol_engine: none is safe beside another one.
 extern function<decltype(::SymGetOptions)> get_options;
 extern function<decltype(::SymSetOptions)> set_options;
 extern function<decltype(::SymInitialize)> initialize;

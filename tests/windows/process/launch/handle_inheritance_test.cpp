@@ -1,5 +1,7 @@
 // What a child inherits: with an explicit list exactly what its context names, whatever else this process has open.
 
+#include <fl/process/launch_attributes.hpp>
+
 #include "children.hpp"
 #include "every_test.hpp"
 #include "import_patch.hpp"
@@ -71,6 +73,26 @@ TEST(HandleInheritance, APipeReachesTheChildByItsDescriptorWithItsPendingCharact
     device.close_for_write();
     EXPECT_EQ(read_all(output.device()), "bcdefgh");
   }
+}
+
+// The documentation asks for it as long as there is a list, whatever has failed.
+TEST(HandleInheritance, WhatAnAttributeRefersToOutlivesTheList) {
+  std::weak_ptr<int> value;
+  process::context how;
+  foundation::core::detail::set_launch_attribute(how, PROC_THREAD_ATTRIBUTE_JOB_LIST, [&] {
+    const auto owner = std::make_shared<int>(0);
+    value = owner;
+    return foundation::core::detail::launch_attribute{owner.get(), sizeof *owner, owner};
+  });
+  injected<decltype(&UpdateProcThreadAttribute)> update("UpdateProcThreadAttribute");
+  update.fail_always(FALSE, ERROR_BAD_LENGTH);
+  const injected<decltype(&HeapFree)> ended("HeapFree", [&](auto free_block, auto... list) {
+    EXPECT_FALSE(value.expired());
+    return free_block(list...);
+  });
+  EXPECT_THROW(process::process(children::command("exit", {"0"}), how), process::process_init_error);
+  EXPECT_EQ(ended.calls(), 1u);
+  EXPECT_TRUE(value.expired());
 }
 
 TEST(HandleInheritance, TheListNamesEachHandleOnceInOrderAndTheyAreAllInheritable) {

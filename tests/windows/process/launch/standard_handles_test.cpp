@@ -120,6 +120,19 @@ TEST(Redirection, ComesFromFilesAndReplacesOrContinuesFilesByteForByte) {
   EXPECT_EQ(read_file(missing), "");
 }
 
+// The system fails where nobody asks for the upper half of a position that has one, and its answer for the lower half
+// may be the number that otherwise stands for a failure: both are injected.
+TEST(Redirection, ContinuesAFileThatEndsBehindFourGigabytes) {
+  const test_support::temp_dir folder;
+  const injected<decltype(&SetFilePointer)> move("SetFilePointer", [](auto, auto, auto, PLONG upper, auto) {
+    SetLastError(upper != nullptr ? NO_ERROR : ERROR_INVALID_PARAMETER);
+    return INVALID_SET_FILE_POINTER;
+  });
+  process::context how;
+  how.std_out(process::append_to_file(folder.file("large")));
+  EXPECT_EQ(status_of("exit", {"7"}, how), 7u);
+}
+
 // The program, its directory, a variable, a file and what `which` finds all have such names, whatever the code page.
 TEST(Launch, ArrivesWithTheLettersOfAllLanguages) {
   for (const std::string text : {"J\u00fcrgen \u20ac", "\u042e\u0440\u0438\u0439", "\u4e2d\u6587", "\U0001f600"}) {
@@ -207,6 +220,15 @@ TEST(LaunchRequest, HoldsWhatCommandAndContextSay) {
   EXPECT_EQ(requested(what, how).program_line_directory,
             L"C:\\a b\\pr\u00f6g.exe|\"C:\\a b\\pr\u00f6g.exe\" one \"two words\" \u4e2d\U0001f600 q\\\" |"
             L"C:\\win dows\\\u00e4");
+}
+
+// The system turns a narrow block into its own form, and has room for so many units of it; Wine takes any.
+TEST(LaunchRequest, HoldsAnEnvironmentThatIsTooLargeForTheNarrowFormInTheOther) {
+  process::context how;
+  for (const auto& [size, flags] : {std::pair(32767, "0 80000 100"), std::pair(32768, "0 80400 100")}) {
+    how.environment() = {{"A", std::string(static_cast<std::size_t>(size) - 4, 'x')}};  // two zeros behind
+    EXPECT_EQ(requested(process::command("C:\\a.exe"), how).numbers, flags);
+  }
 }
 
 // A narrow block is read in the active code page: text that this page would change goes to the system in UTF-16.

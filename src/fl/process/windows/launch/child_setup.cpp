@@ -8,6 +8,8 @@
 #include "process/windows/launch/attribute_list.hpp"
 #include "process/windows/native_text.hpp"
 
+#include <utility>
+
 namespace foundation::core::sysdep::windows {
 
 using process::command;
@@ -18,6 +20,10 @@ namespace {
 const char* directory_of(const context& ctx) {
   return ctx.directory() ? process::without_nul(*ctx.directory(), "directory").c_str() : ".";
 }
+
+// In bytes, with the zeros at its end. The system refuses a longer one, which it would have to turn into its own form;
+// what is in that form already may have any length.
+constexpr std::size_t longest_narrow_block = 32767;
 
 // A NUL in an entry would make the rest of it an entry of its own.
 const process::environment_map& checked(const process::environment_map& environment) {
@@ -45,10 +51,13 @@ STARTUPINFOEXW process_impl::child_setup::make_startup_info(const context& ctx) 
 
 process_impl::child_setup::environment_block process_impl::child_setup::make_environment_block(
     const process::environment_map& environment) {
-  if (!fits_narrow_calls(checked(environment))) {
-    return {{}, process::wide_environment_block(environment, &to_upper, &to_utf16)};
+  if (fits_narrow_calls(checked(environment))) {
+    std::vector<char> narrow = process::narrow_environment_block(environment, &process_impl::append_env_var);
+    if (narrow.size() <= longest_narrow_block) {
+      return {std::move(narrow), {}};
+    }
   }
-  return {process::narrow_environment_block(environment, &process_impl::append_env_var), {}};
+  return {{}, process::wide_environment_block(environment, &to_upper, &to_utf16)};
 }
 
 process_impl::child_setup::standard_streams::standard_streams(STARTUPINFOW& startup, const context& ctx)

@@ -132,6 +132,8 @@ std::vector<std::shared_ptr<const void>> process_impl::pass_launch_attributes(co
   if (!attributes.empty() && !startup.lpAttributeList) {
     startup.lpAttributeList = make_attribute_list(attributes.size());
   }
+  // After a failure it goes before the owners do: the list must not outlive what it refers to.
+  HandleCloser<LPPROC_THREAD_ATTRIBUTE_LIST> closer(startup.lpAttributeList, &delete_attribute_list);
   for (const auto& [number, source] : attributes) {
     detail::launch_attribute value = source();
     owners.push_back(std::move(value.owner));
@@ -140,6 +142,7 @@ std::vector<std::shared_ptr<const void>> process_impl::pass_launch_attributes(co
       throw_last_error(::GetLastError(), "UpdateProcThreadAttribute");
     }
   }
+  closer.mode = CloseOnDestruction::leave;
   return owners;
 }
 

@@ -124,8 +124,12 @@ void cut_off(HANDLE file) {
 }
 
 void go_to_end(HANDLE file) {
-  if (::SetFilePointer(file, 0, nullptr, FILE_END) == INVALID_SET_FILE_POINTER) {
-    throw_last_error(::GetLastError(), "SetFilePointer (open_file_handle)");
+  LONG upper = 0;  // Of the position. The call fails where there is one and nobody asks for it: behind 4 GB.
+  ::SetLastError(NO_ERROR);
+  const DWORD lower = ::SetFilePointer(file, 0, &upper, FILE_END);
+  const DWORD code = ::GetLastError();
+  if (lower == INVALID_SET_FILE_POINTER && code != NO_ERROR) {
+    throw_last_error(code, "SetFilePointer (open_file_handle)");
   }
 }
 
