@@ -2,6 +2,7 @@
 // is the longest time of one test in seconds (90 unless set); 0 lets tests run for ever, for debugging.
 #include "every_test.hpp"
 #include "guarded_program.hpp"
+#include "strict_windows.hpp"
 
 #include <cstdio>
 
@@ -21,6 +22,7 @@ int main(int count, char** arguments) {
   std::setvbuf(stdout, nullptr, _IONBF, 0);
   std::setvbuf(stderr, nullptr, _IONBF, 0);
   test_support::install_fault_reports();
+  test_support::begin_strict_windows();
   test_support::retry_refused_launches();
   testing::InitGoogleTest(&count, arguments);
   const char* const limit = std::getenv("QXFL_TEST_TIMEOUT");
