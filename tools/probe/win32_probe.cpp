@@ -164,6 +164,17 @@ struct file : handle {
   }
 };
 
+answer long_name(const wchar_t* prefix) {
+  wchar_t folder[MAX_PATH] = L"";
+  GetTempPathW(MAX_PATH, folder);
+  const std::wstring part(150, L'x'), outer = prefix + std::wstring(folder) + part, name = outer + L"\\" + part;
+  CreateDirectoryW(outer.c_str(), nullptr);
+  const answer told = of(CloseHandle(CreateFileW(name.c_str(), GENERIC_WRITE | DELETE, 0, nullptr, CREATE_ALWAYS,
+                                                 FILE_FLAG_DELETE_ON_CLOSE, nullptr)));
+  RemoveDirectoryW(outer.c_str());
+  return told;
+}
+
 answer end_behind_four_gigabytes() {
   const file large(GENERIC_WRITE);
   LARGE_INTEGER end = {};
@@ -391,7 +402,7 @@ const struct {
     {"CreateProcessW", "a list that names a handle twice", "", [] { return listed(TRUE, TRUE, true); }},
     {"CreateProcessW", "a list that names the pseudo handle of this process", "forbidden",
      [] { return with_handle_list({GetCurrentProcess()}, TRUE); }},
-    {"CreateProcessW", "standard handles in the startup data, and none inherited", "the child's output is lost",
+    {"CreateProcessW", "standard handles in the startup data, and none inherited", "forbidden",
      [] { return standard_output(STARTF_USESTDHANDLES); }},
     {"CreateProcessW", "none in the startup data, and none inherited: those of the parent", "",
      [] { return standard_output(0); }},
@@ -411,6 +422,8 @@ const struct {
      [] { return of(SetHandleInformation(GetCurrentProcess(), HANDLE_FLAG_INHERIT, HANDLE_FLAG_INHERIT)); }},
     {"CloseHandle", "a handle that is not open", "refused: 6",
      [] { return of(CloseHandle(reinterpret_cast<HANDLE>(0x7ffc))); }},
+    {"CreateFileW", "a name of more than 300 units without the prefix", "refused", [] { return long_name(L""); }},
+    {"CreateFileW", "a name of more than 300 units with it", "done", [] { return long_name(L"\\\\?\\"); }},
     {"SetFilePointer", "the end of a file of 5 GB, without the upper half", "refused", end_behind_four_gigabytes},
     {"SetEndOfFile", "a file that is open for reading", "refused",
      [] { return of(SetEndOfFile(file(GENERIC_READ).value)); }},
