@@ -7,7 +7,6 @@
 #include <tlhelp32.h>
 
 #include <cstdio>
-#include <set>
 #include <span>
 
 // The library calls the narrow one, and a header's macro may stand for either.
@@ -104,6 +103,16 @@ bool is_inheritable(HANDLE handle) {
   return !is_pseudo(handle) && ::GetHandleInformation(handle, &flags) && (flags & HANDLE_FLAG_INHERIT) != 0;
 }
 
+// Allocates nothing, as no check may on the way of a crash.
+bool are_different(std::span<const HANDLE> handles) {
+  for (; !handles.empty(); handles = handles.subspan(1)) {
+    if (std::count(handles.begin(), handles.end(), handles.front()) != 1) {
+      return false;
+    }
+  }
+  return true;
+}
+
 bool is_beyond_the_limit(const char* name) {
   return std::strlen(name) >= MAX_PATH;
 }
@@ -151,8 +160,7 @@ objection of_attribute(DWORD_PTR number, const void* value, SIZE_T size) {
       breach_if(size == 0 || size % sizeof(HANDLE) != 0, ERROR_BAD_LENGTH, "a list of no size that handles have"),
       breach_if(listed && !std::all_of(handles.begin(), handles.end(), is_inheritable), ERROR_INVALID_PARAMETER,
                 "a listed handle is not inheritable"),
-      breach_if(std::set(handles.begin(), handles.end()).size() != handles.size(), ERROR_INVALID_PARAMETER,
-                "a handle is listed twice"),
+      breach_if(!are_different(handles), ERROR_INVALID_PARAMETER, "a handle is listed twice"),
   });
 }
 
@@ -203,8 +211,7 @@ void watch_handles_and_waits() {
     return breach_if(is_pseudo(handle) || !is_open(handle), ERROR_INVALID_HANDLE, "a handle that is not open");
   });
   watch(&::WaitForMultipleObjects, "WaitForMultipleObjects", WAIT_FAILED, [](auto count, auto handles, auto...) {
-    const bool right =
-        count != 0 && count <= MAXIMUM_WAIT_OBJECTS && std::set(handles, handles + count).size() == count;
+    const bool right = count != 0 && count <= MAXIMUM_WAIT_OBJECTS && are_different({handles, count});
     return breach_if(!right, ERROR_INVALID_PARAMETER, "no handle, too many, or one twice");
   });
   watch(&::RegisterWaitForSingleObject, "RegisterWaitForSingleObject", FALSE, [](auto, auto object, auto...) {
