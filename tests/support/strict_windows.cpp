@@ -131,15 +131,21 @@ std::size_t narrow_block_size(const void* block) {
   return static_cast<std::size_t>(end - begin) + 2;
 }
 
+// The attribute list of the launch that this thread prepares, if it names handles.
+thread_local const void* list_of_handles = nullptr;
+
 objection of_creation(const wchar_t* line, BOOL inherit, DWORD flags, const void* environment,
                       const STARTUPINFOW* startup) {
   const bool extended = (flags & EXTENDED_STARTUPINFO_PRESENT) != 0;
+  const void* const list = extended ? reinterpret_cast<const STARTUPINFOEXW*>(startup)->lpAttributeList : nullptr;
   const bool narrow = environment != nullptr && (flags & CREATE_UNICODE_ENVIRONMENT) == 0;
   return first_of({
       breach_if(startup->cb != (extended ? sizeof(STARTUPINFOEXW) : sizeof(STARTUPINFOW)), ERROR_INVALID_PARAMETER,
                 "a wrong size of the startup data"),
       breach_if(!inherit && (startup->dwFlags & STARTF_USESTDHANDLES) != 0, ERROR_INVALID_PARAMETER,
                 "standard handles for a child that inherits none"),
+      breach_if(!inherit && list != nullptr && list == list_of_handles, ERROR_INVALID_PARAMETER,
+                "a list of handles for a child that inherits none"),
       breach_if(narrow && narrow_block_size(environment) > 32767, ERROR_INVALID_PARAMETER,
                 "a narrow environment that is too large"),
       refuse_if(std::wcslen(line) >= 32767, ERROR_FILENAME_EXCED_RANGE),
@@ -152,10 +158,11 @@ bool is_primary(HANDLE token) {
   return !::GetTokenInformation(token, TokenType, &type, sizeof type, &size) || type == TokenPrimary;
 }
 
-objection of_attribute(DWORD_PTR number, const void* value, SIZE_T size) {
+objection of_attribute(const void* list, DWORD_PTR number, const void* value, SIZE_T size) {
   const auto* const first = static_cast<const HANDLE*>(value);
   const std::span handles(first, size / sizeof(HANDLE));
   const bool listed = number == PROC_THREAD_ATTRIBUTE_HANDLE_LIST;
+  list_of_handles = listed ? list : list_of_handles;
   return first_of({
       breach_if(size == 0 || size % sizeof(HANDLE) != 0, ERROR_BAD_LENGTH, "a list of no size that handles have"),
       breach_if(listed && !std::all_of(handles.begin(), handles.end(), is_inheritable), ERROR_INVALID_PARAMETER,
@@ -194,8 +201,14 @@ void watch_processes() {
           return first_of({breach_if(!is_primary(token), ERROR_BAD_TOKEN_TYPE, "no primary token"),
                            of_creation(line, inherit, flags, environment, startup)});
         });
+  watch(&::InitializeProcThreadAttributeList, "InitializeProcThreadAttributeList", FALSE, [](auto...) {
+    list_of_handles = nullptr;
+    return objection{};
+  });
   watch(&::UpdateProcThreadAttribute, "UpdateProcThreadAttribute", FALSE,
-        [](auto, auto, auto number, auto value, auto size, auto...) { return of_attribute(number, value, size); });
+        [](auto list, auto, auto number, auto value, auto size, auto...) {
+          return of_attribute(list, number, value, size);
+        });
   watch(&::TerminateProcess, "TerminateProcess", FALSE,
         [](auto process, auto) { return refuse_if(has_ended(process), ERROR_ACCESS_DENIED); });
   watch(&::SetInformationJobObject, "SetInformationJobObject", FALSE, [](auto, auto what, auto limits, auto) {
