@@ -142,8 +142,6 @@ objection of_creation(const wchar_t* line, BOOL inherit, DWORD flags, const void
   return first_of({
       breach_if(startup->cb != (extended ? sizeof(STARTUPINFOEXW) : sizeof(STARTUPINFOW)), ERROR_INVALID_PARAMETER,
                 "a wrong size of the startup data"),
-      breach_if(!inherit && (startup->dwFlags & STARTF_USESTDHANDLES) != 0, ERROR_INVALID_PARAMETER,
-                "standard handles for a child that inherits none"),
       breach_if(!inherit && list != nullptr && list == list_of_handles, ERROR_INVALID_PARAMETER,
                 "a list of handles for a child that inherits none"),
       breach_if(narrow && narrow_block_size(environment) > 32767, ERROR_INVALID_PARAMETER,

@@ -192,7 +192,6 @@ TEST(Redirection, InheritsTheSystemsInputAsItIsAndNothingForAStreamThatTheParent
   EXPECT_TRUE(CloseHandle(input)) << "the parent's own handle must stay open";
 }
 
-// Standard handles count only where the child inherits: Windows and Wine 10 would give it their numbers alone.
 TEST(LaunchRequest, HoldsWhatCommandAndContextSay) {
   process::iopipe pipe;
   process::command what("C:\\a b\\pr\u00f6g.exe");
@@ -200,11 +199,11 @@ TEST(LaunchRequest, HoldsWhatCommandAndContextSay) {
     std::string numbers;
     std::function<void(process::context&)> prepare;
   } rows[] = {
-      {"0 80000 0", [](auto&) {}},
-      {"0 80000 1", [](auto& how) { how.hide_windows(true); }},
-      {"0 80008 0", [](auto& how) { how.detached_process(true); }},
-      {"0 8080000 0", [](auto& how) { how.create_no_window(true); }},
-      {"0 80000 0",
+      {"0 80000 100", [](auto&) {}},
+      {"0 80000 101", [](auto& how) { how.hide_windows(true); }},
+      {"0 80008 100", [](auto& how) { how.detached_process(true); }},
+      {"0 8080000 100", [](auto& how) { how.create_no_window(true); }},
+      {"0 80000 100",
        [](auto& how) { how.hide_windows(false), how.detached_process(false), how.create_no_window(false); }},
       {"1 80000 100 and a list", [](auto& how) { how.explicitlyInheritHandles(true); }},
       {"1 80000 100", [&](auto& how) { how.inherited_handles().insert(pipe.device().handles().read_handle()); }},
@@ -226,7 +225,7 @@ TEST(LaunchRequest, HoldsWhatCommandAndContextSay) {
 // The system turns a narrow block into its own form, and has room for so many units of it; Wine takes any.
 TEST(LaunchRequest, HoldsAnEnvironmentThatIsTooLargeForTheNarrowFormInTheOther) {
   process::context how;
-  for (const auto& [size, flags] : {std::pair(32767, "0 80000 0"), std::pair(32768, "0 80400 0")}) {
+  for (const auto& [size, flags] : {std::pair(32767, "0 80000 100"), std::pair(32768, "0 80400 100")}) {
     how.environment() = {{"A", std::string(static_cast<std::size_t>(size) - 4, 'x')}};  // two zeros behind
     EXPECT_EQ(requested(process::command("C:\\a.exe"), how).numbers, flags);
   }
@@ -240,15 +239,15 @@ TEST(LaunchRequest, HoldsTheEnvironmentAsBytesOnlyWhereTheseAreTheText) {
     EXPECT_EQ(requested(process::command("C:\\a.exe"), how, block).numbers, flags);
   };
   how.environment().clear();
-  expect_block("\0", "0 80000 0");
+  expect_block("\0", "0 80000 100");
   how.environment() = {{"b", "2=3"}, {"A", "1"}, {"C", ""}};
-  expect_block("A=1\0b=2=3\0C=\0", "0 80000 0");
+  expect_block("A=1\0b=2=3\0C=\0", "0 80000 100");
   how.environment()["\u00e4"] = "\U0001f600";
-  expect_block(L"A=1\0b=2=3\0C=\0\u00e4=\U0001f600\0", "0 80400 0");
+  expect_block(L"A=1\0b=2=3\0C=\0\u00e4=\U0001f600\0", "0 80400 100");
   how.environment()["A"] = "\xff";  // no UTF-8: what the active code page says
   wchar_t expected[] = L"A=?\0b=2=3\0C=\0\u00e4=\U0001f600\0";
   ASSERT_EQ(MultiByteToWideChar(CP_ACP, 0, "\xff", 1, expected + 2, 1), 1);
-  expect_block(expected, "0 80400 0");
+  expect_block(expected, "0 80400 100");
   const injected<decltype(&GetACP)> page("GetACP", [](auto) { return UINT{CP_UTF8}; });
-  expect_block("\u00e4=\U0001f600\0A=\xff\0b=2=3\0C=\0", "0 80000 0");
+  expect_block("\u00e4=\U0001f600\0A=\xff\0b=2=3\0C=\0", "0 80000 100");
 }

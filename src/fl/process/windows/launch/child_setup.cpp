@@ -78,11 +78,6 @@ process_impl::child_setup::inheritance::inheritance(STARTUPINFOEXW& startup, con
   owners = pass_launch_attributes(ctx, startup);
   any_inherited = !handles.empty() || streams.change_handles() || !ctx.inherited_handles().empty() ||
                   !ctx.inherited_pipes().empty();
-  // Handles in the startup data are for a child that inherits. Any other would have their numbers alone, and be without
-  // output; where they do not count it has those of this process.
-  if (!any_inherited) {
-    startup.StartupInfo.dwFlags &= ~DWORD{STARTF_USESTDHANDLES};
-  }
 }
 
 DWORD process_impl::child_setup::make_creation_flags(const context& ctx, const inheritance& inherited) {
