@@ -278,7 +278,7 @@ converted<char> slowly_encoded(const ustring& text, const encoding& as) {
 
 template <class Converter, class Out, class In>
 void check_pieces(const std::basic_string<In>& text, const converted<Out>& expected, const char* name,
-                  seeded_random& random) {
+                  random_numbers& random) {
   expect_pieces_give<Converter>(expected.text, text, name, random);
   std::basic_string<Out> result;
   std::size_t refused = std::string::npos;
@@ -291,20 +291,20 @@ void check_pieces(const std::basic_string<In>& text, const converted<Out>& expec
   fuzzing::require(result == expected.text.substr(0, refused == std::string::npos ? refused : expected.before));
 }
 
-void check_decoding(const std::string& bytes, const encoding& as, seeded_random& random) {
+void check_decoding(const std::string& bytes, const encoding& as, random_numbers& random) {
   const converted<char16_t> expected = slowly_decoded(bytes, as);
   const std::vector<char> exact(bytes.begin(), bytes.end());
   fuzzing::require(decode({exact.data(), exact.size()}, as.name) == expected.text);
   check_pieces<stream_codecvt_string_to_ustring>(bytes, expected, as.name, random);
 }
 
-void check_encoding(const ustring& text, const encoding& as, seeded_random& random) {
+void check_encoding(const ustring& text, const encoding& as, random_numbers& random) {
   const converted<char> expected = slowly_encoded(text, as);
   fuzzing::require(encode(text, as.name) == expected.text);
   check_pieces<stream_codecvt_ustring_to_string>(text, expected, as.name, random);
 }
 
-void check_recoding(const std::string& bytes, const encoding& as, seeded_random& random) {
+void check_recoding(const std::string& bytes, const encoding& as, random_numbers& random) {
   const std::string utf8 = slowly_encoded(slowly_decoded(bytes, as).text, encodings()[0]).text;
   expect_pieces_give<stream_codecvt_string_to_utf8string>(utf8, bytes, as.name, random);
   const std::string there = slowly_encoded(reference_decode(bytes), as).text;
@@ -322,7 +322,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   fuzzing::input in(data, size);
   const encoding& as = encodings()[in.ConsumeIntegralInRange<std::size_t>(0, encodings().size() - 1)];
   const int what = in.ConsumeIntegralInRange(0, 2);
-  seeded_random random(in.ConsumeIntegral<std::uint16_t>());
+  random_numbers random(in.ConsumeIntegral<std::uint16_t>());
   detail::kernel::use(random.below(8));
   const std::string bytes = in.ConsumeRemainingBytesAsString();
   if (what == 0) {

@@ -3,7 +3,9 @@
 
 #include <i18n/stream_converter.hpp>
 
-#include "seeded_random.hpp"
+#include "random_numbers.hpp"
+
+#include <gtest/gtest.h>
 
 #include <string>
 #include <string_view>
@@ -15,7 +17,7 @@ namespace test_support {
 /// that the sanitizer sees what lies beyond. `result` has all that is written, also before an exception.
 template <class Out, class In>
 void convert_in_pieces(const fl::i18n::stream_converter<Out, In>& converter, std::basic_string_view<In> text,
-                       seeded_random& random, std::basic_string<Out>& result) {
+                       random_numbers& random, std::basic_string<Out>& result) {
   constexpr std::size_t sizes[] = {1, 2, 3, 7, 20, 70, 5000};
   constexpr std::size_t longest_character = 4;
   const std::size_t most_taken = random.pick(sizes), most_given = random.pick(sizes);
@@ -45,7 +47,7 @@ void convert_in_pieces(const fl::i18n::stream_converter<Out, In>& converter, std
 /// Twice, since a converter is ready for another text, and once in one call with as much room as is needed.
 template <class Converter, class Out, class In>
 void expect_pieces_give(const std::basic_string<Out>& whole, const std::basic_string<In>& text, const char* name,
-                        seeded_random& random) {
+                        random_numbers& random) {
   const Converter converter(name, true);
   for (int i = 0; i != 2; ++i) {
     std::basic_string<Out> result;
