@@ -24,14 +24,16 @@ class units_to_latin1 final : public encoder {
   stopped convert(const char16_t*& from, const char16_t* end, char*& to, char* to_end, bool) const noexcept override {
     const std::size_t count = room(from, end, to, to_end);
     const kernel::outcome done = kernel::utf16_to_latin1(from, count, to);
-    const char16_t* const limit = from + count;
-    for (from += done.used, to += done.written; from != limit; ++from) {
+    for (from += done.used, to += done.written; from != end; ++from) {
       if (*from > 0xFF) {
         return {stop_reason::ill_formed, 1};
       }
+      if (to == to_end) {
+        return {stop_reason::output_full};
+      }
       *to++ = static_cast<char>(*from);
     }
-    return from == end ? stopped{} : stopped{stop_reason::output_full};
+    return {};
   }
   std::string_view replacement() const noexcept override { return "?"; }
 };
