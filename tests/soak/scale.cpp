@@ -193,7 +193,7 @@ void draw_exceptions() {
       }
     });
   });
-  draw("exceptions that are nested in one", {10, 30, 100}, [](std::size_t number) {
+  draw("exceptions that are nested in one", {5, 15, 50}, [](std::size_t number) {
     try {
       throw_nested(number);
     } catch (...) {
