@@ -1,6 +1,6 @@
 // The end of a process in whose library 32 threads are at work, in each way that there is, a thousand times. The arena,
 // the heap, reports, launches and log records are in use, waits for children are pending and children run. The process
-// is to be gone within five seconds with its own exit code; what ends by `terminate` leaves a whole report.
+// is to be gone within five seconds with its own exit code; what ends by `terminate` leaves a whole report before.
 //
 //     soak_ends [ENDS_OF_EACH_WAY [SEED [WAY]]]
 //
@@ -105,6 +105,8 @@ struct tally {
 };
 
 constexpr DWORD longest_busy_ms = 120000;
+/// With a report: it waits for those whose stacks get names before, which takes seconds on a machine so busy.
+constexpr DWORD longest_report_ms = 30000;
 
 std::mutex of_results;
 std::map<std::string, tally> results;
@@ -143,7 +145,7 @@ bool end_once(const way& how, unsigned seed, const std::string& file) {
     return true;
   }
   const auto begin = ::GetTickCount64();
-  const outcome end = started.wait_for_end(longest_end_ms);
+  const outcome end = started.wait_for_end(how.end == terminate ? longest_report_ms : longest_end_ms);
   const auto took_ms = static_cast<DWORD>(::GetTickCount64() - begin);
   if (end == outcome::stuck_in_wine) {
     const std::lock_guard lock(of_results);

@@ -1,0 +1,66 @@
+// What threads leave behind: 10,000, up to 32 at once, that each use all areas of the library and end. After a warm-up
+// of a tenth of them memory, handles and slots stay as they are.
+//
+//     soak_threads [THREADS]
+#include <fl/process/testing.hpp>
+
+#include "amounts.hpp"
+#include "busy_threads.hpp"
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace {
+
+using namespace soak;
+
+DWORD WINAPI use_library(void* number) {
+  const auto seed = static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(number));
+  random_source random(seed + 1);
+  diag::setCurrentThreadName("soak " + std::to_string(seed));
+  for (const chore& what : short_chores) {
+    what.once(random);
+  }
+  if (seed % 40 == 0) {
+    launch_child(random);
+    ask_for_cores(random);
+  }
+  return 0;
+}
+
+/// Each is a thread of its own, up to 32 at once.
+void run_threads(unsigned first, unsigned count) {
+  std::vector<HANDLE> running;
+  for (unsigned number = first; number != first + count || !running.empty();) {
+    if (running.size() == 32 || number == first + count) {
+      const DWORD size = static_cast<DWORD>(running.size());
+      const DWORD ended = ::WaitForMultipleObjects(size, running.data(), FALSE, INFINITE) - WAIT_OBJECT_0;
+      ::CloseHandle(running[ended]);
+      running.erase(running.begin() + ended);
+      continue;
+    }
+    void* const argument = reinterpret_cast<void*>(static_cast<std::uintptr_t>(number++));
+    running.push_back(::CreateThread(nullptr, 0, use_library, argument, 0, nullptr));
+    if (number % 1000 == 0) {
+      std::fprintf(stderr, "%u threads\n", number);
+    }
+  }
+  process::testing::join_all_async_procs();
+}
+
+}  // namespace
+
+int main(int count, char** arguments) {
+  const auto number = [&](int n, int otherwise) {
+    return static_cast<unsigned>(count > n ? std::atoi(arguments[n]) : otherwise);
+  };
+  const unsigned threads = number(1, 10000);
+  prepare_chores("NUL");
+  run_threads(0, threads / 10);
+  const amounts first = measure();
+  run_threads(threads / 10, threads - threads / 10);
+  print_heading();
+  const bool as_promised = stays("threads", first, measure()) && wrong_results == 0;
+  std::fprintf(stderr, "%d wrong results\n", wrong_results.load());
+  return as_promised ? 0 : 1;
+}
