@@ -2,6 +2,8 @@
 
 #include <foundation_log/termination.hpp>
 
+#include "platform.hpp"
+
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
@@ -36,17 +38,24 @@ void write_last_words(const std::ostringstream& text, const char* file, int line
 }  // namespace
 
 termination_handler::termination_handler(function_type function) : function_(function), older_(nullptr) {
-  const std::lock_guard<std::mutex> hold(handlers_lock());
+  const platform::ending_aware_lock hold(handlers_lock());
+  if (!hold) {
+    return;
+  }
   older_ = newest;
   newest = this;
   target.store(function_);
 }
 
+// One that lives as long as a library goes when the process has ended the other threads, perhaps one in this lock.
 termination_handler::~termination_handler() {
-  const std::lock_guard<std::mutex> hold(handlers_lock());
+  const platform::ending_aware_lock hold(handlers_lock());
   termination_handler** link = &newest;
-  while (*link != this) {
+  while (hold && *link != nullptr && *link != this) {
     link = &(*link)->older_;
+  }
+  if (!hold || *link == nullptr) {
+    return;  // Or it came when the lock was lost.
   }
   *link = older_;
   target.store(newest != nullptr ? newest->function_ : nullptr);

@@ -5,6 +5,7 @@
 #include "process/child/launched_child.hpp"
 #include "process/child/process_reaper_impl.hpp"
 #include "process/child/process_reaper_instance.hpp"
+#include "util/process_end.hpp"
 
 #include <boost/exception_ptr.hpp>
 #include <boost/system/system_error.hpp>
@@ -81,6 +82,9 @@ process& process::operator=(process&& other) {
 }
 
 process::~process() {
+  if (util::process_is_ending()) {
+    return;  // A thread that the system has ended may have taken a lock with it. Nothing could be waited for any more.
+  }
   try {
     detach();
   } catch (...) {

@@ -117,6 +117,17 @@ TEST_F(Process, LeavesTheChildToTheReaperWhenItIsDestroyedOrMovedOnto) {
   EXPECT_EQ(system.open_handles(), 2u);
 }
 
+// An object of a library is destroyed when the other threads have been ended, perhaps in the reaper's lock.
+TEST_F(Process, LeavesTheChildAloneWhenItsParentEnds) {
+  {
+    const process::process child(any);
+    test_support::set_process_is_ending(true);
+  }
+  test_support::set_process_is_ending(false);
+  EXPECT_EQ(system.registered_waits(), 0u);
+  EXPECT_EQ(system.open_handles(), 0u);
+}
+
 TEST_F(Process, AsksItsFutureAndNotTheSystemOnceThereIsOne) {
   process::process child(any);
   system.before("register_wait", [&] { EXPECT_EQ(child.id(), 1) << "others need not wait for the registration"; });
