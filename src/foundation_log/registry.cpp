@@ -13,7 +13,10 @@
 namespace foundation::log::detail {
 
 registry& registry::get() {
-  static registry* const instance = new registry;
+  static registry* const instance = [] {
+    platform::stay_loaded();  // Each load would make another one.
+    return new registry;
+  }();
   return *instance;
 }
 

@@ -6,13 +6,14 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <vector>
 
 namespace soak {
 
 struct amounts {
-  std::size_t private_bytes;
+  std::size_t bytes;       ///< in the working set, and private, whichever is more: Wine 8 says that no byte is private
   std::size_t heap_bytes;  ///< in the blocks of all heaps, those of the C run-time included
   DWORD handles;
   DWORD slots;  ///< of thread-local storage
@@ -45,31 +46,44 @@ inline DWORD slots_in_use() {
   return all - static_cast<DWORD>(free.size());
 }
 
+inline DWORD handle_count() {
+  DWORD count = 0;
+  if (::GetProcessHandleCount(::GetCurrentProcess(), &count) && count != 0) {
+    return count;
+  }
+  // Wine 8 reports 0. It gives out the lowest free number.
+  for (std::uintptr_t number = 4, last = 0; number <= last + 1024; number += 4) {
+    if (DWORD flags; ::GetHandleInformation(reinterpret_cast<HANDLE>(number), &flags)) {
+      last = number;
+      ++count;
+    }
+  }
+  return count;
+}
+
 inline amounts measure() {
   PROCESS_MEMORY_COUNTERS_EX memory{};
   ::GetProcessMemoryInfo(::GetCurrentProcess(), reinterpret_cast<PROCESS_MEMORY_COUNTERS*>(&memory), sizeof memory);
-  amounts now{memory.PrivateUsage, bytes_in_heaps(), 0, slots_in_use()};
-  ::GetProcessHandleCount(::GetCurrentProcess(), &now.handles);
-  return now;
+  return {std::max(memory.PrivateUsage, memory.WorkingSetSize), bytes_in_heaps(), handle_count(), slots_in_use()};
 }
 
 inline void print_heading() {
-  std::printf("| | private (KB) | heaps (KB) | handles | slots |\n|---|---|---|---|---|\n");
+  std::printf("| | memory (KB) | heaps (KB) | handles | slots |\n|---|---|---|---|---|\n");
 }
 
 /// Prints both as rows. Whether there is at most 5% more memory, 20 handles more, of which the run-time and the system
-/// make some at any moment and keep them, and no slot more.
-inline bool stays(const char* what, const amounts& first, const amounts& last) {
+/// make some at any moment and keep them, and no slot more. `heap_bytes` more in the heaps are somebody else's.
+inline bool stays(const char* what, const amounts& first, const amounts& last, std::size_t heap_bytes = 0) {
   const auto print = [what](const char* when, const amounts& seen) {
-    std::printf("| %s, %s | %zu | %zu | %lu | %lu |\n", what, when, seen.private_bytes / 1024, seen.heap_bytes / 1024,
+    std::printf("| %s, %s | %zu | %zu | %lu | %lu |\n", what, when, seen.bytes / 1024, seen.heap_bytes / 1024,
                 seen.handles, seen.slots);
   };
   print("after the warm-up", first);
   print("at the end", last);
   std::fflush(stdout);
-  return last.private_bytes <= first.private_bytes + first.private_bytes / 20 &&
-         last.heap_bytes <= first.heap_bytes + first.heap_bytes / 20 && last.handles <= first.handles + 20 &&
-         last.slots <= first.slots;
+  return last.bytes <= first.bytes + first.bytes / 20 + heap_bytes &&
+         last.heap_bytes <= first.heap_bytes + first.heap_bytes / 20 + heap_bytes &&
+         last.handles <= first.handles + 20 && last.slots <= first.slots;
 }
 
 }  // namespace soak

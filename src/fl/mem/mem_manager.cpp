@@ -13,6 +13,7 @@
 #include "mem/option_words.hpp"
 #include "mem/plugin.hpp"
 #include "util/built_once.hpp"
+#include "util/keep_loaded.hpp"
 #include "util/thread_slot.hpp"
 #include "util/whole_text.hpp"
 
@@ -57,6 +58,7 @@ void dispatch_new_handler() {
 }
 
 void install_new_handler(bool throwing) {
+  util::keep_library_loaded();
   thread_new_handler.get();
   const std::new_handler former = std::get_new_handler();
   if (former == dispatch_new_handler) {

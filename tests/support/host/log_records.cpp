@@ -50,6 +50,8 @@ bool process_is_ending() noexcept {
   return false;
 }
 
+void stay_loaded() noexcept {}
+
 void write_standard_error(std::string_view text) noexcept {
   push_record("standard error", 0, std::string(text));
 }

@@ -1,5 +1,7 @@
 #include "util/thread_slot.hpp"
 
+#include "util/keep_loaded.hpp"
+
 #include <atomic>
 
 namespace foundation::core::util {
@@ -10,6 +12,8 @@ std::atomic<unsigned long> slots = 0;
 thread_local void* values[8] = {};
 
 }  // namespace
+
+void keep_library_loaded() noexcept {}
 
 thread_slot::thread_slot() noexcept : index_(slots++) {}
 

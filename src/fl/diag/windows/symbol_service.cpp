@@ -1,6 +1,7 @@
 #include "diag/windows/symbol_service.hpp"
 
 #include "diag/symbol_lookup.hpp"
+#include "util/keep_loaded.hpp"
 #include "util/waiting.hpp"
 
 // No header declares these together with <windows.h>.
@@ -67,6 +68,7 @@ void prepare_symbols() noexcept {
   if (symbol_service::loader_is_free()) {
     symbol_service::loading_thread = GetCurrentThreadId();
     symbol_service::initialize.find();
+    util::keep_library_loaded();  // The engine and what it has loaded live until the process ends.
     symbol_service::loading_thread = 0;
   }
 }

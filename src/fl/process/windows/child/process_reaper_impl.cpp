@@ -1,14 +1,14 @@
 #include "process/child/process_reaper_impl.hpp"
 
-#include "process/windows/keep_loaded.hpp"
 #include "process/windows/last_error.hpp"
+#include "util/keep_loaded.hpp"
 
 #include <windows.h>
 
 namespace foundation::core::sysdep::windows {
 
 void prepare_callbacks() noexcept {
-  keep_library_loaded();
+  util::keep_library_loaded();
 }
 
 void* register_wait(void* process, end_callback callback, void* context) {

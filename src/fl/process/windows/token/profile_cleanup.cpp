@@ -1,7 +1,7 @@
 #include "process/windows/token/profile_cleanup.hpp"
 
 #include "loggers.hpp"
-#include "process/windows/keep_loaded.hpp"
+#include "util/keep_loaded.hpp"
 
 namespace foundation::core::sysdep::windows {
 
@@ -29,7 +29,7 @@ void ProfileCleanup::start(std::unique_ptr<ProfileCleanup> record, HANDLE child)
   if (!record->duplicate_handle(child)) {
     return;
   }
-  keep_library_loaded();
+  util::keep_library_loaded();
   if (record->register_wait()) {
     let_go(record.release());
   }

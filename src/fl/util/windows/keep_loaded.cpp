@@ -1,8 +1,8 @@
-#include "process/windows/keep_loaded.hpp"
+#include "util/keep_loaded.hpp"
 
 #include <windows.h>
 
-namespace foundation::core::sysdep::windows {
+namespace foundation::core::util {
 
 void keep_library_loaded() noexcept {
   HMODULE self = nullptr;
@@ -10,4 +10,4 @@ void keep_library_loaded() noexcept {
                        reinterpret_cast<LPCWSTR>(&keep_library_loaded), &self);
 }
 
-}  // namespace foundation::core::sysdep::windows
+}  // namespace foundation::core::util
