@@ -4,7 +4,6 @@
 
 #include "diag/final_stage.hpp"
 #include "diag/report/escaped_message.hpp"
-#include "diag/report/report_line.hpp"
 #include "diag/stack_pointer.hpp"
 #include "diag/symbol_lookup.hpp"
 #include "diag/terminate_engine.hpp"
@@ -158,13 +157,28 @@ terminate_impl::observer_type terminate_impl::exchange_observer(observer_type ob
 
 namespace {
 
-// A message in any of its forms: written to a stream, and as a string for tests.
-void put(std::ostream& os, std::string_view message) {
-  write(os, message);
-}
-void put(std::ostream& os, const boost::format& message) {
-  os << message;
-}
+/// The message of one termination where that is text already. Making a stream takes the run-time's lock of the global
+/// locale, once the program has set one, and another thread may have stopped with it.
+class copied_message {
+ public:
+  explicit copied_message(std::string_view message) noexcept { message.copy(text_, text_buffer::capacity); }
+  const char* text() const noexcept { return text_; }
+
+ private:
+  char text_[text_buffer::capacity + 1] = {};
+};
+
+/// The same of what only a stream can write.
+class formatted_message {
+ public:
+  explicit formatted_message(const boost::format& message) { buffer_.stream() << message; }
+  const char* text() const noexcept { return buffer_.text(); }
+
+ private:
+  text_buffer buffer_;
+};
+
+// A message as a string, for tests.
 std::string string_of(std::string_view message) {
   return std::string(message);
 }
@@ -172,14 +186,13 @@ std::string string_of(const boost::format& message) {
   return message.str();
 }
 
-template <class Message>
+template <class Buffer, class Message>
 [[noreturn]] void terminate_with(const Message& message, const char* file, int line, const char* function) {
   terminate_impl& self = term();
   if (self.test_mode().get() && std::uncaught_exceptions() == 0) {
     throw terminate_impl::terminate_exception{string_of(message)};
   }
-  text_buffer text;
-  put(text.stream(), message);
+  const Buffer text(message);
   self.notify(text.text(), file, line, function);
   final_stage(text.text(), text_or_unknown(file), line, text_or_unknown(function));
 }
@@ -187,23 +200,23 @@ template <class Message>
 }  // namespace
 
 void terminate(const char* message, const char* file, int line, const char* function) {
-  terminate_with(std::string_view(text_or_empty(message)), file, line, function);
+  terminate_with<copied_message>(std::string_view(text_or_empty(message)), file, line, function);
 }
 
 void terminate(const std::string& message, const char* file, int line, const char* function) {
-  terminate_with(std::string_view(message), file, line, function);
+  terminate_with<copied_message>(std::string_view(message), file, line, function);
 }
 
 void terminate(const boost::format& message, const char* file, int line, const char* function) {
-  terminate_with(message, file, line, function);
+  terminate_with<formatted_message>(message, file, line, function);
 }
 
 void terminate(const std::ostringstream& message, const char* file, int line, const char* function) {
-  terminate_with(message.view(), file, line, function);
+  terminate_with<copied_message>(message.view(), file, line, function);
 }
 
 void terminate(const std::stringstream& message, const char* file, int line, const char* function) {
-  terminate_with(message.view(), file, line, function);
+  terminate_with<copied_message>(message.view(), file, line, function);
 }
 
 void terminate(const ustring& message, const char* file, int line, const char* function) {

@@ -16,6 +16,7 @@
 #include <dbghelp.h>
 
 #include <csignal>
+#include <locale>
 #include <regex>
 
 namespace {
@@ -170,6 +171,24 @@ void terminate_with_faulty_loader() {
   diag::terminate("message", "crash.cpp", 4, "f");
 }
 
+std::atomic<bool> in_run_time{false};
+
+/// With another thread suspended where the run-time changes the global locale, under its lock.
+void terminate_beside_stopped_locale() {
+  const test_support::injected<char*(__cdecl*)(int, const char*)> set("libstdc++-6.dll", "setlocale",
+                                                                      [](auto, auto...) -> char* {
+                                                                        in_run_time = true;
+                                                                        SuspendThread(GetCurrentThread());
+                                                                        return nullptr;
+                                                                      });
+  const std::locale& classic = std::locale::classic();
+  std::thread([&] { std::locale::global(std::locale(classic, classic, std::locale::numeric)); }).detach();
+  while (!in_run_time) {
+    Sleep(1);
+  }
+  diag::terminate(u"message", "crash.cpp", 4, "f");
+}
+
 void log_fatal_record() {
   foundation::log::basic_diagnostic_logger<char> logger("crash");
   logger.level(foundation::log::severity::fatal << foundation::log::check_shift);
@@ -215,6 +234,7 @@ TEST(Crash, EveryEndLeavesOneReportThatNamesThePlaceAndAFailureStatus) {
        AllOf(report_in_f, HasSubstr("second\n\nFunction: g, file crash.cpp, line 5"))},
       {[] { terminate_interrupted_by(overflow); }, abort_status,
        AllOf(report_in_f, HasSubstr(", file src/fl/diag/terminate, line 266\n"))},
+      {terminate_beside_stopped_locale, abort_status, report_in_f},
       {fault_beside_stopped_loader, crash_status,
        HasPattern(R"(:\nNo names from here on[^\n]+ the loader.\n(\[ *\d+\] 0x[0-9a-f]{16}\n){5})")},
       {terminate_with_faulty_loader, crash_status,
