@@ -27,7 +27,7 @@ std::string display_language() {
   return "en";
 }
 std::optional<std::string> read_catalog_file(const ustring& path) {
-  return path.find(u"/en/") != ustring::npos ? std::optional<std::string>(R"({"known": "text"})") : std::nullopt;
+  return path.find(u"en") != ustring::npos ? std::optional<std::string>(R"({"known": "text"})") : std::nullopt;
 }
 std::uint64_t milliseconds() noexcept {
   return 0;
