@@ -142,6 +142,7 @@ int run_as_child(const lock_row& row, unsigned seed, const char* event, const st
   const auto handler = foundation::kit::install_crash_handler(options);
   std::freopen("NUL", "w", stderr);
   random_source random(seed);
+  diag::terminate_called();  // The engine is there: its log is a stream, and making one takes the lock of the locales.
   if (row.once != read_code_page) {
     row.once(random);  // What is made once is there.
   }

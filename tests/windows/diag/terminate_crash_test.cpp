@@ -181,6 +181,7 @@ void terminate_beside_stopped_locale() {
                                                                         SuspendThread(GetCurrentThread());
                                                                         return nullptr;
                                                                       });
+  diag::terminate_called();  // The engine is there: its log is a stream.
   const std::locale& classic = std::locale::classic();
   std::thread([&] { std::locale::global(std::locale(classic, classic, std::locale::numeric)); }).detach();
   while (!in_run_time) {
