@@ -3,13 +3,9 @@
 #pragma once
 
 #include "every_test.hpp"
-
-#include <windows.h>
+#include "watched_calls.hpp"
 
 namespace test_support {
-
-/// The last error of a refused call.
-inline constexpr DWORD refused_code = ERROR_NOT_ENOUGH_QUOTA;
 
 /// What is to be seen of an operation when all is done. An exception is seen as its type and its text, in which a !
 /// stands for the words that go with the code.

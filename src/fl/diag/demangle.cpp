@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <stdexcept>
 
 namespace foundation::core::diag::detail {
@@ -24,6 +25,10 @@ std::string demangle_typeid_name(const char* name, bool strict) {
   constexpr std::size_t longest = 1023;
   if (readable) {
     return std::string(readable.get(), ::strnlen(readable.get(), longest));
+  }
+  constexpr int no_memory = -1;
+  if (status == no_memory) {
+    throw std::bad_alloc();
   }
   // Names of another compiler's types.
   char buffer[longest + 1];

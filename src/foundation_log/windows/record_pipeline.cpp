@@ -109,7 +109,10 @@ class pipeline {
   }
 
   bool push(const std::string& channel, unsigned severity, const std::string& text) const {
-    logging::attribute_set attributes = common_;
+    logging::attribute_set attributes;
+    for (const auto& [name, attribute] : common_) {  // A copy of the whole set, cut short by std::bad_alloc, leaks.
+      attributes.insert(name, attribute);
+    }
     attributes.insert(channel_name, logging::attributes::constant<std::string>(channel));
     attributes.insert(severity_name, logging::attributes::constant<unsigned>(severity));
     logging::record record = core().open_record(attributes);

@@ -77,6 +77,7 @@ iopipe_descriptor::~iopipe_descriptor() = default;
 
 iopipe_descriptor::operator std::string() const {
   std::ostringstream out;
+  out.exceptions(std::ios_base::badbit);  // Or it would swallow the std::bad_alloc of its buffer.
   // Another process reads this, whose locale may group digits differently.
   out.imbue(std::locale::classic());
   impl_->serialize(out);

@@ -20,6 +20,7 @@ iopipe_descriptor_impl::iopipe_descriptor_impl(const process::iopipe_handles& ha
 
 iopipe_descriptor_impl::iopipe_descriptor_impl(const std::string& text) {
   std::istringstream in(text);
+  in.exceptions(std::ios_base::badbit);  // Or it would swallow the std::bad_alloc of its buffer.
   in.imbue(std::locale::classic());
   parse(in);
 }

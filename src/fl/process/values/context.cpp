@@ -206,8 +206,9 @@ iopipe_descriptor context::inherit_pipe(iopipe& pipe, int mode) {
     pipe.setstate(std::ios_base::badbit);
   }
   const iopipe_device device = pipe.device();
+  iopipe_descriptor told = device.descriptor(mode);  // Before the pipe is in the list: there may be no memory for it.
   inherited_pipes_[device] = mode;
-  return device.descriptor(mode);
+  return told;
 }
 
 }  // namespace foundation::core::process

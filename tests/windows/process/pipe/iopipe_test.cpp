@@ -1,9 +1,13 @@
 // Pipes of the system, in this process and to a real child. The rules of the translation are tested with
 // scripted calls.
 
+#include <fl/sysdep/windows/iopipe_descriptor_impl.hpp>
+
 #include "children.hpp"
 #include "every_test.hpp"
 #include "refusals.hpp"
+
+#include <boost/smart_ptr/make_shared.hpp>
 
 namespace process = foundation::core::process;
 namespace open_mode = process::open_mode;
@@ -138,4 +142,29 @@ TEST(Pipe, MadeOfATextRefusesTransferForWhateverIsNoPipeAndTakesNothingButWhatIs
     }
     EXPECT_TRUE(CloseHandle(bystander));
   }));
+}
+
+// A stream swallows std::bad_alloc: the text ended in the middle of a number, or a number was read as 0.
+TEST(Descriptor, IsToldAndReadAsAWholeWhicheverAllocationFails) {
+  using foundation::core::sysdep::windows::iopipe_descriptor_impl;
+  const iopipe_handles handles(reinterpret_cast<void*>(0xFFFFFFF8), reinterpret_cast<void*>(0xFFFFFFF4));
+  const process::iopipe_descriptor large(boost::make_shared<iopipe_descriptor_impl>(handles, true, true, 'x', true));
+  const std::string whole = "4294967288 4294967284 1 1 120 1";
+  test_support::watched_calls calls;
+  calls.add_allocator("libstdc++-6.dll", true);
+  int nth = 0;
+  do {
+    calls.begin({test_support::planned_fault::kind::allocation, "", ++nth});
+    calls.resume();
+    try {
+      const std::string told = large;
+      const process::iopipe_descriptor read(whole);
+      calls.suspend();
+      EXPECT_EQ(told, whole) << nth;
+      EXPECT_EQ(std::string(read), whole) << nth;
+    } catch (const std::bad_alloc&) {
+      calls.suspend();
+    }
+  } while (calls.refused() != 0);
+  EXPECT_GT(nth, 4);
 }

@@ -137,7 +137,8 @@ class FL_API context {
   const std::map<iopipe_device, int>& inherited_pipes() const;
   /// Lets the child have the ends of `pipe` that `mode` names, and returns what the child needs to open them. Flushes
   /// the output side of `pipe` first, whatever state the stream is in; what cannot be written sets its badbit. A mode
-  /// that names no end removes the pipe from the list and returns an empty descriptor.
+  /// that names no end removes the pipe from the list and returns an empty descriptor. Without memory, throws
+  /// std::bad_alloc and leaves the list as it was.
   iopipe_descriptor inherit_pipe(iopipe& pipe, int mode);
   template <class Mode, detail::standard_open_mode<Mode> = 0>
   iopipe_descriptor inherit_pipe(iopipe& pipe, Mode mode) = delete;
