@@ -1,0 +1,71 @@
+// A row of the sweep of faults: an operation, and what it keeps when something fails inside it.
+#pragma once
+
+#include "watched_calls.hpp"
+
+#include <string>
+#include <vector>
+
+namespace faults {
+
+/// One run of an operation.
+class trial {
+ public:
+  explicit trial(test_support::watched_calls& calls) : calls_(calls) {}
+
+  /// Runs what faults may come into. Whether it came to its end: an exception is kept as the outcome.
+  template <class Action>
+  bool act(Action&& action) {
+    calls_.resume();
+    try {
+      action();
+      calls_.suspend();
+      return true;
+    } catch (...) {
+      calls_.suspend();
+      note_exception();
+      return false;
+    }
+  }
+  /// The same, after which what `look` returns is as it was before unless the action came to its end.
+  template <class Look, class Action>
+  bool act_or_nothing(Look look, Action&& action) {
+    const auto before = look();
+    const bool done = act(action);
+    expect(done || look() == before, "a failure changed the object");
+    return done;
+  }
+  /// What is to be seen, the same in each run that fails nowhere.
+  void see(const std::string& seen) { seen_ += seen + ";"; }
+  /// A promise that holds whatever fails.
+  void expect(bool kept, std::string_view promise);
+
+  /// "done" and what was seen, or the first exception with its type and text.
+  std::string outcome() const { return failure_.empty() ? "done " + seen_ : failure_; }
+  bool is_bad_alloc() const { return is_bad_alloc_; }
+  const std::string& broken() const { return broken_; }
+
+ private:
+  void note_exception();
+
+  test_support::watched_calls& calls_;
+  std::string seen_, failure_, broken_;
+  bool is_bad_alloc_ = false;
+};
+
+struct operation {
+  const char* name;  ///< as in tools/operations.tsv, which says what of the interface it covers
+  void (*run)(trial&);
+  const char* allowed = "";  ///< a pattern for outcomes that the general rule does not allow (see faults.cpp)
+  bool keeps_more = false;   ///< each run leaves something for good
+};
+
+// Names that begin with "none: " are of operations that make no call.
+std::vector<operation> value_operations();
+std::vector<operation> failure_operations();
+std::vector<operation> stream_operations();
+std::vector<operation> process_operations();
+std::vector<operation> system_operations();
+std::vector<operation> companion_operations();
+
+}  // namespace faults
