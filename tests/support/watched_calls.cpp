@@ -37,8 +37,10 @@ std::atomic<DWORD> watched_thread = 0;
 int allocations_made = 0, calls_made = 0, faults_made = 0, closes_in_vain = 0;
 std::atomic<long long> living = 0;
 
-// Those that cannot fail, and those that are no business of the operation.
+// Those that cannot fail, as waking and being woken by handles of one's own cannot, and those that are no business of
+// the operation.
 const std::regex left_alone(
+    "SetEvent|ResetEvent|ReleaseSemaphore|WaitFor(SingleObject|MultipleObjects)Ex|"
     ".*(SRWLock|CriticalSection).*|(GetCurrent|Ldr|(Tls|Fls)[G]|TlsS|VirtualProtect|VirtualQuery|Delete[CP]|Rtl).*|"
     "FormatMessageW|"
     "GetACP|GetOEMCP|GetLastError|GetProcessHeap|GetTickCount.*|GetSystemInfo|GetCommandLineW|GetSystemTime.*|"
