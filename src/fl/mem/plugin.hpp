@@ -4,8 +4,9 @@
 
 namespace foundation::core::sysdep::windows {
 
-/// Loads libqxtools_mobservation.dll from the folder of this library, and calls it with `enabled`. Returns its answer, not 0 if allocations are now observed; 0 if it cannot be loaded or is no such plug-in. It is never
-/// unloaded. What happens is noted in the log.
+/// Loads libqxtools_mobservation.dll from the folder of this library, and calls it with `enabled`. Returns its answer,
+/// not 0 if allocations are now observed; 0 if it cannot be loaded or is no such plug-in. It is never unloaded. What
+/// happens is noted in the log.
 int load_and_run_plugin(bool enabled);
 
 }  // namespace foundation::core::sysdep::windows

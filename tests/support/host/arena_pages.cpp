@@ -3,9 +3,9 @@
 #include <sanitizer/asan_interface.h>
 #include <sys/mman.h>
 
-#include <cstring>
-
 #include <sched.h>
+
+#include <cstring>
 
 namespace test_support {
 

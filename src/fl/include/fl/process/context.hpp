@@ -8,9 +8,9 @@
 // Who starts children side by side calls `explicitlyInheritHandles(true)`. Without it a child that inherits anything
 // gets every inheritable handle of this process, the ends of pipes included that are at this moment meant for another
 // child: such a pipe ends only when both children have ended. A launch closes the child's ends in this process, but
-// cannot remove them from a sibling. And a child that inherits nothing at all, since its context names no stream, handle
-// or pipe, knows the parent's standard handles by their numbers alone: on Windows its output is lost. With the call it
-// has them.
+// cannot remove them from a sibling. And a child that inherits nothing at all, since its context names no stream,
+// handle or pipe, knows the parent's standard handles by their numbers alone: on Windows its output is lost. With the
+// call it has them.
 #pragma once
 
 #include <fl/export.hpp>
