@@ -173,7 +173,7 @@ word call_system(const watched_import& self, const all_words& words) {
   }
   watched_function& function = *self.function;
   ++function.calls;
-  const bool gives_back = function.part == role::giving_back;
+  const bool gives_back = function.part == role::giving_back || function.name == plan.spared;
   calls_made += !gives_back;
   const bool refused = (plan.what == kind::call && function.planned && is_planned(function.calls)) ||
                        (plan.what == kind::any_call && !gives_back && is_planned(calls_made));

@@ -29,6 +29,7 @@ struct planned_fault {
   int nth = 1;              ///< from 1
   bool persistent = false;  ///< all later ones, too
   int share = 0;            ///< of a short count, the divisor of what was asked for; one_byte and no_byte besides
+  std::string spared = {};  ///< none of the calls that `any_call` means
 };
 inline constexpr int one_byte = -1;
 inline constexpr int no_byte = 0;

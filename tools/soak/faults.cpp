@@ -68,9 +68,12 @@ class sweep {
     }
     for (const bool persistent : {false, true}) {
       fail_in_turn({kind::allocation, "", 1, persistent}, allocations_);
-      fail_in_turn({kind::any_call, "", 1, persistent}, system_);
+      fail_in_turn({kind::any_call, "", 1, persistent, 0, which_.spares}, system_);
     }
     for (const auto& [name, count, counts_bytes] : functions) {
+      if (name == which_.spares) {
+        continue;
+      }
       names_ += (names_.empty() ? "" : ", ") + name;
       fail_in_turn({kind::call, name, 1, true}, system_);
       for (const int share : {2, test_support::one_byte, test_support::no_byte}) {

@@ -58,6 +58,7 @@ struct operation {
   void (*run)(trial&);
   const char* allowed = "";  ///< a pattern for outcomes that the general rule does not allow (see faults.cpp)
   bool keeps_more = false;   ///< each run leaves something for good
+  const char* spares = "";   ///< a function that is not refused, for the reason beside the row
 };
 
 // Names that begin with "none: " are of operations that make no call.
