@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <utility>
 
 namespace {
 
@@ -42,7 +43,10 @@ void check_file(std::string_view json) {
   } catch (const fl::i18n::bad_catalog& error) {
     const std::string_view text = error.what();
     fuzzing::require(text.starts_with("the message catalog x.json cannot be used: line "));
-    fuzzing::require(!expected || text.ends_with("\" stands here again"));
+    // Of two equal names the tree has forgotten the first, which may have had no text.
+    const bool forgets = std::cmp_greater(std::count(json.begin(), json.end(), ':'), expected ? expected->size() : 0);
+    fuzzing::require(!expected || text.ends_with("\" stands here again") ||
+                     (forgets && text.ends_with(" is not a text")));
   }
 }
 
