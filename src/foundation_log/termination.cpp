@@ -50,12 +50,15 @@ termination_handler::termination_handler(function_type function) : function_(fun
 // One that lives as long as a library goes when the process has ended the other threads, perhaps one in this lock.
 termination_handler::~termination_handler() {
   const platform::ending_aware_lock hold(handlers_lock());
+  if (!hold) {
+    return;
+  }
   termination_handler** link = &newest;
-  while (hold && *link != nullptr && *link != this) {
+  while (*link != nullptr && *link != this) {
     link = &(*link)->older_;
   }
-  if (!hold || *link == nullptr) {
-    return;  // Or it came when the lock was lost.
+  if (*link == nullptr) {
+    return;  // It came when the lock was not to be had.
   }
   *link = older_;
   target.store(newest != nullptr ? newest->function_ : nullptr);

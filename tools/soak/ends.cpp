@@ -175,14 +175,7 @@ void end_at_last(const way& how, unsigned seed) {
 
 int watch_all(unsigned count, unsigned seed, const std::string& wanted) {
   std::fprintf(stderr, "seed %u\n", seed);
-  std::vector<std::pair<const way*, unsigned>> all;
-  for (unsigned turn = 0; turn != count; ++turn) {
-    for (const way& how : ways) {
-      if (wanted.empty() || wanted == how.name) {
-        all.emplace_back(&how, seed + 100 * static_cast<unsigned>(all.size()));
-      }
-    }
-  }
+  const auto all = turns_of(ways, count, seed, wanted);
   run_at_once(3, all.size(), [&](std::size_t n) { end_at_last(*all[n].first, all[n].second); });
   std::printf("| way | ends | longest (ms) | not as promised | besides, stuck in Wine |\n|---|---|---|---|---|\n");
   int wrong = 0;

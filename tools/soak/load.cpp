@@ -43,7 +43,7 @@ seen load_often(const char* library, void (*use)(HMODULE), unsigned count, bool 
   seen result{true, {}, {}};
   for (unsigned n = 0; n != count && result.as_promised; ++n) {
     if (n == count / 10) {
-      result.first = measure();
+      result.first = measure_with_slots();
     }
     const HMODULE loaded = ::LoadLibraryA(library);
     if (loaded == nullptr) {
@@ -54,7 +54,7 @@ seen load_often(const char* library, void (*use)(HMODULE), unsigned count, bool 
     ::FreeLibrary(loaded);
     result.as_promised = (::GetModuleHandleA(library) == nullptr) == goes;
   }
-  result.last = measure();
+  result.last = measure_with_slots();
   return result;
 }
 

@@ -217,14 +217,7 @@ void end_once(const lock_row& row, unsigned seed) {
 
 int watch_all(unsigned count, unsigned seed, const std::string& wanted) {
   std::fprintf(stderr, "seed %u\n", seed);
-  std::vector<std::pair<const lock_row*, unsigned>> all;
-  for (unsigned turn = 0; turn != count; ++turn) {
-    for (const lock_row& row : rows) {
-      if (wanted.empty() || wanted == row.name) {
-        all.emplace_back(&row, seed + 100 * static_cast<unsigned>(all.size()));
-      }
-    }
-  }
+  const auto all = turns_of(rows, count, seed, wanted);
   run_at_once(3, all.size(), [&](std::size_t n) { end_once(*all[n].first, all[n].second); });
   std::printf("| lock | ends | within it | longest (ms) | not as promised |\n|---|---|---|---|---|\n");
   int wrong = 0;

@@ -9,6 +9,7 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace soak {
@@ -111,6 +112,21 @@ class watched_child {
   DWORD id_ = 0;
   std::string file_;
 };
+
+/// Each of the rows, or the one with the name `wanted`, `count` times in turn, each with a seed of its own.
+template <class Row, std::size_t Size>
+std::vector<std::pair<const Row*, unsigned>> turns_of(const Row (&rows)[Size], unsigned count, unsigned seed,
+                                                      const std::string& wanted) {
+  std::vector<std::pair<const Row*, unsigned>> all;
+  for (unsigned turn = 0; turn != count; ++turn) {
+    for (const Row& row : rows) {
+      if (wanted.empty() || wanted == row.name) {
+        all.emplace_back(&row, seed + 100 * static_cast<unsigned>(all.size()));
+      }
+    }
+  }
+  return all;
+}
 
 /// Does `work` for the numbers below `count`, on some threads.
 template <class Work>
