@@ -131,8 +131,9 @@ std::size_t narrow_block_size(const void* block) {
   return static_cast<std::size_t>(end - begin) + 2;
 }
 
-// The attribute list of the launch that this thread prepares, if it names handles.
-thread_local const void* list_of_handles = nullptr;
+// Where a thread keeps the attribute list of the launch that it prepares, if that names handles. No `thread_local`:
+// clang and its linker lose one that only this file sees.
+const DWORD list_of_handles = ::TlsAlloc();
 
 objection of_creation(const wchar_t* line, BOOL inherit, DWORD flags, const void* environment,
                       const STARTUPINFOW* startup) {
@@ -142,7 +143,7 @@ objection of_creation(const wchar_t* line, BOOL inherit, DWORD flags, const void
   return first_of({
       breach_if(startup->cb != (extended ? sizeof(STARTUPINFOEXW) : sizeof(STARTUPINFOW)), ERROR_INVALID_PARAMETER,
                 "a wrong size of the startup data"),
-      breach_if(!inherit && list != nullptr && list == list_of_handles, ERROR_INVALID_PARAMETER,
+      breach_if(!inherit && list != nullptr && list == ::TlsGetValue(list_of_handles), ERROR_INVALID_PARAMETER,
                 "a list of handles for a child that inherits none"),
       breach_if(narrow && narrow_block_size(environment) > 32767, ERROR_INVALID_PARAMETER,
                 "a narrow environment that is too large"),
@@ -156,11 +157,13 @@ bool is_primary(HANDLE token) {
   return !::GetTokenInformation(token, TokenType, &type, sizeof type, &size) || type == TokenPrimary;
 }
 
-objection of_attribute(const void* list, DWORD_PTR number, const void* value, SIZE_T size) {
+objection of_attribute(void* list, DWORD_PTR number, const void* value, SIZE_T size) {
   const auto* const first = static_cast<const HANDLE*>(value);
   const std::span handles(first, size / sizeof(HANDLE));
   const bool listed = number == PROC_THREAD_ATTRIBUTE_HANDLE_LIST;
-  list_of_handles = listed ? list : list_of_handles;
+  if (listed) {
+    ::TlsSetValue(list_of_handles, list);
+  }
   return first_of({
       breach_if(size == 0 || size % sizeof(HANDLE) != 0, ERROR_BAD_LENGTH, "a list of no size that handles have"),
       breach_if(listed && !std::all_of(handles.begin(), handles.end(), is_inheritable), ERROR_INVALID_PARAMETER,
@@ -200,7 +203,7 @@ void watch_processes() {
                            of_creation(line, inherit, flags, environment, startup)});
         });
   watch(&::InitializeProcThreadAttributeList, "InitializeProcThreadAttributeList", FALSE, [](auto...) {
-    list_of_handles = nullptr;
+    ::TlsSetValue(list_of_handles, nullptr);
     return objection{};
   });
   watch(&::UpdateProcThreadAttribute, "UpdateProcThreadAttribute", FALSE,
