@@ -42,7 +42,7 @@ std::atomic<long long> living = 0;
 const std::regex left_alone(
     "SetEvent|ResetEvent|ReleaseSemaphore|WaitFor(SingleObject|MultipleObjects)Ex|"
     ".*(SRWLock|CriticalSection).*|(GetCurrent|Ldr|(Tls|Fls)[G]|TlsS|VirtualProtect|VirtualQuery|Delete[CP]|Rtl).*|"
-    "FormatMessageW|"
+    "FormatMessageW|GetSidSubAuthority(Count)?|"
     "GetACP|GetOEMCP|GetLastError|GetProcessHeap|GetTickCount.*|GetSystemInfo|GetCommandLineW|GetSystemTime.*|"
     "IsDBCSLeadByteEx|QueryPerformance.*|SetLastError|SetUnhandledExceptionFilter|Sleep.*|SwitchToThread|Wake.*|__C_."
     "*");

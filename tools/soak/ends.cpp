@@ -141,7 +141,9 @@ void note(const way& how, unsigned seed, DWORD took_ms, const std::string& breac
 bool end_once(const way& how, unsigned seed, const std::string& file) {
   const watched_child started(std::string("end ") + how.name + " " + std::to_string(seed), file);
   if (!started.begins_to_end(longest_busy_ms)) {
-    note(how, seed, 0, started.has_ended(0) ? "ended early: " + std::to_string(started.exit_code()) : "does not begin");
+    note(how, seed, 0,
+         started.has_ended(0) ? "ended early: " + std::to_string(started.exit_code()) + "\n" + content_of(file + ".err")
+                              : "does not begin");
     return true;
   }
   const auto begin = ::GetTickCount64();

@@ -105,7 +105,8 @@ constexpr DWORD blocked_after_ms = 60;
 constexpr int most_tries = 100;
 
 DWORD WINAPI go_in_and_out(void* row) {
-  keep_busy({nullptr, static_cast<const lock_row*>(row)->once}, 1);
+  const auto& what = *static_cast<const lock_row*>(row);
+  keep_busy({what.name, what.once}, 1);
   return 0;
 }
 

@@ -1,7 +1,7 @@
 // What threads leave behind: 10,000, up to 32 at once, that each use all areas of the library and end. After a warm-up
 // of a tenth of them memory, handles and slots stay as they are.
 //
-//     soak_threads [THREADS]
+//     soak_threads [THREADS [CHORE]]     (only this chore, to find out which one leaves something behind)
 #include <fl/process/testing.hpp>
 
 #include "amounts.hpp"
@@ -14,16 +14,28 @@ namespace {
 
 using namespace soak;
 
+std::string wanted;
+
+/// Of every fortieth thread.
+constexpr chore rare_chores[] = {{"launch", launch_child}, {"cores", ask_for_cores}};
+
+void do_chore(const chore& what, random_source& random) {
+  if (wanted.empty() || wanted == what.name) {
+    what.once(random);
+  }
+}
+
 DWORD WINAPI use_library(void* number) {
   const auto seed = static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(number));
   random_source random(seed + 1);
   diag::setCurrentThreadName("soak " + std::to_string(seed));
   for (const chore& what : short_chores) {
-    what.once(random);
+    do_chore(what, random);
   }
-  if (seed % 40 == 0) {
-    launch_child(random);
-    ask_for_cores(random);
+  for (const chore& what : rare_chores) {
+    if (seed % 40 == 0) {
+      do_chore(what, random);
+    }
   }
   return 0;
 }
@@ -55,7 +67,10 @@ int main(int count, char** arguments) {
     return static_cast<unsigned>(count > n ? std::atoi(arguments[n]) : otherwise);
   };
   const unsigned threads = number(1, 10000);
+  wanted = count > 2 ? arguments[2] : "";
   prepare_chores("NUL");
+  // Keeps the symbol service: Wine 8's loses 1,224 bytes with each start and end, as a loop of nothing else shows.
+  const diag::termination_observer keeps_symbols(nullptr);
   run_threads(0, threads / 10);
   const amounts first = measure_with_slots();
   run_threads(threads / 10, threads - threads / 10);

@@ -17,6 +17,11 @@ namespace soak {
 /// How long a process may take for its end, from the moment in which it says that it begins.
 inline constexpr DWORD longest_end_ms = 5000;
 
+inline std::string content_of(const std::string& file) {
+  std::ifstream stream(file, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(stream), {});
+}
+
 /// This program once more, in a job that ends all that it leaves behind.
 class watched_child {
  public:
@@ -101,10 +106,7 @@ class watched_child {
     };
     return known && (is_in("RtlWakeAddressSingle") || is_in("RtlWakeAddressAll") || is_in("RtlWaitOnAddress"));
   }
-  std::string content_of_file() const {
-    std::ifstream stream(file_, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(stream), {});
-  }
+  std::string content_of_file() const { return content_of(file_); }
 
  private:
   HANDLE job_ = ::CreateJobObjectW(nullptr, nullptr);

@@ -253,9 +253,9 @@ std::vector<operation> companion_operations() {
           {"text: other encodings", convert_others},
           {"text: converters of streams", convert_streams},
           {"text: errors", make_errors},
-          {"messages: get", get_message, "not a file on a disk|incomplete JSON|^done"},
+          {"messages: get", get_message, "not a file on a disk|incomplete JSON"},
           {"messages: where from, language", set_catalogs},
-          {"messages: the user's language", display_language, "^done"},
+          {"messages: the user's language", display_language, "^done en;$"},
           {"messages: add a catalog", add_catalog, "", true},
           {"paths", paths},
           {"file buffer", file_buffer, "refused"},
@@ -265,7 +265,10 @@ std::vector<operation> companion_operations() {
           {"log: records", write_record},
           {"none: log: switches", log_switches},
           {"log: handler of its end", log_end},
-          {"log: chain of exceptions", exception_chain, "^done"}};
+          {"log: chain of exceptions", exception_chain,
+           "^done (\\(no "
+           "memory\\)|std::bad_alloc|std::_Nested_exception<std::runtime_error>|St17_Nested_exceptionISt13runtime_"
+           "errorE)"}};
 }
 
 }  // namespace faults

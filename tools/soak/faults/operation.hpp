@@ -11,7 +11,7 @@ namespace faults {
 /// One run of an operation.
 class trial {
  public:
-  explicit trial(test_support::watched_calls& calls) : calls_(calls) {}
+  trial(test_support::watched_calls& calls, bool refuses_all) : calls_(calls), refuses_all_(refuses_all) {}
 
   /// Runs what faults may come into. Whether it came to its end: an exception is kept as the outcome.
   template <class Action>
@@ -35,6 +35,8 @@ class trial {
     expect(done || look() == before, "a failure changed the object");
     return done;
   }
+  /// Whether the fault goes on until the end, so that nothing can be put right.
+  bool refuses_all() const { return refuses_all_; }
   /// What is to be seen, the same in each run that fails nowhere.
   void see(const std::string& seen) { seen_ += seen + ";"; }
   /// A promise that holds whatever fails.
@@ -49,6 +51,7 @@ class trial {
   void note_exception();
 
   test_support::watched_calls& calls_;
+  const bool refuses_all_;
   std::string seen_, failure_, broken_;
   bool is_bad_alloc_ = false;
 };
@@ -56,10 +59,13 @@ class trial {
 struct operation {
   const char* name;  ///< as in tools/operations.tsv, which says what of the interface it covers
   void (*run)(trial&);
-  const char* allowed = "";  ///< a pattern for outcomes that the general rule does not allow (see faults.cpp)
+  std::string allowed = {};  ///< a pattern for outcomes that the general rule does not allow (see faults.cpp)
   bool keeps_more = false;   ///< each run leaves something for good
   const char* spares = "";   ///< a function that is not refused, for the reason beside the row
 };
+
+/// Before anything is watched: answers what Wine 8 does not, the groups of processors that this process is in.
+void begin_system_operations();
 
 // Names that begin with "none: " are of operations that make no call.
 std::vector<operation> value_operations();
@@ -68,5 +74,6 @@ std::vector<operation> stream_operations();
 std::vector<operation> process_operations();
 std::vector<operation> system_operations();
 std::vector<operation> companion_operations();
+std::vector<operation> kit_operations();
 
 }  // namespace faults
