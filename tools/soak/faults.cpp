@@ -30,7 +30,7 @@ using test_support::planned_fault;
 using test_support::watched_calls;
 using kind = planned_fault::kind;
 
-constexpr ULONGLONG longest_of_a_kind = 60000;  // milliseconds for the faults of a kind in one operation
+constexpr ULONGLONG longest_of_a_kind = 300000;  // milliseconds for the faults of a kind in one operation
 
 std::string running;  // told if the process ends in it
 bool tells_each = false;
@@ -139,8 +139,8 @@ class sweep {
       if (!try_once(fault, run == 1)) {
         return false;
       }
-      const long long grown = held() - before;
-      if (grown <= 0 || which_.keeps_more) {
+      const long long grown = which_.keeps_more ? 0 : grown_since(before);
+      if (grown <= 0) {
         return true;
       }
       if (run == 4) {
@@ -197,6 +197,14 @@ class sweep {
       }
     }
     return false;
+  }
+
+  // Callbacks on other threads may give back a little later.
+  long long grown_since(long long before) const {
+    for (int tries = 0; tries != 50 && held() > before; ++tries) {
+      ::Sleep(10);
+    }
+    return held() - before;
   }
 
   long long held() const {
@@ -270,6 +278,16 @@ long crashed(EXCEPTION_POINTERS* fault) {
   return EXCEPTION_EXECUTE_HANDLER;
 }
 
+struct totals {
+  int allocations = 0, system_calls = 0, short_counts = 0;
+  totals& operator+=(const totals& more) {
+    allocations += more.allocations;
+    system_calls += more.system_calls;
+    short_counts += more.short_counts;
+    return *this;
+  }
+};
+
 // ---- operations that end the process: each in a child, which is this program again ----
 
 struct ending {
@@ -286,40 +304,65 @@ const ending endings[] = {
      [] { foundation::log::detail::terminate(std::ostringstream("message"), "file", 1, "function"); }},
 };
 
+watched_calls* calls_of_end = nullptr;
+
 int end_with(const ending& which, const planned_fault& fault) {
   foundation::core::diag::disable_terminate_dialog();
-  std::signal(SIGABRT, SIG_DFL);
+  ::SymSetOptions(::SymGetOptions() | SYMOPT_PUBLICS_ONLY);
   watched_calls calls;
   watch_all(calls);
+  calls_of_end = &calls;
+  std::signal(SIGABRT, [](int) {  // What ends by `abort` tells whether the fault has come.
+    calls_of_end->suspend();
+    std::printf("refused %d\n", calls_of_end->refused());
+    std::fflush(stdout);
+  });
   calls.begin(fault);
   calls.resume();
   which.run();
   return 99;
 }
 
-std::uint32_t status_of_child(std::size_t index, const planned_fault& fault) {
+test_support::child_result end_child(std::size_t index, const planned_fault& fault) {
   const std::string numbers = std::to_string(index) + "/" + std::to_string(static_cast<int>(fault.what)) + "/" +
                               std::to_string(fault.nth) + "/" + std::to_string(fault.persistent);
-  return test_support::run_child("soak_faults", "--end=" + numbers).exit_code;
+  return test_support::run_child("soak_faults", "--end=" + numbers);
 }
 
-int sweep_ending(std::size_t index) {
-  constexpr int deepest = 2;
-  const operation row{endings[index].name, nullptr};
-  const std::uint32_t normal = status_of_child(index, {});
-  for (const kind what : {kind::allocation, kind::any_call}) {
-    for (int i = 0; i != 2 * deepest; ++i) {
-      const planned_fault fault{what, "", 1 + i / 2, i % 2 != 0};
-      const std::uint32_t status = status_of_child(index, fault);
-      const bool is_allowed = what == kind::any_call && status == endings[index].allowed_status;
-      if (status != normal && !is_allowed) {
-        breach(row, fault, "ends with " + std::to_string(status) + ", not " + std::to_string(normal));
+// Whether the fault has come; what does not end by `abort` does not say.
+bool try_end(std::size_t index, const planned_fault& fault, const test_support::child_result& normal) {
+  const ending& which = endings[index];
+  const test_support::child_result result = end_child(index, fault);
+  ++attempts;
+  const bool refuses_memory = fault.what == kind::allocation;
+  if (result.exit_code != normal.exit_code && (refuses_memory || result.exit_code != which.allowed_status)) {
+    breach({which.name, nullptr}, fault, "ends with " + std::to_string(result.exit_code));
+  }
+  const auto tells = [](const test_support::child_result& child) {
+    return child.err.find("message") != child.err.npos;
+  };
+  if (refuses_memory && tells(normal) && !tells(result)) {
+    breach({which.name, nullptr}, fault, "the report does not come out");
+  }
+  return result.out.find("refused ") != result.out.npos && result.out.find("refused 0") == result.out.npos;
+}
+
+void sweep_ending(std::size_t index, totals& all) {
+  const test_support::child_result normal = end_child(index, {});
+  totals tried;
+  for (const bool persistent : {false, true}) {
+    for (const auto& [what, count] :
+         {std::pair(kind::allocation, &tried.allocations), std::pair(kind::any_call, &tried.system_calls)}) {
+      const ULONGLONG begin = ::GetTickCount64();
+      planned_fault fault{what, "", 1, persistent};
+      for (; try_end(index, fault, normal) && ::GetTickCount64() - begin < longest_of_a_kind; ++fault.nth) {
+        ++*count;
       }
     }
   }
-  std::cout << "| " << row.name << " | " << 2 * deepest << " | " << 2 * deepest << " | 0 | ends with " << normal << " "
-            << 4 * deepest << " |" << std::endl;
-  return 2 * deepest;  // of each kind
+  std::cout << "| " << endings[index].name << " | " << tried.allocations << " | " << tried.system_calls
+            << " | 0 | ends with " << normal.exit_code << " |" << std::endl;
+  all += tried;
 }
 
 // Ends the program if one attempt takes minutes.
@@ -347,7 +390,8 @@ int sweep_all(const std::string& part_of_name) {
   ::SymSetOptions(::SymGetOptions() | SYMOPT_PUBLICS_ONLY);  // Wine takes seconds to read what this program has.
   watched_calls calls;
   watch_all(calls);
-  int rows = 0, allocations = 0, system_calls = 0, short_counts = 0;
+  int rows = 0;
+  totals all_tried;
   for (const operation& each : all) {
     if (std::string(each.name).find(part_of_name) == std::string::npos) {
       continue;
@@ -359,22 +403,18 @@ int sweep_all(const std::string& part_of_name) {
               << std::endl;
     std::cout << done.row() << std::endl;
     ++rows;
-    allocations += done.allocations();
-    system_calls += done.system_calls();
-    short_counts += done.short_counts();
+    all_tried += {done.allocations(), done.system_calls(), done.short_counts()};
   }
   for (std::size_t i = 0; i != std::size(endings); ++i) {
     if (std::string(endings[i].name).find(part_of_name) != std::string::npos) {
       ++attempts;
-      const int tried = sweep_ending(i);
+      sweep_ending(i, all_tried);
       ++rows;
-      allocations += tried;
-      system_calls += tried;
     }
   }
   std::cout << "\n"
-            << rows << " operations, " << allocations << " failed allocations, " << system_calls << " failed calls, "
-            << short_counts << " short counts, " << breaches << " breaches.\n";
+            << rows << " operations, " << all_tried.allocations << " failed allocations, " << all_tried.system_calls
+            << " failed calls, " << all_tried.short_counts << " short counts, " << breaches << " breaches.\n";
   return breaches == 0 && rows != 0 ? 0 : 1;
 }
 

@@ -3,12 +3,13 @@
 //
 //     soak_locks [PROCESSES_FOR_EACH_LOCK [SEED [LOCK]]]
 //
-// Each process has a thread that goes in and out of one lock. It is suspended and asked whether a second thread, which
-// does the same, gets through; if so, it goes on and is suspended again later. Where it stands when the process ends is
-// thus known: within that lock, or within one of the run-time that was taken inside.
+// Each process has a thread that goes in and out of one lock. It is suspended and a second thread, which does the same,
+// is asked whether it gets through; if so, the first one goes on and is suspended again later. Where it stands when the
+// process ends is thus known: within that lock, or within one of the run-time that was taken inside.
 //
-// Not here: the lock of the process heap. The system's loader and its symbol service allocate there, and `terminate`,
-// which asks them for names, waits with them for ever; nothing tells beforehand that a heap's lock is free.
+// Not here: the locks of the process heap and of the environment, for which a third thread is asked. The system's
+// symbol service takes both, and `terminate`, which asks it for names, waits with it for ever; nothing tells beforehand
+// that such a lock is free.
 #include <fl/diag/demangle.hpp>
 #include <fl/process/testing.hpp>
 #include <foundation_log/control.hpp>
@@ -110,18 +111,41 @@ DWORD WINAPI go_in_and_out(void* row) {
   return 0;
 }
 
-HANDLE ask = nullptr, answer = nullptr;
+/// A thread that does something when it is asked to, and thereby tells whether that can be done.
+class probe {
+ public:
+  explicit probe(const lock_row& row) : row_(row) { ::CreateThread(nullptr, 0, answer, this, 0, nullptr); }
 
-/// Goes in and out of the lock when it is asked to.
-DWORD WINAPI answer_when_free(void* row) {
-  for (random_source random(2);; ::SetEvent(answer)) {
-    ::WaitForSingleObject(ask, INFINITE);
-    static_cast<const lock_row*>(row)->once(random);
+  bool gets_through() const {
+    ::SetEvent(ask_);
+    return ::WaitForSingleObject(answer_, blocked_after_ms) == WAIT_OBJECT_0;
   }
-}
+  /// For the answer of one that did not get through then.
+  void await() const { ::WaitForSingleObject(answer_, INFINITE); }
 
-/// Suspends the thread at a random moment. Whether another one can do now what it does.
-bool is_suspended_within(HANDLE thread, random_source& random) {
+ private:
+  static DWORD WINAPI answer(void* self) {
+    const auto& asked = *static_cast<const probe*>(self);
+    for (random_source random(2);; ::SetEvent(asked.answer_)) {
+      ::WaitForSingleObject(asked.ask_, INFINITE);
+      asked.row_.once(random);
+    }
+  }
+
+  const lock_row& row_;
+  const HANDLE ask_ = ::CreateEventW(nullptr, FALSE, FALSE, nullptr);
+  const HANDLE answer_ = ::CreateEventW(nullptr, FALSE, FALSE, nullptr);
+};
+
+const lock_row of_symbol_service = {"heap and environment",
+                                    [](random_source&) {
+                                      ::HeapLock(::GetProcessHeap());
+                                      ::HeapUnlock(::GetProcessHeap());
+                                      ::GetEnvironmentVariableW(L"none", nullptr, 0);
+                                    },
+                                    true};
+
+void suspend_sometime(HANDLE thread, random_source& random) {
   const auto moment = random() % 3;
   ::Sleep(moment);
   for (auto spins = random() % 20000; spins != 0; --spins) {
@@ -131,8 +155,23 @@ bool is_suspended_within(HANDLE thread, random_source& random) {
   CONTEXT stopped{};
   stopped.ContextFlags = CONTEXT_CONTROL;
   ::GetThreadContext(thread, &stopped);  // It has stopped when this returns.
-  ::SetEvent(ask);
-  return ::WaitForSingleObject(answer, blocked_after_ms) == WAIT_TIMEOUT;
+}
+
+/// Whether the thread stays suspended where another one cannot do what it does, but the symbol service can.
+bool is_held_within(HANDLE thread, const probe& same, const probe& service) {
+  const bool is_within = !same.gets_through();
+  const bool service_waits = !service.gets_through();
+  if (is_within && !service_waits) {
+    return true;
+  }
+  ::ResumeThread(thread);
+  if (is_within) {
+    same.await();
+  }
+  if (service_waits) {
+    service.await();
+  }
+  return false;
 }
 
 int run_as_child(const lock_row& row, unsigned seed, const char* event, const std::string& file) {
@@ -143,24 +182,18 @@ int run_as_child(const lock_row& row, unsigned seed, const char* event, const st
   const auto handler = foundation::kit::install_crash_handler(options);
   std::freopen("NUL", "w", stderr);
   random_source random(seed);
-  diag::terminate_called();  // The engine is there: its log is a stream, and making one takes the lock of the locales.
   if (row.once != read_code_page) {
     row.once(random);  // What is made once is there.
   }
-  ask = ::CreateEventW(nullptr, FALSE, FALSE, nullptr);
-  answer = ::CreateEventW(nullptr, FALSE, FALSE, nullptr);
-  void* const argument = const_cast<lock_row*>(&row);
-  ::CreateThread(nullptr, 0, answer_when_free, argument, 0, nullptr);
-  const HANDLE holder = ::CreateThread(nullptr, 0, go_in_and_out, argument, 0, nullptr);
-  int tries = 1;
-  while (!is_suspended_within(holder, random) && tries != most_tries) {
-    ::ResumeThread(holder);
-    ++tries;
+  const probe same(row), service(of_symbol_service);
+  const HANDLE holder = ::CreateThread(nullptr, 0, go_in_and_out, const_cast<lock_row*>(&row), 0, nullptr);
+  bool is_within = false;
+  for (int tries = 0; tries != most_tries && !is_within; ++tries) {
+    suspend_sometime(holder, random);
+    is_within = is_held_within(holder, same, service);
   }
-  static char message[64];
-  std::snprintf(message, sizeof message, "suspended %s", tries != most_tries ? "within" : "elsewhere");
   tell_beginning(event);
-  diag::terminate(message, "locks.cpp", 1, "terminate");
+  diag::terminate(is_within ? "suspended within" : "not suspended", "locks.cpp", 1, "terminate");
 }
 
 // ---- who watches ----
@@ -194,7 +227,7 @@ std::string watch_end(const lock_row& row, watched_child& started, tally& sum) {
   if (started.exit_code() != code_of_abort) {
     return "exit code " + std::to_string(started.exit_code());
   }
-  const bool whole = is_whole_report(report, sum.within != 0 ? "suspended within" : "suspended elsewhere");
+  const bool whole = is_whole_report(report, sum.within != 0 ? "suspended within" : "not suspended");
   return whole || !row.report ? "" : "no whole report";
 }
 

@@ -7,6 +7,7 @@
 #include "catalog/bad_catalog.hpp"
 
 #include <boost/json/basic_parser_impl.hpp>
+#include <boost/json/serialize.hpp>
 #include <boost/system/error_code.hpp>
 
 #include <algorithm>
@@ -35,7 +36,7 @@ class catalog_handler {
   bool on_key(string_view rest, std::size_t, error_code& error) {
     append(rest);
     mnemonic_ = std::exchange(so_far_, {});
-    return texts_.count(mnemonic_) == 0 || refuse(error, "the mnemonic \"" + mnemonic_ + "\" stands here again");
+    return texts_.count(mnemonic_) == 0 || refuse(error, "the mnemonic " + shown_mnemonic() + " stands here again");
   }
   bool on_string_part(string_view part, std::size_t, error_code& error) {
     return inside_ ? append(part) : not_a_text(error);
@@ -74,8 +75,10 @@ class catalog_handler {
     complaint_ = std::move(why);
     return false;
   }
+  /// As in a file, in quotes: with a zero in it the message would end there, and with a line's end go on in the next.
+  std::string shown_mnemonic() const { return boost::json::serialize(string_view(mnemonic_)); }
   bool not_a_text(error_code& error) {
-    return refuse(error, inside_ ? "the value of \"" + mnemonic_ + "\" is not a text"
+    return refuse(error, inside_ ? "the value of " + shown_mnemonic() + " is not a text"
                                  : "one object from mnemonics to texts is expected");
   }
 

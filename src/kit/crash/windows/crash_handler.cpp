@@ -218,6 +218,9 @@ namespace {
 void install(const crash_handler_options& options) {
   auto made = std::make_unique<installation>(options);
   core::diag::disable_terminate_dialog();
+  // Builds what reports: its log is a stream, and making one takes the run-time's lock of locales, which a thread that
+  // has stopped in a crash may hold.
+  core::diag::terminate_called();
   prepare_uncaught();
   set_stack_reserve(options.stack_reserve);
   open_crash_process(made->targets);

@@ -103,6 +103,7 @@ TEST(CatalogFile, TextsAreReadOrTheFaultIsNamed) {
   refuses("{} {}", "line 1, column 4: extra data");
   refuses("{\"a\": \"\xFF\"}", "line 1, column 8: ");
   refuses("{\"a\": \"1\",\n\"\\u0061\": \"2\"}", "line 2, column 8: the mnemonic \"a\" stands here again");
+  refuses("{\"\\u0000\\na\": 1}", "line 1, column 16: the value of \"\\u0000\\na\" is not a text");
   for (const std::string value : {"22", "-2e1", "true", "null", "{}", "[\"\"]"}) {
     refuses("{\n\"b\": " + value + "}", "line 2, column ");
     refuses(value == "{}" ? "\"b\"" : value, "line 1, column ");

@@ -31,7 +31,10 @@
 // end. A thread that is stopped in the middle of one, suspended or by a fault that another thread reports, is waited
 // for ten seconds; then a report cannot be had any more, and what reads the log gets it as it is. Names of functions
 // come from a service that is one for the whole process: if a thread does not leave it for 20 seconds, stacks have
-// numbers only.
+// numbers only. The service waits without limit for the system's own locks of the process heap and of the environment:
+// a thread that was suspended within one of these holds up the report. The first use of anything here takes the
+// run-time's lock of locales: a program that calls `terminate_called()` early, or installs the kit's crash handler, has
+// that behind it when it matters.
 #pragma once
 
 #include <fl/diag/thread_context.hpp>
