@@ -21,6 +21,7 @@
 
 #include <csignal>
 #include <iostream>
+#include <optional>
 #include <regex>
 
 namespace faults {
@@ -270,7 +271,19 @@ void tell_where() {
             << foundation::core::diag::stacktrace<40>() << std::endl;
 }
 
+watched_calls* calls_of_end = nullptr;  // of a child that ends; null otherwise
+
+// How often the fault has come.
+void tell_refused() {
+  if (calls_of_end != nullptr) {
+    calls_of_end->suspend();
+    std::printf("refused %d\n", calls_of_end->refused());
+    std::fflush(stdout);
+  }
+}
+
 long crashed(EXCEPTION_POINTERS* fault) {
+  tell_refused();
   std::cerr << std::hex << fault->ExceptionRecord->ExceptionCode << " at " << fault->ExceptionRecord->ExceptionAddress
             << std::endl;
   tell_where();
@@ -293,7 +306,7 @@ struct totals {
 struct ending {
   const char* name;
   void (*run)();
-  std::uint32_t allowed_status = 0;  // where a call of the system is refused
+  std::optional<std::uint32_t> allowed_status = {};  // where a call of the system is refused
 };
 const ending endings[] = {
     // A process that may not be terminated stops at a breakpoint, which is the end where nothing debugs it.
@@ -304,19 +317,13 @@ const ending endings[] = {
      [] { foundation::log::detail::terminate(std::ostringstream("message"), "file", 1, "function"); }},
 };
 
-watched_calls* calls_of_end = nullptr;
-
 int end_with(const ending& which, const planned_fault& fault) {
   foundation::core::diag::disable_terminate_dialog();
   ::SymSetOptions(::SymGetOptions() | SYMOPT_PUBLICS_ONLY);
   watched_calls calls;
   watch_all(calls);
   calls_of_end = &calls;
-  std::signal(SIGABRT, [](int) {  // What ends by `abort` tells whether the fault has come.
-    calls_of_end->suspend();
-    std::printf("refused %d\n", calls_of_end->refused());
-    std::fflush(stdout);
-  });
+  std::signal(SIGABRT, [](int) { tell_refused(); });
   calls.begin(fault);
   calls.resume();
   which.run();
@@ -329,13 +336,13 @@ test_support::child_result end_child(std::size_t index, const planned_fault& fau
   return test_support::run_child("soak_faults", "--end=" + numbers);
 }
 
-// Whether the fault has come; what does not end by `abort` does not say.
+// Whether the fault has come. An end that is neither an abort nor a crash does not say, and is one that had none.
 bool try_end(std::size_t index, const planned_fault& fault, const test_support::child_result& normal) {
   const ending& which = endings[index];
   const test_support::child_result result = end_child(index, fault);
   ++attempts;
   const bool refuses_memory = fault.what == kind::allocation;
-  if (result.exit_code != normal.exit_code && (refuses_memory || result.exit_code != which.allowed_status)) {
+  if (result.exit_code != normal.exit_code && (refuses_memory || which.allowed_status != result.exit_code)) {
     breach({which.name, nullptr}, fault, "ends with " + std::to_string(result.exit_code));
   }
   const auto tells = [](const test_support::child_result& child) {

@@ -38,12 +38,6 @@ const test_support::temp_dir& folder() {
   return made;
 }
 
-process::context small_context() {
-  process::context how;
-  how.environment() = {{"a variable", long_text}};
-  return how;
-}
-
 // ---- memory ----
 
 void use_pool(trial& t) {

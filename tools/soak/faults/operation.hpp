@@ -1,6 +1,8 @@
 // A row of the sweep of faults: an operation, and what it keeps when something fails inside it.
 #pragma once
 
+#include <fl/process/context.hpp>
+
 #include "watched_calls.hpp"
 
 #include <string>
@@ -63,6 +65,9 @@ struct operation {
   bool keeps_more = false;   ///< each run leaves something for good
   const char* spares = "";   ///< a function that is not refused, for the reason beside the row
 };
+
+/// With one variable, whose value does not fit into a string by itself.
+foundation::core::process::context small_context();
 
 /// Before anything is watched: answers what Wine 8 does not, the groups of processors that this process is in.
 void begin_system_operations();

@@ -18,12 +18,6 @@ namespace process = foundation::core::process;
 namespace windows = foundation::core::sysdep::windows;
 using children::stand_ins;
 
-process::context small_context() {
-  process::context how;
-  how.environment() = {{"a variable", "with a value that does not fit into the string itself"}};
-  return how;
-}
-
 const process::command& any_command() {
   static const process::command made = children::command("exit", {"5", ""});
   return made;
@@ -248,6 +242,12 @@ void token_of_explorer(trial& t) {
 }
 
 }  // namespace
+
+process::context small_context() {
+  process::context how;
+  how.environment() = {{"a variable", "with a value that does not fit into the string itself"}};
+  return how;
+}
 
 std::vector<operation> process_operations() {
   // What is told of a call that has another name than the function, or none.
