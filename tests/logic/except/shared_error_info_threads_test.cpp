@@ -1,6 +1,5 @@
-// What threads share without knowing of each other: texts of exceptions, catalogs, channels of the log, code pages.
-// Natively with ThreadSanitizer alone, which is what finds anything here. The lookup's cached PATH is another of these,
-// but reads the system's own environment block: `which_test` has the threads for it.
+// What threads share without knowing of each other: texts of exceptions, catalogs, channels of the log, code pages, the
+// lookup's directories of PATH. Natively with ThreadSanitizer alone, which is what finds anything here.
 #include <fl/except.hpp>
 #include <foundation_log/control.hpp>
 #include <foundation_log/logger.hpp>
@@ -9,6 +8,7 @@
 
 #include "catalog/message_platform.hpp"
 #include "host/log_records.hpp"
+#include "util/kept_for_text.hpp"
 
 #include <gtest/gtest.h>
 
@@ -98,11 +98,19 @@ void use_code_pages(int turn) {
   EXPECT_EQ(fl::i18n::decode(fl::i18n::encode(u"x", name), name), u"x");
 }
 
+/// As the lookup has them, but for the conversion into paths, which is Boost's.
+void use_directories(int turn) {
+  static foundation::core::util::kept_for_text<std::vector<std::wstring>> kept;
+  const std::wstring path = turn % 3 == 0 ? L"C:/one" : L"C:/another";
+  const auto list = kept.get(path, [](const std::wstring& text) { return std::vector<std::wstring>{text, text}; });
+  EXPECT_EQ(*list, (std::vector<std::wstring>{path, path}));
+}
+
 TEST(SharedState, IsReadAndChangedByAllThreadsAtOnce) {
   std::vector<std::jthread> threads;
   for (unsigned number = 0; number != 8; ++number) {
     threads.emplace_back([number] {
-      void (*uses[])(int turn) = {use_exceptions, use_catalogs, use_channels, use_code_pages};
+      void (*uses[])(int turn) = {use_exceptions, use_catalogs, use_channels, use_code_pages, use_directories};
       std::shuffle(std::begin(uses), std::end(uses), std::minstd_rand(number / 2));  // Two at a time do the same.
       for (void (*const use)(int turn) : uses) {
         for (int turn = 0; turn != turns; ++turn) {

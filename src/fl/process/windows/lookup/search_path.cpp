@@ -4,8 +4,7 @@
 #include "process/windows/lookup/environment_list.hpp"
 #include "process/windows/native_text.hpp"
 
-#include <string_view>
-#include <utility>
+#include <string>
 
 namespace foundation::core::process::windows {
 
@@ -25,17 +24,7 @@ search_path_cache::directories split_search_path(const std::wstring& value) {
 }  // namespace
 
 std::shared_ptr<const search_path_cache::directories> search_path_cache::current() {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  const std::wstring_view value = read_variable(L"PATH");
-  if (!directories_ || value != value_) {
-    rebuild(std::wstring(value));
-  }
-  return directories_;
-}
-
-void search_path_cache::rebuild(std::wstring value) {
-  directories_ = std::make_shared<const directories>(split_search_path(value));
-  value_ = std::move(value);
+  return kept_.get(read_variable(L"PATH"), split_search_path);
 }
 
 }  // namespace foundation::core::process::windows
