@@ -55,4 +55,16 @@ class symbol_engine {
   static inline constinit std::atomic<bool> running_{false};  ///< The service was started and not stopped yet.
 };
 
+/// Does `work` with the engine, under its lock. False if that is not to be had.
+template <class Work>
+bool with_symbol_engine(Work work) noexcept {
+  symbol_engine& engine = symbol_engine::instance();
+  if (engine.lock().acquire() != util::checked_lock::outcome::acquired) {
+    return false;
+  }
+  work(engine);
+  engine.lock().unlock();
+  return true;
+}
+
 }  // namespace foundation::core::diag

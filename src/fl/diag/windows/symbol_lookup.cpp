@@ -15,18 +15,6 @@ namespace foundation::core::diag {
 
 namespace {
 
-/// Does `work` with the engine, under its lock. False if that is not to be had.
-template <class Work>
-bool with_service(Work work) noexcept {
-  symbol_engine& engine = symbol_engine::instance();
-  if (engine.lock().acquire() != util::checked_lock::outcome::acquired) {
-    return false;
-  }
-  work(engine);
-  engine.lock().unlock();
-  return true;
-}
-
 constexpr std::size_t longest_variable = 256;  ///< Of the name of a module's variable, in characters.
 
 /// What the module exports under "<stem>_relative_path", or null.
@@ -84,23 +72,24 @@ void keep_symbols() noexcept {
 
 void let_symbols_go() noexcept {
   if (symbol_engine::unreserve()) {
-    with_service([](symbol_engine& engine) { engine.stop_if_unused(); });
+    with_symbol_engine([](symbol_engine& engine) { engine.stop_if_unused(); });
   }
 }
 
 symbol_lookup::symbol_lookup() noexcept
-    : holding_(symbol_service::loader_is_free() && with_service([](symbol_engine& engine) { engine.acquire(); })) {}
+    : holding_(symbol_service::loader_is_free() &&
+               with_symbol_engine([](symbol_engine& engine) { engine.acquire(); })) {}
 
 symbol_lookup::~symbol_lookup() {
   // If that cannot be done any more, the service goes on running.
   if (holding_) {
-    with_service([](symbol_engine& engine) { engine.release(); });
+    with_symbol_engine([](symbol_engine& engine) { engine.release(); });
   }
 }
 
 bool symbol_lookup::find_symbol(const void* frame, frame_description& known) const noexcept {
   known.symbol[0] = '\0';
-  return holding_ && with_service([&](symbol_engine& engine) {
+  return holding_ && with_symbol_engine([&](symbol_engine& engine) {
            engine.find_symbol(frame, known.symbol, sizeof known.symbol, known.displacement);
          });
 }

@@ -6,12 +6,10 @@
 namespace foundation::core::diag {
 
 bool undecorate(const char* name, char* buffer, std::size_t size) {
-  util::checked_lock& lock = symbol_engine::instance().lock();
-  if (lock.acquire() != util::checked_lock::outcome::acquired) {
-    return false;
-  }
-  const DWORD length = symbol_service::undecorate_name(name, buffer, static_cast<DWORD>(size), UNDNAME_COMPLETE);
-  lock.unlock();
+  DWORD length = 0;
+  with_symbol_engine([&](symbol_engine&) {
+    length = symbol_service::undecorate_name(name, buffer, static_cast<DWORD>(size), UNDNAME_COMPLETE);
+  });
   return length != 0;
 }
 
