@@ -5,6 +5,7 @@
 #include "children.hpp"
 #include "every_test.hpp"
 #include "import_patch.hpp"
+#include "launch_texts.hpp"
 
 #include <windows.h>
 
@@ -72,6 +73,30 @@ TEST(HandleInheritance, APipeReachesTheChildByItsDescriptorWithItsPendingCharact
     device.write("gh", 2);
     device.close_for_write();
     EXPECT_EQ(read_all(output.device()), "bcdefgh");
+  }
+}
+
+// The system gives the number of a closed end to what it opens next. Here it stays with the end, which nobody closes.
+TEST(HandleInheritance, AClosedEndIsRefusedAndWhatHasItsNumberNowStaysOutOfChildren) {
+  process::iopipe pipe;
+  const process::iopipe_handles numbers = pipe.device().handles();
+  process::context hows[4];
+  hows[0].std_in(process::pipe_from(pipe));
+  hows[1].std_out(process::pipe_to(pipe));
+  hows[2].inherit_pipe(pipe, open_mode::read);
+  hows[3].inherit_pipe(pipe, open_mode::write);
+  {
+    const injected<decltype(&CloseHandle)> closing("CloseHandle", [](auto...) { return TRUE; });
+    pipe.close();
+  }
+  const process::command what = children::command("exit", {"0"});
+  for (const process::context& how : hows) {
+    EXPECT_EQ(launch_texts::text_of_launch<process::process_init_error>(what, how),
+              launch_texts::init_error_text(what, launch_texts::told("SetHandleInformation", ERROR_INVALID_HANDLE)));
+  }
+  for (const HANDLE each : {numbers.read_handle(), numbers.write_handle()}) {
+    DWORD flags = HANDLE_FLAG_INHERIT;
+    EXPECT_TRUE(GetHandleInformation(each, &flags) && flags == 0 && CloseHandle(each));
   }
 }
 

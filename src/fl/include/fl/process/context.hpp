@@ -138,7 +138,8 @@ class FL_API context {
   /// Lets the child have the ends of `pipe` that `mode` names, and returns what the child needs to open them. Flushes
   /// the output side of `pipe` first, whatever state the stream is in; what cannot be written sets its badbit. A mode
   /// that names no end removes the pipe from the list and returns an empty descriptor. Without memory, throws
-  /// std::bad_alloc and leaves the list as it was.
+  /// std::bad_alloc and leaves the list as it was. A launch closes these ends in this process if it succeeds, and fails
+  /// where one of them is closed before, so that a context with pipes is good for one child.
   iopipe_descriptor inherit_pipe(iopipe& pipe, int mode);
   template <class Mode, detail::standard_open_mode<Mode> = 0>
   iopipe_descriptor inherit_pipe(iopipe& pipe, Mode mode) = delete;

@@ -25,10 +25,10 @@ namespace open_mode = process::open_mode;
 
 void process_impl::allow_pipe_to_be_inherited(const std::pair<iopipe_device, int>& pipe) {
   if (pipe.second & open_mode::read) {
-    mark_inheritable(pipe.first.handles().read_handle());
+    mark_read_end_inheritable(pipe.first);
   }
   if (pipe.second & open_mode::write) {
-    mark_inheritable(pipe.first.handles().write_handle());
+    mark_write_end_inheritable(pipe.first);
   }
 }
 

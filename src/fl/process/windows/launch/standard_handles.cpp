@@ -97,12 +97,12 @@ void process_impl::set_handle_to_std(STARTUPINFOW* startup, unsigned long key) {
 
 void process_impl::set_handle_to_sink(STARTUPINFOW* startup, unsigned long key, const iopipe_device& device) {
   set_handle(startup, key, device.handles().write_handle());
-  mark_inheritable(device.handles().write_handle());
+  mark_write_end_inheritable(device);
 }
 
 void process_impl::set_handle_to_source(STARTUPINFOW* startup, unsigned long key, const iopipe_device& device) {
   set_handle(startup, key, device.handles().read_handle());
-  mark_inheritable(device.handles().read_handle());
+  mark_read_end_inheritable(device);
 }
 
 namespace {
