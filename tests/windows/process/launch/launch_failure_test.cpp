@@ -97,7 +97,7 @@ TEST(LaunchFailure, OfEachSystemCallIsToldAndLosesNoHandle) {
   EXPECT_EQ(freeing.calls(), allocating.calls());
 }
 
-// A NUL would cut a text short.
+// A NUL would cut a text short. The child's ends are closed however early the launch fails, so that no reader hangs.
 TEST(LaunchFailure, OfABadTextSaysWhatIsWrongWithItAndStartsNothing) {
   const injected<decltype(&CreateProcessW)> creation("CreateProcessW");
   const std::string nul("a\0b", 3);
@@ -111,7 +111,7 @@ TEST(LaunchFailure, OfABadTextSaysWhatIsWrongWithItAndStartsNothing) {
       {"bad conversion", children::command("exit", {"0", "\xED\xA0\x80"}), nothing},
       {"the command line holds a NUL character", children::command("exit", {"0", nul}), nothing},
       {"the directory holds a NUL character", good, [&](auto& how) { how.directory(nul); }},
-      {"the file name holds a NUL character", good, [&](auto& how) { how.std_out(process::overwrite_file(nul)); }},
+      {"the file name holds a NUL character", good, [&](auto& how) { how.std_in(process::read_from_file(nul)); }},
       {"the name of an environment variable holds a NUL character", good,
        [&](auto& how) { how.environment()[nul] = "1"; }},
       {"the value of an environment variable holds a NUL character", good,
@@ -121,10 +121,14 @@ TEST(LaunchFailure, OfABadTextSaysWhatIsWrongWithItAndStartsNothing) {
       {"the domain of the user holds a NUL character", good, [&](auto& how) { how.user(nul + "\\me", "password"); }},
   };
   for (const auto& [reason, what, spoil] : rows) {
+    process::iopipe in, out, err;
     process::context how;
+    how.std_in(process::pipe_from(in)).std_out(process::pipe_to(out)).std_err(process::pipe_to(err));
     spoil(how);
     const auto launch = [&what, &how] { process::process(what, how); };
     EXPECT_THAT(launch, testing::ThrowsMessage<process::process_init_error>(testing::EndsWith("\": " + reason + "\n")));
+    EXPECT_EQ(in.is_open_for_read(), how.std_in().which() != 1) << reason;
+    EXPECT_FALSE(out.is_open_for_write() || err.is_open_for_write()) << reason;
   }
   EXPECT_EQ(creation.calls(), 0u);
 }

@@ -63,7 +63,8 @@ struct FL_API append_to_file {
 /// Input comes from a pipe, which this value shares with `pipe`. What `pipe` has buffered is not flushed.
 class FL_API pipe_from {
  public:
-  /// The child gets the read end; a launch closes it in this process.
+  /// The child gets the read end; a launch closes it in this process, also one that fails, and fails where it is closed
+  /// before.
   explicit pipe_from(iopipe& pipe);
   /// The pipe.
   const iopipe_device& device() const;
@@ -75,7 +76,8 @@ class FL_API pipe_from {
 /// Output goes to a pipe, which this value shares with `pipe`. What `pipe` has buffered is not flushed.
 class FL_API pipe_to {
  public:
-  /// The child gets the write end; a launch closes it in this process.
+  /// The child gets the write end; a launch closes it in this process, also one that fails, and fails where it is
+  /// closed before.
   explicit pipe_to(iopipe& pipe);
   /// The pipe.
   const iopipe_device& device() const;

@@ -1,6 +1,6 @@
 // Everything one launch prepares before the child is created, in stages that need each other. On every way out they are
-// released in reverse: the attribute list, the handles it refers to, the environment, then the parent's copies of the
-// child's ends.
+// released in reverse: the attribute list, the handles it refers to, the environment, then what was opened for the
+// child's standard streams. The ends of pipes stay open here.
 #pragma once
 
 #include <fl/sysdep/windows/process_impl.hpp>

@@ -12,6 +12,7 @@
 #include "process/launch_text/batch_file.hpp"
 #include "process/launch_text/without_nul.hpp"
 #include "process/windows/last_error.hpp"
+#include "process/windows/launch/child_ends_guard.hpp"
 #include "process/windows/launch/child_setup.hpp"
 #include "process/windows/native_text.hpp"
 #include "process/windows/token/non_elevated_token.hpp"
@@ -143,7 +144,7 @@ void process_impl::launch_elevated_helper(const command& cmd, const char* const&
 
 boost::shared_ptr<process_impl> process_impl::launch_untranslated(const command& cmd, const context& ctx) {
   child_setup setup(cmd, ctx);
-  process::refuse_unsafe_batch_file(cmd);  // now that the child's ends are closed whatever happens
+  process::refuse_unsafe_batch_file(cmd);
   switch (choose_way(ctx)) {
     case launch_way::de_elevated:
       launch_without_elevation(setup, cmd);
@@ -182,6 +183,7 @@ std::string failure_text(const command& cmd, const std::string& reason) {
 boost::shared_ptr<process_impl> process_impl::launch(const command& cmd, const context& ctx) {
   detail::record_version();
   try {
+    const child_ends_guard ends(ctx);
     const log::scope_trace trace(loggers::process_impl, __PRETTY_FUNCTION__);
     return launch_untranslated(cmd, ctx);
   } catch (const process::process_bad_user& e) {

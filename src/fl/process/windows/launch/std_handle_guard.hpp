@@ -1,6 +1,6 @@
 // Applies the setting of one standard stream to the startup data and afterwards closes what the parent must not
-// keep: a duplicate, a file, the child's end of a pipe. One object per stream and launch, on the launching thread's
-// stack.
+// keep: a duplicate, a file. The ends of pipes are closed by child_ends_guard. One object per stream and launch, on the
+// launching thread's stack.
 #pragma once
 
 #include <fl/sysdep/windows/process_impl.hpp>
@@ -18,7 +18,7 @@ template <class Setting>
 class process_impl::StdHandleGuard {
  public:
   /// `startup` is borrowed and must outlive the guard; `setting` is copied. Throws what opening the handle throws; then
-  /// nothing is left open.
+  /// nothing that was opened here is left open.
   StdHandleGuard(STARTUPINFOW* startup, DWORD key, const Setting& setting)
       : startup_(startup), key_(key), setting_(setting) {
     changes_handle_ = boost::apply_visitor(applier{startup_, key_}, setting_);
@@ -86,8 +86,8 @@ class process_impl::StdHandleGuard {
         const HandleCloser<HANDLE> duplicate(get_handle(startup, key));
       }
     }
-    void operator()(const process::pipe_from& pipe) const { close_for_read(pipe.device()); }
-    void operator()(const process::pipe_to& pipe) const { close_for_write(pipe.device()); }
+    void operator()(const process::pipe_from&) const {}
+    void operator()(const process::pipe_to&) const {}
     template <class OpenedHere>
     void operator()(const OpenedHere&) const {
       close_handle(startup, key);
