@@ -22,8 +22,8 @@ bool is_unsafe_argument(const std::string& text) {
 // Without quotes around it, which a blank brings, the interpreter would run a part of such a name as the program.
 bool is_unsafe_name(const std::string& text) {
   const bool unquoted = text.find_first_of(" \t") == std::string::npos;
-  return is_unsafe_argument(text) ||
-         (unquoted && (text.find_first_of(",;=") != std::string::npos || text.front() == '@' || text.front() == '('));
+  return is_unsafe_argument(text) || (unquoted && (text.find_first_of(",;=") != std::string::npos ||
+                                                   text.starts_with('@') || text.starts_with('(')));
 }
 
 [[noreturn]] void refuse(const char* what, const std::string& text) {
@@ -31,20 +31,7 @@ bool is_unsafe_name(const std::string& text) {
                               "\" cannot be passed safely to the command interpreter, which runs batch files");
 }
 
-}  // namespace
-
-bool is_batch_file(std::string_view program) {
-  const std::size_t last = program.find_last_not_of(". ");
-  program = program.substr(0, last == std::string_view::npos ? 0 : last + 1);
-  // Of the letters of ASCII alone: the system knows no others here.
-  const std::locale& plain = std::locale::classic();
-  return boost::algorithm::iends_with(program, ".bat", plain) || boost::algorithm::iends_with(program, ".cmd", plain);
-}
-
-void refuse_unsafe_batch_file(const command& value) {
-  if (!is_batch_file(value.name())) {
-    return;
-  }
+void refuse_what_is_unsafe(const command& value) {
   if (is_unsafe_name(value.name())) {
     refuse("program name", value.name());
   }
@@ -52,6 +39,31 @@ void refuse_unsafe_batch_file(const command& value) {
     if (is_unsafe_argument(argument)) {
       refuse("argument", argument);
     }
+  }
+}
+
+// Of the letters of ASCII alone: the system knows no others here.
+bool ends_with(std::string_view program, const char* extension) {
+  return boost::algorithm::iends_with(program, extension, std::locale::classic());
+}
+
+}  // namespace
+
+bool is_batch_file(std::string_view program) {
+  const std::size_t last = program.find_last_not_of(". ");
+  program = program.substr(0, last == std::string_view::npos ? 0 : last + 1);
+  return ends_with(program, ".bat") || ends_with(program, ".cmd");
+}
+
+void refuse_unsafe_batch_file(const command& value) {
+  if (is_batch_file(value.name())) {
+    refuse_what_is_unsafe(value);
+  }
+}
+
+void refuse_unsafe_shell_file(const command& value) {
+  if (!ends_with(value.name(), ".exe") && !ends_with(value.name(), ".com")) {
+    refuse_what_is_unsafe(value);
   }
 }
 

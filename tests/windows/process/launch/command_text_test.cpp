@@ -49,7 +49,8 @@ TEST(Arguments, EveryShortStringOfTheSpecialCharactersArrives) {
   send();
 }
 
-// Batch files are run by an interpreter that takes the arguments apart once more.
+// Batch files are run by an interpreter that takes the arguments apart once more. The shell, which starts elevated
+// children, finds them by other names, too.
 TEST(Arguments, RunNoCommandOfTheirOwnInABatchFile) {
   const test_support::temp_dir folder("blank in name");
   const std::string file = folder.file("tool.BaT");
@@ -59,9 +60,11 @@ TEST(Arguments, RunNoCommandOfTheirOwnInABatchFile) {
   EXPECT_EQ(children::read_all(output.device()), "one, two (x), C:\\a~b'#\n");
   const std::string fine[] = {file, folder.file("tool.bat. ."), "none.CMD "},
                     names[] = {"a&b.bat", "a,b.cmd", "@a.bat"};
-  const auto expect_refusal = [](const process::command& what, const std::string& culprit) {
+  const auto expect_refusal = [](const process::command& what, const std::string& culprit, bool elevated = false) {
     process::iopipe ends;
-    EXPECT_EQ(launch_texts::text_of_launch<process::process_init_error>(what, children::output_to(ends)),
+    process::context how = children::output_to(ends);
+    how.elevated(elevated);
+    EXPECT_EQ(launch_texts::text_of_launch<process::process_init_error>(what, how),
               launch_texts::init_error_text(what, "the " + culprit +
                                                       "\" cannot be passed safely to the command "
                                                       "interpreter, which runs batch files"));
@@ -75,5 +78,8 @@ TEST(Arguments, RunNoCommandOfTheirOwnInABatchFile) {
       const std::string argument = std::string("a ") + special + "echo INJECTED";
       expect_refusal(process::make_command(name, "fine", argument), "argument \"" + argument);
     }
+  }
+  for (const char* const name : {"", "tool", "tool.lnk", "tool.bat::$DATA", "tool.exe.", "a.com\\tool"}) {
+    expect_refusal(process::make_command(name, "%"), "argument \"%", true);
   }
 }

@@ -135,6 +135,7 @@ void process_impl::launch_elevated_helper(const command& cmd, const char* const&
   const std::string& file = process::without_nul(cmd.name(), "program name");
   const std::string parameters = process::join_arguments(cmd.args(), &process_impl::escape_copy);
   process::without_nul(parameters, "command line");
+  process::refuse_unsafe_shell_file(cmd);
   const std::string verb = "runas";
   proc_info.hProcess = fits_narrow_calls({file, parameters, directory})
                            ? run_elevated(shell_execute_narrow, verb, file, parameters, std::string(directory))
