@@ -12,6 +12,9 @@
 // In text mode a line end is "\n" for this program and carriage return and line feed in the pipe. The default, `iopipe
 // pipe;`, is binary mode, where nothing is translated: lines of a program that writes text end in "\r" there.
 //
+// Let two pipes of this library talk in binary mode. A writer in text mode also writes nothing at all, behind each line
+// end, and on Windows a reader that meets such a write takes it for the end of the file, though more is to come.
+//
 // What deadlocks.
 //  - Waiting for end of file while a write end is open somewhere. A reader sees the end only when every write handle is
 //    closed: close your own (`close_for_write`) before reading to the end.

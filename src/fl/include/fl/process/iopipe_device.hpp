@@ -130,7 +130,9 @@ class FL_API iopipe_device : public const_iopipe_device {
   iopipe_device(const iopipe_handles& handles, bool overlapped, Mode mode) = delete;
 
   /// Reads at least one and at most `n` characters to `s`, blocking until there are some. In text mode a carriage
-  /// return that a line feed follows is left out. @return the count, 0 at end of file (every write end closed).
+  /// return that a line feed follows is left out. @return the count, 0 at end of file: every write end is closed. On
+  /// Windows a read also gives 0 where the other side has written no bytes, as `write` does in text mode; the next read
+  /// goes on.
   /// @throws iopipe_error if the end is not open.
   /// @throws iopipe_read_error if the system refuses; the device stays open, and no character that was read before is
   /// lost.
