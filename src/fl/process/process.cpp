@@ -179,13 +179,18 @@ void process::join() {
 void process::detach() {
   const foundation::log::scope_trace trace(loggers::process, __PRETTY_FUNCTION__);
   loggers::process.log(foundation::log::severity::arguments, " this=", static_cast<const void*>(this));
-  const std::lock_guard<std::mutex> lock(mutex_);
+  std::unique_lock<std::mutex> lock(mutex_);
+  std::shared_ptr<sysdep::windows::process_reaper> reaper;
+  if (!is_detached() && !status_.valid()) {
+    lock.unlock();  // It may take the place of another one, whose continuations run then, and may ask this object.
+    reaper = process_reaper_instance();
+    lock.lock();
+  }
   if (is_detached()) {
     return;
   }
   if (!status_.valid()) {
     // Nobody asks for this status: the wait is there so that the child is reaped.
-    const auto reaper = process_reaper_instance();
     exit_status_promise promise;  // Before the duplicate, which the reaper alone closes.
     reaper->async_wait_on(duplicate_child_handle(*impl_), std::move(promise));
   }

@@ -1,6 +1,7 @@
 // The states of a process object, with scripted children: what each of them allows, what remains when the system
 // refuses by half, and several threads on one object.
 #include <fl/process/process.hpp>
+#include <fl/process/testing.hpp>
 
 #include "every_test.hpp"
 #include "host/child_system.hpp"
@@ -138,6 +139,15 @@ TEST_F(Process, AsksItsFutureAndNotTheSystemOnceThereIsOne) {
   EXPECT_EQ(system.registered_waits(), 1u) << "the child is waited for once";
   system.end(1, 6);
   EXPECT_EQ(status.get(), exit_status_variant(exited{6, 6}));
+}
+
+// A reaper that is replaced breaks its futures, whose continuations may ask the very object.
+TEST_F(Process, ADetachReplacesTheReaperWithoutItsLock) {
+  process::process child(any), other(any);
+  auto id = other.exit_status_async().then(boost::launch::sync, [&](auto) { return child.id(); });
+  process::testing::set_implementation_qos(process::implementation_qos{300});
+  child.detach();
+  EXPECT_EQ(id.get(), 1);
 }
 
 TEST_F(Process, ADetachLeavesABlockedWaitItsHandle) {
