@@ -79,8 +79,9 @@ class FL_API process {
 
   /// A future that becomes ready when the child ends; no thread waits for it. It stays valid after detach and after the
   /// object has gone. A continuation that runs where the future is fulfilled (`then` with boost::launch::sync) runs on
-  /// a thread of the system's pool, beside others. It may use this library like any other code; it should be short.
-  /// Throws boost::system::system_error if the wait cannot be registered.
+  /// the thread that learns of the end: one of the system's pool, beside others, or one that waits in exit_status,
+  /// detailed_exit_status or join; or at once inside `then`, if the end is known. It may use this library like any
+  /// other code; it should be short. Throws boost::system::system_error if the wait cannot be registered.
   boost::shared_future<exit_status_variant> exit_status_async();
 
   /// Whether the child has ended, without waiting.
