@@ -46,6 +46,14 @@ int iopipe_buffer::sync() {
   }
 }
 
+iopipe_buffer::pos_type iopipe_buffer::seekoff(off_type, std::ios_base::seekdir, std::ios_base::openmode) {
+  return pos_type(off_type(-1));
+}
+
+iopipe_buffer::pos_type iopipe_buffer::seekpos(pos_type, std::ios_base::openmode) {
+  return pos_type(off_type(-1));
+}
+
 iopipe_components::iopipe_components(const iopipe_device& device) : device_(device), buffer_(device_) {}
 iopipe_components::~iopipe_components() = default;
 

@@ -222,6 +222,9 @@ TEST(PipeStream, ClosingWritesOutWhateverStateTheStreamIsInAndTellsWhatCannotBeW
   EXPECT_EQ(script.closed.size(), 2u);
   pipe.clear();
   EXPECT_EQ(pipe.get(), 'l') << "what was read before is there";
+  EXPECT_TRUE(pipe.tellp() == -1 && !pipe.seekp(0) && (pipe.clear(), !pipe.seekg(0, std::ios_base::cur)));
+  pipe.clear();
+  EXPECT_EQ(pipe.get(), 'l') << "a pipe has no positions";
 }
 
 // The system takes some of each write, and once nothing.

@@ -76,6 +76,9 @@ class FL_API iopipe_buffer
   int_type overflow(int_type c) override;
   /// 0 exactly when nothing is left to be written. Does not throw.
   int sync() override;
+  /// A pipe has no positions: both fail, and nothing else happens. The base would throw away what has been read.
+  pos_type seekoff(off_type offset, std::ios_base::seekdir from, std::ios_base::openmode which) override;
+  pos_type seekpos(pos_type position, std::ios_base::openmode which) override;
 
  private:
   bool write_out();
