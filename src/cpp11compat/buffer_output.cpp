@@ -9,6 +9,13 @@
 
 namespace std {
 
+namespace {
+
+/// The traits replace it on its way into `overflow`: as a number it would look like the end of the file.
+constexpr char16_t not_a_character = u'\uFFFF', replacement = u'\uFFFD';
+
+}  // namespace
+
 template <>
 streamsize basic_streambuf<char16_t>::xsputn(const char16_t* units, streamsize count) {
   constexpr streamsize most = numeric_limits<int>::max();
@@ -22,6 +29,9 @@ streamsize basic_streambuf<char16_t>::xsputn(const char16_t* units, streamsize c
     } else {
       if (traits_type::eq_int_type(overflow(traits_type::to_int_type(units[written])), traits_type::eof())) {
         break;
+      }
+      if (units[written] == not_a_character && pptr() != pbase() && pptr()[-1] == replacement) {
+        pptr()[-1] = not_a_character;
       }
       ++written;
     }

@@ -31,8 +31,10 @@ bool process_is_ending() noexcept;
 void stay_loaded() noexcept;
 
 /// Opens a file to be written at its end only, making it if it is missing. The path is UTF-8. On a failure returns null
-/// and gives the system's reason. The handle is never closed. Throws `std::bad_alloc`.
+/// and gives the system's reason. Throws `std::bad_alloc`.
 void* open_for_append(const std::string& path, std::string& reason);
+
+void close_file(void* file) noexcept;
 
 /// Adds the text to the file with a single call, while no other process does so. What cannot be written is lost.
 void append(void* file, std::string_view text) noexcept;

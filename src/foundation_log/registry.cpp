@@ -26,6 +26,11 @@ void registry::assign(logger& entry, unsigned word) const noexcept {
   entry.effective_.store(enabled() ? kept & severity_mask : 0, std::memory_order_relaxed);
 }
 
+/// Without memory for the environment's rules, a call may have given one logger its level and left the others.
+bool registry::is_unassigned(const logger& entry) noexcept {
+  return (entry.effective_.load(std::memory_order_relaxed) & logger::not_configured) != 0;
+}
+
 void registry::add(logger& entry) {
   const platform::ending_aware_lock hold(mutex_);
   if (!hold) {
@@ -55,7 +60,9 @@ void registry::read_environment() {
   rules_ = std::move(parsed.rules);
   configured_ = true;
   for (const auto& [entry, number] : loggers_) {
-    assign(*entry, rules_.level_of(entry->channel()));
+    if (is_unassigned(*entry)) {
+      assign(*entry, rules_.level_of(entry->channel()));
+    }
   }
   if (!complaints.empty()) {
     platform::write_standard_error(complaints);
@@ -83,10 +90,12 @@ void registry::set_level(logger& entry, unsigned word) noexcept {
 }
 
 std::size_t registry::set_level(std::string_view pattern, unsigned word) {
-  configure();
   const platform::ending_aware_lock hold(mutex_);
   if (!hold) {
     return 0;
+  }
+  if (!configured_) {
+    read_environment();  // Before the rule: it would replace that.
   }
   rules_.set(pattern, word & level_word_mask);
   std::size_t count = 0;
@@ -101,11 +110,13 @@ std::size_t registry::set_level(std::string_view pattern, unsigned word) {
 }
 
 std::vector<channel_level> registry::list(std::string_view pattern) {
-  configure();
   std::map<std::uint64_t, channel_level> found;  // in the order of creation
   const platform::ending_aware_lock hold(mutex_);
   if (!hold) {
     return {};
+  }
+  if (!configured_) {
+    read_environment();
   }
   for (const auto& [entry, number] : loggers_) {
     if (matches(pattern, entry->channel())) {
@@ -127,7 +138,9 @@ void registry::enable(bool on) noexcept {
   }
   enabled_.store(on, std::memory_order_relaxed);
   for (const auto& [entry, number] : loggers_) {
-    assign(*entry, entry->word_.load(std::memory_order_relaxed));
+    if (!is_unassigned(*entry)) {
+      assign(*entry, entry->word_.load(std::memory_order_relaxed));
+    }
   }
 }
 

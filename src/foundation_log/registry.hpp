@@ -44,6 +44,7 @@ class registry {
 
   void read_environment();
   void assign(logger& entry, unsigned word) const noexcept;
+  static bool is_unassigned(const logger& entry) noexcept;
 
   std::mutex mutex_;                                    ///< Guards everything below; `enabled_` may be read without it.
   std::unordered_map<logger*, std::uint64_t> loggers_;  ///< Each with its number in the order of creation.

@@ -286,9 +286,9 @@ bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::convert_again() {
   From* const area = read_area();
   From* to = area;
   const To* at = from;
-  // As a text of its own: what ends it, as the beginning of a character that did not go on, is what it was. The
-  // converter is between characters before and behind it, and goes on as if nothing had been.
-  in_converter->convert(&to, area + area_size, &at, end, true);
+  // The converter is between characters before and behind it, and goes on as if nothing had been. It must not be told
+  // that this is the end of the text, behind which it would take a mark for the one of another text's start.
+  in_converter->convert(&to, area + area_size, &at, end, false);
   if (to - area < 2) {
     return false;
   }

@@ -3,6 +3,7 @@
 
 #include <boost/smart_ptr/make_shared.hpp>
 
+#include <exception>
 #include <string>
 
 namespace foundation::core::io {
@@ -15,37 +16,44 @@ class ustreambuf_aggregator : public buffer {
   explicit ustreambuf_aggregator(const std::vector<boost::shared_ptr<buffer>>& targets) : targets_(targets) {}
 
  protected:
-  // Each goes to all targets: a failure is remembered, not acted on.
-
   int_type overflow(int_type c) override {
     if (traits_type::eq_int_type(c, traits_type::eof())) {
       return 0;
     }
     const char16_t unit = traits_type::to_char_type(c);
-    bool succeeded = true;
-    for (const auto& target : targets_) {
-      succeeded &= !traits_type::eq_int_type(target->sputc(unit), traits_type::eof());
-    }
+    const bool succeeded =
+        all([unit](buffer& target) { return !traits_type::eq_int_type(target.sputc(unit), traits_type::eof()); });
     return succeeded ? c : traits_type::eof();
   }
 
   std::streamsize xsputn(const char16_t* units, std::streamsize n) override {
-    bool succeeded = true;
-    for (const auto& target : targets_) {
-      succeeded &= target->sputn(units, n) == n;
-    }
-    return succeeded ? n : 0;
+    return all([=](buffer& target) { return target.sputn(units, n) == n; }) ? n : 0;
   }
 
   int sync() override {
-    bool succeeded = true;
-    for (const auto& target : targets_) {
-      succeeded &= target->pubsync() == 0;
-    }
-    return succeeded ? 0 : -1;
+    return all([](buffer& target) { return target.pubsync() == 0; }) ? 0 : -1;
   }
 
  private:
+  /// Whether `write` succeeds for each target. All are asked: a failure is remembered, not acted on. The first
+  /// exception leaves when all have been.
+  template <class Write>
+  bool all(Write write) {
+    bool succeeded = true;
+    std::exception_ptr thrown;
+    for (const auto& target : targets_) {
+      try {
+        succeeded &= write(*target);
+      } catch (...) {
+        thrown = thrown ? thrown : std::current_exception();
+      }
+    }
+    if (thrown) {
+      std::rethrow_exception(thrown);
+    }
+    return succeeded;
+  }
+
   std::vector<boost::shared_ptr<buffer>> targets_;  ///< none is null
 };
 

@@ -218,6 +218,10 @@ void* open_for_append(const std::string& path, std::string& reason) {
   return nullptr;
 }
 
+void close_file(void* file) noexcept {
+  CloseHandle(file);
+}
+
 void append(void* file, std::string_view text) noexcept {
   // The one step holds for local disks. On a network drive, and under Wine, the end of the file is looked up first, and
   // of two processes that do so at the same time one overwrites the other's record (seen in one run of two).

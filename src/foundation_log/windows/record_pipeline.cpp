@@ -21,6 +21,7 @@
 #include <boost/log/sinks/unlocked_frontend.hpp>
 #include <boost/smart_ptr/make_shared.hpp>
 
+#include <atomic>
 #include <mutex>
 
 namespace foundation::log {
@@ -54,8 +55,8 @@ std::string line_of(const logging::record_view& record) {
                         text_of(record, message_name)});
 }
 
-/// Where QX_LOG_FILE says, or null for the standard error stream.
-void* open_log_file() {
+/// Where QX_LOG_FILE says, or null for the standard error stream. Says in `complaint` why a file cannot be had.
+void* open_log_file(std::string& complaint) {
   const auto path = platform::environment_variable("QX_LOG_FILE");
   if (!path || path->empty()) {
     return nullptr;
@@ -63,9 +64,8 @@ void* open_log_file() {
   std::string reason;
   void* const file = platform::open_for_append(*path, reason);
   if (file == nullptr) {
-    platform::write_standard_error("QX_LOG_FILE: \"" + *path + "\" cannot be opened: " + reason +
-                                   " (expected the path of a file that can be made or appended to); "
-                                   "the log goes to standard error\n");
+    complaint = "QX_LOG_FILE: \"" + *path + "\" cannot be opened: " + reason +
+                " (expected the path of a file that can be made or appended to); the log goes to standard error\n";
   }
   return file;
 }
@@ -75,7 +75,22 @@ void* open_log_file() {
 /// cut.
 class line_writer : public logging::sinks::basic_sink_backend<logging::sinks::concurrent_feeding> {
  public:
-  line_writer() : file_(open_log_file()) {}
+  line_writer() : file_(open_log_file(complaint_)) {}
+  line_writer(const line_writer&) = delete;
+  line_writer& operator=(const line_writer&) = delete;
+  /// Only if it never came into the core.
+  ~line_writer() {
+    if (file_ != nullptr) {
+      platform::close_file(file_);
+    }
+  }
+
+  /// Once nothing can throw any more, so that nothing is said twice.
+  void complain() const noexcept {
+    if (!complaint_.empty()) {
+      platform::write_standard_error(complaint_);
+    }
+  }
 
   void consume(const logging::record_view& record) {
     const std::string line = line_of(record);
@@ -89,8 +104,9 @@ class line_writer : public logging::sinks::basic_sink_backend<logging::sinks::co
   }
 
  private:
-  std::mutex mutex_;  ///< One line at a time, for destinations that do not see to it themselves.
-  void* file_;        ///< Null for the standard error stream.
+  std::mutex mutex_;       ///< One line at a time, for destinations that do not see to it themselves.
+  std::string complaint_;  ///< Why the log file is not to be had, or empty.
+  void* file_;             ///< Null for the standard error stream.
 };
 
 /// A share, so that the core outlives the static objects of its own library.
@@ -103,9 +119,19 @@ logging::core& core() {
 /// libraries may write while those are unloaded.
 class pipeline {
  public:
-  static pipeline& get() {
-    static pipeline* const instance = new pipeline;
-    return *instance;
+  /// Null if the process ends while a thread that is gone was making it, perhaps opening a file on a slow server: the
+  /// guard of a static object would wait for that for ever.
+  static pipeline* get() {
+    static constinit std::atomic<pipeline*> instance = nullptr;
+    static constinit std::mutex making;
+    if (pipeline* const made = instance.load(std::memory_order_acquire)) {
+      return made;
+    }
+    const platform::ending_aware_lock hold(making);
+    if (hold && instance.load() == nullptr) {
+      instance = new pipeline;
+    }
+    return instance.load();
   }
 
   bool push(const std::string& channel, unsigned severity, const std::string& text) const {
@@ -129,10 +155,12 @@ class pipeline {
     common_.insert(time_name, logging::attributes::make_function(&platform::local_time));
     common_.insert(thread_name, logging::attributes::make_function(&platform::thread_id));
     common_.insert(indent_name, logging::attributes::make_function(&detail::indent_attribute::current));
-    const auto sink = boost::make_shared<logging::sinks::unlocked_sink<line_writer>>(boost::make_shared<line_writer>());
+    const auto writer = boost::make_shared<line_writer>();
+    const auto sink = boost::make_shared<logging::sinks::unlocked_sink<line_writer>>(writer);
     sink->set_filter([](const logging::attribute_value_set& values) { return values.count(indent_name) != 0; });
     platform::stay_loaded();  // From now on the core refers to code of this library.
     core().add_sink(sink);
+    writer->complain();
   }
 
   logging::attribute_set common_;
@@ -141,7 +169,8 @@ class pipeline {
 }  // namespace
 
 bool push_record(const std::string& channel, unsigned severity, const std::string& text) {
-  return pipeline::get().push(channel, severity, text);
+  const pipeline* const made = pipeline::get();
+  return made != nullptr && made->push(channel, severity, text);
 }
 
 bool core_enabled() noexcept {

@@ -135,6 +135,13 @@ TEST(Char16Output, OfTextIsThatOfCharStreamsWhateverTheyAreToldAndTheBufferDoes)
   }
 }
 
+TEST(Char16Output, KeepsTheUnitThatIsNoCharacterWhereverTheBufferIsFull) {
+  const std::u16string text(600, u'\uFFFF');
+  std::basic_ostringstream<char16_t> out;
+  out << text[0] << text;
+  EXPECT_TRUE(out.str() == text[0] + text);
+}
+
 TEST(Char16Classes, AreThoseOfTheCLocaleAndTheBreakingSpaces) {
   const auto& wide = std::use_facet<std::ctype<char16_t>>(locale);
   const auto& narrow = std::use_facet<std::ctype<char>>(std::locale::classic());

@@ -30,8 +30,17 @@ struct throwing {
   }
 };
 
-TEST(Logger, HasTheLevelThatTheEnvironmentNamesFromItsFirstUseOn) {
+TEST(Logger, HasTheLevelThatTheEnvironmentNamesFromItsFirstUseOnUnlessACallGaveItOneWithoutMemoryForThat) {
   test_support::log_environment = "early::*=note;oops";
+  test_support::log_lacks_memory = true;
+  EXPECT_THROW(set_level("early::*", severity::error), std::bad_alloc);
+  logger_type given("early::given");
+  const logger_type left("early::left");
+  given.level(severity::error);
+  enable_logging(true);
+  test_support::log_lacks_memory = false;
+  EXPECT_EQ(left.level(), severity::note);
+  EXPECT_EQ(given.level(), severity::error);
   const logger_type early("early::a");
   EXPECT_TRUE(early.enabled(severity::note));
   EXPECT_EQ(logger_type("early::b").level(), severity::note);

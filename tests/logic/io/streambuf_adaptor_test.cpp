@@ -211,6 +211,22 @@ TEST(StreambufAdaptor, WaitsForNoMoreThanOneCharacter) {
   EXPECT_EQ(in.get(), std::char_traits<char16_t>::eof()) << "half a character at the end of everything is dropped";
 }
 
+TEST(StreambufAdaptor, TakesNoMarkForTheStartOfATextBehindUnitsThatWereReadAgain) {
+  const std::string as(1200, 'a'), mark = "\xEF\xBB\xBF";
+  const auto bytes = boost::make_shared<std::stringbuf>(mark + as + mark + as);
+  uistream in(make_ustreambuf_adaptor(bytes, "UTF-8-BOM"));
+  ustring text(2401, u'?');
+  in.read(&text[0], 600).read(&text[600], 600).unget().unget();
+  in.read(&text[1198], 1203);
+  EXPECT_EQ(text, ustring(1200, u'a') + u'\uFEFF' + ustring(1200, u'a'));
+}
+
+struct throwing_buffer : std::basic_streambuf<char16_t> {
+  std::streamsize xsputn(const char16_t*, std::streamsize) override { throw std::bad_alloc(); }
+  int_type overflow(int_type) override { throw std::bad_alloc(); }
+  int sync() override { throw std::bad_alloc(); }
+};
+
 TEST(StreambufAggregator, GivesAllToEachTargetAndFailsIfOneDoes) {
   const auto first = boost::make_shared<scripted_buffer<char16_t>>();
   const auto second = boost::make_shared<std::basic_stringbuf<char16_t>>();
@@ -232,6 +248,13 @@ TEST(StreambufAggregator, GivesAllToEachTargetAndFailsIfOneDoes) {
   }
   EXPECT_EQ(bytes->sputc('!'), EOF);
   EXPECT_EQ(second->str(), u"abcde log! entry!") << "nothing is offered twice";
+  const auto last = boost::make_shared<scripted_buffer<char16_t>>();
+  const auto behind_one_that_throws = make_ustreambuf_aggregator({boost::make_shared<throwing_buffer>(), last});
+  EXPECT_THROW(behind_one_that_throws->sputn(u"ab", 2), std::bad_alloc);
+  EXPECT_THROW(behind_one_that_throws->sputc(u'c'), std::bad_alloc);
+  EXPECT_THROW(behind_one_that_throws->pubsync(), std::bad_alloc);
+  EXPECT_EQ(last->written, u"ab");
+  EXPECT_EQ(last->flushes, 1);
   const auto none = make_ustreambuf_aggregator({});
   EXPECT_EQ(none->sputn(u"ab", 2), 2);
   EXPECT_EQ(none->sputc(u'a'), u'a');

@@ -35,6 +35,9 @@ bool core_enabled() noexcept {
 namespace platform {
 
 std::optional<std::string> environment_variable(const char*) {
+  if (test_support::log_lacks_memory) {
+    throw std::bad_alloc();
+  }
   return test_support::log_environment;
 }
 

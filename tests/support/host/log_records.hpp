@@ -15,6 +15,7 @@ struct log_record {
 };
 
 inline std::string log_environment;                 ///< the value of QX_LOG, which the first use of a logger reads
+inline bool log_lacks_memory = false;               ///< for reading that
 inline std::atomic<bool> log_takes_records = true;  ///< as a program can switch it where the records go
 
 /// The records since this was last called, in their order, and what went to standard error. Any thread. Nothing is

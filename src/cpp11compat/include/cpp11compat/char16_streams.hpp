@@ -97,10 +97,11 @@ num_put<char16_t>::iter_type num_put<char16_t>::do_put(iter_type out, ios_base& 
 template <>
 streamsize basic_streambuf<char16_t>::xsputn(const char16_t* units, streamsize count);
 
-/// In line, since `<<` of a single unit comes here: without a `sentry` where that would do nothing.
+/// In line, since `<<` of a single unit comes here: without a `sentry` where that would do nothing. U+FFFF goes as a
+/// text does: on the way of a single unit the traits make U+FFFD of it.
 template <>
 inline basic_ostream<char16_t>& basic_ostream<char16_t>::put(char16_t unit) {
-  if (!good() || tie() != nullptr || (flags() & ios_base::unitbuf) != 0) {
+  if (!good() || tie() != nullptr || (flags() & ios_base::unitbuf) != 0 || unit == u'\uFFFF') {
     return write(&unit, 1);
   }
   bool refused = false;

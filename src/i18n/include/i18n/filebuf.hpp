@@ -14,7 +14,7 @@
 namespace fl::filesystem {
 
 /// `std::basic_filebuf` with an `open` for names outside the active code page and beyond 260 characters. `char` is the
-/// one character type that exists.
+/// one character type that exists. Not to be moved or swapped as its base: the memory of its buffer stays where it is.
 template <class Char, class Traits = std::char_traits<Char>>
 class basic_filebuf : public std::basic_filebuf<Char, Traits> {
  public:
@@ -31,6 +31,8 @@ class basic_filebuf : public std::basic_filebuf<Char, Traits> {
   /// Returns this, or null if a file is open already, the path holds a zero, or the system refuses; `errno` says why in
   /// the last case.
   basic_filebuf* open(const ustring& path, std::ios_base::openmode mode);
+
+  void swap(std::basic_filebuf<Char, Traits>&) = delete;
 
  private:
   const std::unique_ptr<Char[]> buffer_;  ///< larger than the standard library's own; not null
