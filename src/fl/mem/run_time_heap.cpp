@@ -77,7 +77,8 @@ void* os_ops::calloc(std::size_t count, std::size_t size) {
 }
 
 void* os_ops::realloc(void* p, std::size_t size) {
-  return std::realloc(p, size);
+  return std::realloc(p,
+                      size != 0 ? size : 1);  // With 0 it frees the block and gives null, which means no memory here.
 }
 
 void os_ops::free(void* p) {

@@ -6,6 +6,7 @@
 // that wants to write keeps new readers out, so that it is not put off for ever.
 #pragma once
 
+#include "util/process_end.hpp"
 #include "util/slim_lock.hpp"
 #include "util/waiting.hpp"
 
@@ -21,7 +22,12 @@ class read_mostly_lock {
   read_mostly_lock(const read_mostly_lock&) = delete;
   read_mostly_lock& operator=(const read_mostly_lock&) = delete;
 
+  /// At the end of the process, when there is one thread left, without effect: a holder is gone, and who waits for it
+  /// waits for ever.
   void lock() noexcept {
+    if (process_is_ending()) {
+      return;
+    }
     gate_.lock();
     readers_.fetch_or(writer);
     for (unsigned turn = 0; readers_ != writer; ++turn) {
@@ -30,12 +36,15 @@ class read_mostly_lock {
   }
 
   void unlock() noexcept {
+    if (process_is_ending()) {
+      return;
+    }
     readers_.fetch_and(~writer);
     gate_.unlock();
   }
 
   void lock_shared() noexcept {
-    if ((readers_.fetch_add(1) & writer) == 0) {
+    if ((readers_.fetch_add(1) & writer) == 0 || process_is_ending()) {
       return;
     }
     readers_.fetch_sub(1);

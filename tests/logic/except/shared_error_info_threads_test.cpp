@@ -10,6 +10,9 @@
 #include "host/log_records.hpp"
 #include "util/kept_for_text.hpp"
 
+#include <boost/exception/diagnostic_information.hpp>
+#include <boost/exception_ptr.hpp>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -51,6 +54,25 @@ void use_exceptions(int turn) {
   EXPECT_STREQ(shared.what(), "text");
   const error copy(shared);
   EXPECT_EQ(copy.what(), shared.what());
+}
+
+using fact = boost::error_info<struct of_threads, int>;
+std::vector<error> errors_with_facts = [] {
+  std::vector<error> all;
+  for (int number = 0; number != turns; ++number) {
+    all.emplace_back(std::runtime_error("text"));  // Not a copy: copies share their facts.
+    all.back() << fact(number);
+  }
+  return all;
+}();
+
+/// One thread is the first to ask for the text while others read the facts, copy them and tell all of them.
+void use_facts(int turn) {
+  const error& shared = errors_with_facts[static_cast<std::size_t>(turn)];
+  EXPECT_EQ(*boost::get_error_info<fact>(shared), turn);
+  const auto copy = boost::copy_exception(shared);
+  EXPECT_STREQ(shared.what(), "text");
+  EXPECT_THAT(boost::diagnostic_information(shared), testing::HasSubstr(" = " + std::to_string(turn)));
 }
 
 void use_catalogs(int turn) {
@@ -110,7 +132,8 @@ TEST(SharedState, IsReadAndChangedByAllThreadsAtOnce) {
   std::vector<std::jthread> threads;
   for (unsigned number = 0; number != 8; ++number) {
     threads.emplace_back([number] {
-      void (*uses[])(int turn) = {use_exceptions, use_catalogs, use_channels, use_code_pages, use_directories};
+      void (*uses[])(int turn) = {use_exceptions, use_facts,      use_catalogs,
+                                  use_channels,   use_code_pages, use_directories};
       std::shuffle(std::begin(uses), std::end(uses), std::minstd_rand(number / 2));  // Two at a time do the same.
       for (void (*const use)(int turn) : uses) {
         for (int turn = 0; turn != turns; ++turn) {

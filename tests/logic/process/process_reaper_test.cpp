@@ -6,6 +6,7 @@
 
 #include "every_test.hpp"
 #include "host/child_system.hpp"
+#include "host/process_end.hpp"
 #include "process/child/give_up_waits_at_exit.hpp"
 #include "process/child/process_reaper_instance.hpp"
 

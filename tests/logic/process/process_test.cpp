@@ -5,6 +5,7 @@
 
 #include "every_test.hpp"
 #include "host/child_system.hpp"
+#include "host/process_end.hpp"
 #include "process/child/process_reaper_impl.hpp"
 
 #include <boost/system/system_error.hpp>

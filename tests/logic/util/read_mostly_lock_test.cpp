@@ -5,6 +5,8 @@
 #include "memory_shortage.hpp"
 
 #include <windows.h>
+#else
+#include "host/process_end.hpp"
 #endif
 
 namespace {
@@ -22,6 +24,18 @@ TEST(ReadMostlyLock, AllocatesNothingWhereAWriterWaits) {
   lock.unlock_shared();
   WaitForSingleObject(writer, INFINITE);
   test_support::give_memory_back();
+}
+#else
+TEST(ReadMostlyLock, IsWaitedForByNobodyWhenTheProcessEndsAndWhoHeldItIsGone) {
+  static constinit foundation::core::util::read_mostly_lock read, written;
+  read.lock_shared();
+  written.lock();
+  test_support::set_process_is_ending(true);
+  for (auto* const lock : {&read, &written}) {
+    const std::lock_guard writing(*lock);
+    const std::shared_lock reading(*lock);
+  }
+  test_support::set_process_is_ending(false);
 }
 #endif
 

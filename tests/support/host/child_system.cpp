@@ -3,7 +3,6 @@
 #include "process/child/exit_code.hpp"
 #include "process/child/launched_child.hpp"
 #include "process/child/process_reaper_impl.hpp"
-#include "util/process_end.hpp"
 
 #include <boost/system/system_error.hpp>
 
@@ -20,7 +19,6 @@ namespace {
 using guard = std::unique_lock<std::recursive_mutex>;
 
 child_system* current = nullptr;
-std::atomic<bool> process_ends{false};
 
 // Runs what the test put before the call. Allocates nothing itself: memory may be short.
 guard called(std::string_view function) {
@@ -120,10 +118,6 @@ void child_system::before(const std::string& function, std::function<void()> run
 
 std::function<void()> refusal(const std::string& text) {
   return [text] { throw boost::system::system_error(5, boost::system::system_category(), text); };
-}
-
-void set_process_is_ending(bool value) {
-  process_ends = value;
 }
 
 }  // namespace test_support
@@ -235,7 +229,3 @@ process::exit_status_variant read_exit_status(void* handle) {
 }
 
 }  // namespace foundation::core::sysdep::windows
-
-bool foundation::core::util::process_is_ending() noexcept {
-  return test_support::process_ends;
-}

@@ -66,9 +66,6 @@ class child_system {
 /// For `before`: the system refuses the call with the code 5, access denied.
 std::function<void()> refusal(const std::string& text);
 
-/// What util::process_is_ending returns; false at first.
-void set_process_is_ending(bool value);
-
 class with_child_system : public testing::Test {
  protected:
   child_system system;

@@ -14,7 +14,7 @@
 //
 // Any other number counts as 32; a text that is no number throws `boost::bad_lexical_cast` from the first use of the
 // manager. With the option "aligncheck" (manager.hpp) the heap has headers and each pointer is checked on its way in
-// and out; then a request for 0 bytes, which otherwise gives a block, is fatal.
+// and out; then `vector_malloc` or `vector_calloc` of 0 bytes, which otherwise gives a block, is fatal.
 //
 // Blocks of this heap go back to this heap, and no others do. A pointer that a check finds bad (freed already, foreign,
 // or with its header overwritten) ends the process with a report by `diag::terminate`.
@@ -88,7 +88,8 @@ inline void* vector_calloc(std::size_t count, std::size_t size) {
 }
 
 /// Gives the block another size, perhaps in another place, and keeps its content up to the smaller of both. On failure
-/// the old block stays as it is. `p` is a block of this heap: not null, which only some of the heaps would accept.
+/// the old block stays as it is. With 0 bytes there is still a block, to be freed. `p` is a block of this heap: not
+/// null, which only some of the heaps would accept.
 inline void* vector_realloc(void* p, std::size_t size) {
   return aligned_heap_access::heap().realloc(p, size);
 }
