@@ -123,7 +123,7 @@ class pipeline {
   /// guard of a static object would wait for that for ever.
   static pipeline* get() {
     static constinit std::atomic<pipeline*> instance = nullptr;
-    static constinit std::mutex making;
+    static std::mutex& making = *new std::mutex;
     if (pipeline* const made = instance.load(std::memory_order_acquire)) {
       return made;
     }

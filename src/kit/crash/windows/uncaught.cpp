@@ -2,6 +2,9 @@
 
 #include <fl/diag/stacktrace.hpp>
 #include <fl/diag/unknown_exception_name.hpp>
+#include <fl/except/bad_alloc.hpp>
+#include <fl/except/iexception.hpp>
+#include <i18n/convert.hpp>
 
 #include "common/windows/procedure.hpp"
 
@@ -52,9 +55,22 @@ void put_type(text_line& line, const char* name) noexcept {
   line.put(understood ? readable.view() : name);
 }
 
+/// `what()` keeps the text, under a lock that a thread which has stopped may hold.
+void put_text_unkept(text_line& line, const core::except::IException& exception) noexcept {
+  try {
+    line.put(": ").put(fl::i18n::ustring_to_utf8(exception.ToUstring()));
+  } catch (...) {
+    // Without memory, or without a message.
+  }
+}
+
 void put_what(text_line& line) noexcept {
   try {
     throw;
+  } catch (const core::except::IException& exception) {
+    put_text_unkept(line, exception);
+  } catch (const core::except::detail::bad_alloc_impl&) {  // Speaks through one of those.
+    line.put(": bad allocation");
   } catch (const std::exception& exception) {
     const char* const what = exception.what();
     line.put(": ").put(what != nullptr ? what : "");

@@ -34,7 +34,8 @@
 // SIGILL precedence there, if the program has any.
 //
 // Nothing is allocated when a process dies, but for what the C++ run-time keeps for a thread in which it meets its
-// first exception, or std::terminate without one. A thread waits from the start to report for those that have no stack
+// first exception, or std::terminate without one, and for the text of an exception of <fl/except/iexception.hpp>, or of
+// one whose `what()` allocates. A thread waits from the start to report for those that have no stack
 // left, and a program of ours, qxcrashdump.exe, to write the dump from outside. It gets the handles that it needs and
 // nothing else, and ends with this process.
 //

@@ -2,6 +2,7 @@
 // process that lives on. Each death has a process of its own, which EXPECT_EXIT starts.
 
 #include <fl/diag.hpp>
+#include <fl/except.hpp>
 #include <fl/process/errors.hpp>
 
 #include "as_written.hpp"
@@ -119,6 +120,27 @@ void throw_uncaught() {
   throw std::runtime_error("no such city");
 }
 
+std::atomic<bool> is_asked{false};
+
+struct endless : std::runtime_error {
+  using runtime_error::runtime_error;
+  const char* what() const noexcept override {
+    is_asked = true;
+    Sleep(INFINITE);
+    return nullptr;
+  }
+};
+
+/// With another thread stopped within the lock of the texts of exceptions.
+void throw_beside_stopped_text() {
+  using foundation::core::except::detail::AnonymousInternalException;
+  std::thread([] { AnonymousInternalException(endless("")).what(); }).detach();
+  while (!is_asked) {
+    Sleep(1);
+  }
+  throw AnonymousInternalException(std::runtime_error("no such city"));
+}
+
 #ifdef _UCRT
 _invalid_parameter_handler set_parameter_handler(_invalid_parameter_handler handler) {
   return _set_invalid_parameter_handler(handler);
@@ -191,6 +213,8 @@ TEST(CrashHandler, EveryEndLeavesOneReportThatSaysWhatItWasAndTheCodeThatStandsF
       {[] { run_in_thread(overflow); }, stack_overflow, said("stack overflow (0xC00000FD), in thread id ")},
       {[]() noexcept { throw_uncaught(); }, fail_fast, said("std::terminate: std::runtime_error: no such city\n\n")},
       {[] { std::thread(throw_uncaught).join(); }, fail_fast, said("std::terminate: std::runtime_error: no such city")},
+      {[]() noexcept { throw_beside_stopped_text(); }, fail_fast,
+       AllOf(said("std::terminate: "), HasSubstr("AnonymousInternalException<std::runtime_error>: no such city\n\n"))},
       {[]() noexcept { throw_number(); }, fail_fast, said("std::terminate: int\n\n")},
       {[] { std::terminate(); }, fail_fast, said("std::terminate\n\n")},
       {call_pure_virtual, fail_fast, said("std::terminate: a pure virtual function was called\n\n")},
