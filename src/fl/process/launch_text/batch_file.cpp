@@ -31,17 +31,6 @@ bool is_unsafe_name(const std::string& text) {
                               "\" cannot be passed safely to the command interpreter, which runs batch files");
 }
 
-void refuse_what_is_unsafe(const command& value) {
-  if (is_unsafe_name(value.name())) {
-    refuse("program name", value.name());
-  }
-  for (const std::string& argument : value.args()) {
-    if (is_unsafe_argument(argument)) {
-      refuse("argument", argument);
-    }
-  }
-}
-
 // Of the letters of ASCII alone: the system knows no others here.
 bool ends_with(std::string_view program, const char* extension) {
   return boost::algorithm::iends_with(program, extension, std::locale::classic());
@@ -57,13 +46,18 @@ bool is_batch_file(std::string_view program) {
 
 void refuse_unsafe_batch_file(const command& value) {
   if (is_batch_file(value.name())) {
-    refuse_what_is_unsafe(value);
+    refuse_what_is_unsafe_in_a_batch_file(value);
   }
 }
 
-void refuse_unsafe_shell_file(const command& value) {
-  if (!ends_with(value.name(), ".exe") && !ends_with(value.name(), ".com")) {
-    refuse_what_is_unsafe(value);
+void refuse_what_is_unsafe_in_a_batch_file(const command& value) {
+  if (is_unsafe_name(value.name())) {
+    refuse("program name", value.name());
+  }
+  for (const std::string& argument : value.args()) {
+    if (is_unsafe_argument(argument)) {
+      refuse("argument", argument);
+    }
   }
 }
 

@@ -18,8 +18,7 @@ bool is_batch_file(std::string_view program);
 /// one of , ; = or begins with @ or a bracket.
 void refuse_unsafe_batch_file(const command& value);
 
-/// The same for a file that the system's shell is to start. Batch files have more names there, since the shell adds
-/// extensions and follows links: `value` is refused so unless its name ends in .exe or .com, in any case.
-void refuse_unsafe_shell_file(const command& value);
+/// The same whatever the name is.
+void refuse_what_is_unsafe_in_a_batch_file(const command& value);
 
 }  // namespace foundation::core::process

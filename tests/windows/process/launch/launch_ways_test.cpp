@@ -203,7 +203,7 @@ TEST(NonElevated, LaunchSurvivesEachRefusalThatLeavesAnotherWay) {
 
 TEST(Elevated, ChildIsStartedByTheShell) {
   const process::command what = children::command("exit", {"5", "", "a \"b\""});
-  const process::command wide = process::make_command("C:\\J\u00fcrgen \u20ac.CoM", "%\u4e2d\U0001f600");
+  const process::command wide = process::make_command("C:\\J\u00fcrgen \u20ac.exe", "%\u4e2d\U0001f600");
   injected<decltype(&::ShellExecuteExA)> shell("ShellExecuteExA", [&](auto original, auto request) {
     EXPECT_EQ(request->cbSize, 112u);
     EXPECT_TRUE(request->fMask == SEE_MASK_NOCLOSEPROCESS && request->nShow == SW_HIDE);
@@ -215,7 +215,7 @@ TEST(Elevated, ChildIsStartedByTheShell) {
   const injected<decltype(&::ShellExecuteExW)> wide_shell("ShellExecuteExW", [&](auto, auto request) {
     EXPECT_EQ(request->lpVerb + std::wstring(L"|") + request->lpFile + L"|" + request->lpParameters + L"|" +
                   request->lpDirectory,
-              L"runas|C:\\J\u00fcrgen \u20ac.CoM|%\u4e2d\U0001f600 |.");
+              L"runas|C:\\J\u00fcrgen \u20ac.exe|%\u4e2d\U0001f600 |.");
     ::SetLastError(ERROR_CANCELLED);
     return FALSE;
   });

@@ -6,8 +6,8 @@
 // find another command in one. A launch refuses a batch file whose name or one of whose arguments holds a quote, one of
 // % ! ^ & | < > or a control character, and a name that the interpreter would cut: one that has no blank, and holds one
 // of , ; = or begins with @ or a bracket. An argument with one of , ; = is let through; the file may see it cut.
-// An elevated launch treats as a batch file whatever does not end in .exe or .com: the shell, which starts it, adds
-// extensions of its own.
+// An elevated launch also treats as a batch file what names a link, and a name with which, followed by .bat or .cmd,
+// `which` finds something: the shell, which starts it, adds extensions of its own.
 #pragma once
 
 #include <fl/export.hpp>

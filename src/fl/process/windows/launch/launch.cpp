@@ -2,6 +2,7 @@
 
 #include <fl/process/errors.hpp>
 #include <fl/process/launch_attributes.hpp>
+#include <fl/process/which.hpp>
 #include <fl/sysdep/windows/deelevate_utils.hpp>
 #include <fl/sysdep/windows/process_impl.hpp>
 
@@ -19,11 +20,13 @@
 #include "process/windows/token/profile_cleanup.hpp"
 #include "version_record.hpp"
 
+#include <boost/algorithm/string/predicate.hpp>
 #include <boost/algorithm/string/replace.hpp>
 
 #include <windows.h>
 #include <shellapi.h>
 
+#include <locale>
 #include <memory>
 #include <sstream>
 #include <stdexcept>
@@ -105,6 +108,12 @@ constinit late_function<decltype(::ShellExecuteExA)> shell_execute_narrow
 constinit late_function<decltype(::ShellExecuteExW)> shell_execute_wide
     [[gnu::section(".late")]]{"shell32.dll", "ShellExecuteExW"};
 
+// The shell completes a name, looks for it along PATH, and follows links.
+bool shell_may_find_batch_file(const std::string& name) {
+  return boost::algorithm::iends_with(name, ".lnk", std::locale::classic()) || process::which(name + ".bat") ||
+         process::which(name + ".cmd");
+}
+
 // Lets the system's shell start a file, elevated and without a window, and returns the process. `Request` is the narrow
 // or the wide form of what the call wants; the texts are of that form. The text of a failure is the same for both.
 template <class Request, class Text>
@@ -135,7 +144,9 @@ void process_impl::launch_elevated_helper(const command& cmd, const char* const&
   const std::string& file = process::without_nul(cmd.name(), "program name");
   const std::string parameters = process::join_arguments(cmd.args(), &process_impl::escape_copy);
   process::without_nul(parameters, "command line");
-  process::refuse_unsafe_shell_file(cmd);
+  if (shell_may_find_batch_file(cmd.name())) {
+    process::refuse_what_is_unsafe_in_a_batch_file(cmd);
+  }
   const std::string verb = "runas";
   proc_info.hProcess = fits_narrow_calls({file, parameters, directory})
                            ? run_elevated(shell_execute_narrow, verb, file, parameters, std::string(directory))
