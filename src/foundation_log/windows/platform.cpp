@@ -3,6 +3,7 @@
 #include "platform.hpp"
 
 #include "common/windows/full_path.hpp"
+#include "common/windows/keep_loaded.hpp"
 #include "common/windows/procedure.hpp"
 
 #include <windows.h>
@@ -200,9 +201,7 @@ bool process_is_ending() noexcept {
 }
 
 void stay_loaded() noexcept {
-  HMODULE module = nullptr;
-  GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_PIN,
-                     reinterpret_cast<LPCWSTR>(reinterpret_cast<void*>(&stay_loaded)), &module);
+  core::sysdep::windows::keep_module_loaded();
 }
 
 void* open_for_append(const std::string& path, std::string& reason) {

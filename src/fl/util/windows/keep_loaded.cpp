@@ -1,13 +1,11 @@
 #include "util/keep_loaded.hpp"
 
-#include <windows.h>
+#include "common/windows/keep_loaded.hpp"
 
 namespace foundation::core::util {
 
 void keep_library_loaded() noexcept {
-  HMODULE self = nullptr;
-  ::GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_PIN,
-                       reinterpret_cast<LPCWSTR>(&keep_library_loaded), &self);
+  sysdep::windows::keep_module_loaded();
 }
 
 }  // namespace foundation::core::util
