@@ -85,9 +85,11 @@ class file_buffer : public std::streambuf {
   std::string held_;
 };
 
+/// Others can neither read nor write it, and yet it can be moved and deleted while it is open: it stays open until
+/// then, since another one may have its name as soon as it is closed.
 HANDLE create(const std::wstring& name) {
-  const HANDLE file =
-      ::CreateFileW(name.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+  const HANDLE file = ::CreateFileW(name.c_str(), GENERIC_WRITE, FILE_SHARE_DELETE, nullptr, CREATE_ALWAYS,
+                                    FILE_ATTRIBUTE_NORMAL, nullptr);
   if (file == INVALID_HANDLE_VALUE) {
     throw_system_error(::GetLastError(), "CreateFileW");
   }
@@ -113,14 +115,12 @@ struct replacing_file::state {
   const std::wstring other, own;  // names
   file_buffer buffer;
   std::ostream stream{&buffer};
-  bool is_whole = false;  // closed, with all of its content on the disk
   bool is_kept = false;
 };
 
 replacing_file::replacing_file(const fl::filesystem::path& name) : state_(std::make_unique<state>(name)) {}
 
 replacing_file::~replacing_file() {
-  state_->buffer.close();
   if (!state_->is_kept) {
     const DWORD last_error = ::GetLastError();
     ::DeleteFileW(state_->own.c_str());
@@ -136,17 +136,14 @@ void replacing_file::keep() {
   if (state_->is_kept) {
     return;
   }
-  if (!state_->is_whole) {
-    state_->buffer.write_to_the_disk();
-    if (state_->stream.bad()) {
-      throw_system_error(ERROR_WRITE_FAULT, "WriteFile");
-    }
-    state_->buffer.close();
-    state_->is_whole = true;
+  state_->buffer.write_to_the_disk();
+  if (state_->stream.fail()) {
+    throw_system_error(ERROR_WRITE_FAULT, "WriteFile");
   }
   if (!::MoveFileExW(state_->own.c_str(), state_->other.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
     throw_system_error(::GetLastError(), "MoveFileExW");
   }
+  state_->buffer.close();
   state_->is_kept = true;
 }
 

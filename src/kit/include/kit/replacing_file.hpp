@@ -6,8 +6,8 @@
 //   file.keep();             // without this, settings.json stays as it was
 //
 // What is written stands in a file beside the other one, whose name has ".part" at its end. One that was left there by
-// a program that crashed is overwritten. While somebody writes such a file nobody else can open it, so that two who
-// want to replace the same file do not mix.
+// a program that crashed is overwritten. From its creation until it has the other one's place, or is removed, nobody
+// else can read or write it, so that two who want to replace the same file do not mix.
 //
 // Thread safety: none; one thread at a time.
 #pragma once
@@ -38,8 +38,9 @@ class KIT_API replacing_file {
   /// exist. Who has that one open must have let it be deleted (most have not). Throws boost::system::system_error; the
   /// other file is as it was then, and it may be tried again. Nothing can be written afterwards.
   ///
-  /// What the stream could not write is tried again here. But what it is given while it has `badbit` is lost, so that
-  /// the file cannot be kept before somebody who knows better calls `clear()`.
+  /// What the stream could not write is tried again here. But what it is given while it has `badbit` or `failbit` is
+  /// lost, so that the file cannot be kept before somebody who knows better calls `clear()`. Mind that `<<` of a
+  /// std::streambuf that has nothing sets `failbit`.
   void keep();
 
  private:

@@ -77,8 +77,32 @@ TEST_F(ReplacingFile, LeavesTheOtherFileAloneWhenItFailsAndMayBeTriedAgain) {
   move.fail_at(1, FALSE, ERROR_SHARING_VIOLATION);
   EXPECT_EQ(failure([&] { file.keep(); }), "MoveFileExW");
   EXPECT_EQ(content(), "old");
+  EXPECT_EQ(failure([&] { replacing_file meanwhile(path()); }), "CreateFileW") << "what is whole was cut off";
   file.keep();
   EXPECT_TRUE(content() == text);
+}
+
+TEST_F(ReplacingFile, RemovesNothingButItsOwnFile) {
+  injected<decltype(&DeleteFileW)> remove("libqxkit.dll", "DeleteFileW", [&](auto original, const wchar_t* name) {
+    EXPECT_EQ(CreateFileW(name, GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr), INVALID_HANDLE_VALUE)
+        << "and loses what it writes";
+    return original(name);
+  });
+  replacing_file(path()).stream() << "text";
+  EXPECT_EQ(remove.calls(), 1u);
+  EXPECT_FALSE(has_part());
+}
+
+TEST_F(ReplacingFile, IsNotKeptIfItsStreamHasDroppedSomething) {
+  test_support::write_file(name_, "old");
+  replacing_file file(path());
+  std::istringstream nothing;
+  file.stream() << "begin" << nothing.rdbuf() << "dropped";
+  EXPECT_EQ(failure([&] { file.keep(); }), "WriteFile");
+  EXPECT_EQ(content(), "old");
+  file.stream().clear();
+  file.keep();
+  EXPECT_EQ(content(), "begin");
 }
 
 TEST_F(ReplacingFile, RefusesANameWithAZero) {
