@@ -66,7 +66,8 @@ struct run_limits {
 /// the child down. What it throws ends the tree and leaves `run`.
 using output_receiver = std::function<void(std::string_view piece)>;
 
-/// What a command gets to read, and what becomes of its outputs.
+/// What a command gets to read, and what becomes of its outputs. Each run works on copies of the three callbacks: what
+/// they hold by value is as it is here, however a run before has ended.
 struct run_options {
   /// The child's input, if the context names none. With neither this nor `next_input` nor `inherit_input` the child has
   /// an input without content ("NUL").

@@ -1,13 +1,14 @@
 #include "run/windows/child_streams.hpp"
 
 #include <algorithm>
+#include <utility>
 
 namespace foundation::kit::detail {
 
 using state = overlapped_end::state;
 
-output_reader::output_reader(const std::optional<std::size_t>& limit, const output_receiver& receiver)
-    : receiver_(receiver), kept_(limit), buffer_(new char[pipe_block]), end_(pipe_direction::from_child) {}
+output_reader::output_reader(const std::optional<std::size_t>& limit, output_receiver receiver)
+    : receiver_(std::move(receiver)), kept_(limit), buffer_(new char[pipe_block]), end_(pipe_direction::from_child) {}
 
 void output_reader::go_on() {
   for (int step = 0; step != steps_in_a_row && is_open(); ++step) {
@@ -46,7 +47,8 @@ run_output output_reader::finish() {
   return output;
 }
 
-input_writer::input_writer(const run_options& options) : options_(options), end_(pipe_direction::to_child) {}
+input_writer::input_writer(const run_options& options)
+    : options_(options), next_input_(options.next_input), end_(pipe_direction::to_child) {}
 
 void input_writer::go_on() {
   for (int step = 0; step != steps_in_a_row && is_open(); ++step) {
@@ -66,10 +68,10 @@ void input_writer::go_on() {
 
 // Whether there is something left to write.
 bool input_writer::next_piece() {
-  if (rest_.empty() && options_.next_input) {
-    piece_ = options_.next_input();
+  if (rest_.empty() && next_input_) {
+    piece_ = next_input_();
     rest_ = piece_;
-  } else if (!text_given_ && !options_.next_input) {
+  } else if (!text_given_ && !next_input_) {
     text_given_ = true;
     rest_ = *options_.input;
   }

@@ -7,6 +7,7 @@
 
 #include <kit/run.hpp>
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -19,8 +20,9 @@ inline constexpr int steps_in_a_row = 4;
 /// Reads one output of the child.
 class output_reader {
  public:
-  /// `receiver` is borrowed. Throws boost::system::system_error.
-  output_reader(const std::optional<std::size_t>& limit, const output_receiver& receiver);
+  /// Throws boost::system::system_error, and what copying the receiver throws: it is one's own, since it may have a
+  /// state that is left in the middle.
+  output_reader(const std::optional<std::size_t>& limit, output_receiver receiver);
 
   process::iopipe_device take_child_end() { return end_.take_child_end(); }
   bool is_open() const noexcept { return end_.is_open(); }
@@ -36,7 +38,7 @@ class output_reader {
  private:
   void deliver(std::string_view piece);
 
-  const output_receiver& receiver_;
+  const output_receiver receiver_;
   head_and_tail kept_;
   const std::unique_ptr<char[]> buffer_;  // of `pipe_block`; above the end, which lets go of it
   overlapped_end end_;
@@ -45,7 +47,8 @@ class output_reader {
 /// Writes the child's input.
 class input_writer {
  public:
-  /// `options` are borrowed, with an input. Throws boost::system::system_error.
+  /// `options` are borrowed, with an input; `next_input` is copied. Throws boost::system::system_error, and what the
+  /// copying throws.
   explicit input_writer(const run_options& options);
 
   process::iopipe_device take_child_end() { return end_.take_child_end(); }
@@ -63,8 +66,9 @@ class input_writer {
   bool next_piece();
 
   const run_options& options_;
-  std::string piece_;      // of `next_input`
-  std::string_view rest_;  // what is still to be written, of `piece_` or the options' text
+  const std::function<std::string()> next_input_;  // may be empty
+  std::string piece_;                              // of `next_input`
+  std::string_view rest_;                          // what is still to be written, of `piece_` or the options' text
   bool text_given_ = false;
   bool refused_ = false;
   overlapped_end end_;  // below what it writes from

@@ -164,15 +164,21 @@ TEST(Run, AThrowingCallbackEndsTheTreeAndLeavesNothing) {
   };
   EXPECT_TRUE(loses_no_handle([&] {
     kit::run_options options = with_input(std::string(huge, 'i'));  // a write is under way, and a read
-    options.on_out = [](std::string_view) { throw stop_here(); };
+    options.on_out = [calls = 0](std::string_view) mutable {
+      EXPECT_EQ(calls++, 0) << "begun by the run before";
+      throw stop_here();
+    };
     throws(options, command("tree", {event.name()}));
     event.wait_until_alone();
     throws(options, command("exit", {"0"}));  // at the end of the output
 
     options = {};
-    options.next_input = [calls = 0]() mutable { return ++calls < 3 ? std::string("x") : throw stop_here(); };
+    options.next_input = [calls = 0]() mutable {
+      return ++calls != 3 ? std::string("x", calls < 3) : throw stop_here();
+    };
     throws(options, command("tree", {event.name()}));
     event.wait_until_alone();
+    throws(options, command("echo"));  // anew from its first piece
   }));
 }
 
