@@ -3,6 +3,8 @@
 
 #include <kit/run_output.hpp>
 
+#include <algorithm>
+
 namespace foundation::kit {
 namespace {
 
@@ -17,18 +19,31 @@ void append_with_plain_line_ends(ustring& text, const ustring& added) {
   }
 }
 
+/// Bytes.
+std::size_t size_of_unit(std::string_view encoding) {
+  return fl::i18n::encode(u"\n\n", encoding).size() - fl::i18n::encode(u"\n", encoding).size();  // without a mark
+}
+
 }  // namespace
 
 core::ustring run_output::wide_text(std::string_view encoding) const {
-  const std::string_view kept = bytes;
   ustring text;
-  text.reserve(kept.size());
-  append_with_plain_line_ends(text, fl::i18n::decode(kept.substr(0, truncated() ? gap : kept.size()), encoding));
-  if (truncated()) {
-    const std::string mark = "\n[... " + std::to_string(dropped) + " bytes left out ...]\n";
-    text.append(mark.begin(), mark.end());
-    append_with_plain_line_ends(text, fl::i18n::decode(kept.substr(gap), encoding));
+  text.reserve(bytes.size());
+  std::string_view head = bytes;
+  if (!truncated()) {
+    append_with_plain_line_ends(text, fl::i18n::decode(head, encoding));
+    return text;
   }
+  std::string_view tail = head.substr(gap);
+  head.remove_suffix(tail.size());
+  const std::size_t unit = size_of_unit(encoding), begun = gap % unit;
+  head.remove_suffix(begun);
+  const std::size_t rest = std::min<std::size_t>((unit - (gap + dropped) % unit) % unit, tail.size());
+  tail.remove_prefix(rest);
+  const std::string mark = "\n[... " + std::to_string(dropped + begun + rest) + " bytes left out ...]\n";
+  append_with_plain_line_ends(text, fl::i18n::decode(head, encoding));
+  text.append(mark.begin(), mark.end());
+  append_with_plain_line_ends(text, fl::i18n::decode(tail, encoding));
   return text;
 }
 

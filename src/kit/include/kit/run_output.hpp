@@ -24,7 +24,8 @@ struct KIT_API run_output {
   bool truncated() const noexcept { return dropped != 0; }
 
   /// As UTF-8 with line ends "\n". What is ill-formed in `encoding` (a name of i18n/encoding.hpp) becomes U+FFFD. A
-  /// line "[... N bytes left out ...]" stands for the dropped bytes. Throws fl::i18n::unknown_encoding.
+  /// line "[... N bytes left out ...]" stands for the dropped bytes, and for what was kept of a unit of `encoding` that
+  /// has lost some of its bytes. Throws fl::i18n::unknown_encoding.
   std::string text(std::string_view encoding = "UTF-8") const;
 
   /// The same as UTF-16.

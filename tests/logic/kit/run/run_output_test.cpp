@@ -57,6 +57,13 @@ TEST(RunOutput, TextSaysWhereBytesAreMissingAndHasPlainLineEnds) {
   EXPECT_THROW(output.text("no such encoding"), std::exception);
 }
 
+TEST(RunOutput, TextLeavesOutUnitsThatAreCut) {
+  test_support::seeded_random random;
+  const kit::run_output output = kept(std::string("a\0b\0c\0d\0e\0f\0g\0", 14), 10, random);
+  EXPECT_EQ(output.dropped, 4u);
+  EXPECT_EQ(output.wide_text("UTF-16LE"), u"ab\n[... 6 bytes left out ...]\nfg");
+}
+
 TEST(RunOutput, LinesComeWholeHoweverTheirPiecesAreCut) {
   const std::string all = "one\r\n\ntwo\r\r\n\r\nlast\r";
   const std::vector<std::string> lines = {"one", "", "two\r", "", "last\r"};
