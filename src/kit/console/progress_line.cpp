@@ -1,5 +1,6 @@
 #include <kit/progress_line.hpp>
 
+#include <algorithm>
 #include <utility>
 
 namespace foundation::kit {
@@ -11,6 +12,12 @@ using namespace std::chrono_literals;
 std::string tenths_of_mebibytes(std::uint64_t bytes) {
   constexpr std::uint64_t mebibyte = 1024 * 1024;
   return std::to_string(bytes / mebibyte) + '.' + std::to_string(bytes % mebibyte * 10 / mebibyte);
+}
+
+/// As many as there are code points in UTF-8.
+std::size_t columns(const std::string& text) {
+  return static_cast<std::size_t>(
+      std::count_if(text.begin(), text.end(), [](char byte) { return (byte & 0xC0) != 0x80; }));
 }
 
 }  // namespace
@@ -35,9 +42,10 @@ bool progress_line::is_due() {
 }
 
 void progress_line::write(const std::string& text) {
-  const std::size_t blanks = length_ > text.size() ? length_ - text.size() : 0;  // over what is left of the former
+  const std::size_t length = columns(text);
+  const std::size_t blanks = length_ > length ? length_ - length : 0;  // over what is left of the former
   out_ << '\r' + text + std::string(blanks, ' ') << std::flush;
-  length_ = text.size();
+  length_ = length;
 }
 
 void progress_line::show(const std::string& text) {

@@ -32,7 +32,7 @@ class KIT_API progress_line {
   /// Ends the line, if one has been shown.
   ~progress_line();
 
-  /// Shows `text`, which has no line end, if it is time to.
+  /// Shows `text`, which is UTF-8 and has no line end, if it is time to. Each code point counts as one column.
   void show(const std::string& text);
   /// The same for `done` bytes of `total`, if that is known.
   void show_bytes(std::uint64_t done, std::optional<std::uint64_t> total = std::nullopt);
@@ -44,7 +44,7 @@ class KIT_API progress_line {
   std::ostream& out_;
   const std::function<time_point()> now_;
   time_point next_;         // when to write again
-  std::size_t length_ = 0;  // of what is shown, in bytes
+  std::size_t length_ = 0;  // of what is shown, in code points
 };
 
 }  // namespace foundation::kit

@@ -26,8 +26,15 @@ TEST(ProgressLine, ShowsNothingAtFirstThenTwiceASecondAndEndsTheLine) {
     line.show_bytes(1572864, 1048576ULL * 5000000);
     now += 500ms;
     line.show_bytes(std::uint64_t{1} << 63);
+    now += 500ms;
+    line.show("four");
+    now += 500ms;
+    line.show("\u00e4\u20ac");
+    now += 500ms;
+    line.show("\U0001F600");
   }
-  EXPECT_EQ(out.str(), "\rlong\rc   \r1.5 of 5000000.0 MiB\r8796093022208.0 MiB \n");
+  EXPECT_EQ(out.str(), "\rlong\rc   \r1.5 of 5000000.0 MiB\r8796093022208.0 MiB \rfour" + std::string(15, ' ') +
+                           "\r\u00e4\u20ac  \r\U0001F600 \n");
   {
     progress_line unseen(out);
   }
