@@ -51,7 +51,9 @@ struct run_all_options {
   std::function<void(std::size_t index, const run_outcome& outcome)> on_end = {};
   /// As soon as one command does not succeed, those that run are ended, and the others are left out.
   bool stop_at_failure = false;
-  std::optional<kit::cancellation> cancellation = {};  ///< a request for it has the same consequence
+  /// A request for it has the same consequence; but while `on_end` is called, those that run are ended only when it has
+  /// returned.
+  std::optional<kit::cancellation> cancellation = {};
 };
 
 /// Runs all requests, at most `parallel` at a time (0: as many as there are logical processors), and returns their
