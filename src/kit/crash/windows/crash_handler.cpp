@@ -1,6 +1,7 @@
 // The places from which a crash comes to us, what was there before, and who may install.
 #include <fl/diag/terminate.hpp>
 
+#include "common/windows/keep_loaded.hpp"
 #include "common/windows/procedure.hpp"
 #include "crash/windows/crash_process.hpp"
 #include "crash/windows/stack_reserve.hpp"
@@ -15,6 +16,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <exception>
+#include <functional>
 #include <memory>
 #include <utility>
 
@@ -215,7 +217,10 @@ hook_state look_at_abort() noexcept {
 
 namespace {
 
-void install(const crash_handler_options& options) {
+using crash_callback = std::function<void(const crash&)>;
+
+/// The callback is swapped in, since copying and destroying it is not our business: it may ask for the handler.
+void install(const crash_handler_options& options, crash_callback& callback) {
   auto made = std::make_unique<installation>(options);
   core::diag::disable_terminate_dialog();
   // Builds what reports: its log is a stream, and making one takes the run-time's lock of locales, which a thread that
@@ -223,6 +228,9 @@ void install(const crash_handler_options& options) {
   core::diag::terminate_called();
   prepare_uncaught();
   set_stack_reserve(options.stack_reserve);
+  // From now on others may know our functions, and call them even after the removal.
+  core::sysdep::windows::keep_module_loaded();
+  made->targets.callback.swap(callback);
   open_crash_process(made->targets);
   put_handlers(*made);
   installed = made.release();
@@ -230,10 +238,10 @@ void install(const crash_handler_options& options) {
 
 enum class holding { first, another, not_yet };
 
-holding hold(const crash_handler_options& options) {
+holding hold(const crash_handler_options& options, crash_callback& callback) {
   const exclusive_lock lock(guard);
   if (installed == nullptr) {
-    install(options);
+    install(options, callback);
     return holding::first;
   }
   if (installed->holders == 0) {
@@ -252,10 +260,11 @@ bool let_go() noexcept {
 }  // namespace
 
 crash_handler install_crash_handler(const crash_handler_options& options) {
-  holding outcome = hold(options);
+  crash_callback callback = options.callback;
+  holding outcome = hold(options, callback);
   while (outcome == holding::not_yet) {  // Another thread removes the one that there is.
     Sleep(1);
-    outcome = hold(options);
+    outcome = hold(options, callback);
   }
   return crash_handler(outcome == holding::first);
 }
@@ -281,6 +290,7 @@ void crash_handler::uninstall() noexcept {
     return;
   }
   const bool closed = close_crash_process();
+  std::unique_ptr<installation> removed;  // behind the lock
   const exclusive_lock lock(guard);
   if (!closed) {
     ++installed->holders;  // The program's own callback is ending the process.
@@ -288,7 +298,7 @@ void crash_handler::uninstall() noexcept {
   }
   restore_handlers(*installed);
   set_stack_reserve(0);
-  delete std::exchange(installed, nullptr);
+  removed.reset(std::exchange(installed, nullptr));
 }
 
 crash_handler_status look_at_crash_handler() noexcept {

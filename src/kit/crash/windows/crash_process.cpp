@@ -219,10 +219,7 @@ void put_thread(text_line& line) noexcept {
 }  // namespace
 
 crash_targets::crash_targets(const crash_handler_options& options)
-    : standard_error(options.standard_error),
-      callback(options.callback),
-      file(options.report_file),
-      thread(go_through_steps) {
+    : standard_error(options.standard_error), file(options.report_file), thread(go_through_steps) {
   if (!options.dump.file.empty()) {
     dump.emplace(options.dump);
   }

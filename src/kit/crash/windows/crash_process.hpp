@@ -28,10 +28,11 @@ struct crash_cause {
 
 /// Where reports go, and who helps.
 struct crash_targets {
+  /// Leaves the callback to whoever makes them.
   explicit crash_targets(const crash_handler_options& options);
 
   const bool standard_error;
-  const std::function<void(const crash&)> callback;
+  std::function<void(const crash&)> callback;
   report_file file;
   std::optional<dump_helper> dump;
   report_thread thread;

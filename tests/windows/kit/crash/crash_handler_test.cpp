@@ -500,6 +500,11 @@ TEST(CrashHandler, PutsBackWhatWasThereUnlessSomebodyElseIsThereByThen) {
   constexpr hook_state active = hook_state::active, replaced = hook_state::replaced, unused = hook_state::unused;
   EXPECT_EQ(states(), std::vector(5, unused));
   {
+    const injected<decltype(&GetModuleHandleExW)> pinning("libqxkit.dll", "GetModuleHandleExW");
+    kit::install_crash_handler().uninstall();
+    EXPECT_EQ(pinning.calls(), 1u) << "whoever has seen our functions may call them later";
+  }
+  {
     kit::crash_handler_options options;
     options.dump.file = wide(common_file("unused.dmp"));
     kit::crash_handler handler = kit::install_crash_handler(options);
@@ -580,6 +585,20 @@ TEST(CrashHandler, IsNotInstalledIfTheSystemOrTheProgramForTheDumpRefuses) {
   expect_refusal(&CreateFileMappingW, "CreateFileMappingW", nullptr);
   expect_refusal(&MapViewOfFile, "MapViewOfFile", nullptr);
   expect_refusal(&SetInformationJobObject, "SetInformationJobObject", FALSE);
+}
+
+TEST(CrashHandler, ACallbackMayAskForTheHandlerWhenItIsCopiedAndWhenItGoes) {
+  struct curious {
+    curious() = default;
+    curious(const curious&) { kit::crash_handler_is_active(); }
+    ~curious() { kit::crash_handler_is_active(); }
+    void operator()(const kit::crash&) const {}
+  };
+  kit::crash_handler_options options;
+  options.callback = curious();
+  kit::install_crash_handler(options).uninstall();
+  options.report_file.assign(1, u'\0');
+  EXPECT_ANY_THROW(static_cast<void>(kit::install_crash_handler(options)));
 }
 
 TEST(CrashHandler, ThreadsSetStackAsideAsLongAsItIsInstalled) {
