@@ -5,6 +5,7 @@
 #include "console/windows/standard_handle.hpp"
 
 #include <boost/smart_ptr/make_shared.hpp>
+#include <common/windows/keep_loaded.hpp>
 #include <kit/console.hpp>
 
 #include <windows.h>
@@ -59,6 +60,7 @@ console_streams& console() {
   // Never destroyed, so that destructors of all modules may write. This module's own exit handlers run when the system
   // lets go of it, which is after those of everybody who uses it.
   static console_streams& instance = []() -> console_streams& {
+    core::sysdep::windows::keep_module_loaded();
     console_streams& made = *new console_streams;  // first: an exit handler must not be the one that makes them
     std::atexit([] {
       console().state_->out_buffer.finish();

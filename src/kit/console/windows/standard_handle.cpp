@@ -65,8 +65,8 @@ std::size_t standard_handle::read_bytes(char* bytes, std::size_t count) {
   const HANDLE handle = handle_of(which_);
   DWORD got = 0;
   while (::ReadFile(handle, bytes, static_cast<DWORD>(count), &got, nullptr)) {
-    // No bytes are the end of a file, and an empty write to a pipe.
-    if (got != 0 || ::GetFileType(handle) != FILE_TYPE_PIPE) {
+    // No bytes are the end of a file or a socket, and an empty write to a pipe. GetFileType takes a socket for a pipe.
+    if (got != 0 || !::GetNamedPipeInfo(handle, nullptr, nullptr, nullptr, nullptr)) {
       return got;
     }
   }

@@ -97,6 +97,40 @@ TEST(Console, SpeaksUtf16WithAConsole) {
   console().uin().clear();
 }
 
+TEST(Console, TakesEmptyReadsForEmptyWritesOnlyFromAPipe) {
+  HANDLE from = nullptr, to = nullptr;
+  ASSERT_TRUE(CreatePipe(&from, &to, nullptr, 0));
+  const HANDLE before = GetStdHandle(STD_INPUT_HANDLE);
+  SetStdHandle(STD_INPUT_HANDLE, from);
+  int reads = 0;
+  const test_support::injected<decltype(&ReadFile)> read(
+      "libqxkit.dll", "ReadFile", [&](auto, HANDLE, void* bytes, DWORD, DWORD* got, OVERLAPPED*) {
+        *static_cast<char*>(bytes) = 'x';
+        *got = ++reads % 3 == 0;
+        return TRUE;
+      });
+  EXPECT_EQ(console().in().get(), 'x');
+  EXPECT_EQ(reads, 3);
+  {
+    test_support::injected<decltype(&GetNamedPipeInfo)> info("libqxkit.dll", "GetNamedPipeInfo");
+    info.fail_always(FALSE, ERROR_INVALID_FUNCTION);  // a socket
+    EXPECT_EQ(console().in().get(), EOF);
+  }
+  console().in().clear();
+  SetStdHandle(STD_INPUT_HANDLE, before);
+  CloseHandle(from);
+  CloseHandle(to);
+}
+
+TEST(Console, KeepsItsLibraryLoaded) {
+  const auto first_use = [] {
+    const test_support::injected<decltype(&GetModuleHandleExW)> pinning("libqxkit.dll", "GetModuleHandleExW");
+    console();
+    std::exit(pinning.calls() == 1 ? 0 : 1);
+  };
+  EXPECT_EXIT(first_use(), testing::ExitedWithCode(0), "");
+}
+
 TEST(Console, ThrowsWhatTheSystemSaysIfItIsAskedTo) {
   const auto failure = [](std::ios& stream, const auto& work) -> std::string {
     stream.exceptions(std::ios_base::badbit);
