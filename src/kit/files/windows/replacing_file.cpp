@@ -85,11 +85,11 @@ class file_buffer : public std::streambuf {
   std::string held_;
 };
 
-/// Others can neither read nor write it, and yet it can be moved and deleted while it is open: it stays open until
-/// then, since another one may have its name as soon as it is closed.
+/// Nobody else can write it, and yet it can be moved and deleted while it is open: it stays open until then, since
+/// another one may have its name as soon as it is closed. Who reads it is let in, for the moment behind the move.
 HANDLE create(const std::wstring& name) {
-  const HANDLE file = ::CreateFileW(name.c_str(), GENERIC_WRITE, FILE_SHARE_DELETE, nullptr, CREATE_ALWAYS,
-                                    FILE_ATTRIBUTE_NORMAL, nullptr);
+  const HANDLE file = ::CreateFileW(name.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_DELETE, nullptr,
+                                    CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
   if (file == INVALID_HANDLE_VALUE) {
     throw_system_error(::GetLastError(), "CreateFileW");
   }

@@ -7,7 +7,8 @@
 //
 // What is written stands in a file beside the other one, whose name has ".part" at its end. One that was left there by
 // a program that crashed is overwritten. From its creation until it has the other one's place, or is removed, nobody
-// else can read or write it, so that two who want to replace the same file do not mix.
+// else can write it, so that two who want to replace the same file do not mix. For a moment behind that, who opens the
+// other one and lets nobody write may be refused.
 //
 // Thread safety: none; one thread at a time.
 #pragma once

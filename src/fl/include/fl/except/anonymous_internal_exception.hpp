@@ -17,8 +17,8 @@
 
 namespace foundation::core::except::detail {
 
-/// `T`: a copyable class derived from `std::exception`, whose own `what()` asks no exception of this family for its text:
-/// `what()` calls it within the lock of these texts.
+/// `T`: a copyable class derived from `std::exception`, whose own `what()` asks no exception of this family for its
+/// text: `what()` calls it within the lock of these texts.
 template <class T>
 class AnonymousInternalException : public Exception<IInternalException, T, void> {
  public:
