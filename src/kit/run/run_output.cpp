@@ -24,6 +24,12 @@ std::size_t size_of_unit(std::string_view encoding) {
   return fl::i18n::encode(u"\n\n", encoding).size() - fl::i18n::encode(u"\n", encoding).size();  // without a mark
 }
 
+/// What comes behind a gap, in the order of bytes that a mark at the very beginning tells, if there is one.
+ustring decode_tail(std::string_view beginning, std::string_view tail, std::string_view encoding) {
+  const bool is_marked = beginning.size() > 1 && fl::i18n::decode(beginning, encoding).empty();
+  return is_marked ? fl::i18n::decode(std::string(beginning).append(tail), encoding) : fl::i18n::decode(tail, encoding);
+}
+
 }  // namespace
 
 core::ustring run_output::wide_text(std::string_view encoding) const {
@@ -43,7 +49,7 @@ core::ustring run_output::wide_text(std::string_view encoding) const {
   const std::string mark = "\n[... " + std::to_string(dropped + begun + rest) + " bytes left out ...]\n";
   append_with_plain_line_ends(text, fl::i18n::decode(head, encoding));
   text.append(mark.begin(), mark.end());
-  append_with_plain_line_ends(text, fl::i18n::decode(tail, encoding));
+  append_with_plain_line_ends(text, decode_tail(head.substr(0, unit), tail, encoding));
   return text;
 }
 

@@ -62,6 +62,13 @@ TEST(RunOutput, TextLeavesOutUnitsThatAreCut) {
   const kit::run_output output = kept(std::string("a\0b\0c\0d\0e\0f\0g\0", 14), 10, random);
   EXPECT_EQ(output.dropped, 4u);
   EXPECT_EQ(output.wide_text("UTF-16LE"), u"ab\n[... 6 bytes left out ...]\nfg");
+  EXPECT_EQ(kept(std::string("\xFF\xFE"
+                             "a\0b\0c\0d\0e\0f\0g\0",
+                             16),
+                 12, random)
+                .wide_text("UTF-16"),
+            u"ab\n[... 4 bytes left out ...]\nefg")
+      << "the order of the mark";
 }
 
 TEST(RunOutput, LinesComeWholeHoweverTheirPiecesAreCut) {
