@@ -34,6 +34,7 @@ void stay_loaded() noexcept;
 /// and gives the system's reason. Throws `std::bad_alloc`.
 void* open_for_append(const std::string& path, std::string& reason);
 
+/// Closes what `open_for_append` has opened.
 void close_file(void* file) noexcept;
 
 /// Adds the text to the file with a single call, while no other process does so. What cannot be written is lost.

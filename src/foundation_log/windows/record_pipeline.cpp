@@ -123,10 +123,10 @@ class pipeline {
   /// guard of a static object would wait for that for ever.
   static pipeline* get() {
     static constinit std::atomic<pipeline*> instance = nullptr;
-    static std::mutex& making = *new std::mutex;
     if (pipeline* const made = instance.load(std::memory_order_acquire)) {
       return made;
     }
+    static std::mutex& making = *new std::mutex;
     const platform::ending_aware_lock hold(making);
     if (hold && instance.load() == nullptr) {
       instance = new pipeline;
