@@ -70,7 +70,7 @@ checked_lock::outcome checked_lock::acquire(bool last, const void* reported) noe
     return outcome::interrupted;
   }
   watch holder(*this, reported);
-  for (unsigned turn = 0; (last && waiting_ != 0) || gives_way(self, turn) || !lock_.try_lock(); ++turn) {
+  for (unsigned turn = 0; (last && waiting_ != 0) || gives_way(self, turn) || held_.exchange(true); ++turn) {
     if (holder.gives_up()) {
       if (owner_ != nobody) {  // Otherwise those stand still that were to go first.
         given_up_ = holder.tenure();
@@ -92,7 +92,7 @@ bool checked_lock::gives_way(unsigned long self, unsigned turn) const noexcept {
 
 void checked_lock::unlock() noexcept {
   owner_ = nobody;
-  lock_.unlock();
+  held_ = false;
 }
 
 }  // namespace foundation::core::util

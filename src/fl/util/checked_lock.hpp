@@ -13,10 +13,11 @@
 // The holder whom one thread has given up is given up for all: nobody else waits for it, until the lock is free again.
 //
 // Thread safety: any thread. Needs no construction, allocates nothing and throws nothing, unlike the run-time's mutex,
-// which is allocated when it is first locked, and its condition, which allocates when it is first waited for.
+// which is allocated when it is first locked, and its condition, which allocates when it is first waited for. Nor does
+// it stand on the system's lock, although nobody would wait in that: where releasing one always wakes who waits for an
+// address, a thread stopped in the midst of this keeps a lock of the system's own, and the next to release waits for
+// ever.
 #pragma once
-
-#include "util/slim_lock.hpp"
 
 #include <atomic>
 #include <chrono>
@@ -53,7 +54,7 @@ class checked_lock {
 
   static constexpr unsigned long nobody = 0;
 
-  slim_lock lock_;
+  std::atomic<bool> held_{false};
   std::atomic<unsigned long> owner_{nobody};   ///< the id of the thread that holds the lock
   std::atomic<unsigned long> former_{nobody};  ///< of the one that has it, or had it last
   std::atomic<const void*> owner_stack_{};     ///< an address on the owner's stack

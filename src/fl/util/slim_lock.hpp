@@ -12,8 +12,6 @@ class slim_lock {
   slim_lock& operator=(const slim_lock&) = delete;
 
   void lock() noexcept;
-  /// Does not wait. Returns whether the caller holds the lock now.
-  bool try_lock() noexcept;
   void unlock() noexcept;
   void lock_shared() noexcept;
   void unlock_shared() noexcept;

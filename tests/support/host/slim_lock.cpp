@@ -17,14 +17,9 @@ std::atomic_ref<std::intptr_t> word(void** state) {
 }  // namespace
 
 void slim_lock::lock() noexcept {
-  while (!try_lock()) {
+  for (std::intptr_t nobody = 0; !word(&state_).compare_exchange_weak(nobody, writer); nobody = 0) {
     std::this_thread::yield();
   }
-}
-
-bool slim_lock::try_lock() noexcept {
-  std::intptr_t nobody = 0;
-  return word(&state_).compare_exchange_strong(nobody, writer);
 }
 
 void slim_lock::unlock() noexcept {

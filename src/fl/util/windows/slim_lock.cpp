@@ -18,10 +18,6 @@ void slim_lock::lock() noexcept {
   AcquireSRWLockExclusive(native(&state_));
 }
 
-bool slim_lock::try_lock() noexcept {
-  return TryAcquireSRWLockExclusive(native(&state_)) != 0;
-}
-
 void slim_lock::unlock() noexcept {
   ReleaseSRWLockExclusive(native(&state_));
 }
