@@ -100,6 +100,7 @@ void logger::report_check(unsigned check, const std::ostringstream& text, const 
   bool is_written = false;
   if (text && recording()) {
     std::ostringstream record;
+    record.imbue(std::locale::classic());
     record << text.view();
     append_position(record, file, line, function);
     is_written = write(check, record);

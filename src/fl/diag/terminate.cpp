@@ -171,7 +171,15 @@ class copied_message {
 /// The same of what only a stream can write.
 class formatted_message {
  public:
-  explicit formatted_message(const boost::format& message) { buffer_.stream() << message; }
+  explicit formatted_message(const boost::format& message) {
+    try {
+      buffer_.stream() << message;
+    } catch (const boost::io::too_few_args&) {
+      throw;
+    } catch (...) {  // Text in columns is put together in memory that there may not be.
+      buffer_.stream() << failure_on_the_way;
+    }
+  }
   const char* text() const noexcept { return buffer_.text(); }
 
  private:

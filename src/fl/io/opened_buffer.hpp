@@ -4,8 +4,13 @@
 // Thread safety: that of the buffer.
 #pragma once
 
+#include <i18n/filebuf.hpp>
+
 #include <cstddef>
+#include <fstream>
+#include <sstream>
 #include <streambuf>
+#include <typeinfo>
 #include <utility>
 
 namespace foundation::core::io::detail {
@@ -16,6 +21,16 @@ struct opened : std::basic_streambuf<Unit, Traits> {
   using base = std::basic_streambuf<Unit, Traits>;
   using base::eback, base::egptr, base::epptr, base::gbump, base::gptr, base::pptr;
 };
+
+/// Whether nothing is lost on a buffer whose areas are filled and emptied behind its back. It is by a class that does
+/// with a block what it does with each unit; any other one may have a `sputn` or `sgetn` that wants to see each block,
+/// such as one that counts, copies or refuses, whatever class it is made from.
+template <class Unit, class Traits>
+bool is_open_to_others(const std::basic_streambuf<Unit, Traits>& buffer) {
+  const std::type_info& type = typeid(buffer);
+  return type == typeid(std::basic_stringbuf<Unit, Traits>) || type == typeid(std::basic_filebuf<Unit, Traits>) ||
+         type == typeid(fl::filesystem::basic_filebuf<char>);
+}
 
 /// How many units `sputc` can put into a buffer without asking it.
 template <class Unit, class Traits>

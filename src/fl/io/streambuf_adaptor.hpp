@@ -68,7 +68,8 @@ class streambuf_adaptorT : public std::basic_streambuf<From, FromTraits> {
       : underlying(std::move(beneath)),
         out_converter(std::move(out)),
         in_converter(std::move(in)),
-        direct_(dynamic_cast<put_area<To>*>(underlying.get())) {}
+        direct_(dynamic_cast<put_area<To>*>(underlying.get())),
+        is_open_(direct_ != nullptr || (underlying && detail::is_open_to_others(*underlying))) {}
 
  protected:
   std::streamsize xsputn(const From* from, std::streamsize n) override { return write(from, n); }
@@ -101,6 +102,10 @@ class streambuf_adaptorT : public std::basic_streambuf<From, FromTraits> {
   std::streamsize pass_on(const From* from, const From* end, std::streamsize n);
   std::streamsize pass_on_block(const From* from, const From* end, std::streamsize n);
   std::streamsize pass_on_by(To* area, std::size_t size, const From* from, const From* end, std::streamsize n);
+  std::ptrdiff_t room() const { return is_open_ ? detail::room_in(*underlying) : 0; }
+  std::pair<const To*, const To*> ready() const {
+    return is_open_ ? detail::ready_in(*underlying) : std::pair<const To*, const To*>();
+  }
   bool put(const To* units, std::streamsize n);
   bool put_character(const To* units, std::streamsize n);
   From* read_area();
@@ -119,6 +124,7 @@ class streambuf_adaptorT : public std::basic_streambuf<From, FromTraits> {
   From last_read_{};                                ///< the get area behind a direct read that can be converted again
   std::pair<const To*, const To*> source_{};        ///< of that read, in the buffer beneath; null behind any other
   put_area<To>* const direct_;                      ///< of `underlying`; null if it offers none
+  const bool is_open_;                              ///< the areas of `underlying` may be used past it
 };
 
 // Those for writing return false, or 0 units, if the buffer beneath refused a part, and else how many they were given.
@@ -132,7 +138,7 @@ bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::write_unit(From unit) {
   }
   write_pending = true;
   const To same = static_cast<To>(unit);
-  if (detail::room_in(*underlying) <= 0) {
+  if (room() <= 0) {
     return underlying->sputn(&same, 1) == 1;
   }
   underlying->sputc(same);
@@ -224,7 +230,7 @@ bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::put(const To* units, st
 template <class From, class To, class FromTraits, class ToTraits>
 [[gnu::noinline]] bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::put_character(const To* units,
                                                                                          std::streamsize n) {
-  if (n > detail::room_in(*underlying)) {
+  if (n > room()) {
     return underlying->sputn(units, n) == n;
   }
   std::for_each(units, units + n, [this](To unit) { underlying->sputc(unit); });
@@ -241,7 +247,7 @@ std::streamsize streambuf_adaptorT<From, To, FromTraits, ToTraits>::xsgetn(From*
     FromTraits::copy(to, this->gptr(), static_cast<std::size_t>(done));
     this->gbump(static_cast<int>(done));  // A refill at most.
     const std::streamsize before = done;
-    const To* const source = detail::ready_in(*underlying).first;
+    const To* const source = ready().first;
     const bool is_between = in_converter->passes_ascii();
     for (std::streamsize count = 1; done != n && count != 0; done += count) {
       count = read_directly(to + done, n - done);
@@ -301,7 +307,7 @@ bool streambuf_adaptorT<From, To, FromTraits, ToTraits>::convert_again() {
 /// if there is too little to be worth it.
 template <class From, class To, class FromTraits, class ToTraits>
 std::streamsize streambuf_adaptorT<From, To, FromTraits, ToTraits>::read_directly(From* to, std::streamsize n) {
-  const auto [begin, end] = detail::ready_in(*underlying);
+  const auto [begin, end] = ready();
   if (end - begin < block / 2) {
     return 0;
   }
@@ -333,8 +339,8 @@ auto streambuf_adaptorT<From, To, FromTraits, ToTraits>::underflow() -> int_type
   std::streamsize left = block;
   for (;;) {
     // More than is ready would have to be waited for, while there may be a line to answer.
-    const std::streamsize ready = underlying->in_avail();
-    const std::streamsize wanted = ready > 0 ? std::min(ready, left) : left;
+    const std::streamsize available = underlying->in_avail();
+    const std::streamsize wanted = available > 0 ? std::min(available, left) : left;
     int_type first = FromTraits::eof();
     const std::streamsize got = read_block(wanted, first);
     left -= got;
@@ -351,7 +357,7 @@ auto streambuf_adaptorT<From, To, FromTraits, ToTraits>::underflow() -> int_type
 template <class From, class To, class FromTraits, class ToTraits>
 std::streamsize streambuf_adaptorT<From, To, FromTraits, ToTraits>::read_block(std::streamsize wanted,
                                                                                int_type& first) {
-  const auto [begin, end] = detail::ready_in(*underlying);
+  const auto [begin, end] = ready();
   if (end - begin >= wanted) {
     detail::skip_in(*underlying, wanted);
     first = refill(begin, begin + wanted);

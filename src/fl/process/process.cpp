@@ -39,20 +39,6 @@ struct native_status_reader {
   throw process_kill_error("process already exited");
 }
 
-// What the system refuses is thrown as it is, unless the child has ended: between the look at its status and the call,
-// or with its status still on the way.
-template <class Operation>
-auto on_running_child(process_impl& impl, Operation operation) {
-  try {
-    return operation(impl);
-  } catch (const boost::system::system_error&) {
-    if (child_has_ended(impl)) {
-      throw_already_exited();
-    }
-    throw;
-  }
-}
-
 }  // namespace
 
 process::process(const command& cmd) : impl_(sysdep::windows::launch_child(cmd, context())) {}
@@ -231,7 +217,15 @@ void process::throw_if_not_active(const std::lock_guard<std::mutex>& lock) {
 void process::kill() {
   const std::lock_guard<std::mutex> lock(mutex_);
   throw_if_not_active(lock);
-  on_running_child(*impl_, &sysdep::windows::kill_child);
+  try {
+    sysdep::windows::kill_child(*impl_);
+  } catch (const boost::system::system_error&) {
+    // It may have ended between the look at its status and the call, or with its status still on the way.
+    if (child_has_ended(*impl_)) {
+      throw_already_exited();
+    }
+    throw;
+  }
 }
 
 void process::terminate() {
@@ -241,7 +235,7 @@ void process::terminate() {
 unsigned long long process::working_set_size() {
   const std::lock_guard<std::mutex> lock(mutex_);
   throw_if_not_active(lock);
-  return on_running_child(*impl_, &sysdep::windows::child_working_set_size);
+  return sysdep::windows::child_working_set_size(*impl_);
 }
 
 }  // namespace foundation::core::process

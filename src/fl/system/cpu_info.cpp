@@ -71,7 +71,6 @@ void CpuInfo::refresh() {
   addFrequency(found);
   logDetails(found);
   details_ = found;
-  assumed_ = false;
   detailsValid_ = true;
 }
 
@@ -80,7 +79,6 @@ void CpuInfo::refresh(const std::nothrow_t&) noexcept {
     refresh();
   } catch (...) {
     details_ = fallback();
-    assumed_ = true;
     loggers::cpu_info.log(log::severity::error, "CPU details invariants are broken; assuming fallback values");
   }
 }
@@ -94,8 +92,7 @@ bool operator!=(const CpuInfo& left, const CpuInfo& right) noexcept {
 }
 
 unsigned long long getAvailableConcurrency(const CpuInfo& info, bool useLogicalCores) noexcept {
-  const unsigned long long counted = std::min(info.aCores(), useLogicalCores ? info.lCores() : info.pCores());
-  return info.assumed_ ? counted : std::max(counted, 1ULL);
+  return std::min(info.aCores(), useLogicalCores ? info.lCores() : info.pCores());
 }
 
 }  // namespace foundation::core::system

@@ -135,11 +135,16 @@ TEST(Char16Output, OfTextIsThatOfCharStreamsWhateverTheyAreToldAndTheBufferDoes)
   }
 }
 
-TEST(Char16Output, KeepsTheUnitThatIsNoCharacterWhereverTheBufferIsFull) {
+TEST(Char16Streams, KeepTheUnitThatIsNoCharacterWhereverTheBufferIsFullOrEmpty) {
   const std::u16string text(600, u'\uFFFF');
   std::basic_ostringstream<char16_t> out;
   out << text[0] << text;
   EXPECT_TRUE(out.str() == text[0] + text);
+  std::basic_stringstream<char16_t> both;
+  for (const char16_t unit : {u'a', u'\uFFFF', u'\uFFFD'}) {
+    char16_t got = 0;
+    EXPECT_TRUE((both << unit) && both.read(&got, 1) && got == unit);
+  }
 }
 
 TEST(Char16Classes, AreThoseOfTheCLocaleAndTheBreakingSpaces) {

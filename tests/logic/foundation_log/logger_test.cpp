@@ -8,6 +8,8 @@
 #include "host/log_records.hpp"
 #include "record_format.hpp"
 
+#include <locale>
+
 namespace {
 
 using namespace foundation::log;
@@ -47,7 +49,13 @@ TEST(Logger, HasTheLevelThatTheEnvironmentNamesFromItsFirstUseOnUnlessACallGaveI
   EXPECT_THAT(new_records(), testing::StartsWith("[standard error] 0: QX_LOG: \"oops\" is left out"));
 }
 
-TEST(Logger, PrintsOnlyWhatItsMaskNamesAndSaysWhatCouldNotBePrinted) {
+struct own_numbers : std::numpunct<char> {
+  char do_decimal_point() const override { return ','; }
+  std::string do_grouping() const override { return "\3"; }
+};
+
+TEST(Logger, PrintsOnlyWhatItsMaskNamesAsInEveryLocaleAndSaysWhatCouldNotBePrinted) {
+  const std::locale former = std::locale::global(std::locale(std::locale::classic(), new own_numbers));
   logger_type logger("mask");
   EXPECT_EQ(logger.level(), default_level);
   logger.log(severity::fatal, "not to be seen ", throwing());
@@ -55,11 +63,12 @@ TEST(Logger, PrintsOnlyWhatItsMaskNamesAndSaysWhatCouldNotBePrinted) {
   for (unsigned flag = 1; flag <= severity_mask; flag <<= 1) {
     EXPECT_EQ(logger.enabled(flag), flag == severity::note || flag == severity::error) << flag;
   }
-  logger.log(severity::note, "one", ' ', 2, "\nthree ", 0.5, " ", static_cast<const char*>(nullptr));
+  logger.log(severity::note, "one", ' ', 2000, "\nthree ", 0.5, " ", static_cast<const char*>(nullptr));
   logger.log(severity::note, "a ", throwing(), " b");
   EXPECT_EQ(new_records(),
-            "[mask] note: one 2\\nthree 0.5 [unprintable]\n"
+            "[mask] note: one 2000\\nthree 0.5 [unprintable]\n"
             "[mask] note: a half[the record ends here: printing threw std::runtime_error: no more]\n");
+  std::locale::global(former);
 }
 
 TEST(LogControl, APatternSetsTheLoggersOfNowAndOfLater) {

@@ -299,6 +299,34 @@ std::basic_string<Unit> all_of(std::basic_streambuf<Unit>& buffer, seeded_random
   return result;
 }
 
+/// Made from a class whose areas are known, but takes a block at a time, or none.
+class own_blocks : public std::stringbuf {
+ public:
+  using std::stringbuf::stringbuf;
+  bool refuses = true;
+  int reads = 0;
+
+ protected:
+  std::streamsize xsputn(const char* from, std::streamsize n) override {
+    return refuses ? 0 : std::stringbuf::xsputn(from, n);
+  }
+  std::streamsize xsgetn(char* to, std::streamsize) override { return ++reads, std::stringbuf::xsgetn(to, 1); }
+};
+
+TEST(Adaptor, LeavesEachBlockToABufferThatMayWantToSeeIt) {
+  const auto beneath = boost::make_shared<own_blocks>("\u00e9" + std::string(2000, 'a'));
+  const auto adaptor = make_ustreambuf_adaptor(beneath, "UTF-8");
+  for (const ustring& text : {u"a"s, u"\u00e9"s, u"more than a few"s}) {
+    EXPECT_EQ(adaptor->sputn(text.data(), static_cast<std::streamsize>(text.size())), 0);
+    EXPECT_EQ(adaptor->sputc(text[0]), std::char_traits<char16_t>::eof());
+  }
+  EXPECT_EQ(adaptor->sgetc(), std::char_traits<char16_t>::eof()) << "half a character was all there was";
+  EXPECT_EQ(adaptor->sbumpc(), u'\u00e9');
+  char16_t area[1000];
+  EXPECT_EQ(adaptor->sgetn(area, 1000), 1000);
+  EXPECT_EQ(beneath->reads, 1002) << "nothing of it was taken behind its back";
+}
+
 TEST(Adaptor, WritesWhatEncodeGivesAndReadsWhatDecodeGivesHoweverTheTextIsCut) {
   const auto first = boost::make_shared<std::stringbuf>();
   const auto unit_by_unit = make_ustreambuf_adaptor(first, "UTF-8");

@@ -94,8 +94,11 @@ num_put<char16_t>::iter_type num_put<char16_t>::do_put(iter_type out, ios_base& 
 template <>
 num_put<char16_t>::iter_type num_put<char16_t>::do_put(iter_type out, ios_base& io, char16_t fill, double value) const;
 
+/// Both keep U+FFFF, of which the traits make U+FFFD where a unit is a number.
 template <>
 streamsize basic_streambuf<char16_t>::xsputn(const char16_t* units, streamsize count);
+template <>
+streamsize basic_streambuf<char16_t>::xsgetn(char16_t* units, streamsize count);
 
 /// In line, since `<<` of a single unit comes here: without a `sentry` where that would do nothing. U+FFFF goes as a
 /// text does: on the way of a single unit the traits make U+FFFD of it.

@@ -202,7 +202,7 @@ iopipe_descriptor context::inherit_pipe(iopipe& pipe, int mode) {
     return iopipe_descriptor();
   }
   // Through the buffer: `flush` does nothing on a stream that is not good, and the child would wait for what is in it.
-  if (pipe.rdbuf()->pubsync() != 0) {
+  if (std::streambuf* const buffer = pipe.rdbuf(); buffer != nullptr && buffer->pubsync() != 0) {
     pipe.setstate(std::ios_base::badbit);
   }
   const iopipe_device device = pipe.device();

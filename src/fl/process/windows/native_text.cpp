@@ -75,6 +75,11 @@ std::u16string to_utf16(std::string_view text) {
   return {units.begin(), units.end()};
 }
 
+std::u16string utf8_to_utf16(std::string_view text) {
+  const std::wstring units = utf8_to_native(text);
+  return {units.begin(), units.end()};
+}
+
 char16_t to_upper(char16_t unit) {
   return static_cast<char16_t>(std::towupper(unit));
 }

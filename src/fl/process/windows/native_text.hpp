@@ -1,7 +1,8 @@
 // Text of the process interface on its way to the system and back. It is UTF-8 there, whatever the active code page is;
 // the system's narrow calls read that code page. Which form of a call a text goes to is decided here, and only here.
 // Text that is not valid UTF-8 is read in the active code page, as the narrow calls would: programs that pass on such
-// text, from the C run-time for instance, go on working. Only what a creating call needs must be UTF-8. Pure functions.
+// text, from the C run-time for instance, go on working. Only what a creating call needs, or is merged into another
+// user's environment, must be UTF-8. Pure functions.
 #pragma once
 
 #include <fl/process/environment_map.hpp>
@@ -31,6 +32,9 @@ std::string from_native(std::wstring_view text);
 
 /// `to_native` in the units of the rules that are free of the system.
 std::u16string to_utf16(std::string_view text);
+
+/// `utf8_to_native` in these units.
+std::u16string utf8_to_utf16(std::string_view text);
 
 /// One unit in upper case, as the C run-time has it.
 char16_t to_upper(char16_t unit);

@@ -46,6 +46,7 @@
 #include <foundation_log/termination.hpp>
 
 #include <atomic>
+#include <locale>
 #include <sstream>
 #include <string>
 #include <type_traits>
@@ -139,6 +140,7 @@ class basic_diagnostic_logger<char> {
       return;
     }
     std::ostringstream text;
+    text.imbue(std::locale::classic());
     if (recording()) {
       detail::put_parts(text, parts...);
     }
@@ -157,6 +159,7 @@ class basic_diagnostic_logger<char> {
   [[gnu::cold, gnu::noinline]] void write_parts(unsigned severity, Parts... parts) const noexcept {
     try {
       std::ostringstream text;
+      text.imbue(std::locale::classic());
       detail::put_parts(text, parts...);
       write(severity, text);
     } catch (...) {

@@ -87,7 +87,7 @@ TEST(UserLaunch, OfWhichACallIsRefusedSaysWhyAndLeavesNothingLoaded) {
       {"LoadUserProfileA", "LoadUserProfile!"},
       {"LogonUserA", "LogonUser!"},
       {"LookupPrivilegeValueA", "2 x LookupPrivilegeValue!"},
-      {"MultiByteToWideChar", "2 x started | 3 x bad conversion"},
+      {"MultiByteToWideChar", "5 x bad conversion"},
       {"OpenProcessToken", "2 x OpenProcessToken!"},
       {"new", "std::bad_alloc"}};
   EXPECT_EQ(reasons(program, test_support::refuse_each_call(prepare)), expected);
@@ -157,4 +157,6 @@ TEST(UserLaunch, GivesTheChildTheUsersVariablesAndThenThoseOfTheContext) {
   process::process started(children::command("env"), how);
   EXPECT_EQ(children::read_all(output.device()).rfind("Path=the user's\nYak=2\nzebra=1\n\u00e4=\u00f6\n", 0), 0u);
   system.end_child();
+  how.environment()["Latin"] = "\xE4";
+  EXPECT_THROW(process_impl::launch(program, how), process::process_init_error) << "not UTF-8";
 }

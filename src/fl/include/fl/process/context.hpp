@@ -3,7 +3,8 @@
 // nothing is checked before a launch. One object belongs to one thread at a time; concurrent reads are safe.
 //
 // All narrow text is UTF-8 and reaches the child and the system as that text, whatever the active code page is. Names
-// of files, users and variables, values and passwords that are not valid UTF-8 are read in that code page.
+// of files, users and variables, values and passwords that are not valid UTF-8 are read in that code page; only the
+// environment of a child that runs as another user must be UTF-8.
 //
 // Who starts children side by side calls `explicitlyInheritHandles(true)`. Without it a child that inherits anything
 // gets every inheritable handle of this process, the ends of pipes included that are at this moment meant for another
@@ -142,7 +143,9 @@ class FL_API context {
   /// where one of them is closed before, so that a context with pipes is good for one child.
   iopipe_descriptor inherit_pipe(iopipe& pipe, int mode);
   template <class Mode, detail::standard_open_mode<Mode> = 0>
-  iopipe_descriptor inherit_pipe(iopipe& pipe, Mode mode) = delete;
+  iopipe_descriptor inherit_pipe(iopipe& pipe, Mode mode) {
+    return inherit_pipe(pipe, detail::open_mode_of(mode));
+  }
 
  private:
   friend struct core::detail::launch_attribute_access;

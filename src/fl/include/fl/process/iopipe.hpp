@@ -108,7 +108,7 @@ class FL_API iopipe : private boost::noncopyable, private detail::iopipe_compone
   /// @throws boost::system::system_error with the text "CreatePipe" if the system refuses.
   explicit iopipe(int mode = open_mode::binary);
   template <class Mode, detail::standard_open_mode<Mode> = 0>
-  explicit iopipe(Mode mode) = delete;
+  explicit iopipe(Mode mode) : iopipe(detail::open_mode_of(mode)) {}
   /// A stream over an existing pipe, which it shares with every other holder of the device.
   explicit iopipe(const iopipe_device& device);
   /// A stream over the descriptor's handles, which belong to it from now on.

@@ -88,7 +88,9 @@ class FL_API const_iopipe_device : public iopipe_device_base {
   /// `open_mode::write`). The device keeps its handles; nothing is duplicated.
   iopipe_descriptor descriptor(const int& mode) const;
   template <class Mode, detail::standard_open_mode<Mode> = 0>
-  iopipe_descriptor descriptor(Mode mode) const = delete;
+  iopipe_descriptor descriptor(Mode mode) const {
+    return descriptor(detail::open_mode_of(mode));
+  }
 
   /// Identity: two devices are equal if they are copies of one device, whatever their handles.
   bool operator==(const const_iopipe_device& other) const noexcept;
@@ -119,7 +121,7 @@ class FL_API iopipe_device : public const_iopipe_device {
   /// @throws boost::system::system_error with the text "CreatePipe" if the system refuses.
   explicit iopipe_device(int mode = open_mode::binary);
   template <class Mode, detail::standard_open_mode<Mode> = 0>
-  explicit iopipe_device(Mode mode) = delete;
+  explicit iopipe_device(Mode mode) : iopipe_device(detail::open_mode_of(mode)) {}
   /// A new device over the descriptor's handles, which belong to it from now on: when it goes, they are closed.
   explicit iopipe_device(const iopipe_descriptor& descriptor);
   /// A new device over existing handles, which belong to it from now on; an end is open if its handle is not null.
@@ -127,7 +129,8 @@ class FL_API iopipe_device : public const_iopipe_device {
   /// matters.
   iopipe_device(const iopipe_handles& handles, bool overlapped, int mode);
   template <class Mode, detail::standard_open_mode<Mode> = 0>
-  iopipe_device(const iopipe_handles& handles, bool overlapped, Mode mode) = delete;
+  iopipe_device(const iopipe_handles& handles, bool overlapped, Mode mode)
+      : iopipe_device(handles, overlapped, detail::open_mode_of(mode)) {}
 
   /// Reads at least one and at most `n` characters to `s`, blocking until there are some. In text mode a carriage
   /// return that a line feed follows is left out. @return the count, 0 at end of file: every write end is closed. On

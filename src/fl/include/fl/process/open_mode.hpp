@@ -1,6 +1,6 @@
 // The open modes of pipes: which ends are meant, and whether line ends are translated. Plain numbers, because they
-// cross the interface and process boundaries; they are this library's own and must not be mixed with `std::ios_base`
-// values: what accepts one of these does not compile with one of those, where the compiler can distinguish them.
+// cross the interface and process boundaries, and the same with every run-time. What takes one of these takes those of
+// `std::ios_base` as well, and translates them; but do not mix both in one mode.
 #pragma once
 
 #include <ios>
@@ -17,8 +17,15 @@ inline constexpr int binary = 32;  ///< no translation of line ends; without thi
 namespace foundation::core::process::detail {
 
 /// `int` if `T` is the open mode of standard streams, no type otherwise. With run-times in which that is a plain `int`
-/// it cannot be distinguished, and nothing is refused.
+/// it cannot be distinguished, and is taken as it is.
 template <class T>
 using standard_open_mode = std::enable_if_t<std::is_same_v<T, std::ios_base::openmode> && !std::is_same_v<T, int>, int>;
+
+/// The mode of a pipe; what else a standard stream can be told means nothing to one.
+constexpr int open_mode_of(std::ios_base::openmode mode) noexcept {
+  const auto number_if = [mode](std::ios_base::openmode bit, int number) { return (mode & bit) == bit ? number : 0; };
+  return number_if(std::ios_base::in, open_mode::read) | number_if(std::ios_base::out, open_mode::write) |
+         number_if(std::ios_base::binary, open_mode::binary);
+}
 
 }  // namespace foundation::core::process::detail

@@ -71,12 +71,9 @@ class CpuInfo {
   bool detailsValid() const noexcept { return detailsValid_; }
 
  private:
-  friend FL_API unsigned long long getAvailableConcurrency(const CpuInfo& info, bool useLogicalCores) noexcept;
-
   x86_64::InstructionSet instructionSet_;
   detail::details details_;
   bool detailsValid_ = false;
-  bool assumed_ = false;  ///< The counts are those of a fallback.
 };
 
 /// Whether both have the same frequency, cores and hyper-threading. The instruction set, the tiers and whether the
@@ -85,9 +82,8 @@ FL_API bool operator==(const CpuInfo& left, const CpuInfo& right) noexcept;
 FL_API bool operator!=(const CpuInfo& left, const CpuInfo& right) noexcept;
 
 /// How many threads of this process can run at once: as many as the machine has cores, or logical processors if
-/// `useLogicalCores`, and at most as many as the process may use. 1 at least, also before the first refresh, except
-/// that after a fallback it is `std::thread::hardware_concurrency()`, which is 0 where the C++ library knows nothing
-/// either.
+/// `useLogicalCores`, and at most as many as the process may use. 0 where nothing is known: before the first refresh,
+/// and after a fallback where the C++ library does not know either. So start `std::max(1ULL, ...)` threads.
 FL_API unsigned long long getAvailableConcurrency(const CpuInfo& info, bool useLogicalCores) noexcept;
 
 }  // namespace foundation::core::system

@@ -103,7 +103,7 @@ std::vector<char16_t> UserLogon::environment_with(const process::environment_map
   if (!create_environment_block(&block, token_, FALSE)) {
     throw_last_error(::GetLastError(), "CreateEnvironmentBlock");
   }
-  return process::merged_environment_block(static_cast<const char16_t*>(block), environment, &to_upper, &to_utf16);
+  return process::merged_environment_block(static_cast<const char16_t*>(block), environment, &to_upper, &utf8_to_utf16);
 }
 
 }  // namespace foundation::core::sysdep::windows
