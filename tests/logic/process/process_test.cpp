@@ -245,11 +245,15 @@ TEST_F(Process, KillFindsThatTheChildHasEndedSinceItWasLookedAt) {
   process::process child(any);
   system.before("kill_child", refusal("TerminateProcess"));
   expect_refusal("TerminateProcess", [&] { child.kill(); });
-  system.before("child_working_set_size", [&] {
+  const auto refuse_one_that_has_ended = [&] {
     system.end(1);
-    refusal("")();
-  });
-  EXPECT_THROW(child.working_set_size(), process::process_kill_error);
+    refusal("OpenProcess")();
+  };
+  system.before("kill_child", refuse_one_that_has_ended);
+  EXPECT_THROW(child.kill(), process::process_kill_error);
+  process::process other(any);
+  system.before("child_working_set_size", refuse_one_that_has_ended);
+  expect_refusal("OpenProcess", [&] { other.working_set_size(); });
 }
 
 // All of them on one object, in all orders that come up: whoever comes before the detach gets the status, and the

@@ -111,7 +111,7 @@ class FL_API process {
   void terminate();
 
   /// Bytes that the child now holds in memory. Throws process_kill_error if it has ended, and
-  /// boost::system::system_error if the system refuses.
+  /// boost::system::system_error if the system refuses, as it does for a child that ends at that moment.
   unsigned long long working_set_size();
 
  private:
