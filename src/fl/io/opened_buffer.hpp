@@ -22,14 +22,19 @@ struct opened : std::basic_streambuf<Unit, Traits> {
   using base::eback, base::egptr, base::epptr, base::gbump, base::gptr, base::pptr;
 };
 
-/// Whether nothing is lost on a buffer whose areas are filled and emptied behind its back. It is by a class that does
-/// with a block what it does with each unit; any other one may have a `sputn` or `sgetn` that wants to see each block,
-/// such as one that counts, copies or refuses, whatever class it is made from.
+/// Whether the areas of a buffer may be filled and emptied past its `sputn` and `sgetn`: who makes a class with areas
+/// of its own lets others do so. But one that is made from the buffer of a string or a file has the areas of that one,
+/// and its own `sputn` or `sgetn` wants to see each block, to count, copy or refuse it.
 template <class Unit, class Traits>
 bool is_open_to_others(const std::basic_streambuf<Unit, Traits>& buffer) {
   const std::type_info& type = typeid(buffer);
-  return type == typeid(std::basic_stringbuf<Unit, Traits>) || type == typeid(std::basic_filebuf<Unit, Traits>) ||
-         type == typeid(fl::filesystem::basic_filebuf<char>);
+  if (dynamic_cast<const std::basic_stringbuf<Unit, Traits>*>(&buffer) != nullptr) {
+    return type == typeid(std::basic_stringbuf<Unit, Traits>);
+  }
+  if (dynamic_cast<const std::basic_filebuf<Unit, Traits>*>(&buffer) != nullptr) {
+    return type == typeid(std::basic_filebuf<Unit, Traits>) || type == typeid(fl::filesystem::basic_filebuf<char>);
+  }
+  return true;
 }
 
 /// How many units `sputc` can put into a buffer without asking it.
