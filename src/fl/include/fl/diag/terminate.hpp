@@ -56,7 +56,8 @@ namespace foundation::core::diag {
 /// is cut at 511 bytes.
 ///
 /// Returns never. Throws only in a thread that has a `test::terminate_handler`, and `boost::io::too_few_args` if the
-/// format lacks arguments.
+/// format lacks arguments. The compiler knows that: if a destructor always ends here, GCC leaves away the handlers that
+/// an exception would reach through it, and throwing that one ends the process without a report.
 [[noreturn]] FL_API void terminate(const char* message, const char* file, int line, const char* function);
 [[noreturn]] FL_API void terminate(const std::string& message, const char* file, int line, const char* function);
 [[noreturn]] FL_API void terminate(const boost::basic_format<char>& message, const char* file, int line,
