@@ -8,6 +8,7 @@
 #include <cpp11compat/char16_streams.hpp>
 #include <i18n/stream_converter.hpp>
 
+#include "io/adaptor_areas.hpp"
 #include "io/opened_buffer.hpp"
 #include "io/put_area.hpp"
 
@@ -25,33 +26,6 @@
 #include <vector>
 
 namespace foundation::core::io {
-
-namespace detail {
-
-/// How large the areas of an adaptor are: room for what conversions usually give. One that gives more takes several
-/// passes.
-template <class From, class To>
-struct adaptor_areas;
-
-template <>
-struct adaptor_areas<char, char> {
-  static constexpr std::size_t of_write(std::size_t units) noexcept { return 4 * units; }
-  static constexpr std::size_t of_refill = 4096;  ///< in bytes
-};
-
-template <>
-struct adaptor_areas<char, char16_t> {
-  static constexpr std::size_t of_write(std::size_t units) noexcept { return 2 * units; }
-  static constexpr std::size_t of_refill = 5120;
-};
-
-template <>
-struct adaptor_areas<char16_t, char> {
-  static constexpr std::size_t of_write(std::size_t units) noexcept { return std::max<std::size_t>(5 * units, 25); }
-  static constexpr std::size_t of_refill = 4096;
-};
-
-}  // namespace detail
 
 /// `From` is what the user sees, `To` what the buffer beneath accepts and gives.
 template <class From, class To, class FromTraits = std::char_traits<From>, class ToTraits = std::char_traits<To>>
