@@ -18,8 +18,7 @@
 //    ready and is asked for all 1,024 at once: there read each line by `std::getline` of bytes, and `fl::i18n::decode`
 //    it.
 //  - A class of your own that has areas gets them filled and emptied past its `sputn` and `sgetn`. One that is made
-//  from
-//    `std::stringbuf` or `std::filebuf` is asked for each block instead, since it may have overridden these.
+//    from `std::stringbuf` or `std::filebuf` is asked for each block instead, since it may have overridden these.
 //  - What stands in the middle of a character at the end of everything is dropped. If a buffer that was asked for more
 //    gives such a beginning only, that reads as the end.
 //  - One can step back (`unget`, `putback`) within what was last taken from the buffer beneath, as long as nobody else
